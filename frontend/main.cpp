@@ -1,0 +1,115 @@
+// The command line of hostmem: the options of the tool as a whole, then one report.
+#include <getopt.h>
+
+#include "frontend/report_table.h"
+#include "frontend/usage.h"
+#include "nevra/nevra.h"
+
+namespace
+{
+
+// "f:" is meant: the short form takes a word that nothing reads, --force takes none.
+constexpr char kShortOptions[] = "f:c:r:h";
+constexpr option kLongOptions[] = {{"force", no_argument, nullptr, 'f'},
+                                   {"cache", required_argument, nullptr, 'c'},
+                                   {"report", required_argument, nullptr, 'r'},
+                                   {"help", no_argument, nullptr, 'h'},
+                                   {nullptr, 0, nullptr, 0}};
+
+struct CommandLine {
+   bool force = false;
+   const char *cachePath = nullptr;
+   size_t report = kReportCount; // none chosen
+};
+
+constexpr int kSuccess = 0;
+constexpr int kFailure = 1;
+constexpr int kGoOn = -1;
+
+// Parses up to -r and its report type. Returns kGoOn, or the exit status of a run that ends here.
+int ParseCommandLine(int argc, char **argv, CommandLine *commandLine)
+{
+   opterr = 0;
+   int letter;
+   while ((letter = getopt_long(argc, argv, kShortOptions, kLongOptions, nullptr)) != -1) {
+      switch (letter) {
+      case 'f':
+         commandLine->force = true;
+         break;
+      case 'c':
+         commandLine->cachePath = optarg;
+         break;
+      case 'h':
+         PrintUsage(argv[0]);
+         return kSuccess;
+      case '?':
+         Warning("Unexpected or out-of-sequence argument detected\n");
+         PrintUsage(argv[0]);
+         return kFailure;
+      case 'r':
+         commandLine->report = FindReport(optarg);
+         if (commandLine->report == kReportCount) {
+            Warning("Invalid report %s\n", optarg);
+            PrintUsage(argv[0]);
+            return kFailure;
+         }
+         if (commandLine->cachePath != nullptr && commandLine->report == kDcpmmStatsIndex) {
+            Warning("DCPMM report does not work on cache file\n");
+            return kFailure;
+         }
+         return kGoOn;
+      default:
+         break;
+      }
+   }
+   return kGoOn;
+}
+
+bool OpenCache(const char *path)
+{
+   const NevraStatus status = Nevra_UseCache(path, 0);
+   if (status != NEVRA_OK) {
+      Warning("Couldn't open cache file %s, error code: %u\n", path, status);
+   }
+   return status == NEVRA_OK;
+}
+
+// Whether the node definitions match the kernel's, or the run is forced.
+bool CheckDefinitions(bool force)
+{
+   char kernelBuild[21] = "";
+   const char *appBuild = "";
+   const NevraStatus status = Nevra_CheckSig(kernelBuild, sizeof kernelBuild, &appBuild);
+   if (status == NEVRA_OK) {
+      return true;
+   }
+   kernelBuild[sizeof kernelBuild - 1] = '\0';
+   Warning("%#x: md5 signature mismatch with running tarvos built on %s. (vs %s for app sysinfo)\n", status,
+           kernelBuild, appBuild);
+   if (!force) {
+      Warning("Version check failed\n");
+   }
+   return force;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+   CommandLine commandLine;
+   const int exitStatus = ParseCommandLine(argc, argv, &commandLine);
+   if (exitStatus != kGoOn) {
+      return exitStatus;
+   }
+   if (commandLine.cachePath != nullptr && !OpenCache(commandLine.cachePath)) {
+      return kFailure;
+   }
+   if (!CheckDefinitions(commandLine.force)) {
+      return kFailure;
+   }
+   if (commandLine.report == kReportCount) {
+      PrintUsage(argv[0]);
+      return kSuccess;
+   }
+   return RunReport(commandLine.report, argc, argv) == NEVRA_OK ? kSuccess : kFailure;
+}

@@ -1,0 +1,18 @@
+// The live source: answers from the running Linux kernel, through /proc and /sys.
+#ifndef NEVRA_LINUX_LINUX_SOURCE_H
+#define NEVRA_LINUX_LINUX_SOURCE_H
+
+#include <memory>
+#include <string>
+
+#include "nevra/source.h"
+
+namespace nevra
+{
+
+// Reads below the folder `root`: "/" for this host, another folder for a recorded tree.
+std::unique_ptr<Source> MakeLinuxSource(const std::string &root);
+
+} // namespace nevra
+
+#endif

@@ -1,0 +1,314 @@
+// The exported operations: parameters are checked against the node definitions, then the source answers.
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+
+#include <unistd.h>
+
+#include "nevra/definitions.h"
+#include "nevra/linux/linux_source.h"
+#include "nevra/nevra.h"
+#include "nevra/param_list.h"
+#include "nevra/snapshot/snapshot_source.h"
+#include "nevra/source.h"
+
+namespace
+{
+
+using nevra::KeyDomain;
+
+std::unique_ptr<nevra::Source> source;
+
+nevra::Source &CurrentSource()
+{
+   if (source == nullptr) {
+      source = nevra::MakeLinuxSource("/");
+   }
+   return *source;
+}
+
+// No C++ exception crosses the C interface.
+template <typename Operation> NevraStatus Guarded(Operation operation) noexcept
+{
+   try {
+      return operation();
+   } catch (const std::bad_alloc &) {
+      return NEVRA_OUT_OF_MEMORY;
+   } catch (...) {
+      return NEVRA_FAILURE;
+   }
+}
+
+const Nevra_ParamList &OrEmpty(const Nevra_ParamList *params)
+{
+   static const Nevra_ParamList *const empty = Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, 0);
+   return params != nullptr ? *params : *empty;
+}
+
+bool KeysMatch(std::span<const KeyDomain> domains, const Nevra_ParamList &params)
+{
+   if (params.kind != NEVRA_LIST_INSTANCE || params.Used() != domains.size()) {
+      return false;
+   }
+   for (uint32_t i = 0; i < params.Used(); i++) {
+      if (nevra::IsTextKey(domains[i]) != (params[i].text != nullptr)) {
+         return false;
+      }
+   }
+   return true;
+}
+
+NevraStatus ListInstances(NevraNode node, const Nevra_ParamList *params, Nevra_ParamList &list)
+{
+   const Nevra_ParamList &keys = OrEmpty(params);
+   if (node == nullptr || node->listed == KeyDomain::None || !KeysMatch(node->listKeys, keys)) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   return Guarded([&] { return CurrentSource().List(*node, keys, list); });
+}
+
+template <typename Integer>
+NevraStatus GetInteger(const Nevra_ParamList *list, uint32_t index, Integer *value)
+{
+   if (list == nullptr || value == nullptr) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   if (index >= list->Used()) {
+      return NEVRA_NOT_FOUND;
+   }
+   const Nevra_Param &param = (*list)[index];
+   if (param.text != nullptr || param.integer < static_cast<int64_t>(std::numeric_limits<Integer>::min()) ||
+       param.integer > static_cast<int64_t>(std::numeric_limits<Integer>::max())) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   *value = static_cast<Integer>(param.integer);
+   return NEVRA_OK;
+}
+
+void WriteToStandardError(const char *text, size_t length)
+{
+   while (length > 0) {
+      const ssize_t written = write(STDERR_FILENO, text, length);
+      if (written < 0) {
+         if (errno == EINTR) {
+            continue;
+         }
+         return;
+      }
+      text += written;
+      length -= static_cast<size_t>(written);
+   }
+}
+
+} // namespace
+
+extern "C" {
+
+Nevra_ParamList *Nevra_ParamListCreate(int kind, uint32_t capacity)
+{
+   if (kind != NEVRA_LIST_VALUES && kind != NEVRA_LIST_INSTANCE) {
+      return nullptr;
+   }
+   return Nevra_ParamList::Create(kind, capacity);
+}
+
+Nevra_ParamList *Nevra_ParamListCreateAndAllocateParams(int kind, uint32_t capacity, size_t storageBytes)
+{
+   Nevra_ParamList *list = Nevra_ParamListCreate(kind, capacity);
+   if (list != nullptr && !list->Reserve(capacity, storageBytes)) {
+      Nevra_ParamList::Destroy(list);
+      return nullptr;
+   }
+   return list;
+}
+
+NevraStatus Nevra_ParamListAddInt(Nevra_ParamList *list, int64_t value)
+{
+   return list != nullptr ? list->AddInt(value) : NEVRA_BAD_PARAMETER;
+}
+
+NevraStatus Nevra_ParamListAddString(Nevra_ParamList *list, const char *text)
+{
+   return list != nullptr && text != nullptr ? list->AddText(text) : NEVRA_BAD_PARAMETER;
+}
+
+NevraStatus Nevra_ParamListRemoveLastParam(Nevra_ParamList *list)
+{
+   return list != nullptr ? list->RemoveLast() : NEVRA_BAD_PARAMETER;
+}
+
+void Nevra_ParamListDestroy(Nevra_ParamList *list)
+{
+   Nevra_ParamList::Destroy(list);
+}
+
+uint32_t Nevra_ParamListUsedCount(const Nevra_ParamList *list)
+{
+   return list != nullptr ? list->Used() : 0;
+}
+
+NevraStatus Nevra_ParamListGetInt64(const Nevra_ParamList *list, uint32_t index, int64_t *value)
+{
+   return GetInteger(list, index, value);
+}
+
+NevraStatus Nevra_ParamListGetInt32(const Nevra_ParamList *list, uint32_t index, int32_t *value)
+{
+   return GetInteger(list, index, value);
+}
+
+NevraStatus Nevra_ParamListGetUInt32(const Nevra_ParamList *list, uint32_t index, uint32_t *value)
+{
+   return GetInteger(list, index, value);
+}
+
+NevraStatus Nevra_ParamListGetString(const Nevra_ParamList *list, uint32_t index, const char **text)
+{
+   if (list == nullptr || text == nullptr) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   if (index >= list->Used()) {
+      return NEVRA_NOT_FOUND;
+   }
+   if ((*list)[index].text == nullptr) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   *text = (*list)[index].text;
+   return NEVRA_OK;
+}
+
+const Nevra_Param *Nevra_ParamListGetParam(const Nevra_ParamList *list, uint32_t index)
+{
+   return list != nullptr && index < list->Used() ? &(*list)[index] : nullptr;
+}
+
+int64_t Nevra_ParamGetInt(const Nevra_Param *param)
+{
+   return param != nullptr ? param->integer : 0;
+}
+
+NevraStatus Nevra_Get(NevraNode node, const Nevra_ParamList *params, void *record, size_t recordSize)
+{
+   const Nevra_ParamList &keys = OrEmpty(params);
+   if (node == nullptr || record == nullptr || node->record == nullptr || recordSize != node->record->size ||
+       !KeysMatch(node->recordKeys, keys)) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   return Guarded([&] { return CurrentSource().Get(*node, keys, record); });
+}
+
+NevraStatus Nevra_Set(NevraNode node, const Nevra_ParamList *instance, const Nevra_ParamList *values,
+                      int /*reserved1*/, int /*reserved2*/)
+{
+   const Nevra_ParamList &keys = OrEmpty(instance);
+   if (node == nullptr || !node->settable || values == nullptr || values->kind != NEVRA_LIST_VALUES ||
+       !KeysMatch(node->recordKeys, keys)) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   return Guarded([&] { return CurrentSource().Set(*node, keys, *values); });
+}
+
+NevraStatus Nevra_GetInstanceList(NevraNode node, const Nevra_ParamList *params, Nevra_ParamList *list)
+{
+   return list != nullptr ? ListInstances(node, params, *list) : NEVRA_BAD_PARAMETER;
+}
+
+NevraStatus Nevra_GetInstanceListAlloc(NevraNode node, const Nevra_ParamList *params, Nevra_ParamList **list)
+{
+   return Nevra_GetInstanceListAllocHint(node, params, 0, list);
+}
+
+NevraStatus Nevra_GetInstanceListAllocHint(NevraNode node, const Nevra_ParamList *params,
+                                           uint32_t expectedCount, Nevra_ParamList **list)
+{
+   constexpr uint32_t kMostReserved = 4096;
+   if (list == nullptr) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   Nevra_ParamList *instances = Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, Nevra_ParamList::kUnbounded);
+   if (instances == nullptr || !instances->Reserve(std::min(expectedCount, kMostReserved), 0)) {
+      Nevra_ParamList::Destroy(instances);
+      return NEVRA_OUT_OF_MEMORY;
+   }
+   const NevraStatus status = ListInstances(node, params, *instances);
+   if (status != NEVRA_OK) {
+      Nevra_ParamList::Destroy(instances);
+      return status;
+   }
+   *list = instances;
+   return NEVRA_OK;
+}
+
+NevraStatus Nevra_UseCache(const char *path, int flags)
+{
+   if (path == nullptr || flags != 0) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   return Guarded([&] {
+      std::unique_ptr<nevra::Source> snapshot;
+      const NevraStatus status = nevra::OpenSnapshotSource(path, &snapshot);
+      if (status == NEVRA_OK) {
+         source = std::move(snapshot);
+      }
+      return status;
+   });
+}
+
+NevraStatus Nevra_CheckSig(char *kernelBuild, size_t kernelBuildSize, const char **appBuild)
+{
+   if (kernelBuild == nullptr || kernelBuildSize == 0 || appBuild == nullptr) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   return Guarded([&]() -> NevraStatus {
+      const nevra::Source &current = CurrentSource();
+      if (std::strcmp(current.Signature(), nevra::DefinitionSignature()) == 0) {
+         return NEVRA_OK;
+      }
+      Str_Strcpy(kernelBuild, current.KernelBuildText(), kernelBuildSize);
+      *appBuild = nevra::DefinitionBuildText();
+      return NEVRA_VERSION_MISMATCH;
+   });
+}
+
+void Warning(const char *format, ...)
+{
+   char text[1024];
+   va_list arguments;
+   va_start(arguments, format);
+   va_list again;
+   va_copy(again, arguments);
+   const int length = std::vsnprintf(text, sizeof text, format, arguments);
+   va_end(arguments);
+   if (length >= 0 && static_cast<size_t>(length) < sizeof text) {
+      WriteToStandardError(text, static_cast<size_t>(length));
+   } else if (length >= 0) {
+      const size_t size = static_cast<size_t>(length) + 1;
+      std::unique_ptr<char[]> longText(new (std::nothrow) char[size]);
+      if (longText != nullptr) {
+         std::vsnprintf(longText.get(), size, format, again);
+         WriteToStandardError(longText.get(), size - 1);
+      } else {
+         WriteToStandardError(text, sizeof text - 1);
+      }
+   }
+   va_end(again);
+}
+
+char *Str_Strcpy(char *destination, const char *text, size_t size)
+{
+   if (size == 0) {
+      return destination;
+   }
+   const size_t length = strnlen(text, size - 1);
+   std::memcpy(destination, text, length);
+   destination[length] = '\0';
+   return destination;
+}
+
+} // extern "C"

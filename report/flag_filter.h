@@ -1,0 +1,52 @@
+// Named bit flags: the filters -i and -e, and masks printed as text.
+#ifndef REPORT_FLAG_FILTER_H
+#define REPORT_FLAG_FILTER_H
+
+#include <cstdint>
+#include <string>
+
+#include "nevra/nevra.h"
+
+// A table is an array of these in printing order, ended by a row whose name is null.
+struct FlagName {
+   uint32_t mask;
+   const char *name;
+};
+
+// Scheduler-group flags.
+enum GroupFlag : uint32_t {
+   GROUP_PREDEFINED = 0x1,
+   GROUP_LEAF = 0x2,
+   GROUP_VM = 0x4,
+   GROUP_USER_WORLD = 0x8,
+   GROUP_SYSTEM_WORLD = 0x10,
+   GROUP_TEST_WORLD = 0x20,
+   GROUP_PROTECTED = 0x40,
+   GROUP_SELF_DESTRUCT = 0x80,
+   GROUP_NON_PERSISTENT = 0x100,
+   GROUP_KERNEL_MEMORY = 0x200,
+   GROUP_USER_CREATED = 0x400,
+   GROUP_CONTAINER = 0x800,
+   GROUP_SUB_CONTAINER = 0x1000,
+   GROUP_VMM_SUB_CONTAINER = 0x2000,
+   GROUP_UW_SUB_CONTAINER = 0x4000
+};
+
+extern const FlagName groupFlagNames[]; // the 15 scheduler-group flags
+extern const FlagName uwTypeNames[];    // "uw" stand-alone, "vm" VM-based
+
+// ORs the masks of the ':'-separated names in `text`, which is split in place. No text gives all bits, or
+// none for an exclusion. An unknown name is reported, the mask is 0 and the status is "Bad parameter".
+NevraStatus ParseFlagFilter(char *text, const FlagName *table, uint32_t *mask, bool isExclusion);
+
+// Whether flags pass a pair of filters: a bit of the inclusion mask, and none of the exclusion mask.
+inline bool PassesFlagFilter(uint32_t flags, uint32_t inclusionMask, uint32_t exclusionMask)
+{
+   return (flags & inclusionMask) != 0 && (flags & exclusionMask) == 0;
+}
+
+// The names of the rows that share a bit with `mask`, joined by ':'; "(all)" when every row does, "(none)"
+// when none does.
+std::string FormatFlagList(uint32_t mask, const FlagName *table);
+
+#endif

@@ -1,0 +1,55 @@
+#include "report/group_tree.h"
+
+#include "sysinfo/param_list.h"
+#include "sysinfo/status.h"
+
+namespace
+{
+
+NevraStatus ListChildren(uint64_t groupID, ParamListPtr *children)
+{
+   ParamListPtr params = CreateParamList(2);
+   if (params == nullptr) {
+      Warning("KelmarGroupNevraGet: Nevra_ParamListCreate() failure\n");
+      return NEVRA_FAILURE;
+   }
+   NevraStatus status = Nevra_ParamListAddInt(params.get(), static_cast<int64_t>(groupID));
+   if (status != NEVRA_OK) {
+      Warning("KelmarTraverseGroups: Nevra_ParamListAddInt() failure: %s\n",
+              ORSKA_ReturnStatusToString(status));
+      return status;
+   }
+   status = ListInstances(NEVRA_NODE_sched_groups_members_groups, params.get(), children);
+   Nevra_ParamListRemoveLastParam(params.get());
+   params.reset();
+   if (status != NEVRA_OK && status != NEVRA_NOT_FOUND) {
+      Warning("KelmarTraverseGroups: Nevra_GetInstanceListAlloc failure: %s\n",
+              ORSKA_ReturnStatusToString(status));
+   }
+   return status;
+}
+
+} // namespace
+
+NevraStatus TraverseGroups(uint64_t startGroupID, uint32_t levels, uint8_t csvMode, GroupVisitFn visit,
+                           void *context)
+{
+   ParamListPtr children;
+   NevraStatus status = ListChildren(startGroupID, &children);
+   if (status != NEVRA_OK) {
+      return status;
+   }
+   const uint32_t count = Nevra_ParamListUsedCount(children.get());
+   status = visit(startGroupID, count, csvMode, context);
+   if (status != NEVRA_OK || levels == 1) {
+      return status;
+   }
+   for (uint32_t i = 0; i < count; i++) {
+      int64_t childID;
+      status = Nevra_ParamListGetInt64(children.get(), i, &childID);
+      if (status == NEVRA_OK) {
+         TraverseGroups(static_cast<uint64_t>(childID), levels - 1, csvMode, visit, context);
+      }
+   }
+   return status;
+}

@@ -1,0 +1,44 @@
+// The command-line options of the reports.
+//
+// A report states its short option string and its long option table; a letter means the same in every report
+// that has it. The scan goes on where the front end stopped, behind -r and the report type.
+#ifndef REPORT_REPORT_OPTIONS_H
+#define REPORT_REPORT_OPTIONS_H
+
+#include <cstdint>
+
+#include <getopt.h>
+
+#include "nevra/nevra.h"
+#include "report/levels.h"
+
+struct ReportOptions {
+   uint64_t startGroupID = 0;       // -g: 32 bits, sign-extended
+   uint32_t levels = MAX_LEVELS;    // -l
+   const char *unitText = nullptr;  // -u
+   char *inclusionText = nullptr;   // -i; split in place by ParseFlagFilter
+   char *exclusionText = nullptr;   // -e
+   const char *selection = nullptr; // -s
+   bool verbose = false;            // -v
+   bool csvMode = false;            // -q
+   bool tags = false;               // -t
+   bool extra = false;              // -x
+};
+
+// The rows of the long option tables, so that a name goes with one letter everywhere.
+inline constexpr option kGidOption = {"gid", required_argument, nullptr, 'g'};
+inline constexpr option kLevelOption = {"level", required_argument, nullptr, 'l'};
+inline constexpr option kUnitOption = {"unit", required_argument, nullptr, 'u'};
+inline constexpr option kInclusionOption = {"iFilter", required_argument, nullptr, 'i'};
+inline constexpr option kExclusionOption = {"eFilter", required_argument, nullptr, 'e'};
+inline constexpr option kVerboseOption = {"verbose", no_argument, nullptr, 'v'};
+inline constexpr option kSelectionOption = {"cSelect", required_argument, nullptr, 's'};
+inline constexpr option kCsvOption = {"csvMode", no_argument, nullptr, 'q'};
+inline constexpr option kEndOfOptions = {nullptr, 0, nullptr, 0};
+
+// Records each option's argument; the last one wins. Unknown options are ignored. "Bad parameter", at once,
+// for a level of 0.
+NevraStatus ParseReportOptions(int argc, char **argv, const char *shortOptions, const option *longOptions,
+                               ReportOptions *options);
+
+#endif

@@ -1,0 +1,10 @@
+// group-stats: memory accounting of every scheduler group of a subtree, and on request a summary per group
+// tag.
+#ifndef REPORTS_GROUP_GROUP_STATS_H
+#define REPORTS_GROUP_GROUP_STATS_H
+
+#include "nevra/nevra.h"
+
+NevraStatus GroupStatsReport(int argc, char **argv);
+
+#endif

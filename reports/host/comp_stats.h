@@ -1,0 +1,9 @@
+// comp-stats: one row that accounts for the whole physical memory of the host, and its memory states.
+#ifndef REPORTS_HOST_COMP_STATS_H
+#define REPORTS_HOST_COMP_STATS_H
+
+#include "nevra/nevra.h"
+
+NevraStatus CompStatsReport(int argc, char **argv);
+
+#endif

@@ -1,0 +1,6 @@
+#include "sysinfo/status.h"
+
+const char *ORSKA_ReturnStatusToString(NevraStatus)
+{
+   return "Unknown status";
+}
