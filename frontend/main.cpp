@@ -5,8 +5,7 @@
 #include "frontend/usage.h"
 #include "nevra/nevra.h"
 
-namespace
-{
+namespace {
 
 // "f:" is meant: the short form takes a word that nothing reads, --force takes none.
 constexpr char kShortOptions[] = "f:c:r:h";

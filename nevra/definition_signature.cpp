@@ -1,8 +1,7 @@
 #include "definition_signature.h" // made by the build from the node definitions
 #include "nevra/definitions.h"
 
-namespace nevra
-{
+namespace nevra {
 
 const char *DefinitionSignature()
 {

@@ -5,11 +5,9 @@
 
 #include "nevra/records.h"
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 // ---- record layouts
 
@@ -181,8 +179,7 @@ constexpr NevraNodeDef kDefinitionTable[kNodeCount] = {
                                   true),
 };
 
-namespace
-{
+namespace {
 
 constexpr bool InNodeIdOrder()
 {

@@ -13,8 +13,7 @@
 
 #include "nevra/nevra.h"
 
-namespace nevra
-{
+namespace nevra {
 
 // How one field of a record is stored. Sizes and offsets are in bytes.
 enum class FieldKind : uint8_t { Unsigned, Signed, Text, Bytes, Structure };

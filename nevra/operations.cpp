@@ -18,8 +18,7 @@
 #include "nevra/snapshot/snapshot_source.h"
 #include "nevra/source.h"
 
-namespace
-{
+namespace {
 
 using nevra::KeyDomain;
 

@@ -11,8 +11,7 @@ struct Nevra_ParamList::TextBlock {
    char bytes[];
 };
 
-namespace
-{
+namespace {
 
 constexpr uint32_t kMostRecycled = 64;
 Nevra_ParamList *recycled = nullptr;

@@ -8,11 +8,9 @@
 #include "nevra/definitions.h"
 #include "nevra/param_list.h"
 
-namespace nevra
-{
+namespace nevra {
 
-class Source
-{
+class Source {
  public:
    virtual ~Source() = default;
 

@@ -23,8 +23,7 @@ const FlagName groupFlagNames[] = {{GROUP_PREDEFINED, "pre"},
 
 const FlagName uwTypeNames[] = {{GROUP_USER_WORLD, "uw"}, {GROUP_VM, "vm"}, {0, nullptr}};
 
-namespace
-{
+namespace {
 
 const FlagName *FindFlag(const FlagName *table, const char *name)
 {

@@ -4,8 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-namespace
-{
+namespace {
 
 constexpr size_t kLongestNumber = 20; // digits of 2^64 - 1; a sign takes the place of the 20th
 

@@ -14,8 +14,7 @@
 #include "report/column_table.h"
 
 // One value of a row; the column's format says which of the two it is and how wide.
-class CellValue
-{
+class CellValue {
  public:
    CellValue(const char *value) : text(value) {}
    CellValue(char value) : integer(static_cast<unsigned char>(value)) {}

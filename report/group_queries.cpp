@@ -4,8 +4,7 @@
 #include "sysinfo/param_list.h"
 #include "sysinfo/status.h"
 
-namespace
-{
+namespace {
 
 NevraStatus Get(Nevra_ParamList *params, NevraNode node, void *record, size_t recordSize)
 {

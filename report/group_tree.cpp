@@ -3,8 +3,7 @@
 #include "sysinfo/param_list.h"
 #include "sysinfo/status.h"
 
-namespace
-{
+namespace {
 
 NevraStatus ListChildren(uint64_t groupID, ParamListPtr *children)
 {

@@ -3,8 +3,7 @@
 #include <cstddef>
 #include <iterator>
 
-namespace
-{
+namespace {
 
 constexpr NevraStatus kCatalogueBase = 0xbad0000;
 

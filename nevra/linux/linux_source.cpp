@@ -1,13 +1,10 @@
 #include "nevra/linux/linux_source.h"
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
-class LinuxSource : public Source
-{
+class LinuxSource : public Source {
  public:
    NevraStatus Get(const NevraNodeDef &, const Nevra_ParamList &, void *) override { return NEVRA_NOT_FOUND; }
    NevraStatus List(const NevraNodeDef &, const Nevra_ParamList &, Nevra_ParamList &) override

@@ -7,8 +7,7 @@
 
 #include "nevra/source.h"
 
-namespace nevra
-{
+namespace nevra {
 
 // Reads below the folder `root`: "/" for this host, another folder for a recorded tree.
 std::unique_ptr<Source> MakeLinuxSource(const std::string &root);

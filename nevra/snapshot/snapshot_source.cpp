@@ -1,7 +1,6 @@
 #include "nevra/snapshot/snapshot_source.h"
 
-namespace nevra
-{
+namespace nevra {
 
 NevraStatus OpenSnapshotSource(const char *, std::unique_ptr<Source> *)
 {

@@ -6,8 +6,7 @@
 
 #include "nevra/source.h"
 
-namespace nevra
-{
+namespace nevra {
 
 // Opens and checks the file at `path`. On failure the reason has been given in one Warning, and the status is
 // the system's ("Not found", "No permission", ...) or "Metadata read error" for a file that is no snapshot or

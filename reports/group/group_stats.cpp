@@ -15,8 +15,7 @@
 #include "report/group_tree.h"
 #include "report/report_options.h"
 
-namespace
-{
+namespace {
 
 ReportColumn columns[] = {
    {"gid", "Group ID", 8, "lu", 1, 1, 1},

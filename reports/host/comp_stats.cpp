@@ -10,8 +10,7 @@
 #include "report/report_options.h"
 #include "sysinfo/param_list.h"
 
-namespace
-{
+namespace {
 
 // The memory states, from most free memory to least, by the names that the transition node goes by.
 constexpr const char *memStateNames[] = {"high", "clear", "soft", "hard", "low", "unknown", nullptr};
