@@ -1,0 +1,67 @@
+# The everyday commands. Each does all the set-up it needs: it installs the Debian packages that are missing
+# where it may, and names them where it may not.
+
+JOBS ?= 2
+RELEASE := build/release
+
+.PHONY: all run test sanitizers bench fuzz coverage format lint clean
+
+all: packages-build
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release -j $(JOBS)
+
+# Builds, then reports on this host, live.
+run: packages-build
+	@cmake --preset release -DHOSTMEM_TESTS=OFF >/dev/null
+	@cmake --build --preset release -j $(JOBS) -- --quiet
+	$(RELEASE)/bin/hostmem -r comp-stats
+	$(RELEASE)/bin/hostmem -r group-stats
+
+# Builds and runs every test.
+test: packages-test
+	@cmake --preset release -DHOSTMEM_TESTS=ON
+	@cmake --build --preset release -j $(JOBS)
+	ctest --preset release -j $(JOBS)
+
+# The same under the address, undefined-behaviour and leak sanitizers.
+sanitizers: packages-test
+	@cmake --preset sanitizers
+	@cmake --build --preset sanitizers -j $(JOBS)
+	ctest --preset sanitizers -j $(JOBS)
+
+# Measures against the floors and prints one table of ratios.
+bench: packages-bench
+	@cmake --preset release -DHOSTMEM_TESTS=OFF -DHOSTMEM_BENCH=ON
+	@cmake --build --preset release -j $(JOBS)
+	bench/run $(RELEASE)
+
+# Builds the fuzz targets and runs each for FUZZ_SECONDS.
+FUZZ_SECONDS ?= 60
+fuzz: packages-fuzz
+	@cmake --preset fuzz
+	@cmake --build --preset fuzz -j $(JOBS)
+	fuzz/run build/fuzz $(FUZZ_SECONDS)
+
+# Tests with line and branch coverage, printed per file.
+coverage: packages-coverage
+	@cmake --preset coverage
+	@cmake --build --preset coverage -j $(JOBS)
+	ctest --preset coverage -j $(JOBS)
+	gcovr --root . --object-directory build/coverage --exclude 'tests/.*' --exclude 'bench/.*' --exclude 'fuzz/.*' --txt-metric branch
+	gcovr --root . --object-directory build/coverage --exclude 'tests/.*' --exclude 'bench/.*' --exclude 'fuzz/.*'
+
+# The record layouts are tables and keep their own form.
+format: packages-lint
+	git ls-files '*.cpp' '*.h' ':!nevra/include/nevra/records.h' | xargs clang-format -i
+
+lint: packages-lint
+	git ls-files '*.cpp' '*.h' ':!nevra/include/nevra/records.h' | xargs clang-format --dry-run -Werror
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release -j $(JOBS) -- --quiet
+	git ls-files '*.cpp' ':!tests' ':!bench' ':!fuzz' | xargs -P $(JOBS) -n 4 clang-tidy -p $(RELEASE) --quiet
+
+clean:
+	rm -rf build
+
+packages-%:
+	@packaging/install-packages $*
