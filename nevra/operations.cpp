@@ -22,6 +22,9 @@ namespace {
 
 using nevra::KeyDomain;
 
+// Entries that a list gets room for ahead of use, whatever count the caller expects.
+constexpr uint32_t kMostReserved = 4096;
+
 std::unique_ptr<nevra::Source> source;
 
 nevra::Source &CurrentSource()
@@ -114,12 +117,21 @@ Nevra_ParamList *Nevra_ParamListCreate(int kind, uint32_t capacity)
    if (kind != NEVRA_LIST_VALUES && kind != NEVRA_LIST_INSTANCE) {
       return nullptr;
    }
-   return Nevra_ParamList::Create(kind, capacity);
+   // The tool addresses a register with six entries in a list that it made for one.
+   Nevra_ParamList *list = Nevra_ParamList::Create(kind, Nevra_ParamList::kUnbounded);
+   if (list != nullptr && !list->Reserve(std::min(capacity, kMostReserved), 0)) {
+      Nevra_ParamList::Destroy(list);
+      return nullptr;
+   }
+   return list;
 }
 
 Nevra_ParamList *Nevra_ParamListCreateAndAllocateParams(int kind, uint32_t capacity, size_t storageBytes)
 {
-   Nevra_ParamList *list = Nevra_ParamListCreate(kind, capacity);
+   if (kind != NEVRA_LIST_VALUES && kind != NEVRA_LIST_INSTANCE) {
+      return nullptr;
+   }
+   Nevra_ParamList *list = Nevra_ParamList::Create(kind, capacity);
    if (list != nullptr && !list->Reserve(capacity, storageBytes)) {
       Nevra_ParamList::Destroy(list);
       return nullptr;
@@ -226,7 +238,6 @@ NevraStatus Nevra_GetInstanceListAlloc(NevraNode node, const Nevra_ParamList *pa
 NevraStatus Nevra_GetInstanceListAllocHint(NevraNode node, const Nevra_ParamList *params,
                                            uint32_t expectedCount, Nevra_ParamList **list)
 {
-   constexpr uint32_t kMostReserved = 4096;
    if (list == nullptr) {
       return NEVRA_BAD_PARAMETER;
    }

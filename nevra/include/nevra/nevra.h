@@ -128,15 +128,15 @@ extern const NevraNode NEVRA_NODE_hardware_pci_seg_bus_slot_func_pciConfigReg_si
 /* segment, bus, slot, function, size in bytes, register: PciConfigRegRecord; can be set */
 
 /*
- * Parameter lists. A list takes at most the number of entries that it was created for.
+ * Parameter lists.
  */
 
-/* Makes an empty list for `capacity` entries. Null for an unknown kind or when memory is short.
-   The caller owns the list. */
+/* Makes an empty list with room for `capacity` entries; it grows when more are added. Null for an unknown
+   kind or when memory is short. The caller owns the list. */
 Nevra_ParamList *Nevra_ParamListCreate(int kind, uint32_t capacity);
 
 /* As Nevra_ParamListCreate, with the storage for the texts of its entries reserved at once: the list that
-   Nevra_GetInstanceList fills. */
+   Nevra_GetInstanceList fills. It never takes more than `capacity` entries. */
 Nevra_ParamList *Nevra_ParamListCreateAndAllocateParams(int kind, uint32_t capacity, size_t storageBytes);
 
 /* Append an entry; a text is copied. "Limit exceeded" when the list is full, "Bad parameter" for null. */
