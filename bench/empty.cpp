@@ -1,0 +1,5 @@
+// Floor for start-up: a C++ program that does nothing.
+int main()
+{
+   return 0;
+}
