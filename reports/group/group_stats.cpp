@@ -54,8 +54,8 @@ ReportColumn columns[] = {
    {"sharedSaved", "Estimate of memory savings from page sharing", 10, "lu", 1, 0, 1},
    {"mps", "Memory per share (KB)", 20, "ld", 1, 0, 1},
    {"throttlePct", "% of possible time the guest is allowed to be executed", 3, "u", 0, 0, 1},
-   {"flags", "Group flags", 16, "s", 0, 0, 1},
-   {"tag", "Group Tag", 28, "s", 0, 0, 1},
+   {"flags", "Group flags", 16, "s", 1, 0, 1},
+   {"tag", "Group Tag", 28, "s", 1, 0, 1},
    kEndOfColumns,
 };
 
