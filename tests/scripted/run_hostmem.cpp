@@ -18,17 +18,14 @@
 
 extern char **environ;
 
-namespace scripted
-{
+namespace scripted {
 
-namespace
-{
+namespace {
 
 using Clock = std::chrono::steady_clock;
 
 // The script and its trace; gone with this object.
-class ScriptFile
-{
+class ScriptFile {
  public:
    explicit ScriptFile(const std::string &text)
    {
@@ -90,7 +87,8 @@ struct Child {
 Child Start(const std::vector<std::string> &arguments, const std::string &scriptPath,
             const RunOptions &options)
 {
-   std::vector<std::string> words = {options.program.empty() ? HOSTMEM_PROGRAM : options.program};
+   const std::string executable = options.executable.empty() ? HOSTMEM_PROGRAM : options.executable;
+   std::vector<std::string> words = {options.program.empty() ? executable : options.program};
    words.insert(words.end(), arguments.begin(), arguments.end());
    std::vector<std::string> environment = Environment(scriptPath, options);
    const std::vector<char *> argv = Pointers(words);
@@ -106,7 +104,7 @@ Child Start(const std::vector<std::string> &arguments, const std::string &script
       dup2(out[1], STDOUT_FILENO);
       dup2(err[1], STDERR_FILENO);
       if (options.workingDirectory.empty() || chdir(options.workingDirectory.c_str()) == 0) {
-         execve(HOSTMEM_PROGRAM, argv.data(), envp.data());
+         execve(executable.c_str(), argv.data(), envp.data());
       }
       _exit(127);
    }
@@ -242,8 +240,7 @@ RunResult RunHostmem(const Scenario &scenario, const std::vector<std::string> &a
    return run;
 }
 
-namespace
-{
+namespace {
 
 // Every fault that the clean run has room for.
 std::vector<Fault> PossibleFaults(const RunResult &clean)

@@ -4,11 +4,9 @@
 
 #include "tests/scripted/script_format.h"
 
-namespace scripted
-{
+namespace scripted {
 
-namespace
-{
+namespace {
 
 // The part of a node's identifier behind NEVRA_NODE_.
 std::string Identifier(NodeId node)

@@ -58,14 +58,12 @@
 #include "nevra/records.h"
 #include "report/flag_filter.h"
 
-namespace scripted
-{
+namespace scripted {
 
 using nevra::NodeId;
 
 // One key of an instance: an integer or a text.
-class Key
-{
+class Key {
  public:
    template <std::integral Integer>
    Key(Integer value) : word('i' + std::to_string(static_cast<int64_t>(value)))
@@ -92,8 +90,7 @@ template <size_t Size> void SetText(char (&field)[Size], std::string_view text)
 
 class GroupScript;
 
-class Scenario
-{
+class Scenario {
  public:
    // ---- records: the answers to Nevra_Get
 
@@ -158,8 +155,7 @@ inline constexpr int64_t kScriptedTime = 1700000000;
 inline constexpr char kScriptedTimeText[] = "Tue Nov 14 22:13:20 2023";
 
 // One group of a scenario. A handle: the scenario must outlive it.
-class GroupScript
-{
+class GroupScript {
  public:
    GroupScript(Scenario *owner, int64_t id) : scenario(owner), groupID(id) {}
 
@@ -203,7 +199,8 @@ struct RunOptions {
    std::chrono::milliseconds timeout{20000};
    std::string workingDirectory;         // empty: the test's own
    std::vector<std::string> environment; // "NAME=value" besides the usual
-   std::string program = {};             // argv[0]; empty: the path of hostmem
+   std::string program;                  // argv[0]; empty: the path of what is run
+   std::string executable;               // another program that uses the platform; empty: hostmem
 };
 
 struct RunResult {

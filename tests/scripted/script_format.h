@@ -18,8 +18,7 @@
 #include <string>
 #include <string_view>
 
-namespace scripted
-{
+namespace scripted {
 
 // Names the script file; the trace goes to a file of the same name with ".trace" behind it.
 inline constexpr char kScriptVariable[] = "NEVRA_SCRIPT";

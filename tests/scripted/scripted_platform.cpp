@@ -35,15 +35,14 @@ struct Nevra_Param {
 
 struct Nevra_ParamList {
    int kind;
-   uint32_t capacity;
+   uint32_t most; // entries that it takes
    unsigned slot; // its name in the trace: the lowest that no living list has
    bool alive;
    std::string maker; // the call that made it
    std::vector<Nevra_Param> params;
 };
 
-namespace
-{
+namespace {
 
 using scripted::DecodeText;
 
@@ -245,7 +244,7 @@ bool IsUsable(const Nevra_ParamList *list, const char *operation)
    return true;
 }
 
-Nevra_ParamList *MakeList(int kind, uint32_t capacity, const std::string &maker)
+Nevra_ParamList *MakeList(int kind, uint32_t most, const std::string &maker)
 {
    std::vector<std::unique_ptr<Nevra_ParamList>> &made = TheScript().made;
    unsigned slot = 1;
@@ -262,7 +261,7 @@ Nevra_ParamList *MakeList(int kind, uint32_t capacity, const std::string &maker)
       }
    }
    made.push_back(std::make_unique<Nevra_ParamList>(
-      Nevra_ParamList{kind, capacity, slot, true, maker, std::vector<Nevra_Param>()}));
+      Nevra_ParamList{kind, most, slot, true, maker, std::vector<Nevra_Param>()}));
    return made.back().get();
 }
 
@@ -275,13 +274,14 @@ NevraStatus Failure(const std::string &operation)
    return failure != script.failures.end() ? failure->second : 0;
 }
 
-Nevra_ParamList *Create(const char *operation, int kind, uint32_t capacity, const std::string &call)
+// `most` is how many entries the list takes; a plain list grows past the capacity that it was made for.
+Nevra_ParamList *Create(const char *operation, int kind, uint32_t most, const std::string &call)
 {
    if (Failure(operation) != 0) {
       Trace(call + " = null");
       return nullptr;
    }
-   Nevra_ParamList *list = MakeList(kind, capacity, call);
+   Nevra_ParamList *list = MakeList(kind, most, call);
    Trace(call + " = " + Name(list));
    return list;
 }
@@ -292,7 +292,7 @@ NevraStatus Add(const char *operation, Nevra_ParamList *list, const Nevra_Param 
       return NEVRA_BAD_PARAMETER;
    }
    NevraStatus status = Failure(operation);
-   if (status == 0 && list->params.size() >= list->capacity) {
+   if (status == 0 && list->params.size() >= list->most) {
       Misuse(std::string(operation) + " to a full list");
       status = NEVRA_LIMIT_EXCEEDED;
    }
@@ -393,7 +393,7 @@ NevraStatus List(const char *operation, const std::string &call, NevraNode node,
       *made = list;
    }
    for (const Nevra_Param &instance : answer->instances) {
-      if (list->params.size() < list->capacity) {
+      if (list->params.size() < list->most) {
          list->params.push_back(instance);
       }
    }
@@ -427,7 +427,7 @@ SCRIPTED_NODES(SCRIPTED_IDENTIFIER)
 
 Nevra_ParamList *Nevra_ParamListCreate(int kind, uint32_t capacity)
 {
-   return Create("Nevra_ParamListCreate", kind, capacity,
+   return Create("Nevra_ParamListCreate", kind, UINT32_MAX,
                  "Nevra_ParamListCreate(" + std::to_string(kind) + ", " + std::to_string(capacity) + ')');
 }
 

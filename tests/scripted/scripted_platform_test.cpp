@@ -6,8 +6,7 @@
 
 using namespace scripted;
 
-namespace
-{
+namespace {
 
 Scenario TwoGroups()
 {
@@ -93,6 +92,48 @@ TEST(ScriptedPlatform, InjectsEveryFaultOnce)
    const unsigned reads = 2 * 8;
    const unsigned expected = reads + statuses * (reads /* add */ + reads /* read */ + reads /* remove */ + 1);
    EXPECT_EQ(CheckEveryFault(TwoGroups(), kGroupNames), expected);
+}
+
+RunResult RunMisuse(const char *how)
+{
+   RunOptions options;
+   options.executable = MISUSE_PROGRAM;
+   return RunHostmem(Scenario(), {how}, options);
+}
+
+TEST(ScriptedPlatform, ReportsMisuse)
+{
+   const std::pair<const char *, const char *> kMisuses[] = {
+      {"leak", "!! leaked #2, made by Nevra_ParamListCreate(1, 2)"},
+      {"destroy-twice", "!! Nevra_ParamListDestroy of a destroyed list, made by Nevra_ParamListCreate(1, 2)"},
+      {"use-after-destroy",
+       "!! Nevra_ParamListUsedCount of a destroyed list, made by Nevra_ParamListCreate(1, 2)"},
+      {"null-list", "!! Nevra_ParamListUsedCount of a null list"},
+      {"destroy-null", "!! Nevra_ParamListDestroy of a null list"},
+      {"past-the-end", "!! Nevra_ParamListGetInt64 past the end of a list"},
+      {"another-type", "!! Nevra_ParamListGetString of an entry of another type"},
+      {"record-size", "!! Nevra_Get of sched_groups_groupTag with a record of 64 bytes"},
+      {"value-list", "!! Nevra_Set with a list that is not of values"},
+      {"remove-from-empty", "!! Nevra_ParamListRemoveLastParam of an empty list"},
+   };
+   for (const auto &[how, line] : kMisuses) {
+      const RunResult run = RunMisuse(how);
+      EXPECT_EQ(run.misuse, std::vector<std::string>{line}) << how;
+      EXPECT_EQ(run.leaks, how == std::string("leak") ? 1 : 0);
+      EXPECT_TRUE(run.traceEnded);
+      EXPECT_THAT(run, testing::Not(RanCleanly()));
+   }
+   EXPECT_THAT(RunMisuse("none"), RanCleanly());
+}
+
+TEST(ScriptedPlatform, EndsARunThatHangs)
+{
+   RunOptions options;
+   options.executable = "/bin/sleep";
+   options.timeout = std::chrono::milliseconds(50);
+   const RunResult run = RunHostmem(Scenario(), {"100"}, options);
+   EXPECT_TRUE(run.timedOut);
+   EXPECT_THAT(run, testing::Not(RanCleanly()));
 }
 
 } // namespace

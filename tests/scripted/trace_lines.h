@@ -9,8 +9,7 @@
 
 #include "nevra/nevra.h"
 
-namespace scripted
-{
+namespace scripted {
 
 using TraceLines = std::vector<std::string>;
 
