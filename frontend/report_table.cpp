@@ -3,7 +3,13 @@
 #include <strings.h>
 
 #include "reports/group/group_stats.h"
+#include "reports/host/buddy_stats.h"
 #include "reports/host/comp_stats.h"
+#include "reports/host/heap_stats.h"
+#include "reports/host/lpool_stats.h"
+#include "reports/host/pshare_hint_stats.h"
+#include "reports/host/pshare_stats.h"
+#include "reports/pmem/pmem_report.h"
 
 const char *const reportNames[kReportCount] = {
    "group-stats",       "vm-stats",          "uw-stats",
@@ -30,8 +36,26 @@ NevraStatus RunReport(size_t index, int argc, char **argv)
    switch (index) {
    case 0:
       return GroupStatsReport(argc, argv);
+   case 3:
+      return PShareStatsReport(argc, argv);
+   case 4:
+      return PShareHintStatsReport(argc, argv);
+   case 6:
+      return BuddyStatsReport(argc, argv);
    case 7:
       return CompStatsReport(argc, argv);
+   case 8:
+      return LPoolStatsReport(argc, argv);
+   case 9:
+      return HeapStatsReport(argc, argv);
+   case 14:
+      return PMemReport(argc, argv, PMEM_REGIONSTORE);
+   case 15:
+      return PMemReport(argc, argv, PMEM_REGION);
+   case 16:
+      return PMemReport(argc, argv, PMEM_EXTENT);
+   case 17:
+      return PMemReport(argc, argv, PMEM_REGION_NUMA);
    default:
       Warning("%s is not built yet\n", reportNames[index]);
       return NEVRA_NOT_FOUND;

@@ -52,6 +52,12 @@ inline int64_t ConvertKB(int64_t value, DisplayUnit unit)
    return static_cast<int64_t>(ConvertKB(static_cast<uint64_t>(value), unit));
 }
 
+// Bytes in whole kilobytes, rounded up.
+inline uint64_t BytesToKB(uint64_t bytes)
+{
+   return (bytes + 1023) / 1024;
+}
+
 // NotAvailable for a raw value above NA_THRESHOLD, compared unsigned; any other value as it is.
 inline int64_t OrNotAvailable(int64_t value)
 {

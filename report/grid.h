@@ -16,6 +16,7 @@
 // One value of a row; the column's format says which of the two it is and how wide.
 class CellValue {
  public:
+   CellValue() = default; // for a cell that stays blank
    CellValue(const char *value) : text(value) {}
    CellValue(char value) : integer(static_cast<unsigned char>(value)) {}
    CellValue(uint32_t value) : integer(value) {}

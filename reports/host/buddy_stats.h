@@ -1,0 +1,9 @@
+// buddy-stats: free and used buffers of every order, per buddy allocator of the memory map, and their total.
+#ifndef REPORTS_HOST_BUDDY_STATS_H
+#define REPORTS_HOST_BUDDY_STATS_H
+
+#include "nevra/nevra.h"
+
+NevraStatus BuddyStatsReport(int argc, char **argv);
+
+#endif

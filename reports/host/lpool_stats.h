@@ -1,0 +1,9 @@
+// lpool-stats: one row per large-page pool of every memory node, and their total.
+#ifndef REPORTS_HOST_LPOOL_STATS_H
+#define REPORTS_HOST_LPOOL_STATS_H
+
+#include "nevra/nevra.h"
+
+NevraStatus LPoolStatsReport(int argc, char **argv);
+
+#endif
