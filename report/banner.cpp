@@ -30,7 +30,12 @@ void PrintBannerLevels(uint32_t levels)
 
 void PrintBannerUnit(DisplayUnit unit)
 {
-   std::printf("   Unit             : %s\n", DisplayUnitName(unit));
+   PrintBannerUnit(DisplayUnitName(unit));
+}
+
+void PrintBannerUnit(const char *unitName)
+{
+   std::printf("   Unit             : %s\n", unitName);
 }
 
 void PrintBannerFilters(uint32_t inclusionMask, uint32_t exclusionMask, const FlagName *table)

@@ -18,6 +18,7 @@ void PrintBannerTitle(const char *title, int ruleLength);
 void PrintBannerStartGroup(uint64_t groupID);
 void PrintBannerLevels(uint32_t levels);
 void PrintBannerUnit(DisplayUnit unit);
+void PrintBannerUnit(const char *unitName);
 void PrintBannerFilters(uint32_t inclusionMask, uint32_t exclusionMask, const FlagName *table);
 void PrintBannerSelectedColumns(const ReportColumn *table); // with the blank line that ends a banner
 

@@ -83,6 +83,16 @@ NevraStatus MemClientNodeGet(int64_t clientID, NevraNode node, void *record, siz
    return Get(params.get(), node, record, recordSize);
 }
 
+NevraStatus MemClientStatsGet(int64_t clientID, NevraNode node, const char *operation, void *record,
+                              size_t recordSize)
+{
+   const NevraStatus status = MemClientNodeGet(clientID, node, record, recordSize);
+   if (status != NEVRA_OK && status != NEVRA_NOT_FOUND) {
+      Warning("%s() failure, error code: %u\n", operation, status);
+   }
+   return status;
+}
+
 NevraStatus Kelmar_GroupGetName(uint64_t groupID, GroupNameRecord *name)
 {
    const NevraStatus status = GroupNodeGet(groupID, NEVRA_NODE_sched_groups_groupName, name, sizeof *name);

@@ -19,6 +19,11 @@ NevraStatus GroupNodeGet(uint64_t groupID, NevraNode node, void *record, size_t 
 // The same for memory-client nodes; differs in its messages.
 NevraStatus MemClientNodeGet(int64_t clientID, NevraNode node, void *record, size_t recordSize);
 
+// The same for the statistics of a memory client: a failure is reported under the operation's name, but for
+// "Not found".
+NevraStatus MemClientStatsGet(int64_t clientID, NevraNode node, const char *operation, void *record,
+                              size_t recordSize);
+
 // Texts come back terminated whatever the platform answered. Every failure is reported.
 NevraStatus Kelmar_GroupGetName(uint64_t groupID, GroupNameRecord *name);
 NevraStatus Kelmar_GroupGetTag(uint64_t groupID, GroupTagRecord *tag);

@@ -6,14 +6,12 @@
 #include <memory>
 
 #include "nevra/records.h"
-#include "report/banner.h"
 #include "report/column_table.h"
 #include "report/display_unit.h"
 #include "report/flag_filter.h"
 #include "report/grid.h"
 #include "report/group_queries.h"
-#include "report/group_tree.h"
-#include "report/report_options.h"
+#include "report/group_report.h"
 
 namespace {
 
@@ -97,8 +95,7 @@ constexpr size_t MAX_VTAGS = 512;
 
 struct GroupStatsContext {
    DisplayUnit unit;
-   uint32_t inclusionMask;
-   uint32_t exclusionMask;
+   GroupFilters filters;
    bool tagSummary;
    GroupStatsRow tags[MAX_VTAGS];
 };
@@ -289,7 +286,7 @@ NevraStatus GroupStatsVisit(uint64_t groupID, uint32_t childCount, uint8_t csvMo
    if (status != NEVRA_OK) {
       return status;
    }
-   if (!PassesFlagFilter(row.flags, context->inclusionMask, context->exclusionMask)) {
+   if (!PassesFlagFilter(row.flags, context->filters.inclusionMask, context->filters.exclusionMask)) {
       return NEVRA_OK;
    }
    row.gid = groupID;
@@ -309,8 +306,9 @@ NevraStatus GroupStatsVisit(uint64_t groupID, uint32_t childCount, uint8_t csvMo
    return NEVRA_OK;
 }
 
-void PrintTagSummary(GroupStatsContext *context, bool csvMode)
+void PrintTagSummary(void *opaque, bool csvMode)
 {
+   GroupStatsContext *context = static_cast<GroupStatsContext *>(opaque);
    std::puts("Virtual tags report");
    for (GroupStatsRow &entry : context->tags) {
       if (entry.gid == 0) {
@@ -319,7 +317,6 @@ void PrintTagSummary(GroupStatsContext *context, bool csvMode)
       ConvertGroupRow(&entry, context->unit);
       PrintGroupRow(entry, csvMode);
    }
-   PrintSeparatorLine(columns, csvMode);
 }
 
 constexpr option kLongOptions[] = {kGidOption,       kLevelOption,     kUnitOption,
@@ -327,12 +324,19 @@ constexpr option kLongOptions[] = {kGidOption,       kLevelOption,     kUnitOpti
                                    kSelectionOption, kCsvOption,       {"tags", no_argument, nullptr, 't'},
                                    kEndOfOptions};
 
+constexpr GroupReport kReport = {.shortOptions = "e:g:i:l:s:u:vqt",
+                                 .longOptions = kLongOptions,
+                                 .title = "GROUP STATS",
+                                 .ruleLength = 37,
+                                 .columns = columns,
+                                 .visit = GroupStatsVisit};
+
 } // namespace
 
 NevraStatus GroupStatsReport(int argc, char **argv)
 {
    ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, "e:g:i:l:s:u:vqt", kLongOptions, &options);
+   NevraStatus status = ParseReportOptions(argc, argv, kReport.shortOptions, kReport.longOptions, &options);
    if (status != NEVRA_OK) {
       return status;
    }
@@ -342,31 +346,14 @@ NevraStatus GroupStatsReport(int argc, char **argv)
    if (status != NEVRA_OK) {
       return status;
    }
-   status = ParseFlagFilter(options.inclusionText, groupFlagNames, &context.inclusionMask, false);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   status = ParseFlagFilter(options.exclusionText, groupFlagNames, &context.exclusionMask, true);
+   status = ParseGroupFilters(options, groupFlagNames, &context.filters);
    if (status != NEVRA_OK) {
       return status;
    }
    ApplyColumnSelection(columns, options.selection);
-   if (!options.csvMode) {
-      PrintBannerTitle("GROUP STATS", 37);
-      PrintBannerStartGroup(options.startGroupID);
-      PrintBannerLevels(options.levels);
-      PrintBannerUnit(context.unit);
-      PrintBannerFilters(context.inclusionMask, context.exclusionMask, groupFlagNames);
-      PrintBannerSelectedColumns(columns);
+   GroupReport report = kReport;
+   if (options.tags) {
+      report.printSummary = PrintTagSummary;
    }
-   PrintTableHead(columns, options.csvMode);
-   status = TraverseGroups(options.startGroupID, options.levels, options.csvMode, GroupStatsVisit, &context);
-   PrintSeparatorLine(columns, options.csvMode);
-   if (context.tagSummary) {
-      PrintTagSummary(&context, options.csvMode);
-   }
-   if (options.verbose) {
-      DescribeColumns(columns);
-   }
-   return status;
+   return PrintGroupReport(report, options, context.unit, &context.filters, &context);
 }
