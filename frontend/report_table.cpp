@@ -2,7 +2,14 @@
 
 #include <strings.h>
 
+#include "reports/group/asyncremap_stats.h"
 #include "reports/group/group_stats.h"
+#include "reports/group/guest_stats.h"
+#include "reports/group/lpage_stats.h"
+#include "reports/group/swap_stats.h"
+#include "reports/group/uw_stats.h"
+#include "reports/group/vm_stats.h"
+#include "reports/group/zip_stats.h"
 #include "reports/host/buddy_stats.h"
 #include "reports/host/comp_stats.h"
 #include "reports/host/heap_stats.h"
@@ -36,10 +43,16 @@ NevraStatus RunReport(size_t index, int argc, char **argv)
    switch (index) {
    case 0:
       return GroupStatsReport(argc, argv);
+   case 1:
+      return VmStatsReport(argc, argv);
+   case 2:
+      return UwStatsReport(argc, argv);
    case 3:
       return PShareStatsReport(argc, argv);
    case 4:
       return PShareHintStatsReport(argc, argv);
+   case 5:
+      return SwapStatsReport(argc, argv);
    case 6:
       return BuddyStatsReport(argc, argv);
    case 7:
@@ -48,6 +61,14 @@ NevraStatus RunReport(size_t index, int argc, char **argv)
       return LPoolStatsReport(argc, argv);
    case 9:
       return HeapStatsReport(argc, argv);
+   case 10:
+      return GuestStatsReport(argc, argv);
+   case 11:
+      return ZipStatsReport(argc, argv);
+   case 12:
+      return LPageStatsReport(argc, argv);
+   case 13:
+      return AsyncRemapStatsReport(argc, argv);
    case 14:
       return PMemReport(argc, argv, PMEM_REGIONSTORE);
    case 15:

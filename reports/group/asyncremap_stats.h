@@ -1,0 +1,9 @@
+// asyncremap-stats: pages in asynchronous remapping, by memory client and remap type of the user worlds.
+#ifndef REPORTS_GROUP_ASYNCREMAP_STATS_H
+#define REPORTS_GROUP_ASYNCREMAP_STATS_H
+
+#include "nevra/nevra.h"
+
+NevraStatus AsyncRemapStatsReport(int argc, char **argv);
+
+#endif

@@ -1,0 +1,9 @@
+// guest-stats: the memory figures that every VM's guest itself reports.
+#ifndef REPORTS_GROUP_GUEST_STATS_H
+#define REPORTS_GROUP_GUEST_STATS_H
+
+#include "nevra/nevra.h"
+
+NevraStatus GuestStatsReport(int argc, char **argv);
+
+#endif

@@ -1,0 +1,9 @@
+// swap-stats: what the host swaps for every VM, and how its swap files are used.
+#ifndef REPORTS_GROUP_SWAP_STATS_H
+#define REPORTS_GROUP_SWAP_STATS_H
+
+#include "nevra/nevra.h"
+
+NevraStatus SwapStatsReport(int argc, char **argv);
+
+#endif

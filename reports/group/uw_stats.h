@@ -1,0 +1,9 @@
+// uw-stats: reservation, address space, backing and swapping of every user world.
+#ifndef REPORTS_GROUP_UW_STATS_H
+#define REPORTS_GROUP_UW_STATS_H
+
+#include "nevra/nevra.h"
+
+NevraStatus UwStatsReport(int argc, char **argv);
+
+#endif

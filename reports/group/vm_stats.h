@@ -1,0 +1,9 @@
+// vm-stats: reservation, memory, ballooning, swapping, compression and sharing of every VM.
+#ifndef REPORTS_GROUP_VM_STATS_H
+#define REPORTS_GROUP_VM_STATS_H
+
+#include "nevra/nevra.h"
+
+NevraStatus VmStatsReport(int argc, char **argv);
+
+#endif

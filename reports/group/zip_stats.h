@@ -1,0 +1,9 @@
+// zip-stats: the compression cache of every VM.
+#ifndef REPORTS_GROUP_ZIP_STATS_H
+#define REPORTS_GROUP_ZIP_STATS_H
+
+#include "nevra/nevra.h"
+
+NevraStatus ZipStatsReport(int argc, char **argv);
+
+#endif
