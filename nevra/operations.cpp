@@ -1,15 +1,10 @@
 // The exported operations: parameters are checked against the node definitions, then the source answers.
 #include <algorithm>
-#include <cerrno>
-#include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
-
-#include <unistd.h>
+#include <vector>
 
 #include "nevra/definitions.h"
 #include "nevra/linux/linux_source.h"
@@ -26,6 +21,9 @@ using nevra::KeyDomain;
 constexpr uint32_t kMostReserved = 4096;
 
 std::unique_ptr<nevra::Source> source;
+
+// Sources that a later one took the place of: lists made by them may still hold their texts.
+std::vector<std::unique_ptr<nevra::Source>> formerSources;
 
 nevra::Source &CurrentSource()
 {
@@ -91,21 +89,6 @@ NevraStatus GetInteger(const Nevra_ParamList *list, uint32_t index, Integer *val
    }
    *value = static_cast<Integer>(param.integer);
    return NEVRA_OK;
-}
-
-void WriteToStandardError(const char *text, size_t length)
-{
-   while (length > 0) {
-      const ssize_t written = write(STDERR_FILENO, text, length);
-      if (written < 0) {
-         if (errno == EINTR) {
-            continue;
-         }
-         return;
-      }
-      text += written;
-      length -= static_cast<size_t>(written);
-   }
 }
 
 } // namespace
@@ -264,6 +247,9 @@ NevraStatus Nevra_UseCache(const char *path, int flags)
       std::unique_ptr<nevra::Source> snapshot;
       const NevraStatus status = nevra::OpenSnapshotSource(path, &snapshot);
       if (status == NEVRA_OK) {
+         if (source != nullptr) {
+            formerSources.push_back(std::move(source));
+         }
          source = std::move(snapshot);
       }
       return status;
@@ -284,41 +270,6 @@ NevraStatus Nevra_CheckSig(char *kernelBuild, size_t kernelBuildSize, const char
       *appBuild = nevra::DefinitionBuildText();
       return NEVRA_VERSION_MISMATCH;
    });
-}
-
-void Warning(const char *format, ...)
-{
-   char text[1024];
-   va_list arguments;
-   va_start(arguments, format);
-   va_list again;
-   va_copy(again, arguments);
-   const int length = std::vsnprintf(text, sizeof text, format, arguments);
-   va_end(arguments);
-   if (length >= 0 && static_cast<size_t>(length) < sizeof text) {
-      WriteToStandardError(text, static_cast<size_t>(length));
-   } else if (length >= 0) {
-      const size_t size = static_cast<size_t>(length) + 1;
-      std::unique_ptr<char[]> longText(new (std::nothrow) char[size]);
-      if (longText != nullptr) {
-         std::vsnprintf(longText.get(), size, format, again);
-         WriteToStandardError(longText.get(), size - 1);
-      } else {
-         WriteToStandardError(text, sizeof text - 1);
-      }
-   }
-   va_end(again);
-}
-
-char *Str_Strcpy(char *destination, const char *text, size_t size)
-{
-   if (size == 0) {
-      return destination;
-   }
-   const size_t length = strnlen(text, size - 1);
-   std::memcpy(destination, text, length);
-   destination[length] = '\0';
-   return destination;
 }
 
 } // extern "C"

@@ -1,10 +1,272 @@
 #include "nevra/snapshot/snapshot_source.h"
 
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "nevra/snapshot/snapshot_checksum.h"
+#include "nevra/snapshot/snapshot_file.h"
+
 namespace nevra {
 
-NevraStatus OpenSnapshotSource(const char *, std::unique_ptr<Source> *)
+namespace {
+
+enum class Trust : uint8_t { Unknown, Holds, Broken };
+
+// What the snapshot has for one node of the definitions.
+struct NodeAnswers {
+   const SnapshotNode *node = nullptr; // null: nothing
+   bool recordsFit = false;            // the records are laid out as defined
+   bool listsFit = false;
+   Trust trust = Trust::Unknown;
+};
+
+class SnapshotSource : public Source {
+ public:
+   SnapshotSource(SnapshotFile opened, const char *path) : file(std::move(opened)), name(path)
+   {
+      const bool sameDefinitions = std::strcmp(file.signature, DefinitionSignature()) == 0;
+      for (const SnapshotNode &node : file.nodes) {
+         AddNode(node, sameDefinitions);
+      }
+   }
+
+   NevraStatus Get(const NevraNodeDef &node, const Nevra_ParamList &keys, void *record) override;
+   NevraStatus List(const NevraNodeDef &node, const Nevra_ParamList &keys,
+                    Nevra_ParamList &instances) override;
+   NevraStatus Set(const NevraNodeDef &, const Nevra_ParamList &, const Nevra_ParamList &) override
+   {
+      return NEVRA_NOT_SUPPORTED;
+   }
+   const char *Signature() const override { return file.signature; }
+   const char *KernelBuildText() const override { return file.kernelBuild; }
+
+ private:
+   void AddNode(const SnapshotNode &node, bool sameDefinitions);
+   NevraStatus Enter(const NevraNodeDef &node, NodeAnswers **answers);
+   NevraStatus EnterTexts();
+   NevraStatus Refuse(NodeAnswers &answers, const char *what);
+   NevraStatus TakeKeys(const Nevra_ParamList &keys, SnapshotKeyShape shape, uint64_t *words);
+   size_t Find(const KeyTable &table, const uint64_t *words);
+   NevraStatus FindFailure(const KeyTable &table, std::span<const uint32_t> statuses, const uint64_t *words);
+   NevraStatus AppendTexts(std::span<const uint64_t> values, NodeAnswers &answers,
+                           Nevra_ParamList &instances);
+
+   SnapshotFile file;
+   std::string name;
+   NodeAnswers nodes[kNodeCount];
+   Trust textTrust = Trust::Unknown;
+   // A report reads many nodes of one instance and then the next instance's, and their tables are much alike:
+   // where a key was found last is where to look for the next one, in every table.
+   size_t lastPosition = 0;
+   size_t lastText = 0;
+};
+
+void SnapshotSource::AddNode(const SnapshotNode &node, bool sameDefinitions)
 {
-   return NEVRA_NOT_SUPPORTED;
+   const NevraNodeDef *definition = FindDefinition(node.path);
+   if (definition == nullptr) {
+      return;
+   }
+   // Under another signature a record of the same size may still be laid out otherwise.
+   const bool fits = sameDefinitions || node.definition == ChecksumOfDefinition(node.path);
+   NodeAnswers &answers = nodes[static_cast<size_t>(definition->id)];
+   answers.node = &node;
+   answers.recordsFit = fits && definition->record != nullptr &&
+                        node.recordSize == definition->record->size &&
+                        node.recordShape == KeyShapeOf(definition->recordKeys);
+   answers.listsFit = fits && definition->listed != KeyDomain::None &&
+                      node.listShape == KeyShapeOf(definition->listKeys) &&
+                      node.listsTexts == IsTextKey(definition->listed);
+}
+
+NevraStatus SnapshotSource::Refuse(NodeAnswers &answers, const char *what)
+{
+   answers.trust = Trust::Broken;
+   Warning("%s: damaged: %s: %s\n", name.c_str(), answers.node->path, what);
+   return NEVRA_READ_ERROR;
+}
+
+// Before the first read of a node, its checksum is checked.
+NevraStatus SnapshotSource::Enter(const NevraNodeDef &node, NodeAnswers **answers)
+{
+   NodeAnswers &found = nodes[static_cast<size_t>(node.id)];
+   *answers = &found;
+   if (found.node == nullptr) {
+      return NEVRA_NOT_FOUND;
+   }
+   if (found.trust == Trust::Unknown) {
+      if (!NodeHolds(*found.node)) {
+         return Refuse(found, "its checksum does not hold");
+      }
+      found.trust = Trust::Holds;
+   }
+   return found.trust == Trust::Holds ? NEVRA_OK : NEVRA_READ_ERROR;
+}
+
+NevraStatus SnapshotSource::EnterTexts()
+{
+   if (textTrust == Trust::Unknown) {
+      textTrust = TextsHold(file) ? Trust::Holds : Trust::Broken;
+      if (textTrust == Trust::Broken) {
+         Warning("%s: damaged: the checksum of the texts does not hold\n", name.c_str());
+      }
+   }
+   return textTrust == Trust::Holds ? NEVRA_OK : NEVRA_READ_ERROR;
+}
+
+// Turns keys into the words of a table; "Not found" for a text that the snapshot does not have.
+NevraStatus SnapshotSource::TakeKeys(const Nevra_ParamList &keys, SnapshotKeyShape shape, uint64_t *words)
+{
+   if (shape.texts != 0) {
+      const NevraStatus status = EnterTexts();
+      if (status != NEVRA_OK) {
+         return status;
+      }
+   }
+   for (uint32_t i = 0; i < shape.count; i++) {
+      if (!shape.IsText(i)) {
+         words[i] = static_cast<uint64_t>(keys[i].integer);
+         continue;
+      }
+      const size_t index = FindText(file, keys[i].text, lastText);
+      if (index == kNoPosition) {
+         return NEVRA_NOT_FOUND;
+      }
+      lastText = index;
+      words[i] = index;
+   }
+   return NEVRA_OK;
+}
+
+size_t SnapshotSource::Find(const KeyTable &table, const uint64_t *words)
+{
+   const size_t position = FindKey(table, words, lastPosition);
+   if (position != kNoPosition) {
+      lastPosition = position;
+   }
+   return position;
+}
+
+// The status that the snapshot has for an instance without content.
+NevraStatus SnapshotSource::FindFailure(const KeyTable &table, std::span<const uint32_t> statuses,
+                                        const uint64_t *words)
+{
+   const size_t position = FindKey(table, words, lastPosition);
+   if (position == kNoPosition) {
+      return NEVRA_NOT_FOUND;
+   }
+   return statuses[position] != NEVRA_OK ? statuses[position] : NEVRA_READ_ERROR;
+}
+
+NevraStatus SnapshotSource::Get(const NevraNodeDef &node, const Nevra_ParamList &keys, void *record)
+{
+   NodeAnswers *answers;
+   NevraStatus status = Enter(node, &answers);
+   if (status != NEVRA_OK) {
+      return status;
+   }
+   if (!answers->recordsFit) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   const SnapshotNode &found = *answers->node;
+   uint64_t words[kMaxKeys];
+   status = TakeKeys(keys, found.recordShape, words);
+   if (status != NEVRA_OK) {
+      return status;
+   }
+   const size_t position = Find(found.keys, words);
+   if (position == kNoPosition) {
+      return FindFailure(found.failedKeys, found.failedStatuses, words);
+   }
+   std::memcpy(record, found.records.data() + position * found.recordSize, found.recordSize);
+   return NEVRA_OK;
+}
+
+NevraStatus SnapshotSource::List(const NevraNodeDef &node, const Nevra_ParamList &keys,
+                                 Nevra_ParamList &instances)
+{
+   NodeAnswers *answers;
+   NevraStatus status = Enter(node, &answers);
+   if (status != NEVRA_OK) {
+      return status;
+   }
+   if (!answers->listsFit) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   const SnapshotNode &found = *answers->node;
+   uint64_t words[kMaxKeys];
+   status = TakeKeys(keys, found.listShape, words);
+   if (status != NEVRA_OK) {
+      return status;
+   }
+   const size_t position = Find(found.listKeys, words);
+   if (position == kNoPosition) {
+      return FindFailure(found.listFailedKeys, found.listFailedStatuses, words);
+   }
+   std::span<const uint64_t> values;
+   if (!ListAt(found, position, &values)) {
+      return Refuse(*answers, "a list lies outside the values");
+   }
+   const uint32_t room = instances.capacity - instances.Used();
+   const size_t count = std::min<size_t>(values.size(), room);
+   if (!instances.Reserve(instances.Used() + static_cast<uint32_t>(count), 0)) {
+      return NEVRA_OUT_OF_MEMORY;
+   }
+   if (found.listsTexts) {
+      return AppendTexts(values.first(count), *answers, instances);
+   }
+   for (const uint64_t value : values.first(count)) {
+      instances.AddInt(static_cast<int64_t>(value));
+   }
+   return NEVRA_OK;
+}
+
+NevraStatus SnapshotSource::AppendTexts(std::span<const uint64_t> values, NodeAnswers &answers,
+                                        Nevra_ParamList &instances)
+{
+   const NevraStatus status = EnterTexts();
+   if (status != NEVRA_OK) {
+      return status;
+   }
+   for (const uint64_t value : values) {
+      const char *text = TextAt(file, value);
+      if (text == nullptr) {
+         return Refuse(answers, "a list points outside the texts");
+      }
+      instances.AddLastingText(text);
+   }
+   return NEVRA_OK;
+}
+
+NevraStatus MakeSource(NevraStatus status, SnapshotFile &file, const char *name, const std::string &problem,
+                       std::unique_ptr<Source> *source)
+{
+   if (status != NEVRA_OK) {
+      Warning("%s: %s\n", name, problem.c_str());
+      return status;
+   }
+   *source = std::make_unique<SnapshotSource>(std::move(file), name);
+   return NEVRA_OK;
+}
+
+} // namespace
+
+NevraStatus OpenSnapshotSource(const char *path, std::unique_ptr<Source> *source)
+{
+   SnapshotFile file;
+   std::string problem;
+   const NevraStatus status = OpenSnapshotFile(path, &file, &problem);
+   return MakeSource(status, file, path, problem, source);
+}
+
+NevraStatus OpenSnapshotSourceFromMemory(std::span<const uint8_t> bytes, const char *name,
+                                         std::unique_ptr<Source> *source)
+{
+   SnapshotFile file;
+   std::string problem;
+   const NevraStatus status = OpenSnapshotBytes(bytes, &file, &problem);
+   return MakeSource(status, file, name, problem, source);
 }
 
 } // namespace nevra

@@ -1,0 +1,66 @@
+// The answers of a node tree in memory, on their way into a snapshot.
+//
+// Answers are added in any order; texts are interned as they come. SortSnapshotTree brings everything into
+// the order of the file, so that the same answers give the same bytes whatever order they came in.
+#ifndef NEVRA_SNAPSHOT_SNAPSHOT_TREE_H
+#define NEVRA_SNAPSHOT_SNAPSHOT_TREE_H
+
+#include <cstdint>
+#include <deque>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "nevra/definitions.h"
+
+namespace nevra {
+
+// One node's answers, laid out as in the file. Words of text keys and values are indexes of the tree's texts.
+struct NodeTree {
+   std::vector<uint64_t> keys;
+   std::vector<uint8_t> records;
+   std::vector<uint64_t> failedKeys;
+   std::vector<uint32_t> failedStatuses;
+   std::vector<uint64_t> listKeys;
+   std::vector<uint32_t> listStarts; // of each list; sorting adds the end of the last
+   std::vector<uint64_t> listValues;
+   std::vector<uint64_t> listFailedKeys;
+   std::vector<uint32_t> listFailedStatuses;
+};
+
+struct SnapshotTree {
+   std::string signature; // 32 lower-case hexadecimal digits
+   std::string kernelBuild;
+   std::string host;
+   int64_t captured = 0; // seconds since 1970, UTC
+
+   NodeTree nodes[kNodeCount]; // by NodeId
+   std::deque<std::string> texts;
+   std::unordered_map<std::string_view, uint64_t> textIndexes;
+};
+
+// The index of a text without NULs, added when it is new.
+uint64_t InternText(SnapshotTree *tree, std::string_view text);
+
+// Append one answer. `keys` has a word per key of the node's records or listing; a record is the definition's
+// size; a status is not 0.
+void AddRecord(SnapshotTree *tree, const NevraNodeDef &node, std::span<const uint64_t> keys,
+               const void *record);
+void AddFailure(SnapshotTree *tree, const NevraNodeDef &node, std::span<const uint64_t> keys,
+                NevraStatus status);
+void AddList(SnapshotTree *tree, const NevraNodeDef &node, std::span<const uint64_t> keys,
+             std::span<const uint64_t> values);
+void AddListFailure(SnapshotTree *tree, const NevraNodeDef &node, std::span<const uint64_t> keys,
+                    NevraStatus status);
+
+// The size of the file that the tree makes, in bytes; a little more than it will be.
+uint64_t EstimateSnapshotBytes(const SnapshotTree &tree);
+
+// Sorts texts and instances. False when an instance was added twice, with a text that names it.
+bool SortSnapshotTree(SnapshotTree *tree, std::string *problem);
+
+} // namespace nevra
+
+#endif

@@ -1,0 +1,210 @@
+// Files that something happened to: cut short, a bit flipped, or never a snapshot at all.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "nevra/snapshot/snapshot_file.h"
+#include "nevra/snapshot/snapshot_source.h"
+#include "nevra/snapshot/snapshot_verify.h"
+#include "tests/nevra/snapshot/small_tree.h"
+
+namespace {
+
+struct Outcome {
+   NevraStatus status;
+   std::string warning;
+};
+
+Outcome Open(const char *path)
+{
+   testing::internal::CaptureStderr();
+   std::unique_ptr<nevra::Source> source;
+   const NevraStatus status = nevra::OpenSnapshotSource(path, &source);
+   EXPECT_EQ(source != nullptr, status == NEVRA_OK);
+   return {status, testing::internal::GetCapturedStderr()};
+}
+
+Outcome OpenMemory(std::span<const uint8_t> bytes, std::unique_ptr<nevra::Source> *source)
+{
+   testing::internal::CaptureStderr();
+   const NevraStatus status = OpenSnapshotSourceFromMemory(bytes, "small", source);
+   return {status, testing::internal::GetCapturedStderr()};
+}
+
+TEST(SnapshotDamage, TruncationAtEveryByteIsFoundAtOpening)
+{
+   const std::vector<uint8_t> whole = SmallSnapshot();
+   ASSERT_GT(whole.size(), 1000u);
+   for (size_t size = 0; size < whole.size(); size++) {
+      std::unique_ptr<nevra::Source> source;
+      const Outcome outcome = OpenMemory(std::span(whole).first(size), &source);
+      ASSERT_EQ(outcome.status, NEVRA_METADATA_READ_ERROR) << size;
+      ASSERT_EQ(outcome.warning,
+                size < 8 ? "small: not a snapshot\n" : "small: truncated: its end is missing\n")
+         << size;
+   }
+}
+
+TEST(SnapshotDamage, BytesAfterTheEndAreFoundAtOpening)
+{
+   std::vector<uint8_t> bytes = SmallSnapshot();
+   bytes.push_back(0);
+   std::unique_ptr<nevra::Source> source;
+   EXPECT_EQ(OpenMemory(bytes, &source).status, NEVRA_METADATA_READ_ERROR);
+}
+
+// An answer of a damaged snapshot: the right one, or an error.
+void ExpectRightOrRefused(const std::vector<std::string> &answers, const std::vector<std::string> &right,
+                          bool *refused)
+{
+   ASSERT_EQ(answers.size(), right.size());
+   for (size_t i = 0; i < answers.size(); i++) {
+      if (answers[i] != right[i]) {
+         *refused = true;
+         ASSERT_THAT(answers[i], testing::StartsWith(Status(NEVRA_READ_ERROR)));
+      }
+   }
+}
+
+TEST(SnapshotDamage, FlippedBitIsAnErrorAndNeverAFigure)
+{
+   const std::vector<uint8_t> whole = SmallSnapshot();
+   const std::vector<std::string> right = AskEverything(*OpenBytes(whole));
+   std::vector<uint8_t> bytes = whole;
+   for (size_t bit = 0; bit < whole.size() * 8; bit++) {
+      bytes[bit / 8] = static_cast<uint8_t>(whole[bit / 8] ^ 1 << bit % 8);
+      testing::internal::CaptureStderr();
+      std::unique_ptr<nevra::Source> source;
+      const NevraStatus status = nevra::OpenSnapshotSourceFromMemory(bytes, "small", &source);
+      bool refused = status != NEVRA_OK;
+      if (status == NEVRA_OK) {
+         ExpectRightOrRefused(AskEverything(*source), right, &refused);
+      } else {
+         EXPECT_EQ(status, NEVRA_METADATA_READ_ERROR) << bit;
+      }
+      const std::string warnings = testing::internal::GetCapturedStderr();
+      ASSERT_EQ(warnings.empty(), !refused) << bit << warnings;
+      if (refused) {
+         ASSERT_THAT(warnings, testing::StartsWith("small: ")) << bit;
+      }
+      bytes[bit / 8] = whole[bit / 8];
+   }
+}
+
+TEST(SnapshotDamage, FullVerificationFindsEveryFlippedBit)
+{
+   const std::vector<uint8_t> whole = SmallSnapshot();
+   std::vector<uint8_t> bytes = whole;
+   for (size_t bit = 0; bit < whole.size() * 8; bit++) {
+      bytes[bit / 8] = static_cast<uint8_t>(whole[bit / 8] ^ 1 << bit % 8);
+      nevra::SnapshotFile file;
+      std::string problem;
+      const bool sound =
+         OpenSnapshotBytes(bytes, &file, &problem) == NEVRA_OK && VerifySnapshot(file, &problem);
+      ASSERT_FALSE(sound) << bit;
+      ASSERT_NE(problem, "") << bit;
+      bytes[bit / 8] = whole[bit / 8];
+   }
+}
+
+TEST(SnapshotDamage, DamagedNodeIsWarnedAboutOnceAndStaysRefused)
+{
+   std::vector<uint8_t> bytes = SmallSnapshot();
+   const std::string name = "seven";
+   const auto found = std::search(bytes.begin(), bytes.end(), name.begin(), name.end());
+   ASSERT_NE(found, bytes.end());
+   *found = 'S';
+   const auto source = OpenBytes(bytes);
+   ASSERT_NE(source, nullptr);
+   testing::internal::CaptureStderr();
+   const std::string refused = Status(NEVRA_READ_ERROR);
+   EXPECT_EQ(AskRecord(*source, nevra::NodeId::sched_groups_groupName, {0}), refused);
+   EXPECT_EQ(AskRecord(*source, nevra::NodeId::sched_groups_groupName, {7}), refused);
+   EXPECT_EQ(AskList(*source, nevra::NodeId::sched_groups_members_groups, {0}), "0: 7 3");
+   EXPECT_EQ(testing::internal::GetCapturedStderr(),
+             "small: damaged: sched/groups/groupName: its checksum does not hold\n");
+}
+
+class SnapshotFiles : public testing::Test {
+ protected:
+   SnapshotFiles()
+   {
+      char pattern[] = "/tmp/snapshot_test.XXXXXX";
+      folder = mkdtemp(pattern);
+      path = folder / "file";
+   }
+   ~SnapshotFiles() override { std::filesystem::remove_all(folder); }
+
+   void Write(const std::string &text) { std::ofstream(path) << text; }
+
+   std::filesystem::path folder;
+   std::filesystem::path path;
+};
+
+TEST_F(SnapshotFiles, WholeFileOpens)
+{
+   const std::vector<uint8_t> bytes = SmallSnapshot();
+   Write({bytes.begin(), bytes.end()});
+   const Outcome outcome = Open(path.c_str());
+   EXPECT_EQ(outcome.status, NEVRA_OK);
+   EXPECT_EQ(outcome.warning, "");
+}
+
+TEST_F(SnapshotFiles, MissingFile)
+{
+   const Outcome outcome = Open(path.c_str());
+   EXPECT_EQ(outcome.status, NEVRA_NOT_FOUND);
+   EXPECT_EQ(outcome.warning, path.string() + ": cannot be read: No such file or directory\n");
+}
+
+TEST_F(SnapshotFiles, EmptyFile)
+{
+   Write("");
+   const Outcome outcome = Open(path.c_str());
+   EXPECT_EQ(outcome.status, NEVRA_METADATA_READ_ERROR);
+   EXPECT_EQ(outcome.warning, path.string() + ": not a snapshot: empty\n");
+}
+
+TEST_F(SnapshotFiles, ForeignFile)
+{
+   Write("#!/bin/sh\necho this is no snapshot, however long it may go on\n");
+   const Outcome outcome = Open(path.c_str());
+   EXPECT_EQ(outcome.status, NEVRA_METADATA_READ_ERROR);
+   EXPECT_EQ(outcome.warning, path.string() + ": not a snapshot\n");
+}
+
+TEST_F(SnapshotFiles, Folder)
+{
+   const Outcome outcome = Open(folder.c_str());
+   EXPECT_EQ(outcome.status, NEVRA_METADATA_READ_ERROR);
+   EXPECT_EQ(outcome.warning, folder.string() + ": not a snapshot: not a regular file\n");
+}
+
+TEST_F(SnapshotFiles, FifoDoesNotHang)
+{
+   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+   const Outcome outcome = Open(path.c_str());
+   EXPECT_EQ(outcome.status, NEVRA_METADATA_READ_ERROR);
+   EXPECT_EQ(outcome.warning, path.string() + ": not a snapshot: not a regular file\n");
+}
+
+TEST_F(SnapshotFiles, UnreadableFile)
+{
+   Write("secret");
+   ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+   ASSERT_EQ(chmod(path.c_str(), 0), 0);
+   const bool isRoot = geteuid() == 0; // who reads everything
+   constexpr uid_t kNobody = 65534;
+   ASSERT_EQ(isRoot ? seteuid(kNobody) : 0, 0);
+   const Outcome outcome = Open(path.c_str());
+   ASSERT_EQ(isRoot ? seteuid(0) : 0, 0);
+   EXPECT_EQ(outcome.status, NEVRA_NO_PERMISSION);
+   EXPECT_EQ(outcome.warning, path.string() + ": cannot be read: Permission denied\n");
+}
+
+} // namespace

@@ -1,0 +1,315 @@
+// Files that somebody made on purpose: every checksum holds, and the content is a lie.
+#include <functional>
+#include <optional>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "nevra/records.h"
+#include "nevra/snapshot/snapshot_checksum.h"
+#include "nevra/snapshot/snapshot_file.h"
+#include "nevra/snapshot/snapshot_format.h"
+#include "nevra/snapshot/snapshot_verify.h"
+#include "nevra/snapshot/snapshot_writer.h"
+#include "snapshot_generated.h"
+#include "tests/nevra/snapshot/small_tree.h"
+
+using nevra::NodeId;
+using nevra::snapshot::NodeT;
+using nevra::snapshot::SnapshotT;
+
+namespace {
+
+template <typename Element> std::span<const uint8_t> BytesOf(const std::vector<Element> &vector)
+{
+   return {reinterpret_cast<const uint8_t *>(vector.data()), vector.size() * sizeof(Element)};
+}
+
+void SealNode(NodeT *node)
+{
+   const std::span<const uint8_t> vectors[] = {BytesOf(node->keys),
+                                               BytesOf(node->records),
+                                               BytesOf(node->failed_keys),
+                                               BytesOf(node->failed_statuses),
+                                               BytesOf(node->list_keys),
+                                               BytesOf(node->list_starts),
+                                               BytesOf(node->list_values),
+                                               BytesOf(node->list_failed_keys),
+                                               BytesOf(node->list_failed_statuses)};
+   node->checksum = nevra::ChecksumOfVectors(vectors);
+}
+
+// The small snapshot with something changed, and every checksum right again.
+std::vector<uint8_t> Forge(const std::function<void(SnapshotT *)> &change)
+{
+   const std::vector<uint8_t> whole = SmallSnapshot();
+   std::unique_ptr<SnapshotT> root(nevra::snapshot::GetSnapshot(whole.data())->UnPack());
+   change(root.get());
+   for (const auto &node : root->nodes) {
+      SealNode(node.get());
+   }
+   const std::span<const uint8_t> texts[] = {BytesOf(root->text_offsets), BytesOf(root->text_bytes)};
+   root->text_checksum = nevra::ChecksumOfVectors(texts);
+   flatbuffers::FlatBufferBuilder builder;
+   FinishSnapshotBuffer(builder, CreateSnapshot(builder, root.get()));
+   std::vector<uint8_t> bytes(builder.GetBufferPointer(), builder.GetBufferPointer() + builder.GetSize());
+   const auto trailer = nevra::MakeSnapshotTrailer(bytes.data(), bytes.size(), bytes.size());
+   bytes.insert(bytes.end(), trailer.begin(), trailer.end());
+   return bytes;
+}
+
+NodeT *NodeOf(SnapshotT *root, const char *path)
+{
+   for (const auto &node : root->nodes) {
+      if (node->path == path) {
+         return node.get();
+      }
+   }
+   ADD_FAILURE() << path;
+   return nullptr;
+}
+
+constexpr char kName[] = "sched/groups/groupName";
+constexpr char kGroups[] = "sched/groups/members/groups";
+constexpr char kPools[] = "memory/lpage/nodeList/vmPools";
+
+std::string Problem(const std::vector<uint8_t> &bytes)
+{
+   nevra::SnapshotFile file;
+   std::string problem;
+   return OpenSnapshotBytes(bytes, &file, &problem) == NEVRA_OK && VerifySnapshot(file, &problem) ? "sound"
+                                                                                                  : problem;
+}
+
+std::string OpeningProblem(const std::vector<uint8_t> &bytes)
+{
+   nevra::SnapshotFile file;
+   std::string problem;
+   return OpenSnapshotBytes(bytes, &file, &problem) == NEVRA_OK ? "opens" : problem;
+}
+
+TEST(SnapshotHostile, ForgeryOfNothingIsSound)
+{
+   const std::vector<uint8_t> bytes = Forge([](SnapshotT *) {});
+   EXPECT_EQ(Problem(bytes), "sound");
+   EXPECT_EQ(AskEverything(*OpenBytes(bytes)), AskEverything(*OpenBytes(SmallSnapshot())));
+}
+
+TEST(SnapshotHostile, VectorsOfOtherLengthsThanTheDirectorySaysAreFoundAtOpening)
+{
+   const std::function<void(NodeT *)> lies[] = {
+      [](NodeT *node) { node->record_count++; },
+      [](NodeT *node) { node->record_size++; },
+      [](NodeT *node) { node->records.pop_back(); },
+      [](NodeT *node) { node->keys.push_back(100); },
+      [](NodeT *node) { node->keys.clear(); },
+      [](NodeT *node) { node->failed_count = 0; },
+      [](NodeT *node) { node->failed_statuses.push_back(NEVRA_FAILURE); },
+      [](NodeT *node) { node->list_count = 5; },
+      [](NodeT *node) { node->list_count = UINT32_MAX; },
+      [](NodeT *node) { node->list_starts.push_back(0); },
+      [](NodeT *node) { node->value_count = 1; },
+      [](NodeT *node) { node->list_failed_count = 1; },
+      [](NodeT *node) { node->record_shape->mutate_count(0); },
+      [](NodeT *node) { node->record_shape->mutate_count(7); },
+      [](NodeT *node) { node->record_shape->mutate_texts(2); },
+   };
+   for (const auto &lie : lies) {
+      EXPECT_EQ(OpeningProblem(Forge([&](SnapshotT *root) { lie(NodeOf(root, kName)); })),
+                "damaged: the vectors of sched/groups/groupName are not as long as the directory says")
+         << &lie - lies;
+   }
+}
+
+TEST(SnapshotHostile, TextsOfOtherLengthsThanTheDirectorySaysAreFoundAtOpening)
+{
+   EXPECT_EQ(OpeningProblem(Forge([](SnapshotT *root) { root->text_count++; })),
+             "damaged: the texts are not as long as the directory says");
+   EXPECT_EQ(OpeningProblem(Forge([](SnapshotT *root) { root->text_bytes.pop_back(); })),
+             "damaged: the texts are not as long as the directory says");
+}
+
+TEST(SnapshotHostile, NodeGivenTwiceIsFoundAtOpening)
+{
+   const auto bytes = Forge([](SnapshotT *root) { root->nodes.back()->path = root->nodes.front()->path; });
+   EXPECT_EQ(OpeningProblem(bytes), "damaged: sched/groups/members/groups is there twice");
+}
+
+TEST(SnapshotHostile, MoreNodesThanThereCanBeAreFoundAtOpening)
+{
+   const auto bytes = Forge([](SnapshotT *root) {
+      for (int i = 0; i < 1100; i++) {
+         auto node = std::make_unique<NodeT>();
+         node->path = "node" + std::to_string(i);
+         node->record_shape = std::make_unique<nevra::snapshot::KeyShape>();
+         node->list_shape = std::make_unique<nevra::snapshot::KeyShape>();
+         root->nodes.push_back(std::move(node));
+      }
+   });
+   EXPECT_EQ(OpeningProblem(bytes), "damaged: the directory is malformed");
+}
+
+TEST(SnapshotHostile, HeaderThatIsNoneIsFoundAtOpening)
+{
+   EXPECT_EQ(OpeningProblem(Forge([](SnapshotT *root) { root->definition_signature = "abc"; })),
+             "damaged: the definition signature is none");
+   EXPECT_EQ(OpeningProblem(Forge([](SnapshotT *root) { root->captured = -1; })),
+             "damaged: the time of capture is none");
+   EXPECT_EQ(OpeningProblem(Forge([](SnapshotT *root) { root->captured = 253402300800; })),
+             "damaged: the time of capture is none");
+}
+
+TEST(SnapshotHostile, OtherFormatVersionIsAVersionMismatch)
+{
+   nevra::SnapshotFile file;
+   std::string problem;
+   EXPECT_EQ(OpenSnapshotBytes(Forge([](SnapshotT *root) { root->format_version = 2; }), &file, &problem),
+             NEVRA_VERSION_MISMATCH);
+   EXPECT_EQ(problem, "format version 2, but this build reads version 1");
+}
+
+TEST(SnapshotHostile, ListsThatPointOutsideTheirValuesAreRefused)
+{
+   const std::vector<std::vector<uint32_t>> lies = {{2, 0, 2}, {0, 2, 3}, {0, UINT32_MAX, 2}, {7, 7, 7}};
+   for (const std::vector<uint32_t> &starts : lies) {
+      const auto bytes = Forge([&](SnapshotT *root) { NodeOf(root, kGroups)->list_starts = starts; });
+      const auto source = OpenBytes(bytes);
+      testing::internal::CaptureStderr();
+      const std::string first = AskList(*source, NodeId::sched_groups_members_groups, {0});
+      const std::string second = AskList(*source, NodeId::sched_groups_members_groups, {3});
+      EXPECT_EQ(second, Status(NEVRA_READ_ERROR));
+      EXPECT_THAT(first, testing::AnyOf(Status(NEVRA_READ_ERROR), "0: 7 3"));
+      EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                "small: damaged: sched/groups/members/groups: a list lies outside the values\n");
+      EXPECT_EQ(Problem(bytes),
+                "damaged: the lists of sched/groups/members/groups point outside their values "
+                "or the texts");
+   }
+}
+
+TEST(SnapshotHostile, ListThatPointsOutsideTheTextsIsRefused)
+{
+   const auto bytes = Forge([](SnapshotT *root) { NodeOf(root, kPools)->list_values[1] = 1000; });
+   const auto source = OpenBytes(bytes);
+   testing::internal::CaptureStderr();
+   EXPECT_EQ(AskList(*source, NodeId::memory_lpage_nodeList_vmPools, {0}), Status(NEVRA_READ_ERROR));
+   EXPECT_EQ(testing::internal::GetCapturedStderr(),
+             "small: damaged: memory/lpage/nodeList/vmPools: a list points outside the texts\n");
+}
+
+TEST(SnapshotHostile, TextsWithoutAnEndAreNotRead)
+{
+   const auto bytes = Forge([](SnapshotT *root) { root->text_bytes.back() = 'x'; });
+   const auto source = OpenBytes(bytes);
+   EXPECT_EQ(AskRecord(*source, NodeId::sched_globalStats_memory_stateTransitions, {"high"}),
+             Status(NEVRA_NOT_FOUND));
+   testing::internal::CaptureStderr();
+   EXPECT_EQ(AskList(*source, NodeId::memory_lpage_nodeList_vmPools, {0}), Status(NEVRA_READ_ERROR));
+   EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(SnapshotHostile, TextOffsetsOutsideTheTextsAreNotRead)
+{
+   const auto bytes = Forge([](SnapshotT *root) {
+      for (uint32_t &offset : root->text_offsets) {
+         offset += 0x40000000;
+      }
+   });
+   const auto source = OpenBytes(bytes);
+   EXPECT_EQ(AskRecord(*source, NodeId::sched_globalStats_memory_stateTransitions, {"high"}),
+             Status(NEVRA_NOT_FOUND));
+   EXPECT_EQ(Problem(bytes), "damaged: text 0 lies outside the texts");
+}
+
+TEST(SnapshotHostile, UnsortedKeysGiveNotFoundAndNeverAnotherInstance)
+{
+   const auto bytes = Forge([](SnapshotT *root) {
+      std::vector<uint64_t> &keys = NodeOf(root, kName)->keys;
+      std::reverse(keys.begin(), keys.end());
+   });
+   const auto source = OpenBytes(bytes);
+   // Reversed, the keys are 7, 3, 0, -2 and the records those of -2, 0, 3, 7.
+   EXPECT_THAT(AskRecord(*source, NodeId::sched_groups_groupName, {3}),
+               testing::AnyOf(GroupNameBytes("host"), Status(NEVRA_NOT_FOUND)));
+   EXPECT_EQ(Problem(bytes),
+             "damaged: the keys of sched/groups/groupName are out of order or point outside the texts");
+}
+
+TEST(SnapshotHostile, FailureWithTheStatusOfSuccessIsAReadError)
+{
+   const auto bytes = Forge([](SnapshotT *root) { NodeOf(root, kName)->failed_statuses[0] = NEVRA_OK; });
+   EXPECT_EQ(AskRecord(*OpenBytes(bytes), NodeId::sched_groups_groupName, {9}), Status(NEVRA_READ_ERROR));
+   EXPECT_EQ(Problem(bytes), "damaged: a failure of sched/groups/groupName has the status of success");
+}
+
+TEST(SnapshotHostile, KeyThatIsBothReadAndFailedIsDamage)
+{
+   const auto bytes = Forge([](SnapshotT *root) { NodeOf(root, kName)->failed_keys[0] = 7; });
+   EXPECT_EQ(Problem(bytes),
+             "damaged: the keys of sched/groups/groupName are out of order or point outside the texts");
+}
+
+// ---- snapshots of a kernel with other definitions
+
+constexpr char kOtherSignature[] = "0123456789abcdef0123456789abcdef";
+
+TEST(SnapshotOfOtherDefinitions, OpensAndSaysSo)
+{
+   const auto source =
+      OpenBytes(Forge([](SnapshotT *root) { root->definition_signature = kOtherSignature; }));
+   ASSERT_NE(source, nullptr);
+   EXPECT_STREQ(source->Signature(), kOtherSignature);
+   EXPECT_STREQ(source->KernelBuildText(), "build 17");
+}
+
+TEST(SnapshotOfOtherDefinitions, NodesThatAreDefinedAlikeAnswer)
+{
+   const auto source =
+      OpenBytes(Forge([](SnapshotT *root) { root->definition_signature = kOtherSignature; }));
+   EXPECT_EQ(AskEverything(*source), AskEverything(*OpenBytes(SmallSnapshot())));
+}
+
+TEST(SnapshotOfOtherDefinitions, RecordOfTheSameSizeButOtherFieldsIsABadParameter)
+{
+   const auto source = OpenBytes(Forge([](SnapshotT *root) {
+      root->definition_signature = kOtherSignature;
+      NodeOf(root, kName)->definition++;
+   }));
+   EXPECT_EQ(AskRecord(*source, NodeId::sched_groups_groupName, {0}), Status(NEVRA_BAD_PARAMETER));
+   EXPECT_EQ(AskList(*source, NodeId::sched_groups_members_groups, {0}), "0: 7 3");
+}
+
+TEST(SnapshotOfOtherDefinitions, RecordOfAnotherSizeIsABadParameterWhateverTheSignature)
+{
+   for (const char *signature : {nevra::DefinitionSignature(), kOtherSignature}) {
+      const auto source = OpenBytes(Forge([&](SnapshotT *root) {
+         root->definition_signature = signature;
+         NodeT *node = NodeOf(root, kName);
+         node->record_size += 4;
+         node->records.resize(node->records.size() + 4 * node->record_count);
+      }));
+      ASSERT_NE(source, nullptr);
+      EXPECT_EQ(AskRecord(*source, NodeId::sched_groups_groupName, {0}), Status(NEVRA_BAD_PARAMETER));
+   }
+}
+
+TEST(SnapshotOfOtherDefinitions, KeysOfOtherTypesAreABadParameter)
+{
+   const auto source = OpenBytes(Forge([](SnapshotT *root) {
+      NodeOf(root, kName)->record_shape->mutate_texts(1);
+      NodeOf(root, kGroups)->lists_texts = true;
+   }));
+   ASSERT_NE(source, nullptr);
+   EXPECT_EQ(AskRecord(*source, NodeId::sched_groups_groupName, {0}), Status(NEVRA_BAD_PARAMETER));
+   EXPECT_EQ(AskList(*source, NodeId::sched_groups_members_groups, {0}), Status(NEVRA_BAD_PARAMETER));
+}
+
+TEST(SnapshotOfOtherDefinitions, UnknownNodesAreLeftAlone)
+{
+   const auto source = OpenBytes(Forge([](SnapshotT *root) { NodeOf(root, kName)->path = "sched/new"; }));
+   ASSERT_NE(source, nullptr);
+   EXPECT_EQ(AskRecord(*source, NodeId::sched_groups_groupName, {0}), Status(NEVRA_NOT_FOUND));
+   EXPECT_EQ(AskList(*source, NodeId::sched_groups_members_groups, {0}), "0: 7 3");
+}
+
+} // namespace
