@@ -16,6 +16,7 @@
 #include "reports/host/lpool_stats.h"
 #include "reports/host/pshare_hint_stats.h"
 #include "reports/host/pshare_stats.h"
+#include "reports/pmem/dcpmm_stats.h"
 #include "reports/pmem/pmem_report.h"
 
 const char *const reportNames[kReportCount] = {
@@ -77,6 +78,8 @@ NevraStatus RunReport(size_t index, int argc, char **argv)
       return PMemReport(argc, argv, PMEM_EXTENT);
    case 17:
       return PMemReport(argc, argv, PMEM_REGION_NUMA);
+   case kDcpmmStatsIndex:
+      return DcpmmStatsReport(argc, argv);
    default:
       Warning("%s is not built yet\n", reportNames[index]);
       return NEVRA_NOT_FOUND;
