@@ -81,7 +81,6 @@ NevraStatus RunReport(size_t index, int argc, char **argv)
    case kDcpmmStatsIndex:
       return DcpmmStatsReport(argc, argv);
    default:
-      Warning("%s is not built yet\n", reportNames[index]);
-      return NEVRA_NOT_FOUND;
+      return NEVRA_BAD_PARAMETER;
    }
 }
