@@ -2,18 +2,11 @@
 #include <getopt.h>
 
 #include "frontend/report_table.h"
+#include "frontend/tool_options.h"
 #include "frontend/usage.h"
 #include "nevra/nevra.h"
 
 namespace {
-
-// "f:" is meant: the short form takes a word that nothing reads, --force takes none.
-constexpr char kShortOptions[] = "f:c:r:h";
-constexpr option kLongOptions[] = {{"force", no_argument, nullptr, 'f'},
-                                   {"cache", required_argument, nullptr, 'c'},
-                                   {"report", required_argument, nullptr, 'r'},
-                                   {"help", no_argument, nullptr, 'h'},
-                                   {nullptr, 0, nullptr, 0}};
 
 struct CommandLine {
    bool force = false;
@@ -30,7 +23,7 @@ int ParseCommandLine(int argc, char **argv, CommandLine *commandLine)
 {
    opterr = 0;
    int letter;
-   while ((letter = getopt_long(argc, argv, kShortOptions, kLongOptions, nullptr)) != -1) {
+   while ((letter = getopt_long(argc, argv, kToolShortOptions, kToolLongOptions, nullptr)) != -1) {
       switch (letter) {
       case 'f':
          commandLine->force = true;

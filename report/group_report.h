@@ -12,6 +12,7 @@
 #include "report/display_unit.h"
 #include "report/flag_filter.h"
 #include "report/group_tree.h"
+#include "report/report_description.h"
 #include "report/report_options.h"
 
 // The options of the per-VM reports that have none of their own.
@@ -33,6 +34,17 @@ struct GroupReport {
    bool hasLevels = true;                 // whether the banner says how many levels are walked
    const char *unitName = nullptr;        // what the banner calls the unit; null: the name of the chosen one
 };
+
+// What the manuals and the completions need to know of it. `flagNames` is null in a report without flags.
+constexpr ReportDescription DescribeGroupReport(const GroupReport &report,
+                                                const FlagName *flagNames = nullptr)
+{
+   return {.columns = report.columns,
+           .shortOptions = report.shortOptions,
+           .longOptions = report.longOptions,
+           .hasTotalRow = report.printSummary != nullptr,
+           .flagNames = flagNames};
+}
 
 // The GroupSummaryFn that prints the Total row: the context's totals, in its unit.
 template <typename Context, auto printRow> void PrintTotals(void *opaque, bool csvMode)

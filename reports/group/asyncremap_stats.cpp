@@ -222,6 +222,8 @@ constexpr GroupReport kReport = {.shortOptions = "g:s:u:vq",
 
 } // namespace
 
+constinit const ReportDescription asyncRemapStatsDescription = DescribeGroupReport(kReport);
+
 NevraStatus AsyncRemapStatsReport(int argc, char **argv)
 {
    AsyncRemapContext context = {};

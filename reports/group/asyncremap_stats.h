@@ -3,6 +3,9 @@
 #define REPORTS_GROUP_ASYNCREMAP_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription asyncRemapStatsDescription;
 
 NevraStatus AsyncRemapStatsReport(int argc, char **argv);
 

@@ -333,6 +333,8 @@ constexpr GroupReport kReport = {.shortOptions = "e:g:i:l:s:u:vqt",
 
 } // namespace
 
+constinit const ReportDescription groupStatsDescription = DescribeGroupReport(kReport, groupFlagNames);
+
 NevraStatus GroupStatsReport(int argc, char **argv)
 {
    ReportOptions options;

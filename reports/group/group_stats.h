@@ -4,6 +4,9 @@
 #define REPORTS_GROUP_GROUP_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription groupStatsDescription;
 
 NevraStatus GroupStatsReport(int argc, char **argv);
 

@@ -87,6 +87,8 @@ constexpr GroupReport kReport = {.title = "GUEST STATS",
 
 } // namespace
 
+constinit const ReportDescription guestStatsDescription = DescribeGroupReport(kReport);
+
 NevraStatus GuestStatsReport(int argc, char **argv)
 {
    ReportOptions options;

@@ -3,6 +3,9 @@
 #define REPORTS_GROUP_GUEST_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription guestStatsDescription;
 
 NevraStatus GuestStatsReport(int argc, char **argv);
 

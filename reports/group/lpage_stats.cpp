@@ -112,6 +112,8 @@ constexpr GroupReport kReport = {.title = "VIRTUAL MACHINE LARGE PAGE STATS",
 
 } // namespace
 
+constinit const ReportDescription lpageStatsDescription = DescribeGroupReport(kReport);
+
 NevraStatus LPageStatsReport(int argc, char **argv)
 {
    LPageStatsContext context = {};

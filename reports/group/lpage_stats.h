@@ -3,6 +3,9 @@
 #define REPORTS_GROUP_LPAGE_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription lpageStatsDescription;
 
 NevraStatus LPageStatsReport(int argc, char **argv);
 

@@ -189,6 +189,8 @@ constexpr GroupReport kReport = {.title = "VIRTUAL MACHINE SWAP STATS",
 
 } // namespace
 
+constinit const ReportDescription swapStatsDescription = DescribeGroupReport(kReport);
+
 NevraStatus SwapStatsReport(int argc, char **argv)
 {
    SwapStatsContext context = {};

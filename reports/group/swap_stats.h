@@ -3,6 +3,9 @@
 #define REPORTS_GROUP_SWAP_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription swapStatsDescription;
 
 NevraStatus SwapStatsReport(int argc, char **argv);
 

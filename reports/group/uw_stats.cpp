@@ -224,6 +224,8 @@ constexpr GroupReport kReport = {.shortOptions = "e:g:i:l:s:u:vq",
 
 } // namespace
 
+constinit const ReportDescription uwStatsDescription = DescribeGroupReport(kReport, uwTypeNames);
+
 NevraStatus UwStatsReport(int argc, char **argv)
 {
    ReportOptions options;

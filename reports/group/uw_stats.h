@@ -3,6 +3,9 @@
 #define REPORTS_GROUP_UW_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription uwStatsDescription;
 
 NevraStatus UwStatsReport(int argc, char **argv);
 

@@ -318,6 +318,8 @@ constexpr GroupReport kReport = {.shortOptions = "g:l:s:u:vqx",
 
 } // namespace
 
+constinit const ReportDescription vmStatsDescription = DescribeGroupReport(kReport);
+
 NevraStatus VmStatsReport(int argc, char **argv)
 {
    ReportOptions options;

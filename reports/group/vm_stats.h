@@ -3,6 +3,9 @@
 #define REPORTS_GROUP_VM_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription vmStatsDescription;
 
 NevraStatus VmStatsReport(int argc, char **argv);
 

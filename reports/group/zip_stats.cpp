@@ -121,6 +121,8 @@ constexpr GroupReport kReport = {.title = "VIRTUAL MACHINE COMPRESSION STATS",
 
 } // namespace
 
+constinit const ReportDescription zipStatsDescription = DescribeGroupReport(kReport);
+
 NevraStatus ZipStatsReport(int argc, char **argv)
 {
    ZipStatsContext context = {};

@@ -3,6 +3,9 @@
 #define REPORTS_GROUP_ZIP_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription zipStatsDescription;
 
 NevraStatus ZipStatsReport(int argc, char **argv);
 

@@ -190,14 +190,18 @@ NevraStatus KelmarBuddyGetStats(BuddyTable *table, bool csvMode)
    return NEVRA_OK;
 }
 
+constexpr char kShortOptions[] = "s:vq";
 constexpr option kLongOptions[] = {kSelectionOption, kVerboseOption, kCsvOption, kEndOfOptions};
 
 } // namespace
 
+constinit const ReportDescription buddyStatsDescription = {
+   .columns = columns, .shortOptions = kShortOptions, .longOptions = kLongOptions, .hasTotalRow = true};
+
 NevraStatus BuddyStatsReport(int argc, char **argv)
 {
    ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, "s:vq", kLongOptions, &options);
+   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
    if (status != NEVRA_OK) {
       return status;
    }

@@ -3,6 +3,9 @@
 #define REPORTS_HOST_BUDDY_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription buddyStatsDescription;
 
 NevraStatus BuddyStatsReport(int argc, char **argv);
 

@@ -139,14 +139,18 @@ void PrintCompRow(const CompMemMapStats &memMap, const GlobalFigures &global, Di
                    numLow, MemStateDisplayName(global.info.memState)});
 }
 
+constexpr char kShortOptions[] = "s:u:vq";
 constexpr option kLongOptions[] = {kUnitOption, kSelectionOption, kVerboseOption, kCsvOption, kEndOfOptions};
 
 } // namespace
 
+constinit const ReportDescription compStatsDescription = {
+   .columns = columns, .shortOptions = kShortOptions, .longOptions = kLongOptions};
+
 NevraStatus CompStatsReport(int argc, char **argv)
 {
    ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, "s:u:vq", kLongOptions, &options);
+   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
    if (status != NEVRA_OK) {
       return status;
    }

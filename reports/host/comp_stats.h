@@ -3,6 +3,9 @@
 #define REPORTS_HOST_COMP_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription compStatsDescription;
 
 NevraStatus CompStatsReport(int argc, char **argv);
 

@@ -239,16 +239,23 @@ void PrintHeaps(const Heaps &heaps, DisplayUnit unit, bool csvMode)
    PrintSeparatorLine(columns, csvMode);
 }
 
+constexpr char kShortOptions[] = "s:u:vq";
 // "verbose" goes with the letter u, and that is meant: it drops the unit text and describes nothing.
 constexpr option kLongOptions[] = {
    kUnitOption, {"verbose", no_argument, nullptr, 'u'}, kSelectionOption, kCsvOption, kEndOfOptions};
 
 } // namespace
 
+constinit const ReportDescription heapStatsDescription = {.columns = columns,
+                                                          .shortOptions = kShortOptions,
+                                                          .longOptions = kLongOptions,
+                                                          .hasTotalRow = true,
+                                                          .takesBytes = true};
+
 NevraStatus HeapStatsReport(int argc, char **argv)
 {
    ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, "s:u:vq", kLongOptions, &options);
+   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
    if (status != NEVRA_OK) {
       return status;
    }

@@ -185,14 +185,18 @@ NevraStatus TraverseLPools(LPagePoolRecord *totals, bool csvMode)
    return NEVRA_OK;
 }
 
+constexpr char kShortOptions[] = "s:vq";
 constexpr option kLongOptions[] = {kVerboseOption, kSelectionOption, kCsvOption, kEndOfOptions};
 
 } // namespace
 
+constinit const ReportDescription lpoolStatsDescription = {
+   .columns = columns, .shortOptions = kShortOptions, .longOptions = kLongOptions, .hasTotalRow = true};
+
 NevraStatus LPoolStatsReport(int argc, char **argv)
 {
    ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, "s:vq", kLongOptions, &options);
+   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
    if (status != NEVRA_OK) {
       return status;
    }

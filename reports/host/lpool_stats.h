@@ -3,6 +3,9 @@
 #define REPORTS_HOST_LPOOL_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription lpoolStatsDescription;
 
 NevraStatus LPoolStatsReport(int argc, char **argv);
 

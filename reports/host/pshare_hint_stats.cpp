@@ -46,14 +46,18 @@ void PrintHintRows(const PShareStats &stats, DisplayUnit unit, bool csvMode)
    PrintHintRow("Total", {stats.hintTotAdd, stats.hintTotRemove, stats.hintActive}, true, unit, csvMode);
 }
 
+constexpr char kShortOptions[] = "s:u:vq";
 constexpr option kLongOptions[] = {kUnitOption, kSelectionOption, kVerboseOption, kCsvOption, kEndOfOptions};
 
 } // namespace
 
+constinit const ReportDescription pshareHintStatsDescription = {
+   .columns = columns, .shortOptions = kShortOptions, .longOptions = kLongOptions, .hasTotalRow = true};
+
 NevraStatus PShareHintStatsReport(int argc, char **argv)
 {
    ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, "s:u:vq", kLongOptions, &options);
+   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
    if (status != NEVRA_OK) {
       return status;
    }

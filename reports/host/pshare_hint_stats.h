@@ -3,6 +3,9 @@
 #define REPORTS_HOST_PSHARE_HINT_STATS_H
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+
+extern const ReportDescription pshareHintStatsDescription;
 
 NevraStatus PShareHintStatsReport(int argc, char **argv);
 

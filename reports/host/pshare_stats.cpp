@@ -43,14 +43,18 @@ void PrintPShareRow(const PShareStats &stats, DisplayUnit unit, bool csvMode)
                    inUnit(stats.reclaimed), inUnit(stats.totAdd), inUnit(stats.totRemove)});
 }
 
+constexpr char kShortOptions[] = "s:u:vq";
 constexpr option kLongOptions[] = {kUnitOption, kSelectionOption, kVerboseOption, kCsvOption, kEndOfOptions};
 
 } // namespace
 
+constinit const ReportDescription pshareStatsDescription = {
+   .columns = columns, .shortOptions = kShortOptions, .longOptions = kLongOptions};
+
 NevraStatus PShareStatsReport(int argc, char **argv)
 {
    ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, "s:u:vq", kLongOptions, &options);
+   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
    if (status != NEVRA_OK) {
       return status;
    }

@@ -84,6 +84,7 @@ bool ParsePositive(const char *text, int *number)
    return value > 0 && value <= INT_MAX;
 }
 
+constexpr char kShortOptions[] = "t:i:vq";
 constexpr option kLongOptions[] = {{"time", required_argument, nullptr, 't'},
                                    {"iterations", required_argument, nullptr, 'i'},
                                    kVerboseOption,
@@ -94,7 +95,7 @@ constexpr option kLongOptions[] = {{"time", required_argument, nullptr, 't'},
 NevraStatus ParseProfilerOptions(int argc, char **argv, ProfilerOptions *options)
 {
    int letter;
-   while ((letter = getopt_long(argc, argv, "t:i:vq", kLongOptions, nullptr)) != -1) {
+   while ((letter = getopt_long(argc, argv, kShortOptions, kLongOptions, nullptr)) != -1) {
       switch (letter) {
       case 't':
          if (!ParsePositive(optarg, &options->seconds)) {
@@ -294,6 +295,9 @@ NevraStatus Profile(const ProfilerOptions &options, const DcpmmOutput &output)
 }
 
 } // namespace
+
+constinit const ReportDescription dcpmmStatsDescription = {
+   .columns = dcpmmColumns, .shortOptions = kShortOptions, .longOptions = kLongOptions};
 
 NevraStatus DcpmmStatsReport(int argc, char **argv)
 {

@@ -357,14 +357,23 @@ bool PMemRegionNumaReport(const Nevra_ParamList *volumes, uint32_t index, PMemWa
 constexpr VisitVolume kVisits[kPmemModeCount] = {PMemRegionStoreReport, PMemRegionsReport, PMemExtentsReport,
                                                  PMemRegionNumaReport};
 
+constexpr char kShortOptions[] = "s:u:vq";
 constexpr option kLongOptions[] = {kSelectionOption, kUnitOption, kVerboseOption, kCsvOption, kEndOfOptions};
 
 } // namespace
 
+ReportDescription DescribePMemReport(uint32_t mode)
+{
+   return {.columns = PMemColumns(mode),
+           .shortOptions = kShortOptions,
+           .longOptions = kLongOptions,
+           .flagNames = mode == PMEM_REGION ? regionFlagNames : nullptr};
+}
+
 NevraStatus PMemReport(int argc, char **argv, uint32_t mode)
 {
    ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, "s:u:vq", kLongOptions, &options);
+   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
    if (status != NEVRA_OK) {
       return status;
    }

@@ -7,7 +7,11 @@
 #include <cstdint>
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
 #include "reports/pmem/pmem_row.h"
+
+// `mode` is one of the four.
+ReportDescription DescribePMemReport(uint32_t mode);
 
 // "Bad parameter" for a mode above 3 and for an unknown unit; "Limit exceeded" when a name does not fit its
 // field. A failed read is reported and ends the rows, and the status is 0 nevertheless.
