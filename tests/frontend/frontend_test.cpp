@@ -1,0 +1,347 @@
+// The command line of hostmem, as a whole process on the scripted platform.
+#include <array>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/frontend/usage_text.h"
+#include "tests/scripted/scenario.h"
+#include "tests/scripted/trace_lines.h"
+
+using namespace scripted;
+
+namespace {
+
+constexpr char kProgram[] = "hostmem-by-name";
+constexpr char kUnexpected[] = "Unexpected or out-of-sequence argument detected\n";
+
+std::string Usage(const std::string &program = kProgram)
+{
+   std::string text = kUsageText;
+   return text.replace(text.find("%s"), 2, program);
+}
+
+// A host that a report can be made of.
+Scenario Host()
+{
+   Scenario scenario;
+   scenario.Group(0).Name("host").Flags(GROUP_PREDEFINED);
+   return scenario;
+}
+
+RunResult RunTool(const Scenario &scenario, const std::vector<std::string> &arguments)
+{
+   RunOptions options;
+   options.program = kProgram;
+   RunResult run = RunHostmem(scenario, arguments, options);
+   EXPECT_THAT(run, RanCleanly());
+   return run;
+}
+
+RunResult RunTool(const std::vector<std::string> &arguments)
+{
+   return RunTool(Host(), arguments);
+}
+
+// What a run of group-stats shows behind "-q -s gid:name".
+const std::string kGroupTable = "gid,name\n0,host\n";
+
+void ExpectUsage(const RunResult &run, const std::string &err, int exitStatus)
+{
+   EXPECT_EQ(run.out, Usage());
+   EXPECT_EQ(run.err, err);
+   EXPECT_EQ(run.exitStatus, exitStatus);
+}
+
+void ExpectNoPlatformCall(const RunResult &run)
+{
+   for (const std::string &line : run.trace) {
+      EXPECT_TRUE(line.starts_with("Warning(")) << line;
+   }
+}
+
+// ---- help and usage
+
+TEST(FrontEnd, PrintsTheUsageForHelpBeforeAnyPlatformCall)
+{
+   for (const std::vector<std::string> &arguments : std::vector<std::vector<std::string>>{
+           {"-h"},
+           {"--help"},
+           {"--he"},
+           {"-c", "file", "-h"},
+           {"--force", "-h"},
+           {"-h", "-z"},
+           {"-h", "-r", "nothing"},
+           {"word", "-h"},
+        }) {
+      Scenario scenario = Host();
+      scenario.SignatureMismatch(0xbad0018, "k", "a").CacheStatus(0xbad0003);
+      const RunResult run = RunTool(scenario, arguments);
+      ExpectUsage(run, "", 0);
+      ExpectNoPlatformCall(run);
+   }
+}
+
+TEST(FrontEnd, PrintsTheUsageUnderTheNameItWasCalledBy)
+{
+   RunOptions options;
+   options.program = "/usr/bin/other%s%d";
+   const RunResult run = RunHostmem(Host(), {"-h"}, options);
+   EXPECT_EQ(run.out, Usage(options.program));
+}
+
+TEST(FrontEnd, ChecksTheSignatureAndPrintsTheUsageWithoutAReport)
+{
+   for (const std::vector<std::string> &arguments :
+        std::vector<std::vector<std::string>>{{}, {"--force"}, {"word"}, {"--", "-r", "group-stats"}}) {
+      const RunResult run = RunTool(arguments);
+      ExpectUsage(run, "", 0);
+      EXPECT_EQ(run.trace, std::vector<std::string>{"Nevra_CheckSig(21) = 0"});
+   }
+}
+
+// ---- options that are not the tool's
+
+TEST(FrontEnd, RefusesWhatItDoesNotKnow)
+{
+   for (const std::vector<std::string> &arguments : std::vector<std::vector<std::string>>{
+           {"-u", "mb", "-r", "group-stats"}, // a report's option before -r
+           {"-q", "-r", "group-stats"},
+           {"-z"},
+           {"--nothing"},
+           {"--help=x"},
+           {"--force=x", "-r", "group-stats"},
+           {"-r"},
+           {"--report"},
+           {"-c"},
+           {"--cache"},
+           {"-f"},
+           {"-zh"},
+        }) {
+      Scenario scenario = Host();
+      scenario.SignatureMismatch(0xbad0018, "k", "a");
+      const RunResult run = RunTool(scenario, arguments);
+      ExpectUsage(run, kUnexpected, 1);
+      ExpectNoPlatformCall(run);
+   }
+}
+
+TEST(FrontEnd, LetsTheCLibrarySayNothing)
+{
+   EXPECT_EQ(RunTool({"--nothing"}).err, kUnexpected);
+   EXPECT_EQ(RunTool({"-r", "group-stats", "-q", "-s", "gid:name", "-z", "--nothing", "-u"}).err, "");
+}
+
+// ---- report types
+
+TEST(FrontEnd, RefusesAReportThatItDoesNotKnow)
+{
+   for (const std::string name : {"", "group", "group-statss", " group-stats", "group_stats", "%s%n", "19"}) {
+      const RunResult run = RunTool({"-r", name});
+      ExpectUsage(run, "Invalid report " + name + '\n', 1);
+      ExpectNoPlatformCall(run);
+   }
+}
+
+TEST(FrontEnd, MatchesReportTypesInAnyCase)
+{
+   for (const std::string name : {"group-stats", "GROUP-STATS", "Group-Stats", "gROUP-sTATS"}) {
+      for (const std::string option : {"-r", "--report", "--rep"}) {
+         const RunResult run = RunTool({option, name, "-q", "-s", "gid:name"});
+         EXPECT_EQ(run.out, kGroupTable);
+         EXPECT_EQ(run.exitStatus, 0);
+      }
+   }
+   EXPECT_EQ(RunTool({"-rgroup-stats", "-q", "-s", "gid:name"}).out, kGroupTable);
+   EXPECT_EQ(RunTool({"--report=group-stats", "-q", "-s", "gid:name"}).out, kGroupTable);
+}
+
+TEST(FrontEnd, KnowsTheNineteenReports)
+{
+   for (const char *name :
+        {"group-stats", "vm-stats", "uw-stats", "pshare-stats", "pshareHint-stats", "swap-stats",
+         "buddy-stats", "comp-stats", "lpool-stats", "heap-stats", "guest-stats", "zip-stats", "lpage-stats",
+         "asyncremap-stats", "pmem-regionstore-stats", "pmem-region-stats", "pmem-extent-stats",
+         "pmem-region-numa-stats", "dcpmm-stats"}) {
+      const RunResult run = RunTool({"-r", name});
+      EXPECT_EQ(run.err.find("Invalid report"), std::string::npos) << name;
+      EXPECT_EQ(run.out.find("Usage:"), std::string::npos) << name;
+      ASSERT_FALSE(run.trace.empty());
+      EXPECT_EQ(run.trace[0], "Nevra_CheckSig(21) = 0") << name;
+   }
+}
+
+// ---- force
+
+// Meant: the short form takes a word, which nothing reads.
+TEST(FrontEnd, LetsTheShortForceSwallowAWord)
+{
+   const RunResult swallowed = RunTool({"-f", "-r", "group-stats"});
+   ExpectUsage(swallowed, "", 0);
+   EXPECT_EQ(swallowed.trace, std::vector<std::string>{"Nevra_CheckSig(21) = 0"});
+   EXPECT_EQ(RunTool({"-f", "word", "-r", "group-stats", "-q", "-s", "gid:name"}).out, kGroupTable);
+   EXPECT_EQ(RunTool({"-fword", "-r", "group-stats", "-q", "-s", "gid:name"}).out, kGroupTable);
+   EXPECT_EQ(RunTool({"--force", "-r", "group-stats", "-q", "-s", "gid:name"}).out, kGroupTable);
+}
+
+// ---- the signature
+
+TEST(FrontEnd, EndsAtASignatureMismatch)
+{
+   for (const NevraStatus status : {0xbad0018U, 0xbad0001U, 0xbad0003U, 0x2bad0001U}) {
+      Scenario scenario = Host();
+      scenario.SignatureMismatch(status, "kernel build", "tool build");
+      const RunResult run = RunTool(scenario, {"-r", "group-stats", "-q"});
+      EXPECT_EQ(run.out, "");
+      EXPECT_EQ(run.err, StatusInTrace(status) +
+                            ": md5 signature mismatch with running tarvos built on kernel build. (vs tool "
+                            "build for app sysinfo)\nVersion check failed\n");
+      EXPECT_EQ(run.exitStatus, 1);
+      EXPECT_TRUE(run.Calls().empty());
+   }
+}
+
+TEST(FrontEnd, GoesOnPastAMismatchWhenForced)
+{
+   Scenario scenario = Host();
+   scenario.SignatureMismatch(0xbad0018, "kernel build", "tool build");
+   const std::string message =
+      "0xbad0018: md5 signature mismatch with running tarvos built on kernel build. (vs "
+      "tool build for app sysinfo)\n";
+   for (const std::vector<std::string> &force :
+        std::vector<std::vector<std::string>>{{"--force"}, {"-f", "word"}, {"--fo"}}) {
+      std::vector<std::string> arguments = force;
+      arguments.insert(arguments.end(), {"-r", "group-stats", "-q", "-s", "gid:name"});
+      const RunResult run = RunTool(scenario, arguments);
+      EXPECT_EQ(run.out, kGroupTable);
+      EXPECT_EQ(run.err, message);
+      EXPECT_EQ(run.exitStatus, 0);
+   }
+   ExpectUsage(RunTool(scenario, {"--force"}), message, 0);
+}
+
+TEST(FrontEnd, EndsAtAMismatchBeforeTheUsageText)
+{
+   Scenario scenario = Host();
+   scenario.SignatureMismatch(0xbad0018, "k", "a");
+   const RunResult run = RunTool(scenario, {});
+   EXPECT_EQ(run.out, "");
+   EXPECT_EQ(run.exitStatus, 1);
+   EXPECT_EQ(run.err, "0xbad0018: md5 signature mismatch with running tarvos built on k. (vs a for app "
+                      "sysinfo)\nVersion check failed\n");
+}
+
+// The platform fills all 21 bytes here, without an end.
+TEST(FrontEnd, ShowsAtMostTwentyCharactersOfTheKernelsBuild)
+{
+   Scenario scenario = Host();
+   scenario.SignatureMismatch(0xbad0018, "abcdefghijklmnopqrstuvwxyz", std::string(300, 'a'));
+   EXPECT_EQ(RunTool(scenario, {}).err,
+             "0xbad0018: md5 signature mismatch with running tarvos built on abcdefghijklmnopqrst. (vs " +
+                std::string(300, 'a') + " for app sysinfo)\nVersion check failed\n");
+}
+
+// ---- the cache
+
+TEST(FrontEnd, OpensTheCacheBeforeItChecksTheSignature)
+{
+   for (const std::vector<std::string> &cache :
+        std::vector<std::vector<std::string>>{{"-c", "a file"}, {"--cache", "a file"}, {"--cache=a file"}}) {
+      std::vector<std::string> arguments = cache;
+      arguments.insert(arguments.end(), {"-r", "group-stats", "-q", "-s", "gid:name", "-l", "1"});
+      const RunResult run = RunTool(arguments);
+      EXPECT_EQ(run.out, kGroupTable);
+      EXPECT_EQ(run.trace[0], "Nevra_UseCache(\"a file\", 0) = 0");
+      EXPECT_EQ(run.trace[1], "Nevra_CheckSig(21) = 0");
+      EXPECT_EQ(run.Count("Nevra_UseCache"), 1U);
+      EXPECT_EQ(run.Count("Nevra_CheckSig"), 1U);
+   }
+}
+
+TEST(FrontEnd, TakesTheLastCache)
+{
+   EXPECT_EQ(RunTool({"-c", "one", "-c", "two", "-r", "group-stats"}).trace[0],
+             "Nevra_UseCache(\"two\", 0) = 0");
+}
+
+TEST(FrontEnd, EndsAtACacheThatDoesNotOpen)
+{
+   for (const NevraStatus status : kFaultStatuses) {
+      Scenario scenario = Host();
+      scenario.CacheStatus(status).SignatureMismatch(0xbad0018, "k", "a");
+      for (const std::vector<std::string> &arguments :
+           std::vector<std::vector<std::string>>{{"-c", "no/such"},
+                                                 {"-c", "no/such", "-r", "group-stats"},
+                                                 {"--force", "-c", "no/such", "-r", "comp-stats"}}) {
+         const RunResult run = RunTool(scenario, arguments);
+         EXPECT_EQ(run.out, "");
+         EXPECT_EQ(run.err, "Couldn't open cache file no/such, error code: " + std::to_string(status) + '\n');
+         EXPECT_EQ(run.exitStatus, 1);
+         EXPECT_EQ(run.trace[0], "Nevra_UseCache(\"no/such\", 0) = " + StatusInTrace(status));
+         EXPECT_EQ(run.Count("Nevra_CheckSig"), 0U);
+      }
+   }
+}
+
+TEST(FrontEnd, PrintsTheUsageForACacheWithoutAReport)
+{
+   const RunResult run = RunTool({"-c", "file"});
+   ExpectUsage(run, "", 0);
+   EXPECT_EQ(run.trace,
+             (std::vector<std::string>{"Nevra_UseCache(\"file\", 0) = 0", "Nevra_CheckSig(21) = 0"}));
+}
+
+TEST(FrontEnd, RefusesACacheForTheProfiler)
+{
+   for (const char *name : {"dcpmm-stats", "DCPMM-stats"}) {
+      Scenario scenario = Host();
+      scenario.CacheStatus(0xbad0003);
+      const RunResult run = RunTool(scenario, {"-c", "file", "-r", name});
+      EXPECT_EQ(run.out, "");
+      EXPECT_EQ(run.err, "DCPMM report does not work on cache file\n");
+      EXPECT_EQ(run.exitStatus, 1);
+      ExpectNoPlatformCall(run);
+   }
+}
+
+TEST(FrontEnd, LeavesACacheBehindTheReportToTheReport)
+{
+   const RunResult run = RunTool({"-r", "group-stats", "-c", "file", "-q", "-s", "gid:name"});
+   EXPECT_EQ(run.out, kGroupTable);
+   EXPECT_EQ(run.Count("Nevra_UseCache"), 0U);
+   EXPECT_EQ(RunTool({"-r", "dcpmm-stats", "-c", "file"}).Count("Nevra_UseCache"), 0U);
+}
+
+// ---- the report
+
+TEST(FrontEnd, StopsItsOwnParsingAtTheReport)
+{
+   // -h, -f and a second -r behind the report are unknown to it, and ignored.
+   EXPECT_EQ(RunTool({"-r", "group-stats", "-h", "-q", "-s", "gid:name"}).out, kGroupTable);
+   EXPECT_EQ(RunTool({"-r", "group-stats", "--help", "-q", "-s", "gid:name"}).out, kGroupTable);
+   EXPECT_EQ(RunTool({"-r", "group-stats", "-r", "nothing", "-q", "-s", "gid:name"}).out, kGroupTable);
+   EXPECT_EQ(RunTool({"-r", "group-stats", "-f", "-q", "-s", "gid:name"}).out, kGroupTable);
+}
+
+TEST(FrontEnd, GoesOnWithTheScanWhereItStopped)
+{
+   // Not restarted: the -c and --force in front of the report do not reach it again.
+   EXPECT_EQ(RunTool({"--force", "-c", "file", "-r", "group-stats", "-q", "-s", "gid:name"}).out,
+             kGroupTable);
+   // Words that are no options are passed over on both sides.
+   EXPECT_EQ(RunTool({"word", "-r", "group-stats", "word", "-q", "word", "-s", "gid:name"}).out, kGroupTable);
+   EXPECT_EQ(RunTool({"-r", "group-stats", "--", "-q"}).OutLines()[1].substr(0, 13), " GROUP STATS:");
+}
+
+TEST(FrontEnd, ExitsByTheReportsStatus)
+{
+   EXPECT_EQ(RunTool({"-r", "group-stats", "-q"}).exitStatus, 0);
+   Scenario empty;
+   const RunResult run = RunTool(empty, {"-r", "group-stats", "-q", "-s", "gid"});
+   EXPECT_EQ(run.out, "gid\n");
+   EXPECT_EQ(run.err, "");
+   EXPECT_EQ(run.exitStatus, 1);
+}
+
+} // namespace
