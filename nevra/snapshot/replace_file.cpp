@@ -1,0 +1,180 @@
+#include "nevra/snapshot/replace_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace nevra {
+
+namespace {
+
+constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGTERM};
+constexpr size_t kSignalCount = std::size(kEndingSignals);
+
+// The temporary file, for the signal handler; empty when there is none.
+char temporaryPath[PATH_MAX];
+
+void RemoveAndEnd(int signal)
+{
+   unlink(temporaryPath);
+   std::signal(signal, SIG_DFL);
+   raise(signal);
+}
+
+// While one exists, a signal that ends the process removes the temporary file first.
+class SignalGuard {
+ public:
+   SignalGuard()
+   {
+      struct sigaction guard = {};
+      guard.sa_handler = RemoveAndEnd;
+      for (size_t i = 0; i < kSignalCount; i++) {
+         sigaction(kEndingSignals[i], nullptr, &former[i]);
+         if (former[i].sa_handler == SIG_DFL) {
+            sigaction(kEndingSignals[i], &guard, nullptr);
+         }
+      }
+   }
+   ~SignalGuard()
+   {
+      for (size_t i = 0; i < kSignalCount; i++) {
+         sigaction(kEndingSignals[i], &former[i], nullptr);
+      }
+   }
+   SignalGuard(const SignalGuard &) = delete;
+   SignalGuard &operator=(const SignalGuard &) = delete;
+
+ private:
+   struct sigaction former[kSignalCount];
+};
+
+bool SystemFails(std::string *problem)
+{
+   *problem = std::string("cannot be written: ") + std::strerror(errno);
+   return false;
+}
+
+// Finds the file that is to be replaced, behind links, and the permissions that it is to have.
+bool FindTarget(const char *path, std::filesystem::path *target, mode_t *mode, std::string *problem)
+{
+   *target = path;
+   const mode_t mask = umask(0);
+   umask(mask);
+   *mode = 0666 & ~mask;
+   struct stat facts;
+   if (stat(path, &facts) != 0) {
+      return errno == ENOENT || SystemFails(problem);
+   }
+   if (!S_ISREG(facts.st_mode)) {
+      *problem = "cannot be written: not a regular file";
+      return false;
+   }
+   *mode = facts.st_mode & 0777;
+   std::error_code error;
+   *target = std::filesystem::canonical(path, error);
+   if (error) {
+      *problem = "cannot be written: " + error.message();
+   }
+   return !error;
+}
+
+bool WriteAll(int descriptor, std::span<const uint8_t> bytes)
+{
+   while (!bytes.empty()) {
+      const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+      if (written < 0 && errno != EINTR) {
+         return false;
+      }
+      bytes = bytes.subspan(static_cast<size_t>(std::max<ssize_t>(written, 0)));
+   }
+   return true;
+}
+
+bool WriteParts(int descriptor, std::span<const std::span<const uint8_t>> parts, mode_t mode)
+{
+   return fchmod(descriptor, mode) == 0 &&
+          std::all_of(parts.begin(), parts.end(),
+                      [&](std::span<const uint8_t> part) { return WriteAll(descriptor, part); }) &&
+          fsync(descriptor) == 0;
+}
+
+int CreateTemporary(const std::filesystem::path &target)
+{
+   std::string pattern = target.parent_path() / ".";
+   pattern.append(target.filename()).append(".XXXXXX");
+   if (pattern.size() >= sizeof temporaryPath) {
+      errno = ENAMETOOLONG;
+      return -1;
+   }
+   // No signal between the file's creation and the note of its name.
+   sigset_t ending;
+   sigset_t former;
+   sigemptyset(&ending);
+   for (const int signal : kEndingSignals) {
+      sigaddset(&ending, signal);
+   }
+   sigprocmask(SIG_BLOCK, &ending, &former);
+   std::memcpy(temporaryPath, pattern.c_str(), pattern.size() + 1);
+   const int descriptor = mkostemp(temporaryPath, O_CLOEXEC);
+   if (descriptor < 0) {
+      temporaryPath[0] = '\0';
+   }
+   const int error = errno;
+   sigprocmask(SIG_SETMASK, &former, nullptr);
+   errno = error;
+   return descriptor;
+}
+
+// The rename itself is to outlive a power cut too. A folder that cannot be synced is no failure: the file is
+// there.
+void SyncFolder(const std::filesystem::path &target)
+{
+   const std::filesystem::path folder = target.has_parent_path() ? target.parent_path() : ".";
+   const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+   if (descriptor >= 0) {
+      fsync(descriptor);
+      close(descriptor);
+   }
+}
+
+} // namespace
+
+bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> parts, std::string *problem)
+{
+   std::filesystem::path target;
+   mode_t mode;
+   if (!FindTarget(path, &target, &mode, problem)) {
+      return false;
+   }
+   const SignalGuard guard;
+   const int descriptor = CreateTemporary(target);
+   if (descriptor < 0) {
+      return SystemFails(problem);
+   }
+   bool done = WriteParts(descriptor, parts, mode);
+   const int error = errno;
+   done = close(descriptor) == 0 && done;
+   if (!done && error != 0) {
+      errno = error;
+   }
+   done = done && rename(temporaryPath, target.c_str()) == 0;
+   if (!done) {
+      SystemFails(problem);
+      unlink(temporaryPath);
+   }
+   temporaryPath[0] = '\0';
+   if (done) {
+      SyncFolder(target);
+   }
+   return done;
+}
+
+} // namespace nevra

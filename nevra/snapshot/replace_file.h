@@ -1,0 +1,19 @@
+// Files that are there whole or not at all.
+#ifndef NEVRA_SNAPSHOT_REPLACE_FILE_H
+#define NEVRA_SNAPSHOT_REPLACE_FILE_H
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace nevra {
+
+// Writes the parts, one after the other, to a temporary file beside `path`, syncs it and renames it to
+// `path`. A link is followed; what is there and no regular file is left alone. On failure, and when an
+// interrupt ends the process, the temporary file is removed and `path` is as it was; `*problem` then says
+// why, without the path.
+bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> parts, std::string *problem);
+
+} // namespace nevra
+
+#endif

@@ -1,0 +1,23 @@
+// The subcommands of hostmem-snapshot. Each writes its messages itself and returns the exit status.
+#ifndef SNAPSHOT_TOOL_COMMANDS_H
+#define SNAPSHOT_TOOL_COMMANDS_H
+
+#include <string>
+
+inline constexpr int kExitDone = 0;
+inline constexpr int kExitFailed = 1;  // diff: the snapshots differ
+inline constexpr int kExitTrouble = 2; // a wrong command line; diff: any failure
+
+// Shows what a snapshot is of, and what it has per node.
+int InfoCommand(const std::string &path);
+
+// Checks all of a snapshot.
+int VerifyCommand(const std::string &path);
+
+// Writes a snapshot's readable form to standard output.
+int ExportCommand(const std::string &path);
+
+// Makes a snapshot of its readable form; "-" is standard input.
+int ImportCommand(const std::string &path, const std::string &output);
+
+#endif

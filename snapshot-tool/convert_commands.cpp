@@ -1,0 +1,77 @@
+// export and import.
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include <sys/stat.h>
+
+#include "nevra/snapshot/replace_file.h"
+#include "nevra/snapshot/snapshot_writer.h"
+#include "snapshot-tool/commands.h"
+#include "snapshot-tool/json_export.h"
+#include "snapshot-tool/json_import.h"
+#include "snapshot-tool/message.h"
+#include "snapshot-tool/write_snapshot.h"
+
+namespace {
+
+struct CloseFile {
+   void operator()(FILE *file) const { std::fclose(file); }
+};
+using FilePtr = std::unique_ptr<FILE, CloseFile>;
+
+// The size of a regular file, else 0.
+uint64_t SizeOf(FILE *file)
+{
+   struct stat facts;
+   return fstat(fileno(file), &facts) == 0 && S_ISREG(facts.st_mode) ? static_cast<uint64_t>(facts.st_size)
+                                                                     : 0;
+}
+
+bool Import(FILE *input, const std::string &name, nevra::SnapshotTree *tree)
+{
+   Progress progress("importing");
+   std::string problem;
+   if (!ImportSnapshot(input, SizeOf(input), &progress, tree, &problem)) {
+      Complain(name, problem);
+      return false;
+   }
+   return true;
+}
+
+} // namespace
+
+int ExportCommand(const std::string &path)
+{
+   nevra::SnapshotFile file;
+   if (!OpenForCommand(path, true, &file)) {
+      return kExitFailed;
+   }
+   Progress progress("exporting");
+   std::string problem;
+   if (!ExportSnapshot(file, stdout, &progress, &problem)) {
+      Complain(path, problem);
+      return kExitFailed;
+   }
+   return kExitDone;
+}
+
+int ImportCommand(const std::string &path, const std::string &output)
+{
+   nevra::SnapshotTree tree;
+   if (path == "-") {
+      if (!Import(stdin, "standard input", &tree)) {
+         return kExitFailed;
+      }
+   } else {
+      const FilePtr input(std::fopen(path.c_str(), "rbe"));
+      if (input == nullptr) {
+         Complain(path, std::string("cannot be read: ") + std::strerror(errno));
+         return kExitFailed;
+      }
+      if (!Import(input.get(), path, &tree)) {
+         return kExitFailed;
+      }
+   }
+   return WriteSnapshot(&tree, path, output) ? kExitDone : kExitFailed;
+}

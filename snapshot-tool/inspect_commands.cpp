@@ -1,0 +1,98 @@
+// info and verify.
+#include <cinttypes>
+#include <cstdio>
+
+#include "nevra/snapshot/snapshot_checksum.h"
+#include "nevra/snapshot/snapshot_format.h"
+#include "snapshot-tool/capture_time.h"
+#include "snapshot-tool/commands.h"
+#include "snapshot-tool/json_text.h"
+#include "snapshot-tool/message.h"
+
+namespace {
+
+using nevra::SnapshotFile;
+using nevra::SnapshotNode;
+
+size_t BytesOfNode(const SnapshotNode &node)
+{
+   const size_t words = node.keys.count * node.keys.width + node.failedKeys.count * node.failedKeys.width +
+                        node.listKeys.count * node.listKeys.width +
+                        node.listFailedKeys.count * node.listFailedKeys.width + node.listValues.size();
+   return words * sizeof(uint64_t) + node.records.size() + node.failedStatuses.size_bytes() +
+          node.listStarts.size_bytes() + node.listFailedStatuses.size_bytes();
+}
+
+void PrintFact(const char *name, const std::string &value)
+{
+   std::printf("%-22s %s\n", name, value.c_str());
+}
+
+// A stranger's text must not speak to the terminal.
+std::string Shown(const char *text)
+{
+   std::string shown = text;
+   for (char &character : shown) {
+      const uint8_t byte = static_cast<uint8_t>(character);
+      if (byte < 0x20 || byte == 0x7f) {
+         character = '?';
+      }
+   }
+   return shown;
+}
+
+void PrintHeader(const SnapshotFile &file)
+{
+   const bool ours = std::string(file.signature) == nevra::DefinitionSignature();
+   PrintFact("host", Shown(file.host));
+   PrintFact("captured", FormatCaptureTime(file.captured));
+   PrintFact("kernel build", Shown(file.kernelBuild));
+   PrintFact("definition signature",
+             std::string(file.signature) + (ours ? " (this build's)" : " (another build's)"));
+   PrintFact("format version", std::to_string(nevra::kSnapshotFormatVersion));
+   PrintFact("size", std::to_string(file.size) + " bytes");
+   PrintFact("texts", std::to_string(file.textOffsets.size()));
+}
+
+const char *Remark(const SnapshotNode &node)
+{
+   if (nevra::FindDefinition(node.path) == nullptr) {
+      return "  (unknown to this build)";
+   }
+   return node.definition == nevra::ChecksumOfDefinition(node.path) ? ""
+                                                                    : "  (defined otherwise by this build)";
+}
+
+void PrintNodes(const SnapshotFile &file)
+{
+   std::printf("\n%10s %10s %10s %10s %12s  %s\n", "records", "failures", "lists", "listFail", "bytes",
+               "node");
+   for (const SnapshotNode &node : file.nodes) {
+      std::printf("%10zu %10zu %10zu %10zu %12zu  %s%s\n", node.keys.count, node.failedKeys.count,
+                  node.listKeys.count, node.listFailedKeys.count, BytesOfNode(node), Shown(node.path).c_str(),
+                  Remark(node));
+   }
+}
+
+} // namespace
+
+int InfoCommand(const std::string &path)
+{
+   SnapshotFile file;
+   if (!OpenForCommand(path, false, &file)) {
+      return kExitFailed;
+   }
+   PrintHeader(file);
+   PrintNodes(file);
+   return FinishOutput() ? kExitDone : kExitFailed;
+}
+
+int VerifyCommand(const std::string &path)
+{
+   SnapshotFile file;
+   if (!OpenForCommand(path, true, &file)) {
+      return kExitFailed;
+   }
+   std::printf("%s: sound, %zu nodes, %zu bytes\n", path.c_str(), file.nodes.size(), file.size);
+   return FinishOutput() ? kExitDone : kExitFailed;
+}

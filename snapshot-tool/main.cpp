@@ -1,0 +1,64 @@
+// The command line of hostmem-snapshot.
+#include <new>
+
+#include <CLI/CLI.hpp>
+
+#include "nevra/nevra.h"
+#include "snapshot-tool/commands.h"
+
+namespace {
+
+constexpr char kExitStatuses[] = "Exit status: 0 when done, 1 when it failed, 2 for a wrong command line.";
+
+struct Arguments {
+   std::string file;
+   std::string output;
+};
+
+int Run(int argc, char **argv)
+{
+   CLI::App app("Makes and inspects snapshots, the cache files of hostmem -c.", "hostmem-snapshot");
+   app.require_subcommand(1);
+   app.footer(kExitStatuses);
+   Arguments arguments;
+
+   CLI::App *info = app.add_subcommand("info", "Show what a snapshot is of and what it holds");
+   info->add_option("FILE", arguments.file)->required();
+   CLI::App *verify = app.add_subcommand("verify", "Check all of a snapshot");
+   verify->add_option("FILE", arguments.file)->required();
+   CLI::App *exportJson = app.add_subcommand("export", "Write a snapshot to standard output as JSON");
+   exportJson->add_option("FILE", arguments.file)->required();
+   CLI::App *importJson = app.add_subcommand("import", "Make a snapshot of JSON");
+   importJson->add_option("JSON", arguments.file, "File to read, - for standard input")->required();
+   importJson->add_option("-o,--output", arguments.output, "File to write")->required();
+
+   try {
+      app.parse(argc, argv);
+   } catch (const CLI::ParseError &error) {
+      return app.exit(error) == 0 ? kExitDone : kExitTrouble;
+   }
+   if (*info) {
+      return InfoCommand(arguments.file);
+   }
+   if (*verify) {
+      return VerifyCommand(arguments.file);
+   }
+   if (*exportJson) {
+      return ExportCommand(arguments.file);
+   }
+   return ImportCommand(arguments.file, arguments.output);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+   try {
+      return Run(argc, argv);
+   } catch (const std::bad_alloc &) {
+      Warning("hostmem-snapshot: out of memory\n");
+   } catch (const std::exception &error) {
+      Warning("hostmem-snapshot: %s\n", error.what());
+   }
+   return kExitTrouble;
+}
