@@ -1,0 +1,316 @@
+#include "docs/man/manual_page.h"
+
+#include <algorithm>
+#include <cctype>
+#include <sstream>
+
+#include "docs/man/option_help.h"
+#include "frontend/report_descriptions.h"
+#include "frontend/report_table.h"
+
+namespace {
+
+constexpr char kPagePrefix[] = "hostmem-";
+
+// Everything that the sections are made from.
+struct Page {
+   std::string name;
+   const char *report = nullptr; // null: the page is that of a program
+   ReportDescription description = {};
+   const PageEdition *edition = nullptr;
+   std::vector<std::string> *errors = nullptr;
+   std::ostringstream roff;
+};
+
+// A text as roff: hyphens that are meant as such, no control line by accident.
+std::string Escape(const std::string &text)
+{
+   std::string roff = !text.empty() && (text[0] == '.' || text[0] == '\'') ? "\\&" : "";
+   for (const char c : text) {
+      roff += c == '-' ? "\\-" : c == '\\' ? "\\e" : std::string(1, c);
+   }
+   return roff;
+}
+
+// A column's description as a sentence.
+std::string Sentence(std::string text)
+{
+   text.erase(text.find_last_not_of(' ') + 1);
+   text = Escape(text);
+   text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+   return text.find_last_of(".?") == text.size() - 1 ? text : text + ".";
+}
+
+const PageEntry *FindEntry(const PageLine &block, const std::string &name)
+{
+   for (const PageEntry &entry : block.entries) {
+      if (entry.name == name) {
+         return &entry;
+      }
+   }
+   return nullptr;
+}
+
+// Compares the names that a block has entries for with those of the table that it explains.
+void CheckEntries(Page *page, const PageLine &block, const std::vector<std::string> &names)
+{
+   for (const std::string &name : names) {
+      const auto isOne = [&name](const PageEntry &entry) { return entry.name == name; };
+      const auto count = std::count_if(block.entries.begin(), block.entries.end(), isOne);
+      if (count != 1) {
+         page->errors->push_back("@" + block.directive + ": " + std::to_string(count) + " entries for " +
+                                 name);
+      }
+   }
+   for (const PageEntry &entry : block.entries) {
+      if (std::find(names.begin(), names.end(), entry.name) == names.end()) {
+         page->errors->push_back("@" + block.directive + ": nothing is called " + entry.name);
+      }
+   }
+}
+
+// ---- title, name and synopsis
+
+std::string Synopsis(const ListedOption &option, const OptionHelp &help)
+{
+   const std::string form =
+      option.letter != 0 ? std::string("\\-") + option.letter : std::string("\\-\\-") + option.longName;
+   return "[\\fB" + form + "\\fP" +
+          (option.takesArgument ? std::string("\\ \\fI") + help.argument + "\\fP" : "") + "]";
+}
+
+// The options of the report in the order of the help.
+std::vector<std::pair<ListedOption, const OptionHelp *>> OptionsWithHelp(Page *page)
+{
+   std::vector<std::pair<ListedOption, const OptionHelp *>> options;
+   for (const ListedOption &option : ListOptions(page->description)) {
+      const OptionHelp *help = FindOptionHelp(page->report, option.letter, option.longName);
+      if (help == nullptr || (help->argument != nullptr) != option.takesArgument) {
+         page->errors->push_back("no help for an option: " + std::string(1, option.letter) + " " +
+                                 (option.longName != nullptr ? option.longName : ""));
+      } else {
+         options.push_back({option, help});
+      }
+   }
+   std::sort(options.begin(), options.end(),
+             [](const auto &a, const auto &b) { return a.second < b.second; });
+   return options;
+}
+
+void PrintTitle(Page *page, const std::string &title)
+{
+   std::string capitals = page->name;
+   std::transform(capitals.begin(), capitals.end(), capitals.begin(),
+                  [](unsigned char c) { return std::toupper(c); });
+   page->roff << ".TH " << capitals << " 8 " << page->edition->date << " \"hostmem " << page->edition->version
+              << "\" \"System Manager's Manual\"\n"
+              << ".nh\n.ad l\n.SH NAME\n"
+              << Escape(page->name) << " \\- " << title << "\n";
+   if (page->report == nullptr) {
+      return;
+   }
+   const char *cache = std::string("dcpmm-stats") == page->report ? "" : "[\\fB\\-c\\fP\\ \\fIfile\\fP]\n";
+   page->roff << ".SH SYNOPSIS\n.B hostmem\n[\\fB\\-\\-force\\fP]\n"
+              << cache << "\\fB\\-r\\ " << Escape(page->report) << "\\fP\n";
+   for (const auto &[option, help] : OptionsWithHelp(page)) {
+      page->roff << Synopsis(option, *help) << "\n";
+   }
+}
+
+// ---- options
+
+void PrintOptions(Page *page)
+{
+   page->roff << ".SH OPTIONS\n";
+   for (const auto &[option, help] : OptionsWithHelp(page)) {
+      const std::string argument = option.takesArgument ? std::string("\\fI") + help->argument + "\\fP" : "";
+      page->roff << ".TP\n";
+      if (option.letter != 0) {
+         page->roff << "\\fB\\-" << option.letter << "\\fP" << (argument.empty() ? "" : " " + argument)
+                    << (option.longName != nullptr ? ", " : "");
+      }
+      if (option.longName != nullptr) {
+         page->roff << "\\fB\\-\\-" << option.longName << "\\fP" << (argument.empty() ? "" : "=" + argument);
+      }
+      page->roff << "\n" << help->text << "\n";
+   }
+   page->roff << ".PP\n"
+                 "A long option may be cut to any start of its name that no other has, and of an option "
+                 "given twice the\n"
+                 "last one counts.\n";
+}
+
+// ---- tables
+
+void PrintTableStart(Page *page, int columnCount, const char *heads)
+{
+   // Without keeps, which leave a blank line where a page of paper would end.
+   page->roff << ".TS\nnokeep;\n";
+   for (int i = 1; i < columnCount; i++) {
+      page->roff << "lb ";
+   }
+   page->roff << "lbx\nlb ";
+   for (int i = 2; i < columnCount; i++) {
+      page->roff << "l ";
+   }
+   page->roff << "lx.\n" << heads << "\n_\n";
+}
+
+void PrintTextBlock(Page *page, const std::string &text)
+{
+   page->roff << "T{\n" << text << "\nT}\n";
+}
+
+std::string ColumnMeaning(const ReportColumn &column, const std::string &meaning)
+{
+   std::string text = Sentence(column.description);
+   if (!meaning.empty()) {
+      text += "\n" + meaning;
+   }
+   if (column.key != 0) {
+      text += "\nA key column: always shown.";
+   }
+   if (column.shown == 0) {
+      text += "\nHidden unless \\fB\\-x\\fP is given.";
+   }
+   return text;
+}
+
+void PrintColumns(Page *page, const PageLine &block)
+{
+   std::vector<std::string> names;
+   for (const ReportColumn *column = page->description.columns; column->name != nullptr; column++) {
+      names.push_back(column->name);
+   }
+   CheckEntries(page, block, names);
+   const bool hasTotals = page->description.hasTotalRow;
+   PrintTableStart(page, hasTotals ? 4 : 3,
+                   hasTotals ? "Column\tUnit\tTotal\tMeaning" : "Column\tUnit\tMeaning");
+   for (const ReportColumn *column = page->description.columns; column->name != nullptr; column++) {
+      const PageEntry *entry = FindEntry(block, column->name);
+      if (entry == nullptr) {
+         continue;
+      }
+      if (entry->fields[0].empty()) {
+         page->errors->push_back(std::string("@columns: no unit for ") + column->name);
+      }
+      page->roff << Escape(column->name) << "\t" << entry->fields[0] << "\t";
+      if (hasTotals) {
+         page->roff << (column->totalled != 0 ? "yes" : "\\-") << "\t";
+      }
+      PrintTextBlock(page, ColumnMeaning(*column, entry->fields[1]));
+   }
+   page->roff << ".TE\n";
+}
+
+void PrintFlagNames(Page *page, const std::vector<std::string> &names)
+{
+   for (size_t i = 0; i < names.size(); i++) {
+      page->roff << ".BR " << Escape(names[i]) << (i + 1 < names.size() ? " ," : " .") << "\n";
+   }
+}
+
+void PrintFlags(Page *page, const PageLine &block)
+{
+   std::vector<std::string> names;
+   for (const FlagName *flag = page->description.flagNames; flag != nullptr && flag->name != nullptr;
+        flag++) {
+      names.push_back(flag->name);
+   }
+   if (block.entries.empty()) {
+      PrintFlagNames(page, names);
+      return;
+   }
+   CheckEntries(page, block, names);
+   PrintTableStart(page, 2, "Name\tMeaning");
+   for (const std::string &name : names) {
+      const PageEntry *entry = FindEntry(block, name);
+      page->roff << Escape(name) << "\t";
+      PrintTextBlock(page, entry != nullptr ? entry->fields[0] : "");
+   }
+   page->roff << ".TE\n";
+}
+
+// In the order of the entries.
+void PrintReports(Page *page, const PageLine &block)
+{
+   CheckEntries(page, block, std::vector<std::string>(reportNames, reportNames + kReportCount));
+   PrintTableStart(page, 2, "Report\tWhat it shows");
+   for (const PageEntry &entry : block.entries) {
+      page->roff << Escape(entry.name) << "\t";
+      PrintTextBlock(page, entry.fields[0]);
+   }
+   page->roff << ".TE\n";
+}
+
+// ---- the end of a page
+
+void PrintExitStatus(Page *page)
+{
+   page->roff << ".SH EXIT STATUS\n.TP\n.B 0\nThe report came to its end.\n.TP\n.B 1\n"
+                 "It did not: a message on standard error says why, or, where a read answers \\(lqNot "
+                 "found\\(rq, none does.\n"
+                 "The statuses of what comes before a report are in\n.BR hostmem (8).\n";
+}
+
+void PrintSeeAlso(Page *page, const std::string &pages)
+{
+   page->roff << ".SH SEE ALSO\n";
+   std::vector<std::string> names;
+   std::istringstream words(pages);
+   for (std::string word; words >> word;) {
+      names.push_back(word);
+   }
+   if (page->name != "hostmem") {
+      names.insert(names.begin(), "hostmem");
+   }
+   for (size_t i = 0; i < names.size(); i++) {
+      page->roff << ".BR " << Escape(names[i]) << " (8)" << (i + 1 < names.size() ? "," : "") << "\n";
+   }
+}
+
+void PrintLine(Page *page, const PageLine &line)
+{
+   const std::string &directive = line.directive;
+   if (directive.empty()) {
+      page->roff << line.text << "\n";
+   } else if (directive == "title") {
+      PrintTitle(page, line.text);
+   } else if (directive == "options") {
+      PrintOptions(page);
+   } else if (directive == "columns") {
+      PrintColumns(page, line);
+   } else if (directive == "flags") {
+      PrintFlags(page, line);
+   } else if (directive == "reports") {
+      PrintReports(page, line);
+   } else if (directive == "exit-status") {
+      PrintExitStatus(page);
+   } else if (directive == "see-also") {
+      PrintSeeAlso(page, line.text);
+   } else {
+      page->errors->push_back("unknown directive @" + directive);
+   }
+}
+
+} // namespace
+
+std::string MakeManualPage(const std::string &name, const std::vector<PageLine> &source,
+                           const PageEdition &edition, std::vector<std::string> *errors)
+{
+   Page page;
+   page.name = name;
+   page.edition = &edition;
+   page.errors = errors;
+   const size_t index =
+      name.starts_with(kPagePrefix) ? FindReport(name.c_str() + sizeof kPagePrefix - 1) : kReportCount;
+   if (index != kReportCount) {
+      page.report = reportNames[index];
+      page.description = DescribeReport(index);
+   }
+   page.roff << "'\\\" t\n";
+   for (const PageLine &line : source) {
+      PrintLine(&page, line);
+   }
+   return page.roff.str();
+}

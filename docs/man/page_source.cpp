@@ -1,0 +1,68 @@
+#include "docs/man/page_source.h"
+
+#include <algorithm>
+#include <istream>
+#include <iterator>
+
+namespace {
+
+constexpr const char *kBlocks[] = {"columns", "flags", "reports"};
+
+std::string Trim(const std::string &text)
+{
+   const size_t first = text.find_first_not_of(" \t");
+   const size_t last = text.find_last_not_of(" \t");
+   return first == std::string::npos ? "" : text.substr(first, last - first + 1);
+}
+
+PageEntry ParseEntry(const std::string &line)
+{
+   PageEntry entry;
+   size_t start = 0;
+   for (size_t bar = line.find('|'); bar != std::string::npos; bar = line.find('|', start)) {
+      entry.fields.push_back(Trim(line.substr(start, bar - start)));
+      start = bar + 1;
+   }
+   entry.fields.push_back(Trim(line.substr(start)));
+   entry.name = entry.fields.front();
+   entry.fields.erase(entry.fields.begin());
+   entry.fields.resize(2);
+   return entry;
+}
+
+bool ReadBlock(std::istream &input, PageLine *block, std::string *error)
+{
+   std::string line;
+   while (std::getline(input, line)) {
+      if (line == "@end") {
+         return true;
+      }
+      if (!Trim(line).empty()) {
+         block->entries.push_back(ParseEntry(line));
+      }
+   }
+   *error = "@" + block->directive + " has no @end";
+   return false;
+}
+
+} // namespace
+
+bool ReadPageSource(std::istream &input, std::vector<PageLine> *lines, std::string *error)
+{
+   std::string line;
+   while (std::getline(input, line)) {
+      if (line.empty() || line[0] != '@') {
+         lines->push_back({"", line, {}});
+         continue;
+      }
+      const size_t blank = std::min(line.find(' '), line.size());
+      PageLine directive = {line.substr(1, blank - 1), Trim(line.substr(blank)), {}};
+      const bool isBlock =
+         std::find(std::begin(kBlocks), std::end(kBlocks), directive.directive) != std::end(kBlocks);
+      if (isBlock && !ReadBlock(input, &directive, error)) {
+         return false;
+      }
+      lines->push_back(directive);
+   }
+   return true;
+}
