@@ -1,0 +1,117 @@
+// Writes the seeds of the fuzz targets: fuzz_seeds FOLDER [SAMPLE.json...]
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "nevra/snapshot/snapshot_file.h"
+#include "nevra/snapshot/snapshot_writer.h"
+#include "snapshot-tool/json_export.h"
+#include "snapshot-tool/json_import.h"
+#include "tests/nevra/snapshot/small_tree.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+void WriteFile(const fs::path &path, const std::string &content)
+{
+   std::ofstream(path, std::ios::binary) << content;
+}
+
+// Once for each way of mending.
+void WriteSnapshotSeeds(const fs::path &folder, const std::string &name, const std::vector<uint8_t> &snapshot)
+{
+   for (char mend = 0; mend < 4; mend++) {
+      WriteFile(folder / "snapshot_fuzzer" / (name + static_cast<char>('0' + mend)),
+                mend + std::string(snapshot.begin(), snapshot.end()));
+   }
+}
+
+// A tree with one node of the small one, for short inputs.
+std::vector<uint8_t> SnapshotOfOneNode(const NevraNodeDef &node)
+{
+   nevra::SnapshotTree tree = SmallTree();
+   for (const NevraNodeDef &other : nevra::Definitions()) {
+      if (other.id != node.id) {
+         tree.nodes[static_cast<size_t>(other.id)] = {};
+      }
+   }
+   nevra::SnapshotImage image;
+   std::string problem;
+   MakeSnapshotImage(&tree, &image, &problem);
+   return BytesOfImage(image);
+}
+
+void WriteJsonSeed(const fs::path &path, const std::vector<uint8_t> &snapshot)
+{
+   nevra::SnapshotFile file;
+   std::string problem;
+   OpenSnapshotBytes(snapshot, &file, &problem);
+   FILE *output = std::fopen(path.c_str(), "w");
+   Progress progress("exporting");
+   ExportSnapshot(file, output, &progress, &problem);
+   std::fclose(output);
+}
+
+void WriteSampleSeeds(const fs::path &folder, const fs::path &sample)
+{
+   FILE *input = std::fopen(sample.c_str(), "r");
+   if (input == nullptr || fs::file_size(sample) > 65536) {
+      return; // a large one makes slow seeds
+   }
+   nevra::SnapshotTree tree;
+   nevra::SnapshotImage image;
+   Progress progress("importing");
+   std::string problem;
+   if (ImportSnapshot(input, 0, &progress, &tree, &problem) && MakeSnapshotImage(&tree, &image, &problem)) {
+      WriteSnapshotSeeds(folder, sample.stem(), BytesOfImage(image));
+   }
+   std::fclose(input);
+   fs::copy_file(sample, folder / "import_fuzzer" / sample.filename(), fs::copy_options::overwrite_existing);
+}
+
+// The words that mean something to the import.
+void WriteDictionary(const fs::path &path)
+{
+   std::ofstream out(path);
+   for (const char *word : {"definitionSignature", "kernelBuild", "host", "captured", "nodes", "records",
+                            "failures", "lists", "listFailures", "keys", "instances", "status", "hex"}) {
+      out << "\"\\\"" << word << "\\\":\"\n";
+   }
+   for (const NevraNodeDef &node : nevra::Definitions()) {
+      out << "\"\\\"" << node.path << "\\\":\"\n";
+      if (node.record != nullptr) {
+         for (const nevra::RecordField &field : node.record->fields) {
+            out << "\"\\\"" << field.name << "\\\":\"\n";
+         }
+      }
+   }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+   if (argc < 2) {
+      std::fprintf(stderr, "Usage: fuzz_seeds FOLDER [SAMPLE.json...]\n");
+      return 1;
+   }
+   const fs::path folder = argv[1];
+   fs::create_directories(folder / "snapshot_fuzzer");
+   fs::create_directories(folder / "import_fuzzer");
+   WriteSnapshotSeeds(folder, "small", SmallSnapshot());
+   WriteJsonSeed(folder / "import_fuzzer" / "small.json", SmallSnapshot());
+   for (const NevraNodeDef &node : nevra::Definitions()) {
+      const std::vector<uint8_t> snapshot = SnapshotOfOneNode(node);
+      WriteSnapshotSeeds(folder, "node" + std::to_string(static_cast<int>(node.id)) + "-", snapshot);
+      WriteJsonSeed(folder / "import_fuzzer" / ("node" + std::to_string(static_cast<int>(node.id)) + ".json"),
+                    snapshot);
+   }
+   for (int i = 2; i < argc; i++) {
+      WriteSampleSeeds(folder, argv[i]);
+   }
+   WriteDictionary(folder / "import_fuzzer.dict");
+   return 0;
+}

@@ -1,0 +1,230 @@
+// Opens a snapshot, whatever it is, and reads and lists every node with keys that it has and keys that it has
+// not.
+//
+// The first byte says what is put right before the rest is opened, so that the fuzzer gets past the
+// checksums.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fuzz/fuzz_check.h"
+#include "nevra/records.h"
+#include "nevra/snapshot/snapshot_checksum.h"
+#include "nevra/snapshot/snapshot_file.h"
+#include "nevra/snapshot/snapshot_source.h"
+#include "nevra/snapshot/snapshot_verify.h"
+#include "nevra/snapshot/snapshot_writer.h"
+#include "snapshot-tool/json_export.h"
+#include "snapshot_generated.h"
+
+namespace {
+
+using nevra::KeyTable;
+using nevra::SnapshotFile;
+using nevra::SnapshotKeyShape;
+using nevra::SnapshotNode;
+using nevra::snapshot::Trailer;
+
+enum class Mend : uint8_t { Nothing, Directory, Vectors, Everything };
+
+struct ListDeleter {
+   void operator()(Nevra_ParamList *list) const { Nevra_ParamList::Destroy(list); }
+};
+using ListPtr = std::unique_ptr<Nevra_ParamList, ListDeleter>;
+
+template <typename Element> std::span<const uint8_t> BytesOf(const flatbuffers::Vector<Element> *vector)
+{
+   return vector == nullptr ? std::span<const uint8_t>()
+                            : std::span(vector->Data(), vector->size() * sizeof(Element));
+}
+
+void MendVectors(uint8_t *body, size_t size)
+{
+   flatbuffers::Verifier verifier(body, size);
+   if (!nevra::snapshot::VerifySnapshotBuffer(verifier)) {
+      return;
+   }
+   nevra::snapshot::Snapshot *root = nevra::snapshot::GetMutableSnapshot(body);
+   for (size_t i = 0; i < root->nodes()->size(); i++) {
+      nevra::snapshot::Node *node = root->mutable_nodes()->GetMutableObject(static_cast<uint32_t>(i));
+      const std::span<const uint8_t> vectors[] = {BytesOf(node->keys()),
+                                                  BytesOf(node->records()),
+                                                  BytesOf(node->failed_keys()),
+                                                  BytesOf(node->failed_statuses()),
+                                                  BytesOf(node->list_keys()),
+                                                  BytesOf(node->list_starts()),
+                                                  BytesOf(node->list_values()),
+                                                  BytesOf(node->list_failed_keys()),
+                                                  BytesOf(node->list_failed_statuses())};
+      node->mutate_checksum(nevra::ChecksumOfVectors(vectors));
+   }
+   const std::span<const uint8_t> texts[] = {BytesOf(root->text_offsets()), BytesOf(root->text_bytes())};
+   root->mutate_text_checksum(nevra::ChecksumOfVectors(texts));
+}
+
+void MendInput(std::vector<uint8_t> *bytes, Mend mend)
+{
+   if (bytes->size() < sizeof(Trailer)) {
+      return;
+   }
+   const size_t size = bytes->size() - sizeof(Trailer);
+   if (mend == Mend::Vectors || mend == Mend::Everything) {
+      MendVectors(bytes->data(), size);
+   }
+   if (mend == Mend::Directory || mend == Mend::Everything) {
+      Trailer trailer;
+      std::memcpy(static_cast<void *>(&trailer), bytes->data() + size, sizeof trailer);
+      const auto mended = nevra::MakeSnapshotTrailer(
+         bytes->data(), size, static_cast<size_t>(std::min<uint64_t>(trailer.directory_size(), size)));
+      std::copy(mended.begin(), mended.end(), bytes->begin() + static_cast<ptrdiff_t>(size));
+   }
+}
+
+// The keys at a position of a table, with `shift` added to them; false when they have no text.
+bool TakeKeys(const SnapshotFile &file, const uint64_t *words, SnapshotKeyShape shape, uint64_t shift,
+              Nevra_ParamList *keys)
+{
+   for (size_t i = 0; i < shape.count; i++) {
+      const uint64_t word = words[i] + shift;
+      const char *text = shape.IsText(i) ? TextAt(file, word) : nullptr;
+      if (shape.IsText(i) && text == nullptr) {
+         return false;
+      }
+      if (text != nullptr) {
+         keys->AddLastingText(text);
+      } else {
+         keys->AddInt(static_cast<int64_t>(word));
+      }
+   }
+   return true;
+}
+
+void ReadRecord(nevra::Source &source, const NevraNodeDef &node, const Nevra_ParamList &keys)
+{
+   if (node.record != nullptr && keys.Used() == node.recordKeys.size()) {
+      // Of exactly this size, so that a write past the end shows.
+      std::vector<uint8_t> record(node.record->size);
+      source.Get(node, keys, record.data());
+   }
+}
+
+size_t ReadTexts(const Nevra_ParamList &list)
+{
+   size_t length = 0;
+   for (uint32_t i = 0; i < list.Used(); i++) {
+      length += list[i].text != nullptr ? std::strlen(list[i].text) : 0;
+   }
+   return length;
+}
+
+void ReadList(nevra::Source &source, const NevraNodeDef &node, const Nevra_ParamList &keys)
+{
+   if (node.listed == nevra::KeyDomain::None || keys.Used() != node.listKeys.size()) {
+      return;
+   }
+   for (const uint32_t capacity : {0u, 3u, Nevra_ParamList::kUnbounded}) {
+      const ListPtr list(Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, capacity));
+      if (source.List(node, keys, *list) == NEVRA_OK) {
+         volatile size_t length = ReadTexts(*list);
+         static_cast<void>(length);
+      }
+   }
+}
+
+// Asks for the keys of a table and their neighbours, by the types that the definitions give them.
+void AskForTable(nevra::Source &source, const SnapshotFile &file, const NevraNodeDef &node,
+                 const KeyTable &table, std::span<const nevra::KeyDomain> domains, bool isList)
+{
+   const SnapshotKeyShape shape = nevra::KeyShapeOf(domains);
+   if (table.width != shape.count) {
+      return;
+   }
+   constexpr size_t kMostAsked = 16;
+   const uint64_t shifts[] = {0, 1, ~uint64_t{0}, uint64_t{1} << 63};
+   for (size_t i = 0; i < std::min(table.count, kMostAsked); i++) {
+      for (const uint64_t shift : shifts) {
+         const ListPtr keys(Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, nevra::kMaxKeys));
+         if (!TakeKeys(file, table[i], shape, shift, keys.get())) {
+            continue;
+         }
+         if (isList) {
+            ReadList(source, node, *keys);
+         } else {
+            ReadRecord(source, node, *keys);
+         }
+      }
+   }
+}
+
+// Keys that no snapshot knows better than another.
+void AskWildly(nevra::Source &source, const NevraNodeDef &node)
+{
+   for (const bool isList : {false, true}) {
+      const ListPtr keys(Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, nevra::kMaxKeys));
+      for (const nevra::KeyDomain domain : isList ? node.listKeys : node.recordKeys) {
+         if (nevra::IsTextKey(domain)) {
+            keys->AddLastingText("high");
+         } else {
+            keys->AddInt(0);
+         }
+      }
+      if (isList) {
+         ReadList(source, node, *keys);
+      } else {
+         ReadRecord(source, node, *keys);
+      }
+   }
+}
+
+void AskEverything(nevra::Source &source, const SnapshotFile &file)
+{
+   for (const NevraNodeDef &node : nevra::Definitions()) {
+      AskWildly(source, node);
+   }
+   for (const SnapshotNode &node : file.nodes) {
+      const NevraNodeDef *definition = nevra::FindDefinition(node.path);
+      if (definition != nullptr) {
+         AskForTable(source, file, *definition, node.keys, definition->recordKeys, false);
+         AskForTable(source, file, *definition, node.failedKeys, definition->recordKeys, false);
+         AskForTable(source, file, *definition, node.listKeys, definition->listKeys, true);
+         AskForTable(source, file, *definition, node.listFailedKeys, definition->listKeys, true);
+      }
+   }
+}
+
+void Export(const SnapshotFile &file)
+{
+   static FILE *const nowhere = std::fopen("/dev/null", "w");
+   Progress progress("exporting", nowhere, false, std::chrono::steady_clock::now);
+   std::string problem;
+   ExportSnapshot(file, nowhere, &progress, &problem);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+   if (size == 0) {
+      return 0;
+   }
+   std::vector<uint8_t> bytes(data + 1, data + size);
+   MendInput(&bytes, static_cast<Mend>(data[0] % 4));
+   SnapshotFile file;
+   std::string problem;
+   const NevraStatus status = OpenSnapshotBytes(bytes, &file, &problem);
+   Require((status == NEVRA_OK) == problem.empty(), "a failure has a reason, and success has none");
+   if (status != NEVRA_OK) {
+      return 0;
+   }
+   std::unique_ptr<nevra::Source> source;
+   Require(OpenSnapshotSourceFromMemory(bytes, "input", &source) == NEVRA_OK, "opens once, opens twice");
+   AskEverything(*source, file);
+   if (VerifySnapshot(file, &problem)) {
+      Export(file);
+   }
+   return 0;
+}
