@@ -1,0 +1,133 @@
+#include "nevra/linux/cgroup_tree.h"
+
+#include <algorithm>
+
+#include <sys/stat.h>
+
+#include "nevra/linux/group_ids.h"
+#include "nevra/linux/kernel_text.h"
+
+namespace nevra
+{
+
+namespace
+{
+
+void ReadMembers(CgroupTree &tree, CgroupIndex index, int folder, KernelFileReader &files)
+{
+   std::optional<std::string_view> text = files.ReadAll(folder, "cgroup.procs");
+   while (text.has_value() && !text->empty()) {
+      // Processes of a PID namespace that this one cannot see into are listed as 0.
+      if (const std::optional<uint32_t> pid = ParsePid(TakeLine(*text))) {
+         tree.members.emplace_back(*pid, index);
+      }
+   }
+}
+
+uint64_t UniqueId(const CgroupTree &tree, int folder)
+{
+   struct stat status = {};
+   fstat(folder, &status);
+   uint64_t id = CgroupIdOfInode(status.st_ino);
+   while (tree.byId.contains(id)) {
+      id = CgroupIdOfInode(id + 1);
+   }
+   return id;
+}
+
+void AddChild(CgroupTree &tree, CgroupIndex parent, int folder, std::string name)
+{
+   const CgroupIndex index = static_cast<CgroupIndex>(tree.cgroups.size());
+   const uint64_t id = UniqueId(tree, folder);
+   const uint32_t depth = tree.cgroups[parent].depth + 1;
+   tree.cgroups.push_back({id, parent, depth, std::move(name), {}});
+   tree.cgroups[parent].children.push_back(index);
+   tree.byId.emplace(id, index);
+}
+
+void ReadChildren(CgroupTree &tree, CgroupIndex parent, int folder, KernelFileReader &files)
+{
+   const bool isDeepest = tree.cgroups[parent].depth >= CgroupTree::kMostLevels;
+   std::vector<std::string> names =
+      isDeepest ? std::vector<std::string>()
+                : ListNames(folder, ".", EntryKind::Folders, CgroupTree::kMostCgroups - tree.cgroups.size());
+   std::sort(names.begin(), names.end());
+   for (std::string &name : names) {
+      const FileDescriptor child = OpenFolder(folder, name.c_str());
+      if (child.IsOpen()) {
+         const CgroupIndex index = static_cast<CgroupIndex>(tree.cgroups.size());
+         AddChild(tree, parent, child.Get(), std::move(name));
+         ReadMembers(tree, index, child.Get(), files);
+      }
+   }
+}
+
+} // namespace
+
+CgroupTree ReadCgroupTree(int root, KernelFileReader &files)
+{
+   CgroupTree tree;
+   tree.mounts = FindCgroupMounts(root, files);
+   tree.cgroups.push_back({kRootGroupId, kRootCgroup, 0, {}, {}});
+   tree.byId.emplace(kRootGroupId, kRootCgroup);
+   if (tree.mounts.version == CgroupVersion::None) {
+      return tree;
+   }
+   ReadMembers(tree, kRootCgroup, tree.mounts.memory.Get(), files);
+   for (CgroupIndex index = 0; index < tree.cgroups.size(); index++) {
+      const FileDescriptor folder = OpenFolder(tree.mounts.memory.Get(), CgroupPath(tree, index).c_str());
+      if (folder.IsOpen()) {
+         ReadChildren(tree, index, folder.Get(), files);
+      }
+   }
+   return tree;
+}
+
+std::string CgroupPath(const CgroupTree &tree, CgroupIndex cgroup)
+{
+   std::vector<CgroupIndex> way;
+   for (CgroupIndex at = cgroup; at != kRootCgroup; at = tree.cgroups[at].parent) {
+      way.push_back(at);
+   }
+   std::string path;
+   for (auto at = way.rbegin(); at != way.rend(); ++at) {
+      path += path.empty() ? "" : "/";
+      path += tree.cgroups[*at].name;
+   }
+   return path.empty() ? "." : path;
+}
+
+std::string_view TopLevelName(const CgroupTree &tree, CgroupIndex cgroup)
+{
+   while (tree.cgroups[cgroup].depth > 1) {
+      cgroup = tree.cgroups[cgroup].parent;
+   }
+   return tree.cgroups[cgroup].name;
+}
+
+CgroupIndex FindCgroupByPath(const CgroupTree &tree, std::string_view path)
+{
+   std::string_view mounted = tree.mounts.pathInHierarchy;
+   if (mounted.size() > 1 && path.starts_with(mounted)) {
+      path.remove_prefix(mounted.size());
+   }
+   CgroupIndex at = kRootCgroup;
+   while (!path.empty()) {
+      const std::string_view name = TakeUntil(path, '/');
+      const std::vector<CgroupIndex> &children = tree.cgroups[at].children;
+      const auto child = std::lower_bound(children.begin(), children.end(), name,
+                                          [&tree](CgroupIndex index, std::string_view wanted) {
+                                             return std::string_view(tree.cgroups[index].name) < wanted;
+                                          });
+      if (name.empty()) {
+         continue;
+      }
+      if (child == children.end() || tree.cgroups[*child].name != name) {
+         break;
+      }
+      at = *child;
+   }
+   return at;
+}
+
+} // namespace nevra

@@ -1,0 +1,456 @@
+#include "nevra/linux/group_nodes.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <string_view>
+
+#include "nevra/linux/kernel_text.h"
+#include "nevra/linux/shown_text.h"
+
+namespace nevra
+{
+
+namespace
+{
+
+// Group flags.
+constexpr uint32_t kPredefined = 0x1;
+constexpr uint32_t kLeaf = 0x2;
+constexpr uint32_t kVm = 0x4;
+constexpr uint32_t kUserWorld = 0x8;
+constexpr uint32_t kSystemWorld = 0x10;
+constexpr uint32_t kProtected = 0x40;
+constexpr uint32_t kNonPersistent = 0x100;
+constexpr uint32_t kUserCreated = 0x400;
+constexpr uint32_t kContainer = 0x800;
+constexpr uint32_t kSubContainer = 0x1000;
+constexpr uint32_t kVmmContainer = 0x2000;
+
+constexpr std::string_view kHostName = "host";
+constexpr std::string_view kVmmName = "vmm";
+constexpr std::string_view kUserSlice = "user.slice";
+// The only scope that is always there: it holds the first process.
+constexpr std::string_view kInitScope = "init.scope";
+
+// The kernel's figures are 64 bits wide, and so are most fields; signed ones have a bit less.
+int64_t Signed(uint64_t value)
+{
+   constexpr uint64_t kLargest = static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
+   return value == kUnlimited ? -1 : static_cast<int64_t>(std::min(value, kLargest));
+}
+
+std::optional<Group> FindProcessGroup(LinuxHost &host, GroupKind kind, uint64_t pid)
+{
+   ReportedProcess *process = host.FindProcess(static_cast<uint32_t>(pid));
+   if (process == nullptr || (kind != GroupKind::Process && !process->isVm)) {
+      return std::nullopt;
+   }
+   return Group{process->isVm && kind == GroupKind::Process ? GroupKind::Vm : kind, process->cgroup, process};
+}
+
+uint32_t Pid(const Group &group)
+{
+   return group.process->process.pid;
+}
+
+bool IsKernelThread(const Group &group)
+{
+   return group.process != nullptr && group.process->process.status.isKernelThread;
+}
+
+bool IsAloneInCgroup(LinuxHost &host, const Group &group)
+{
+   return group.cgroup != kRootCgroup && host.Processes().belowCgroup[group.cgroup] == 1;
+}
+
+uint32_t FlagsOfCgroup(LinuxHost &host, CgroupIndex index)
+{
+   const CgroupTree &tree = host.Cgroups();
+   const Cgroup &cgroup = tree.cgroups[index];
+   const ProcessTable &processes = host.Processes();
+   const bool hasProcesses = processes.firstOfCgroup[index] != processes.firstOfCgroup[index + 1];
+   const std::string_view name = cgroup.name;
+   uint32_t flags = 0;
+   flags |= cgroup.depth <= 1 ? kPredefined : 0;
+   flags |= cgroup.children.empty() && !hasProcesses ? kLeaf : 0;
+   flags |= !cgroup.children.empty() ? kContainer : 0;
+   flags |= cgroup.depth > 1 ? kSubContainer : 0;
+   flags |= cgroup.depth > 1 && TopLevelName(tree, index) == kUserSlice ? kUserCreated : 0;
+   flags |= name.ends_with(".scope") && name != kInitScope ? kNonPersistent : 0;
+   const CgroupLimits *limits = host.Limits(index);
+   flags |= limits != nullptr && limits->min > 0 ? kProtected : 0;
+   return flags;
+}
+
+uint32_t FlagsOfProcess(LinuxHost &host, const Group &group)
+{
+   uint32_t flags = 0;
+   switch (group.kind) {
+   case GroupKind::Vm:
+      flags = kVm;
+      break;
+   case GroupKind::Vmm:
+      flags = kVmmContainer | kLeaf;
+      break;
+   case GroupKind::Emulator:
+      flags = kUserWorld | kVm | kLeaf;
+      break;
+   default:
+      flags = (IsKernelThread(group) ? kSystemWorld : kUserWorld) | kLeaf;
+   }
+   const bool isBelowVm = group.kind == GroupKind::Vmm || group.kind == GroupKind::Emulator;
+   flags |= group.cgroup == kRootCgroup && !isBelowVm ? kPredefined : 0;
+   flags |= TopLevelName(host.Cgroups(), group.cgroup) == kUserSlice ? kUserCreated : 0;
+   if (!IsKernelThread(group)) {
+      const std::optional<GroupLimits> limits = LimitsOfGroup(host, group);
+      const bool isReserved = limits.has_value() && limits->min > 0;
+      flags |= isReserved || group.process->IsProtected(host.Files()) ? kProtected : 0;
+   }
+   return flags;
+}
+
+uint64_t MergedKBBelow(LinuxHost &host, CgroupIndex index)
+{
+   if (index == kRootCgroup || host.MergedKB() == 0) {
+      return host.MergedKB();
+   }
+   const ProcessTable &table = host.Processes();
+   uint64_t merged = 0;
+   for (uint32_t i = table.firstOfCgroup[index]; i < table.firstOfCgroup[index + 1]; i++) {
+      merged = AddClamped(merged, host.MergedKBOfProcess(table.processes[table.byCgroup[i]].pid));
+   }
+   for (CgroupIndex child : host.Cgroups().cgroups[index].children) {
+      merged = AddClamped(merged, MergedKBBelow(host, child));
+   }
+   return merged;
+}
+
+void StoreLimits(LinuxHost &host, const Group &group, GroupMemoryStatsRecord &record)
+{
+   const EffectiveLimits limits = EffectiveLimitsOfGroup(host, group);
+   record.bMin = limits.baseMin;
+   record.bMax = limits.baseMax;
+   record.eMin = limits.effectiveMin;
+   record.allocTgt = limits.target;
+   const CgroupLimits *own = host.Limits(group.cgroup);
+   record.throttlePct = own != nullptr ? own->unthrottledPercent : 100;
+}
+
+// The root is the host: its own files, where it has any, leave out the memory that the kernel uses itself.
+void ReadHostStats(LinuxHost &host, const MemInfo &memory, GroupMemoryStatsRecord &record)
+{
+   record.memSize = SubtractClamped(memory.memTotal, memory.memFree);
+   record.consumed = record.memSize;
+   record.ovhd = memory.KernelHeap();
+   record.touched = AddClamped(memory.activeAnon, memory.activeFile);
+   record.sharedSaved = host.MergedKB();
+}
+
+NevraStatus ReadCgroupStats(LinuxHost &host, const Group &group, GroupMemoryStatsRecord &record)
+{
+   if (group.cgroup == kRootCgroup && host.Memory() != nullptr) {
+      ReadHostStats(host, *host.Memory(), record);
+      return NEVRA_OK;
+   }
+   const CgroupUsage *usage = host.Usage(group.cgroup);
+   if (usage == nullptr) {
+      return NEVRA_NOT_FOUND;
+   }
+   record.memSize = usage->current;
+   record.consumed = usage->current;
+   record.memSizePeak = usage->peak;
+   record.consumedPeak = usage->peak;
+   record.ovhd = usage->kernel;
+   record.touched = usage->active;
+   record.sharedSaved = MergedKBBelow(host, group.cgroup);
+   return NEVRA_OK;
+}
+
+void ReadProcessStats(LinuxHost &host, const Group &group, GroupMemoryStatsRecord &record)
+{
+   const ProcessStatus &status = group.process->process.status;
+   const bool hasGuest = group.kind == GroupKind::Vm || group.kind == GroupKind::Vmm;
+   const std::optional<uint64_t> guest =
+      hasGuest ? group.process->Command(host.Files()).memoryKB : std::nullopt;
+   if (group.kind == GroupKind::Vmm) {
+      record.memSize = guest.value_or(0);
+      record.memSizePeak = record.memSize;
+      return;
+   }
+   record.memSize = guest.value_or(status.vmSize);
+   record.memSizePeak = guest.value_or(status.vmPeak);
+   // Huge pages that were set aside for files are resident, but no part of the resident set.
+   const uint64_t resident = AddClamped(status.vmRss, status.hugetlb);
+   record.consumed = resident;
+   record.consumedPeak = std::max(status.vmHwm, resident);
+   record.ovhd = status.vmPte;
+   record.sharedSaved = host.MergedKBOfProcess(Pid(group));
+}
+
+} // namespace
+
+std::optional<Group> FindGroup(LinuxHost &host, int64_t id)
+{
+   if (id < 0) {
+      return std::nullopt;
+   }
+   const uint64_t number = static_cast<uint64_t>(id);
+   const CgroupTree &tree = host.Cgroups();
+   if (const auto cgroup = tree.byId.find(number); cgroup != tree.byId.end()) {
+      return Group{GroupKind::Cgroup, cgroup->second, nullptr};
+   }
+   if (IsIdOf(kProcessIdBase, number)) {
+      return FindProcessGroup(host, GroupKind::Process, number - kProcessIdBase);
+   }
+   if (IsIdOf(kVmmIdBase, number)) {
+      return FindProcessGroup(host, GroupKind::Vmm, number - kVmmIdBase);
+   }
+   if (IsIdOf(kEmulatorIdBase, number)) {
+      return FindProcessGroup(host, GroupKind::Emulator, number - kEmulatorIdBase);
+   }
+   return std::nullopt;
+}
+
+std::optional<Group> FindGroupOfLeader(LinuxHost &host, int64_t leader)
+{
+   if (leader <= 0) {
+      return std::nullopt;
+   }
+   const uint64_t number = static_cast<uint64_t>(leader);
+   if (number <= kMaxPid) {
+      return FindProcessGroup(host, GroupKind::Process, number);
+   }
+   if (IsIdOf(kVmmIdBase, number) || IsIdOf(kEmulatorIdBase, number)) {
+      return FindGroup(host, leader);
+   }
+   return std::nullopt;
+}
+
+std::optional<GroupLimits> LimitsOfGroup(LinuxHost &host, const Group &group)
+{
+   // The emulator is not what a VM's memory is reserved for; its VMM is.
+   const bool hasLimits =
+      group.kind == GroupKind::Cgroup || (group.kind != GroupKind::Emulator && IsAloneInCgroup(host, group));
+   const CgroupLimits *limits = host.Limits(group.cgroup);
+   if (limits != nullptr && hasLimits) {
+      return GroupLimits{limits->min, limits->max};
+   }
+   // A process outlives its cgroup when it is moved to another.
+   return group.kind == GroupKind::Cgroup ? std::nullopt : std::optional(GroupLimits{0, kUnlimited});
+}
+
+EffectiveLimits EffectiveLimitsOfGroup(LinuxHost &host, const Group &group)
+{
+   const CgroupTree &tree = host.Cgroups();
+   const CgroupLimits *own = host.Limits(group.cgroup);
+   const GroupLimits limits = LimitsOfGroup(host, group).value_or(GroupLimits{0, kUnlimited});
+   EffectiveLimits effective{limits.min, kUnlimited, limits.min, kUnlimited};
+   if (host.Memory() != nullptr) {
+      effective.baseMax = host.Memory()->memTotal;
+   }
+   for (CgroupIndex at = group.cgroup; at != kRootCgroup; at = tree.cgroups[at].parent) {
+      if (const CgroupLimits *ancestor = host.Limits(at)) {
+         effective.baseMax = std::min(effective.baseMax, ancestor->max);
+         effective.effectiveMin = std::min(effective.effectiveMin, ancestor->min);
+      }
+   }
+   effective.baseMin = std::min(effective.baseMin, effective.baseMax);
+   effective.effectiveMin = std::min(effective.effectiveMin, effective.baseMax);
+   effective.target = std::min(own != nullptr ? own->high : kUnlimited, effective.baseMax);
+   return effective;
+}
+
+NevraStatus ListMemberGroups(LinuxHost &host, int64_t id, Nevra_ParamList &instances)
+{
+   const std::optional<Group> group = FindGroup(host, id);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   NevraStatus status = NEVRA_OK;
+   const auto add = [&](uint64_t member) {
+      if (status == NEVRA_OK && !instances.IsFull()) {
+         status = instances.AddInt(static_cast<int64_t>(member));
+      }
+   };
+   if (group->kind == GroupKind::Vm) {
+      add(kVmmIdBase + Pid(*group));
+      add(kEmulatorIdBase + Pid(*group));
+   } else if (group->kind == GroupKind::Cgroup) {
+      const CgroupTree &tree = host.Cgroups();
+      for (CgroupIndex child : tree.cgroups[group->cgroup].children) {
+         add(tree.cgroups[child].id);
+      }
+      const ProcessTable &table = host.Processes();
+      for (uint32_t i = table.firstOfCgroup[group->cgroup]; i < table.firstOfCgroup[group->cgroup + 1]; i++) {
+         add(uint64_t{kProcessIdBase} + table.processes[table.byCgroup[i]].pid);
+      }
+   }
+   return status;
+}
+
+NevraStatus ListMemberMemClients(LinuxHost &host, int64_t id, Nevra_ParamList &instances)
+{
+   const std::optional<Group> group = FindGroup(host, id);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   GroupLeaderIDRecord leader;
+   if (IsKernelThread(*group) || instances.IsFull() || ReadGroup(host, id, leader) != NEVRA_OK) {
+      return NEVRA_OK;
+   }
+   return instances.AddInt(leader.leaderID);
+}
+
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupNameRecord &record)
+{
+   const std::optional<Group> group = FindGroup(host, id);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   std::string_view name;
+   if (group->kind == GroupKind::Cgroup) {
+      name = group->cgroup == kRootCgroup ? kHostName : host.Cgroups().cgroups[group->cgroup].name;
+   } else if (group->kind == GroupKind::Vmm) {
+      name = kVmmName;
+   } else {
+      name = group->process->process.status.name;
+      if (group->kind == GroupKind::Vm) {
+         const std::string &given = group->process->Command(host.Files()).name;
+         name = given.empty() ? name : given;
+      }
+   }
+   StoreShownText(record.name, sizeof record.name, name);
+   return NEVRA_OK;
+}
+
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupTagRecord &record)
+{
+   const std::optional<Group> group = FindGroup(host, id);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   constexpr std::string_view kSlice = ".slice";
+   std::string_view tag = kHostName;
+   if (group->cgroup != kRootCgroup) {
+      tag = TopLevelName(host.Cgroups(), group->cgroup);
+      tag.remove_suffix(tag.ends_with(kSlice) ? kSlice.size() : 0);
+   }
+   StoreShownText(record.tag, sizeof record.tag, tag);
+   return NEVRA_OK;
+}
+
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, ParentGroupIDRecord &record)
+{
+   const std::optional<Group> group = FindGroup(host, id);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   const CgroupTree &tree = host.Cgroups();
+   if (group->kind == GroupKind::Vmm || group->kind == GroupKind::Emulator) {
+      record.parentGroupID = int64_t{kProcessIdBase} + Pid(*group);
+   } else if (group->kind != GroupKind::Cgroup) {
+      record.parentGroupID = static_cast<int64_t>(tree.cgroups[group->cgroup].id);
+   } else if (group->cgroup == kRootCgroup) {
+      record.parentGroupID = -1;
+   } else {
+      record.parentGroupID = static_cast<int64_t>(tree.cgroups[tree.cgroups[group->cgroup].parent].id);
+   }
+   return NEVRA_OK;
+}
+
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupFlagsRecord &record)
+{
+   const std::optional<Group> group = FindGroup(host, id);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   record.flags =
+      group->kind == GroupKind::Cgroup ? FlagsOfCgroup(host, group->cgroup) : FlagsOfProcess(host, *group);
+   return NEVRA_OK;
+}
+
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupLeaderIDRecord &record)
+{
+   const std::optional<Group> group = FindGroup(host, id);
+   if (!group.has_value() || group->kind == GroupKind::Cgroup) {
+      return NEVRA_NOT_FOUND;
+   }
+   const uint32_t base = group->kind == GroupKind::Vmm        ? kVmmIdBase
+                         : group->kind == GroupKind::Emulator ? kEmulatorIdBase
+                                                              : 0;
+   record.leaderID = base + Pid(*group);
+   return NEVRA_OK;
+}
+
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupAllocRecord &record)
+{
+   const std::optional<Group> group = FindGroup(host, id);
+   const std::optional<GroupLimits> limits = group.has_value() ? LimitsOfGroup(host, *group) : std::nullopt;
+   if (!limits.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   record = {};
+   record.min = Signed(limits->min);
+   record.max = Signed(limits->max);
+   record.minLimit = Signed(kUnlimited);
+   return NEVRA_OK;
+}
+
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupCapacityRecord &record)
+{
+   const std::optional<Group> group = FindGroup(host, id);
+   const std::optional<GroupLimits> limits = group.has_value() ? LimitsOfGroup(host, *group) : std::nullopt;
+   if (!limits.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   uint64_t own = limits->min;
+   uint64_t taken = 0;
+   if (group->kind == GroupKind::Vm) {
+      taken = limits->min;
+   } else if (group->kind == GroupKind::Cgroup) {
+      const ProcessTable &table = host.Processes();
+      const CgroupIndex index = group->cgroup;
+      if (index == kRootCgroup) {
+         own = host.Memory() != nullptr ? host.Memory()->memTotal : 0;
+      } else if (table.belowCgroup[index] == 1 &&
+                 table.firstOfCgroup[index] != table.firstOfCgroup[index + 1]) {
+         taken = limits->min;
+      }
+      for (CgroupIndex child : host.Cgroups().cgroups[index].children) {
+         const CgroupLimits *ofChild = host.Limits(child);
+         taken = AddClamped(taken, ofChild != nullptr ? ofChild->min : 0);
+      }
+   }
+   record = {};
+   record.conResv = taken;
+   record.availResv = SubtractClamped(own, taken);
+   return NEVRA_OK;
+}
+
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupMemoryStatsRecord &record)
+{
+   const std::optional<Group> group = FindGroup(host, id);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   record = {};
+   StoreLimits(host, *group, record);
+   if (group->kind == GroupKind::Cgroup) {
+      return ReadCgroupStats(host, *group, record);
+   }
+   ReadProcessStats(host, *group, record);
+   return NEVRA_OK;
+}
+
+NevraStatus ReadVmmLeader(LinuxHost &host, int64_t leader, VmmLeaderIDRecord &record)
+{
+   const std::optional<Group> group = FindGroupOfLeader(host, leader);
+   if (!group.has_value() || group->kind != GroupKind::Vm) {
+      return NEVRA_NOT_FOUND;
+   }
+   record.vmmLeaderID = kVmmIdBase + Pid(*group);
+   return NEVRA_OK;
+}
+
+} // namespace nevra

@@ -1,0 +1,61 @@
+// The scheduler groups: cgroups, processes, kernel threads and VMs as nodes of one tree.
+#ifndef NEVRA_LINUX_GROUP_NODES_H
+#define NEVRA_LINUX_GROUP_NODES_H
+
+#include <cstdint>
+#include <optional>
+
+#include "nevra/linux/group_ids.h"
+#include "nevra/linux/linux_host.h"
+#include "nevra/nevra.h"
+#include "nevra/param_list.h"
+#include "nevra/records.h"
+
+namespace nevra
+{
+
+struct Group {
+   GroupKind kind;
+   CgroupIndex cgroup;       // the cgroup itself, or the one that the process belongs to
+   ReportedProcess *process; // null for a cgroup; valid until another group is looked up
+};
+
+// Nothing when there is no such group, or it is gone.
+std::optional<Group> FindGroup(LinuxHost &host, int64_t id);
+
+// The group that a world leads: a process, a VM, a VMM or an emulator.
+std::optional<Group> FindGroupOfLeader(LinuxHost &host, int64_t leader);
+
+// The group's memory reservation and limit, KB: a cgroup's own, and those of its cgroup for a process that is
+// alone in it. Nothing when the cgroup is gone.
+struct GroupLimits {
+   uint64_t min;
+   uint64_t max; // all ones: none
+};
+std::optional<GroupLimits> LimitsOfGroup(LinuxHost &host, const Group &group);
+
+// What the limits of a cgroup come to below those of its ancestors and of the host's memory, KB.
+struct EffectiveLimits {
+   uint64_t baseMin;
+   uint64_t baseMax;
+   uint64_t effectiveMin;
+   uint64_t target; // memory.high, else memory.max
+};
+EffectiveLimits EffectiveLimitsOfGroup(LinuxHost &host, const Group &group);
+
+// The records and listings; "Not found" when the group is gone.
+NevraStatus ListMemberGroups(LinuxHost &host, int64_t id, Nevra_ParamList &instances);
+NevraStatus ListMemberMemClients(LinuxHost &host, int64_t id, Nevra_ParamList &instances);
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupNameRecord &record);
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupTagRecord &record);
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, ParentGroupIDRecord &record);
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupFlagsRecord &record);
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupLeaderIDRecord &record);
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupAllocRecord &record);
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupCapacityRecord &record);
+NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupMemoryStatsRecord &record);
+NevraStatus ReadVmmLeader(LinuxHost &host, int64_t leader, VmmLeaderIDRecord &record);
+
+} // namespace nevra
+
+#endif

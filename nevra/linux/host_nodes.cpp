@@ -1,0 +1,124 @@
+#include "nevra/linux/host_nodes.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+
+#include "nevra/linux/kernel_text.h"
+
+namespace nevra
+{
+
+namespace
+{
+
+uint64_t PagesToKB(uint64_t pages)
+{
+   return MultiplyClamped(pages, PageKB());
+}
+
+uint32_t Narrow(uint64_t value)
+{
+   return static_cast<uint32_t>(std::min<uint64_t>(value, std::numeric_limits<uint32_t>::max()));
+}
+
+} // namespace
+
+// The columns add up: total is what is discarded, the kernel's code, data and heap, the memory map, reserved
+// low memory, both kinds of clients and what is free. The clients' share is what the kernel does not break
+// down further: page cache, buffers and drivers are the kernel's, anonymous memory, shared memory and huge
+// pages the others'.
+NevraStatus ReadComprehensive(LinuxHost &host, CompMemMapStats &record)
+{
+   if (host.Memory() == nullptr) {
+      return NEVRA_NOT_FOUND;
+   }
+   const MemInfo &memory = *host.Memory();
+   const VmStat &vmstat = host.VmStatistics();
+   const IoMem ioMem = ParseIoMem(host.Files().ReadAll(host.Proc(), "iomem").value_or(""));
+   const uint64_t rsvdLow = PagesToKB(host.Zones().reservedLowPages);
+   const uint64_t heap = memory.KernelHeap();
+   const uint64_t memmap = PagesToKB(vmstat.memmapPages);
+   const uint64_t bootMemmap = PagesToKB(vmstat.memmapBootPages);
+
+   record = {};
+   const uint64_t total = std::max(ioMem.systemRamKB, memory.memTotal);
+   record.total = total;
+   record.managedByMemMap = memory.memTotal;
+   record.kernelCode = ioMem.kernelCodeKB;
+   record.dataAndHeap = AddClamped(ioMem.kernelDataKB, heap);
+   record.buddyOvhd = AddClamped(memmap, bootMemmap);
+   record.rsvdLow = rsvdLow;
+   record.free = memory.memFree;
+
+   const uint64_t unmanaged =
+      AddClamped(AddClamped(ioMem.kernelCodeKB, ioMem.kernelDataKB), AddClamped(bootMemmap, rsvdLow));
+   record.discarded = SubtractClamped(total, AddClamped(memory.memTotal, unmanaged));
+
+   const uint64_t used = SubtractClamped(memory.memTotal, memory.memFree);
+   const uint64_t clients = SubtractClamped(used, AddClamped(heap, memmap));
+   const uint64_t others =
+      std::min(AddClamped(AddClamped(memory.anonPages, memory.shmem), memory.hugetlb), clients);
+   record.otherConsumed = others;
+   record.orskaClientConsumed = clients - others;
+   return NEVRA_OK;
+}
+
+NevraStatus ReadGlobalMemSched(LinuxHost &host, GlobalMemSchedInfo &record)
+{
+   if (host.Memory() == nullptr) {
+      return NEVRA_NOT_FOUND;
+   }
+   record = {};
+   record.managedByMemSched = host.Memory()->memTotal;
+   record.minFree =
+      ParseNumber(host.Files().ReadRecord(host.Proc(), "sys/vm/min_free_kbytes").value_or("")).value_or(0);
+   record.memState = static_cast<uint32_t>(host.Zones().state);
+   return NEVRA_OK;
+}
+
+// The kernel counts the ways down. Every one was followed by a way back, but for the last when the host is
+// still down there.
+NevraStatus ReadStateTransitions(LinuxHost &host, std::string_view state, MemStateTransitions &record)
+{
+   constexpr std::string_view kNames[] = {"high", "clear", "soft", "hard", "low"};
+   const auto *const name = std::find(std::begin(kNames), std::end(kNames), state);
+   if (name == std::end(kNames)) {
+      return NEVRA_NOT_FOUND;
+   }
+   const VmStat &vmstat = host.VmStatistics();
+   const MemState now = host.Zones().state;
+   const auto waysBack = [now](uint64_t waysDown, MemState below) {
+      const bool isStillBelow = now != MemState::Unknown && now >= below;
+      return Narrow(SubtractClamped(waysDown, isStillBelow ? 1 : 0));
+   };
+   record = {};
+   switch (static_cast<MemState>(name - std::begin(kNames))) {
+   case MemState::Clear:
+      record.numToLower = Narrow(vmstat.kswapdRuns);
+      break;
+   case MemState::Soft:
+      record.numToHigher = waysBack(vmstat.kswapdRuns, MemState::Soft);
+      record.numToLower = Narrow(vmstat.directReclaimStalls);
+      break;
+   case MemState::Hard:
+      record.numToHigher = waysBack(vmstat.directReclaimStalls, MemState::Hard);
+      break;
+   default:
+      break;
+   }
+   return NEVRA_OK;
+}
+
+NevraStatus ReadNumVMs(LinuxHost &host, NumVMsRecord &record)
+{
+   uint32_t count = 0;
+   for (const ProcessEntry &entry : host.Processes().processes) {
+      const ReportedProcess *process = host.FindProcess(entry.pid);
+      count += process != nullptr && process->isVm ? 1 : 0;
+   }
+   record.numVMs = count;
+   return NEVRA_OK;
+}
+
+} // namespace nevra

@@ -1,0 +1,25 @@
+// The host-wide nodes: memory accounting, memory states.
+#ifndef NEVRA_LINUX_HOST_NODES_H
+#define NEVRA_LINUX_HOST_NODES_H
+
+#include <string_view>
+
+#include "nevra/linux/linux_host.h"
+#include "nevra/nevra.h"
+#include "nevra/records.h"
+
+namespace nevra
+{
+
+// "Not found" where /proc/meminfo cannot be read.
+NevraStatus ReadComprehensive(LinuxHost &host, CompMemMapStats &record);
+NevraStatus ReadGlobalMemSched(LinuxHost &host, GlobalMemSchedInfo &record);
+
+// "Not found" for a state of another name.
+NevraStatus ReadStateTransitions(LinuxHost &host, std::string_view state, MemStateTransitions &record);
+
+NevraStatus ReadNumVMs(LinuxHost &host, NumVMsRecord &record);
+
+} // namespace nevra
+
+#endif

@@ -1,0 +1,95 @@
+// All that is known of the host so far. What is read once is kept for the run as parsed figures: the tree of
+// cgroups and processes whole, the text and the figures of a single process only while it is being reported.
+#ifndef NEVRA_LINUX_LINUX_HOST_H
+#define NEVRA_LINUX_LINUX_HOST_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "nevra/linux/cgroup_memory.h"
+#include "nevra/linux/cgroup_tree.h"
+#include "nevra/linux/host_memory.h"
+#include "nevra/linux/kernel_file.h"
+#include "nevra/linux/process.h"
+#include "nevra/linux/process_table.h"
+#include "nevra/linux/vm_process.h"
+
+namespace nevra
+{
+
+// A process with what takes a look beyond its status to know.
+struct ReportedProcess {
+   Process process;
+   CgroupIndex cgroup = kRootCgroup;
+   bool isVm = false;
+
+   bool IsProtected(KernelFileReader &files);
+   const VmCommand &Command(KernelFileReader &files);
+
+ private:
+   std::optional<bool> isProtected;
+   std::optional<VmCommand> command;
+};
+
+class LinuxHost
+{
+ public:
+   explicit LinuxHost(const std::string &rootFolder);
+
+   int Root() const { return root.Get(); }
+   int Proc() const { return proc.Get(); }
+   KernelFileReader &Files() { return files; }
+
+   const CgroupTree &Cgroups();
+   const ProcessTable &Processes();
+
+   // Null when the cgroup is gone. Limits are kept for every cgroup, as those below it need them; the usage
+   // only of the cgroup asked for last.
+   const CgroupLimits *Limits(CgroupIndex cgroup);
+   const CgroupUsage *Usage(CgroupIndex cgroup);
+
+   // Null when there is no such process, or it is gone. Valid until another process is asked for.
+   ReportedProcess *FindProcess(uint32_t pid);
+
+   // Null when /proc/meminfo cannot be read.
+   const MemInfo *Memory();
+   const VmStat &VmStatistics();
+   const ZoneSummary &Zones();
+
+   // KB that merging saves: on the whole host, in one process. 0 where nothing is merged or the kernel does
+   // not tell.
+   uint64_t MergedKB();
+   uint64_t MergedKBOfProcess(uint32_t pid);
+
+ private:
+   enum class Known : uint8_t { No, Yes, Gone };
+   struct KnownLimits {
+      Known known = Known::No;
+      CgroupLimits limits;
+   };
+
+   FileDescriptor root;
+   FileDescriptor proc;
+   KernelFileReader files;
+   std::optional<CgroupTree> cgroups;
+   std::optional<ProcessTable> processes;
+   std::vector<KnownLimits> limits;
+   std::optional<CgroupIndex> usageOf;
+   std::optional<CgroupUsage> usage;
+   uint32_t reportedPid = 0; // whose look-up `reported` is the result of
+   std::optional<ReportedProcess> reported;
+   std::optional<bool> hasKernelThreadDaemon;
+   std::optional<bool> mayRunVms;
+   bool memoryIsKnown = false;
+   std::optional<MemInfo> memory;
+   std::optional<VmStat> vmStatistics;
+   std::optional<ZoneSummary> zones;
+   std::optional<uint64_t> mergedKB;
+   std::vector<uint64_t> mergedOfProcess; // by position in the process table; all ones: not asked for yet
+};
+
+} // namespace nevra
+
+#endif

@@ -1,0 +1,126 @@
+#include "nevra/linux/process.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <string_view>
+
+#include "nevra/linux/kernel_text.h"
+
+namespace nevra
+{
+
+namespace
+{
+
+constexpr uint32_t kDaemonPid = 2;
+constexpr int64_t kNeverKilled = -1000;
+
+// The kernel writes a newline in a name as "\n" and a backslash as "\\".
+std::string UnescapeName(std::string_view text)
+{
+   std::string name;
+   for (size_t i = 0; i < text.size(); i++) {
+      const char next = i + 1 < text.size() ? text[i + 1] : '\0';
+      if (text[i] == '\\' && (next == 'n' || next == '\\')) {
+         name += next == 'n' ? '\n' : '\\';
+         i++;
+      } else {
+         name += text[i];
+      }
+   }
+   return name;
+}
+
+uint32_t Narrow(uint64_t value)
+{
+   return static_cast<uint32_t>(std::min<uint64_t>(value, std::numeric_limits<uint32_t>::max()));
+}
+
+// Nothing when the text is no status: a status begins with the name.
+std::optional<ProcessStatus> ParseStatus(std::string_view text, uint32_t pid, bool hasKernelThreadDaemon)
+{
+   constexpr std::string_view kName = "Name:\t";
+   if (!text.starts_with(kName)) {
+      return std::nullopt;
+   }
+   ProcessStatus status;
+   status.name = UnescapeName(TakeLine(text).substr(kName.size()));
+   constexpr uint64_t kNotTold = 2;
+   uint64_t parent = 0;
+   uint64_t kthread = kNotTold;
+   uint64_t threads = 0;
+   uint64_t vmSize = kUnlimited;
+   const KeyedFigure figures[] = {
+      {"PPid", &parent},
+      {"Kthread", &kthread},
+      {"VmPeak", &status.vmPeak},
+      {"VmSize", &vmSize},
+      {"VmLck", &status.vmLck},
+      {"VmPin", &status.vmPin},
+      {"VmHWM", &status.vmHwm},
+      {"VmRSS", &status.vmRss},
+      {"RssAnon", &status.rssAnon},
+      {"RssFile", &status.rssFile},
+      {"RssShmem", &status.rssShmem},
+      {"VmPTE", &status.vmPte},
+      {"VmSwap", &status.vmSwap},
+      {"HugetlbPages", &status.hugetlb},
+      {"Threads", &threads},
+   };
+   ReadKeyedFigures(text, figures);
+   const bool hasMemory = vmSize != kUnlimited;
+   status.vmSize = hasMemory ? vmSize : 0;
+   status.parentPid = Narrow(parent);
+   status.threads = Narrow(threads);
+   if (kthread != kNotTold) {
+      status.isKernelThread = kthread == 1;
+   } else {
+      status.isKernelThread =
+         !hasMemory && hasKernelThreadDaemon && (pid == kDaemonPid || parent == kDaemonPid);
+   }
+   return status;
+}
+
+} // namespace
+
+bool HasKernelThreadDaemon(int proc, KernelFileReader &files)
+{
+   const std::optional<std::string_view> text = files.ReadRecord(proc, "2/status");
+   if (!text.has_value()) {
+      return false;
+   }
+   const std::optional<ProcessStatus> status = ParseStatus(*text, kDaemonPid, true);
+   return status.has_value() && status->name == "kthreadd" && status->parentPid == 0 &&
+          status->isKernelThread;
+}
+
+ProcessPath::ProcessPath(uint32_t pid, std::string_view file)
+{
+   char *const end = text + sizeof text - 1;
+   char *at = std::to_chars(text, end, pid).ptr;
+   *at++ = '/';
+   at = std::copy_n(file.data(), std::min(file.size(), static_cast<size_t>(end - at)), at);
+   *at = '\0';
+}
+
+std::optional<Process> ReadProcess(int proc, uint32_t pid, bool hasKernelThreadDaemon,
+                                   KernelFileReader &files)
+{
+   const std::optional<std::string_view> text = files.ReadRecord(proc, ProcessPath(pid, "status").Text());
+   std::optional<ProcessStatus> status =
+      text.has_value() ? ParseStatus(*text, pid, hasKernelThreadDaemon) : std::nullopt;
+   if (!status.has_value()) {
+      return std::nullopt;
+   }
+   return Process{pid, proc, std::move(*status)};
+}
+
+bool IsProtectedFromKilling(const Process &process, KernelFileReader &files)
+{
+   const std::optional<std::string_view> text =
+      files.ReadRecord(process.proc, ProcessPath(process.pid, "oom_score_adj").Text());
+   return text.has_value() && ParseSignedNumber(*text) == kNeverKilled;
+}
+
+} // namespace nevra

@@ -1,0 +1,40 @@
+// Which processes are virtual machines, and what their command line says about them.
+#ifndef NEVRA_LINUX_VM_PROCESS_H
+#define NEVRA_LINUX_VM_PROCESS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "nevra/linux/kernel_file.h"
+#include "nevra/linux/process.h"
+
+namespace nevra
+{
+
+// True unless the kernel says that no process holds a virtual machine: looking for one means looking at the
+// descriptors of every process.
+bool MayRunVms(int root, KernelFileReader &files);
+
+// A process that runs an emulator by name, or that holds a VM's descriptor. The descriptors are looked at
+// only when `mayRunVms`, and only of a process with several threads: a VM needs one for each of its
+// processors, and one that looks after it.
+bool IsVm(const Process &process, bool mayRunVms);
+
+// What a VM was started with.
+struct VmCommand {
+   std::string name;                        // -name; empty when the command line has none
+   std::string configPath;                  // the file that it was configured from; empty when there is none
+   std::optional<uint64_t> memoryKB;        // -m
+   std::optional<uint64_t> largestMemoryKB; // -m ...,maxmem=
+};
+
+VmCommand ReadVmCommand(const Process &process, KernelFileReader &files);
+
+// The same from the words of a command line, each ended by a NUL.
+VmCommand ParseVmCommand(std::string_view words);
+
+} // namespace nevra
+
+#endif
