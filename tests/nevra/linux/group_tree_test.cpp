@@ -1,0 +1,519 @@
+// Groups over recorded cgroup trees of both versions: members, names, tags, parents, flags, leaders.
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/nevra/linux/live_source.h"
+#include "tests/nevra/linux/recorded_tree.h"
+
+namespace
+{
+
+using nevra::NodeId;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr int64_t kProcess = 0x40000000;
+constexpr int64_t kVmm = 0x20000000;
+constexpr int64_t kEmulator = 0x60000000;
+
+constexpr uint32_t kPre = 0x1;
+constexpr uint32_t kLf = 0x2;
+constexpr uint32_t kVmFlag = 0x4;
+constexpr uint32_t kUw = 0x8;
+constexpr uint32_t kSys = 0x10;
+constexpr uint32_t kPr = 0x40;
+constexpr uint32_t kNp = 0x100;
+constexpr uint32_t kUg = 0x400;
+constexpr uint32_t kCo = 0x800;
+constexpr uint32_t kSc = 0x1000;
+constexpr uint32_t kVmmFlag = 0x2000;
+
+std::string NameOf(LiveSource &source, int64_t group)
+{
+   return source.Read<GroupNameRecord>(NodeId::sched_groups_groupName, {group}).name;
+}
+
+std::string TagOf(LiveSource &source, int64_t group)
+{
+   return source.Read<GroupTagRecord>(NodeId::sched_groups_groupTag, {group}).tag;
+}
+
+int64_t ParentOf(LiveSource &source, int64_t group)
+{
+   return source.Read<ParentGroupIDRecord>(NodeId::sched_groups_parentGroupID, {group}).parentGroupID;
+}
+
+uint32_t FlagsOf(LiveSource &source, int64_t group)
+{
+   return source.Read<GroupFlagsRecord>(NodeId::sched_groups_groupFlags, {group}).flags;
+}
+
+std::vector<int64_t> MembersOf(LiveSource &source, int64_t group)
+{
+   return source.List(NodeId::sched_groups_members_groups, {group});
+}
+
+// init, two kernel threads; a service with two processes, a session, a VM.
+void MakeHost(RecordedTree &tree)
+{
+   tree.HostMemory();
+   tree.MountV2();
+   tree.Process(1, {.name = "systemd", .parent = 0, .vmSize = 20000, .vmRss = 8000});
+   tree.Process(2, {.name = "kthreadd", .parent = 0, .kthread = "1"});
+   tree.Process(9, {.name = "kworker/0:1-events", .parent = 2, .kthread = "1"});
+   tree.V2("", "cgroup.procs", "2\n9\n");
+   tree.V2("init.scope", "cgroup.procs", "1\n");
+   tree.V2("system.slice", "cgroup.procs", "");
+   tree.V2("system.slice/cron.service", "cgroup.procs", "400\n401\n");
+   tree.V2("system.slice/cron.service", "memory.min", "1048576\n");
+   tree.Process(400, {.name = "cron", .vmSize = 9000, .vmRss = 2000, .oomScoreAdj = -1000});
+   tree.Process(401, {.name = "job", .parent = 400, .vmSize = 5000, .vmRss = 1000});
+   tree.V2("user.slice", "cgroup.procs", "");
+   tree.V2("user.slice/user-1000.slice/session-3.scope", "cgroup.procs", "900\n");
+   tree.V2("user.slice/user-1000.slice", "cgroup.procs", "");
+   tree.Process(900, {.name = "bash", .vmSize = 7000, .vmRss = 3000});
+   tree.V2("machine.slice", "cgroup.procs", "");
+   tree.V2("machine.slice/machine-qemu\\x2d1\\x2dweb.scope", "cgroup.procs", "1200\n");
+   tree.Process(1200, {.name = "qemu-system-x86", .vmSize = 6000000, .vmRss = 3000000, .threads = 9});
+   tree.File("proc/1200/cmdline",
+             std::string("/usr/bin/qemu-system-x86_64\0-name\0guest=web,debug-threads=on\0"
+                         "-m\0size=4194304k,slots=4,maxmem=8G\0",
+                         95));
+}
+
+constexpr char kVmScope[] = "machine.slice/machine-qemu\\x2d1\\x2dweb.scope";
+
+TEST(LinuxGroups, RootListsItsCgroupsByNameThenItsProcesses)
+{
+   RecordedTree tree;
+   MakeHost(tree);
+   LiveSource source(tree.Root());
+   const auto id = [&tree](const char *cgroup) { return static_cast<int64_t>(tree.V2Id(cgroup)); };
+   EXPECT_THAT(MembersOf(source, 0), ElementsAre(id("init.scope"), id("machine.slice"), id("system.slice"),
+                                                 id("user.slice"), kProcess + 2, kProcess + 9));
+   EXPECT_THAT(MembersOf(source, id("system.slice/cron.service")),
+               ElementsAre(kProcess + 400, kProcess + 401));
+   EXPECT_THAT(MembersOf(source, kProcess + 400), IsEmpty());
+   EXPECT_THAT(MembersOf(source, kProcess + 1200), ElementsAre(kVmm + 1200, kEmulator + 1200));
+   EXPECT_THAT(MembersOf(source, kVmm + 1200), IsEmpty());
+   EXPECT_THAT(MembersOf(source, kEmulator + 1200), IsEmpty());
+}
+
+TEST(LinuxGroups, EveryKindHasItsName)
+{
+   RecordedTree tree;
+   MakeHost(tree);
+   LiveSource source(tree.Root());
+   EXPECT_EQ("host", NameOf(source, 0));
+   EXPECT_EQ("cron.service", NameOf(source, static_cast<int64_t>(tree.V2Id("system.slice/cron.service"))));
+   EXPECT_EQ("cron", NameOf(source, kProcess + 400));
+   EXPECT_EQ("kworker/0:1-events", NameOf(source, kProcess + 9));
+   EXPECT_EQ("web", NameOf(source, kProcess + 1200));
+   EXPECT_EQ("vmm", NameOf(source, kVmm + 1200));
+   EXPECT_EQ("qemu-system-x86", NameOf(source, kEmulator + 1200));
+}
+
+TEST(LinuxGroups, TagIsTheTopLevelCgroupWithoutSlice)
+{
+   RecordedTree tree;
+   MakeHost(tree);
+   tree.V2("monitoring.slice", "cgroup.procs", "");
+   LiveSource source(tree.Root());
+   EXPECT_EQ("host", TagOf(source, 0));
+   EXPECT_EQ("host", TagOf(source, kProcess + 9));
+   EXPECT_EQ("system", TagOf(source, static_cast<int64_t>(tree.V2Id("system.slice"))));
+   EXPECT_EQ("system", TagOf(source, kProcess + 401));
+   EXPECT_EQ("user", TagOf(source, kProcess + 900));
+   EXPECT_EQ("machine", TagOf(source, kEmulator + 1200));
+   EXPECT_EQ("monitor", TagOf(source, static_cast<int64_t>(tree.V2Id("monitoring.slice"))));
+   EXPECT_EQ("init.sc", TagOf(source, static_cast<int64_t>(tree.V2Id("init.scope"))));
+}
+
+TEST(LinuxGroups, ParentsLeadBackToTheRoot)
+{
+   RecordedTree tree;
+   MakeHost(tree);
+   LiveSource source(tree.Root());
+   const int64_t slice = static_cast<int64_t>(tree.V2Id("system.slice"));
+   const int64_t service = static_cast<int64_t>(tree.V2Id("system.slice/cron.service"));
+   EXPECT_EQ(-1, ParentOf(source, 0));
+   EXPECT_EQ(0, ParentOf(source, slice));
+   EXPECT_EQ(slice, ParentOf(source, service));
+   EXPECT_EQ(service, ParentOf(source, kProcess + 400));
+   EXPECT_EQ(0, ParentOf(source, kProcess + 9));
+   EXPECT_EQ(static_cast<int64_t>(tree.V2Id(kVmScope)), ParentOf(source, kProcess + 1200));
+   EXPECT_EQ(kProcess + 1200, ParentOf(source, kVmm + 1200));
+   EXPECT_EQ(kProcess + 1200, ParentOf(source, kEmulator + 1200));
+}
+
+TEST(LinuxGroups, FlagsOfEveryKind)
+{
+   RecordedTree tree;
+   MakeHost(tree);
+   tree.V2("empty.slice", "cgroup.procs", "");
+   LiveSource source(tree.Root());
+   const auto flags = [&](const char *cgroup) {
+      return FlagsOf(source, static_cast<int64_t>(tree.V2Id(cgroup)));
+   };
+   EXPECT_EQ(kPre | kCo, FlagsOf(source, 0));
+   EXPECT_EQ(kPre | kCo, flags("system.slice"));
+   EXPECT_EQ(kPre | kLf, flags("empty.slice"));
+   EXPECT_EQ(kPre, flags("init.scope")) << "always there, not transient";
+   EXPECT_EQ(kSc | kPr, flags("system.slice/cron.service"));
+   EXPECT_EQ(kPre | kCo, flags("user.slice"));
+   EXPECT_EQ(kCo | kSc | kUg, flags("user.slice/user-1000.slice"));
+   EXPECT_EQ(kSc | kUg | kNp, flags("user.slice/user-1000.slice/session-3.scope"));
+   EXPECT_EQ(kUw | kLf | kPr, FlagsOf(source, kProcess + 400)) << "never killed for lack of memory";
+   EXPECT_EQ(kUw | kLf, FlagsOf(source, kProcess + 401));
+   EXPECT_EQ(kUw | kLf | kUg, FlagsOf(source, kProcess + 900));
+   EXPECT_EQ(kPre | kSys | kLf, FlagsOf(source, kProcess + 9));
+   EXPECT_EQ(kVmFlag, FlagsOf(source, kProcess + 1200));
+   EXPECT_EQ(kVmmFlag | kLf, FlagsOf(source, kVmm + 1200));
+   EXPECT_EQ(kUw | kVmFlag | kLf, FlagsOf(source, kEmulator + 1200));
+}
+
+TEST(LinuxGroups, KernelThreadsAreKnownByTheirParentWhereTheKernelDoesNotTell)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   tree.Process(2, {.name = "kthreadd", .parent = 0, .kthread = ""});
+   tree.Process(9, {.name = "kworker/0:1", .parent = 2, .kthread = ""});
+   tree.Process(10, {.name = "zombie", .parent = 1, .kthread = ""});
+   LiveSource source(tree.Root());
+   EXPECT_EQ(kPre | kSys | kLf, FlagsOf(source, kProcess + 2));
+   EXPECT_EQ(kPre | kSys | kLf, FlagsOf(source, kProcess + 9));
+   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 10));
+}
+
+TEST(LinuxGroups, InAContainerPidTwoIsAnOrdinaryProcess)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   tree.Process(2, {.name = "kthreadd", .parent = 1, .vmSize = 500, .vmRss = 100, .kthread = ""});
+   tree.Process(9, {.name = "child", .parent = 2, .kthread = ""});
+   LiveSource source(tree.Root());
+   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 2));
+   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 9));
+}
+
+TEST(LinuxGroups, EachGroupOfAVmHasALeaderOfItsOwn)
+{
+   RecordedTree tree;
+   MakeHost(tree);
+   LiveSource source(tree.Root());
+   const auto leader = [&](int64_t group) {
+      return source.Read<GroupLeaderIDRecord>(NodeId::sched_groups_groupLeaderID, {group}).leaderID;
+   };
+   EXPECT_EQ(400u, leader(kProcess + 400));
+   EXPECT_EQ(1200u, leader(kProcess + 1200));
+   EXPECT_EQ(0x20000000u + 1200, leader(kVmm + 1200));
+   EXPECT_EQ(0x60000000u + 1200, leader(kEmulator + 1200));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GroupLeaderIDRecord>(NodeId::sched_groups_groupLeaderID, {0}));
+
+   const auto vmmLeader = [&](int64_t world, VmmLeaderIDRecord *record) {
+      return source.Get(NodeId::worldGroups_vmmLeaderID, {world}, record);
+   };
+   VmmLeaderIDRecord record{};
+   EXPECT_EQ(NEVRA_OK, vmmLeader(1200, &record));
+   EXPECT_EQ(0x20000000u + 1200, record.vmmLeaderID);
+   EXPECT_EQ(NEVRA_NOT_FOUND, vmmLeader(400, &record));
+   // So that the emulator, which carries the VM's flag, is no second VM.
+   EXPECT_EQ(NEVRA_NOT_FOUND, vmmLeader(kEmulator + 1200, &record));
+}
+
+TEST(LinuxGroups, AProcessWithAVmDescriptorIsAVm)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   tree.File("dev/kvm", "");
+   tree.Process(70, {.name = "firecracker", .vmSize = 5000, .vmRss = 100, .threads = 4});
+   tree.Link("proc/70/fd/12", "anon_inode:kvm-vm");
+   tree.Process(71, {.name = "server", .vmSize = 5000, .vmRss = 100, .threads = 4});
+   tree.Link("proc/71/fd/12", "anon_inode:[eventpoll]");
+   {
+      LiveSource source(tree.Root());
+      EXPECT_EQ(kPre | kVmFlag, FlagsOf(source, kProcess + 70));
+      EXPECT_EQ("firecracker", NameOf(source, kProcess + 70));
+      EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 71));
+      EXPECT_EQ(1u, source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs);
+   }
+   tree.File("sys/module/kvm_intel/refcnt", "0\n");
+   LiveSource idle(tree.Root());
+   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(idle, kProcess + 70)) << "the kernel says that no VM runs";
+}
+
+TEST(LinuxGroups, MemoryClientsAreTheLeaders)
+{
+   RecordedTree tree;
+   MakeHost(tree);
+   LiveSource source(tree.Root());
+   const auto clients = [&](int64_t group) {
+      return source.List(NodeId::sched_groups_members_memClients, {group});
+   };
+   EXPECT_THAT(clients(kProcess + 400), ElementsAre(400));
+   EXPECT_THAT(clients(kEmulator + 1200), ElementsAre(kEmulator + 1200));
+   EXPECT_THAT(clients(kProcess + 9), IsEmpty());
+   EXPECT_THAT(clients(0), IsEmpty());
+}
+
+TEST(LinuxGroups, V1TakesTheMemoryHierarchyWhereTheUnifiedOneHasNoMemory)
+{
+   RecordedTree tree;
+   tree.MountV1();
+   tree.Process(5, {.name = "init", .vmSize = 100, .vmRss = 10});
+   tree.Process(6, {.name = "db", .vmSize = 100, .vmRss = 10});
+   tree.V1("", "cgroup.procs", "5\n");
+   tree.V1("docker/abc", "cgroup.procs", "6\n");
+   tree.V1("docker", "cgroup.procs", "");
+   LiveSource source(tree.Root());
+   const int64_t docker = static_cast<int64_t>(tree.V1Id("docker"));
+   const int64_t container = static_cast<int64_t>(tree.V1Id("docker/abc"));
+   EXPECT_THAT(MembersOf(source, 0), ElementsAre(docker, kProcess + 5));
+   EXPECT_THAT(MembersOf(source, docker), ElementsAre(container));
+   EXPECT_THAT(MembersOf(source, container), ElementsAre(kProcess + 6));
+   EXPECT_EQ("docker", TagOf(source, kProcess + 6));
+}
+
+TEST(LinuxGroups, V2IsTakenWhereItHasTheMemoryControllerBesideV1)
+{
+   RecordedTree tree;
+   tree.MountV1();
+   tree.File("sys/fs/cgroup/unified/cgroup.controllers", "cpu memory\n");
+   tree.File("sys/fs/cgroup/unified/app.slice/cgroup.procs", "6\n");
+   tree.V1("old", "cgroup.procs", "");
+   tree.Process(6, {.name = "db", .vmSize = 100, .vmRss = 10});
+   LiveSource source(tree.Root());
+   EXPECT_THAT(MembersOf(source, 0),
+               ElementsAre(static_cast<int64_t>(tree.Inode("sys/fs/cgroup/unified/app.slice"))));
+}
+
+TEST(LinuxGroups, MountsAreFoundWithoutMountinfoAndWithBlanksInTheirNames)
+{
+   RecordedTree tree;
+   tree.File("proc/mounts", "cgroup2 /c\\040groups cgroup2 rw 0 0\n");
+   tree.File("c groups/cgroup.controllers", "memory\n");
+   tree.File("c groups/a.slice/cgroup.procs", "");
+   LiveSource source(tree.Root());
+   EXPECT_THAT(MembersOf(source, 0), ElementsAre(static_cast<int64_t>(tree.Inode("c groups/a.slice"))));
+}
+
+TEST(LinuxGroups, WithoutCgroupsEveryProcessIsBelowTheRoot)
+{
+   RecordedTree tree;
+   tree.Process(5, {.name = "a", .vmSize = 100, .vmRss = 10});
+   LiveSource source(tree.Root());
+   EXPECT_THAT(MembersOf(source, 0), ElementsAre(kProcess + 5));
+   EXPECT_EQ(
+      10u,
+      source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 5}).consumed);
+}
+
+TEST(LinuxGroups, AProcessThatNoCgroupListsIsAskedForItsOwn)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   tree.V2("system.slice/x.service", "cgroup.procs", "");
+   tree.V2("system.slice", "cgroup.procs", "");
+   tree.Process(77, {.name = "zombie"});
+   tree.File("proc/77/cgroup", "1:name=systemd:/elsewhere\n0::/system.slice/x.service\n");
+   tree.Process(78, {.name = "stray"});
+   tree.File("proc/78/cgroup", "0::/system.slice/gone.service (deleted)\n");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(static_cast<int64_t>(tree.V2Id("system.slice/x.service")), ParentOf(source, kProcess + 77));
+   EXPECT_EQ(static_cast<int64_t>(tree.V2Id("system.slice")), ParentOf(source, kProcess + 78));
+   EXPECT_EQ(kSc, FlagsOf(source, static_cast<int64_t>(tree.V2Id("system.slice/x.service"))));
+}
+
+TEST(LinuxGroups, AProcessListedByTwoCgroupsCountsOnce)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   tree.V2("a.slice", "cgroup.procs", "50\n");
+   tree.V2("b.slice", "cgroup.procs", "50\n");
+   tree.Process(50, {.name = "moving"});
+   LiveSource source(tree.Root());
+   const size_t members = MembersOf(source, static_cast<int64_t>(tree.V2Id("a.slice"))).size() +
+                          MembersOf(source, static_cast<int64_t>(tree.V2Id("b.slice"))).size();
+   EXPECT_EQ(1u, members);
+}
+
+TEST(LinuxGroups, AProcessThatVanishedIsNotFound)
+{
+   RecordedTree tree;
+   MakeHost(tree);
+   LiveSource source(tree.Root());
+   const int64_t service = static_cast<int64_t>(tree.V2Id("system.slice/cron.service"));
+   EXPECT_EQ(2u, MembersOf(source, service).size());
+   tree.Remove("proc/401");
+   std::vector<int64_t> members;
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.ListStatus(NodeId::sched_groups_members_groups, {kProcess + 401}, &members));
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<GroupFlagsRecord>(NodeId::sched_groups_groupFlags, {kProcess + 401}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats,
+                                                                      {kProcess + 401}));
+}
+
+TEST(LinuxGroups, ACgroupThatVanishedIsNotFoundButItsProcessesStay)
+{
+   RecordedTree tree;
+   MakeHost(tree);
+   LiveSource source(tree.Root());
+   const int64_t service = static_cast<int64_t>(tree.V2Id("system.slice/cron.service"));
+   EXPECT_EQ(2u, MembersOf(source, service).size());
+   tree.Remove("sys/fs/cgroup/system.slice/cron.service");
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {service}));
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<GroupCapacityRecord>(NodeId::sched_groups_stats_capacity, {service}));
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {service}));
+   EXPECT_EQ(
+      2000u,
+      source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 400}).consumed);
+}
+
+TEST(LinuxGroups, UnknownIdsAreNotFound)
+{
+   RecordedTree tree;
+   MakeHost(tree);
+   LiveSource source(tree.Root());
+   for (const int64_t id : {int64_t{-1}, int64_t{0x3fffffff}, kProcess, kProcess + 4242, kVmm + 400,
+                            kEmulator + 400, kProcess + 0x400000, INT64_MAX, INT64_MIN}) {
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GroupNameRecord>(NodeId::sched_groups_groupName, {id}))
+         << id;
+   }
+}
+
+TEST(LinuxGroups, NamesCannotSteerATerminal)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   const auto named = [&tree](uint32_t pid, const std::string &name) { tree.Process(pid, {.name = name}); };
+   named(20, "evil\x1b[2Jx");
+   named(21, "two\\nlines");
+   named(22, "back\\\\slash");
+   named(23, "(paren) thesis)");
+   named(24, "caf\xc3\xa9");
+   named(25, "bad\xff\xc3utf");
+   named(26, "c1\xc2\x9b"
+             "6n\x9b");
+   named(27, " blank\x7f");
+   const std::string folder = "new\nline " + std::string(80, 'x');
+   tree.V2(folder, "cgroup.procs", "");
+   LiveSource source(tree.Root());
+   EXPECT_EQ("evil?[2Jx", NameOf(source, kProcess + 20));
+   EXPECT_EQ("two?lines", NameOf(source, kProcess + 21));
+   EXPECT_EQ("back\\slash", NameOf(source, kProcess + 22));
+   EXPECT_EQ("(paren) thesis)", NameOf(source, kProcess + 23));
+   EXPECT_EQ("caf\xc3\xa9", NameOf(source, kProcess + 24));
+   EXPECT_EQ("bad??utf", NameOf(source, kProcess + 25));
+   EXPECT_EQ("c1??6n?", NameOf(source, kProcess + 26));
+   EXPECT_EQ(" blank?", NameOf(source, kProcess + 27));
+   const int64_t group = static_cast<int64_t>(tree.V2Id(folder));
+   EXPECT_EQ("new?line " + std::string(54, 'x'), NameOf(source, group)) << "63 characters";
+   EXPECT_EQ("new?lin", TagOf(source, group));
+}
+
+TEST(LinuxGroups, CutNamesEndWithAWholeCharacter)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   std::string name;
+   for (int i = 0; i < 32; i++) {
+      name += "\xc3\xa9";
+   }
+   tree.V2("a" + name, "cgroup.procs", "");
+   tree.V2(name, "cgroup.procs", "");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(std::string(name, 0, 62), NameOf(source, static_cast<int64_t>(tree.V2Id(name))));
+   EXPECT_EQ(std::string("a").append(name, 0, 62), NameOf(source, static_cast<int64_t>(tree.V2Id("a" + name))));
+}
+
+TEST(LinuxGroups, DeepTreesEnd)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   std::string cgroup = "d";
+   for (int level = 1; level < 100; level++) {
+      cgroup += "/d";
+   }
+   tree.V2(cgroup, "cgroup.procs", "50\n");
+   tree.Process(50, {.name = "deep", .vmSize = 10, .vmRss = 5});
+   tree.File("proc/50/cgroup", "0::/" + cgroup + "\n");
+   LiveSource source(tree.Root());
+   int levels = 0;
+   std::vector<int64_t> members = MembersOf(source, 0);
+   while (!members.empty() && levels < 200) {
+      levels++;
+      members = MembersOf(source, members[0]);
+   }
+   EXPECT_EQ(65, levels) << "64 cgroups and the process of the one that is too deep";
+   EXPECT_EQ(
+      5u,
+      source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 50}).consumed);
+}
+
+TEST(LinuxGroups, LinksInTheCgroupTreeAreNotFollowed)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   tree.V2("a", "cgroup.procs", "");
+   tree.Link("sys/fs/cgroup/a/loop", "..");
+   LiveSource source(tree.Root());
+   EXPECT_THAT(MembersOf(source, static_cast<int64_t>(tree.V2Id("a"))), IsEmpty());
+}
+
+TEST(LinuxGroups, GarbageIsNotTakenForFigures)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   tree.File("proc/self/mountinfo", "\n \n- -\n30 23 0:26 / /sys/fs/cgroup rw - cgroup2\n1 2 3\n"
+                                    "30 23 0:26 / /sys/fs/cgroup rw - cgroup2 cgroup2 rw\n");
+   tree.V2("a", "cgroup.procs", "0\n-5\nabc\n99999999999999999999\n60\n60x\n\n");
+   tree.V2("a", "memory.current", "");
+   tree.V2("a", "memory.max", "lots\n");
+   tree.V2("a", "memory.min", "99999999999999999999999\n");
+   tree.V2("a", "memory.stat", "anon\nactive_anon x\nkernel 4096\n\n\n:::\n");
+   tree.V2("a", "cpu.stat", "nr_periods 5\nnr_throttled 99\n");
+   tree.File("proc/60/status", "");
+   tree.File("proc/61/status", "Name:\tx\nVmRSS:\tmany kB\nVmSize:\nPPid:\t-4\n");
+   tree.Folder("proc/62");
+   tree.Folder("proc/63/status");
+   tree.Folder("proc/99999999999");
+   tree.Folder("proc/12ab");
+   tree.File("proc/meminfo", "MemTotal\nMemTotal: kB\n\xff\xfe\n");
+   LiveSource source(tree.Root());
+   const int64_t group = static_cast<int64_t>(tree.V2Id("a"));
+   EXPECT_THAT(MembersOf(source, group), ElementsAre(kProcess + 60));
+   EXPECT_EQ(4u, MembersOf(source, 0).size());
+   const auto stats = source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {group});
+   EXPECT_EQ(0u, stats.consumed);
+   EXPECT_EQ(0u, stats.touched);
+   EXPECT_EQ(4u, stats.ovhd);
+   EXPECT_EQ(0, stats.throttlePct);
+   EXPECT_EQ(-1, source.Read<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {group}).max);
+   for (const int64_t pid : {60, 62, 63}) {
+      EXPECT_EQ(NEVRA_NOT_FOUND,
+                source.StatusOf<GroupFlagsRecord>(NodeId::sched_groups_groupFlags, {kProcess + pid}))
+         << pid;
+   }
+   EXPECT_EQ(
+      0u,
+      source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 61}).consumed);
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CompMemMapStats>(NodeId::memory_comprehensive));
+}
+
+TEST(LinuxGroups, AMissingRootFolderHasOneEmptyGroup)
+{
+   LiveSource source("/nonexistent-folder");
+   EXPECT_THAT(MembersOf(source, 0), IsEmpty());
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CompMemMapStats>(NodeId::memory_comprehensive));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar));
+}
+
+} // namespace

@@ -1,0 +1,102 @@
+#include "nevra/linux/kernel_text.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "nevra/linux/group_ids.h"
+#include "nevra/linux/shown_text.h"
+#include "nevra/linux/vm_process.h"
+
+namespace
+{
+
+using namespace nevra;
+
+TEST(KernelText, NumbersStopAtTheirBounds)
+{
+   EXPECT_EQ(12u, ParseNumber(" \t12 kB"));
+   EXPECT_EQ(kUnlimited, ParseNumber("18446744073709551616"));
+   EXPECT_EQ(std::nullopt, ParseNumber("max"));
+   EXPECT_EQ(std::nullopt, ParseNumber(""));
+   EXPECT_EQ(std::nullopt, ParseNumber("-3"));
+   EXPECT_EQ(-1000, ParseSignedNumber("-1000\n"));
+   EXPECT_EQ(0xdeadu, ParseHexNumber("0xdead"));
+   EXPECT_EQ(0x5bu, ParseHexNumber("5b\n"));
+   EXPECT_EQ(kMaxPid, ParsePid("4194303"));
+   EXPECT_EQ(std::nullopt, ParsePid("4194304"));
+   EXPECT_EQ(std::nullopt, ParsePid("0"));
+   EXPECT_EQ(std::nullopt, ParsePid("12x"));
+   EXPECT_EQ(kUnlimited, AddClamped(kUnlimited - 1, 2));
+   EXPECT_EQ(kUnlimited, MultiplyClamped(uint64_t{1} << 63, 2));
+   EXPECT_EQ(0u, SubtractClamped(1, 2));
+}
+
+TEST(KernelText, KeyedFiguresAreFoundInAnyOrderAndForm)
+{
+   uint64_t a = 7;
+   uint64_t b = 7;
+   uint64_t c = 7;
+   const KeyedFigure figures[] = {{"a", &a}, {"Active(anon)", &b}, {"c", &c}};
+   EXPECT_EQ(2u, ReadKeyedFigures("x 1\nActive(anon):   5 kB\n\nab 3\n  a\t2\nc\n", figures));
+   EXPECT_EQ(2u, a);
+   EXPECT_EQ(5u, b);
+   EXPECT_EQ(7u, c);
+}
+
+TEST(GroupIds, CgroupsAreNeverTakenForProcesses)
+{
+   EXPECT_EQ(35u, CgroupIdOfInode(35));
+   EXPECT_EQ(0x40000000u, CgroupIdOfInode(0x40000000u)) << "no process has the ID 0";
+   EXPECT_EQ(0x140000001u, CgroupIdOfInode(0x40000001u));
+   EXPECT_EQ(0x120000005u, CgroupIdOfInode(0x20000005u));
+   EXPECT_EQ(0x160000005u, CgroupIdOfInode(0x60000005u));
+   EXPECT_EQ(0x40400000u, CgroupIdOfInode(0x40400000u));
+   EXPECT_EQ(0x7fffffffffffffffu, CgroupIdOfInode(0xffffffffffffffffu));
+   EXPECT_EQ(0x100000000u, CgroupIdOfInode(0x8000000000000000u)) << "never the root's";
+}
+
+TEST(ShownText, FillsTheFieldAndTerminatesIt)
+{
+   char field[8];
+   std::fill(std::begin(field), std::end(field), 'x');
+   StoreShownText(field, sizeof field, "12345678");
+   EXPECT_STREQ("1234567", field);
+   StoreShownText(field, sizeof field, "");
+   EXPECT_EQ(std::string(8, '\0'), std::string(field, 8));
+   StoreShownText(field, sizeof field, std::string("a\0b", 3));
+   EXPECT_STREQ("a?b", field);
+   StoreShownText(field, sizeof field, "\xed\xa0\x80");
+   EXPECT_STREQ("???", field);
+   StoreShownText(field, sizeof field, "\xf0\x9f\x90\xa7");
+   EXPECT_STREQ("\xf0\x9f\x90\xa7", field);
+   StoreShownText(field, sizeof field, "12345\xf0\x9f\x90\xa7");
+   EXPECT_STREQ("12345", field);
+}
+
+VmCommand Parse(std::initializer_list<const char *> words)
+{
+   std::string line;
+   for (const char *word : words) {
+      line += word;
+      line += '\0';
+   }
+   return ParseVmCommand(line);
+}
+
+TEST(VmCommand, NameAndMemoryInEveryForm)
+{
+   EXPECT_EQ("web", Parse({"qemu", "-name", "web"}).name);
+   EXPECT_EQ("web", Parse({"qemu", "--name", "web,process=x"}).name);
+   EXPECT_EQ("a,b", Parse({"qemu", "-name", "debug-threads=on,guest=a,,b"}).name);
+   EXPECT_EQ("", Parse({"qemu", "-name"}).name);
+   EXPECT_EQ(512u << 10, Parse({"qemu", "-m", "512"}).memoryKB);
+   EXPECT_EQ(4u << 20, Parse({"qemu", "-m", "4G"}).memoryKB);
+   EXPECT_EQ(2048u, Parse({"qemu", "-m", "size=2048k"}).memoryKB);
+   EXPECT_EQ(8u << 20, Parse({"qemu", "-m", "1G,slots=2,maxmem=8g"}).largestMemoryKB);
+   EXPECT_EQ(std::nullopt, Parse({"qemu", "-m", "lots"}).memoryKB);
+   EXPECT_EQ(std::nullopt, Parse({"qemu", "-m", "5X"}).memoryKB);
+   EXPECT_EQ("/etc/vm.cfg", Parse({"qemu", "-readconfig", "/etc/vm.cfg"}).configPath);
+}
+
+} // namespace
