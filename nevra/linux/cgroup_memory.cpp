@@ -3,11 +3,9 @@
 #include <string>
 #include <string_view>
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 // v1 writes the largest page-aligned number for "no limit".
 constexpr uint64_t kLargestV1LimitBytes = uint64_t{1} << 62;

@@ -9,8 +9,7 @@
 #include "nevra/linux/kernel_file.h"
 #include "nevra/linux/kernel_text.h"
 
-namespace nevra
-{
+namespace nevra {
 
 // What is configured. Without the memory controller nothing is: no reservation, no limit.
 struct CgroupLimits {

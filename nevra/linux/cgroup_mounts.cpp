@@ -7,11 +7,9 @@
 
 #include "nevra/linux/kernel_text.h"
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 struct Mount {
    std::string pathInHierarchy;

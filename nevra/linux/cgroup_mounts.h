@@ -6,8 +6,7 @@
 
 #include "nevra/linux/kernel_file.h"
 
-namespace nevra
-{
+namespace nevra {
 
 enum class CgroupVersion { None, V1, V2 };
 

@@ -7,11 +7,9 @@
 #include "nevra/linux/group_ids.h"
 #include "nevra/linux/kernel_text.h"
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 void ReadMembers(CgroupTree &tree, CgroupIndex index, int folder, KernelFileReader &files)
 {

@@ -14,8 +14,7 @@
 #include "nevra/linux/cgroup_mounts.h"
 #include "nevra/linux/kernel_file.h"
 
-namespace nevra
-{
+namespace nevra {
 
 // An index into CgroupTree::cgroups.
 using CgroupIndex = uint32_t;

@@ -18,8 +18,7 @@
 
 #include "nevra/linux/kernel_text.h"
 
-namespace nevra
-{
+namespace nevra {
 
 inline constexpr uint64_t kRootGroupId = 0;
 inline constexpr uint32_t kVmmIdBase = 0x20000000;

@@ -8,11 +8,9 @@
 #include "nevra/linux/kernel_text.h"
 #include "nevra/linux/shown_text.h"
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 // Group flags.
 constexpr uint32_t kPredefined = 0x1;

@@ -11,8 +11,7 @@
 #include "nevra/param_list.h"
 #include "nevra/records.h"
 
-namespace nevra
-{
+namespace nevra {
 
 struct Group {
    GroupKind kind;

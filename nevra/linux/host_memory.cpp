@@ -2,8 +2,7 @@
 
 #include "nevra/linux/kernel_text.h"
 
-namespace nevra
-{
+namespace nevra {
 
 uint64_t MemInfo::KernelHeap() const
 {
@@ -32,8 +31,7 @@ std::optional<MemInfo> ParseMemInfo(std::string_view text)
    return info.memTotal > 0 ? std::optional(info) : std::nullopt;
 }
 
-namespace
-{
+namespace {
 
 // "Node 0, zone   Normal"
 bool ParseZoneHead(std::string_view line, Zone *zone)

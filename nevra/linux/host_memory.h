@@ -7,8 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace nevra
-{
+namespace nevra {
 
 // /proc/meminfo. A line that this kernel does not have reads 0.
 struct MemInfo {

@@ -6,11 +6,9 @@
 
 #include "nevra/linux/kernel_text.h"
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 uint64_t PagesToKB(uint64_t pages)
 {

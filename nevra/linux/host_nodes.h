@@ -8,8 +8,7 @@
 #include "nevra/nevra.h"
 #include "nevra/records.h"
 
-namespace nevra
-{
+namespace nevra {
 
 // "Not found" where /proc/meminfo cannot be read.
 NevraStatus ReadComprehensive(LinuxHost &host, CompMemMapStats &record);

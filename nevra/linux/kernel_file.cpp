@@ -9,8 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace nevra
-{
+namespace nevra {
 
 FileDescriptor &FileDescriptor::operator=(FileDescriptor &&other) noexcept
 {
@@ -55,8 +54,7 @@ bool Exists(int directory, const char *path)
    return fstatat(directory, path, &status, 0) == 0;
 }
 
-namespace
-{
+namespace {
 
 bool IsWanted(int directory, const dirent &entry, EntryKind kind)
 {

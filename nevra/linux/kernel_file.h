@@ -9,12 +9,10 @@
 #include <string_view>
 #include <vector>
 
-namespace nevra
-{
+namespace nevra {
 
 // Owns a file descriptor; -1 is none.
-class FileDescriptor
-{
+class FileDescriptor {
  public:
    FileDescriptor() = default;
    explicit FileDescriptor(int descriptor) : number(descriptor) {}
@@ -48,8 +46,7 @@ enum class EntryKind { Folders, Links, Any };
 std::vector<std::string> ListNames(int directory, const char *path, EntryKind kind, size_t limit);
 
 // Reads whole files into a buffer that the next read reuses.
-class KernelFileReader
-{
+class KernelFileReader {
  public:
    static constexpr size_t kFirstRead = size_t{16} << 10;
    static constexpr size_t kLargestFile = size_t{16} << 20;

@@ -5,11 +5,9 @@
 
 #include <unistd.h>
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 constexpr std::string_view kBlanks = " \t";
 

@@ -12,8 +12,7 @@
 #include <span>
 #include <string_view>
 
-namespace nevra
-{
+namespace nevra {
 
 // A limit that is not set, and a figure that there is none of.
 inline constexpr uint64_t kUnlimited = std::numeric_limits<uint64_t>::max();

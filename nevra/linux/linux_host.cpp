@@ -8,8 +8,7 @@
 
 #include "nevra/linux/kernel_text.h"
 
-namespace nevra
-{
+namespace nevra {
 
 bool ReportedProcess::IsProtected(KernelFileReader &files)
 {

@@ -16,8 +16,7 @@
 #include "nevra/linux/process_table.h"
 #include "nevra/linux/vm_process.h"
 
-namespace nevra
-{
+namespace nevra {
 
 // A process with what takes a look beyond its status to know.
 struct ReportedProcess {
@@ -33,8 +32,7 @@ struct ReportedProcess {
    std::optional<VmCommand> command;
 };
 
-class LinuxHost
-{
+class LinuxHost {
  public:
    explicit LinuxHost(const std::string &rootFolder);
 

@@ -7,11 +7,9 @@
 #include "nevra/linux/linux_host.h"
 #include "nevra/records.h"
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 // Reads a record by its type and hands it over: the caller's buffer may lie anywhere.
 template <typename Record, typename Reader> NevraStatus Fill(void *destination, Reader read)
@@ -29,8 +27,7 @@ template <typename Record> NevraStatus GetOfGroup(LinuxHost &host, const Nevra_P
    return Fill<Record>(record, [&](Record &filled) { return ReadGroup(host, keys[0].integer, filled); });
 }
 
-class LinuxSource : public Source
-{
+class LinuxSource : public Source {
  public:
    explicit LinuxSource(const std::string &root) : host(root) {}
 

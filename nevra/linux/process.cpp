@@ -7,11 +7,9 @@
 
 #include "nevra/linux/kernel_text.h"
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 constexpr uint32_t kDaemonPid = 2;
 constexpr int64_t kNeverKilled = -1000;

@@ -9,8 +9,7 @@
 
 #include "nevra/linux/kernel_file.h"
 
-namespace nevra
-{
+namespace nevra {
 
 // What /proc/PID/status says; memory in KB. A zombie and a kernel thread have no memory of their own.
 struct ProcessStatus {
@@ -41,8 +40,7 @@ struct Process {
 };
 
 // The path of one of a process's files below /proc.
-class ProcessPath
-{
+class ProcessPath {
  public:
    ProcessPath(uint32_t pid, std::string_view file);
    const char *Text() const { return text; }

@@ -10,11 +10,9 @@
 #include "nevra/linux/kernel_text.h"
 #include "nevra/linux/process.h"
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 constexpr CgroupIndex kUnknownCgroup = std::numeric_limits<CgroupIndex>::max();
 

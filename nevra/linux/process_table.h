@@ -9,8 +9,7 @@
 #include "nevra/linux/cgroup_tree.h"
 #include "nevra/linux/kernel_file.h"
 
-namespace nevra
-{
+namespace nevra {
 
 struct ProcessEntry {
    uint32_t pid;

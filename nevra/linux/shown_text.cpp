@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 // The bytes of the UTF-8 character that the text begins with; 0 when it begins with none that may be shown.
 size_t ShownCharacterLength(std::string_view text)

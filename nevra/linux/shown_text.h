@@ -5,8 +5,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace nevra
-{
+namespace nevra {
 
 // Stores the text in a field of `size` bytes, terminated. Every byte that could steer a terminal, or that is
 // no UTF-8, becomes '?'; what is too long is cut, never within a character.

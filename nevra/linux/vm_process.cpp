@@ -10,11 +10,9 @@
 
 #include "nevra/linux/kernel_text.h"
 
-namespace nevra
-{
+namespace nevra {
 
-namespace
-{
+namespace {
 
 constexpr std::string_view kEmulatorPrefix = "qemu-system-";
 constexpr std::string_view kVmDescriptor = "anon_inode:kvm-vm";

@@ -10,8 +10,7 @@
 #include "nevra/linux/kernel_file.h"
 #include "nevra/linux/process.h"
 
-namespace nevra
-{
+namespace nevra {
 
 // True unless the kernel says that no process holds a virtual machine: looking for one means looking at the
 // descriptors of every process.

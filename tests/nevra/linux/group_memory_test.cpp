@@ -7,8 +7,7 @@
 #include "tests/nevra/linux/live_source.h"
 #include "tests/nevra/linux/recorded_tree.h"
 
-namespace
-{
+namespace {
 
 using nevra::NodeId;
 

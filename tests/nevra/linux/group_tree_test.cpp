@@ -9,8 +9,7 @@
 #include "tests/nevra/linux/live_source.h"
 #include "tests/nevra/linux/recorded_tree.h"
 
-namespace
-{
+namespace {
 
 using nevra::NodeId;
 using testing::ElementsAre;
@@ -431,7 +430,8 @@ TEST(LinuxGroups, CutNamesEndWithAWholeCharacter)
    tree.V2(name, "cgroup.procs", "");
    LiveSource source(tree.Root());
    EXPECT_EQ(std::string(name, 0, 62), NameOf(source, static_cast<int64_t>(tree.V2Id(name))));
-   EXPECT_EQ(std::string("a").append(name, 0, 62), NameOf(source, static_cast<int64_t>(tree.V2Id("a" + name))));
+   EXPECT_EQ(std::string("a").append(name, 0, 62),
+             NameOf(source, static_cast<int64_t>(tree.V2Id("a" + name))));
 }
 
 TEST(LinuxGroups, DeepTreesEnd)

@@ -8,8 +8,7 @@
 #include "nevra/linux/shown_text.h"
 #include "nevra/linux/vm_process.h"
 
-namespace
-{
+namespace {
 
 using namespace nevra;
 

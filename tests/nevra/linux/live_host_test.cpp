@@ -15,8 +15,7 @@
 #include "nevra/linux/kernel_file.h"
 #include "tests/nevra/linux/live_source.h"
 
-namespace
-{
+namespace {
 
 using nevra::NodeId;
 namespace fs = std::filesystem;
@@ -124,8 +123,7 @@ TEST(LiveHost, ThisProcessShowsItsOwnMemory)
 }
 
 // A cgroup of the test's own, in the hierarchy that the source reads; gone at the end.
-class OwnCgroup
-{
+class OwnCgroup {
  public:
    explicit OwnCgroup(const std::string &hierarchy)
        : path(hierarchy + "/hostmem-test-" + std::to_string(getpid())), made(mkdir(path.c_str(), 0755) == 0)

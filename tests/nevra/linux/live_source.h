@@ -14,8 +14,7 @@
 #include "nevra/param_list.h"
 #include "nevra/records.h"
 
-class LiveSource
-{
+class LiveSource {
  public:
    explicit LiveSource(const std::string &root) : source(nevra::MakeLinuxSource(root)) {}
 

@@ -17,8 +17,7 @@ struct RecordedProcess {
    std::string kthread = "0"; // empty: a kernel that does not tell
 };
 
-class RecordedTree
-{
+class RecordedTree {
  public:
    RecordedTree();
    ~RecordedTree(); // removes the folder
