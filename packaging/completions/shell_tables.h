@@ -1,0 +1,17 @@
+// The words that the completion scripts offer, as tables in the language of each shell.
+#ifndef PACKAGING_COMPLETIONS_SHELL_TABLES_H
+#define PACKAGING_COMPLETIONS_SHELL_TABLES_H
+
+#include <string>
+#include <vector>
+
+#include "packaging/completions/command_help.h"
+
+// The tables of hostmem: its options, the reports, and the options, columns, units and flags of each report.
+// Empty for a shell that is none of "bash", "zsh" and "fish".
+std::string HostmemTables(const std::string &shell);
+
+// The tables of a program with subcommands.
+std::string SubcommandTables(const std::string &shell, const ProgramHelp &program);
+
+#endif
