@@ -210,7 +210,15 @@ NevraStatus Nevra_Set(NevraNode node, const Nevra_ParamList *instance, const Nev
 
 NevraStatus Nevra_GetInstanceList(NevraNode node, const Nevra_ParamList *params, Nevra_ParamList *list)
 {
-   return list != nullptr ? ListInstances(node, params, *list) : NEVRA_BAD_PARAMETER;
+   if (list == nullptr) {
+      return NEVRA_BAD_PARAMETER;
+   }
+   const uint32_t usedBefore = list->used;
+   const NevraStatus status = ListInstances(node, params, *list);
+   if (status != NEVRA_OK) {
+      list->used = usedBefore; // a source may have come part of the way
+   }
+   return status;
 }
 
 NevraStatus Nevra_GetInstanceListAlloc(NevraNode node, const Nevra_ParamList *params, Nevra_ParamList **list)
