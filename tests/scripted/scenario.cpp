@@ -103,6 +103,12 @@ Scenario &Scenario::Fail(std::string_view operation, unsigned call, NevraStatus 
    return *this;
 }
 
+Scenario &Scenario::AnswerAtRandom(uint64_t seed)
+{
+   statements.push_back("random " + std::to_string(seed));
+   return *this;
+}
+
 Scenario &Scenario::SignatureMismatch(NevraStatus status, std::string_view kernelBuild,
                                       std::string_view appBuild)
 {

@@ -132,6 +132,10 @@ class Scenario {
 
    // ---- the rest
 
+   // Instances that no other statement mentions answer at random: any bytes, short listings, some failures;
+   // the same for the same seed. For runs that only ask whether the tool bears everything.
+   Scenario &AnswerAtRandom(uint64_t seed);
+
    Scenario &SignatureMismatch(NevraStatus status, std::string_view kernelBuild, std::string_view appBuild);
    Scenario &CacheStatus(NevraStatus status);
    Scenario &Time(int64_t seconds); // since the epoch, UTC; kScriptedTimeText without this

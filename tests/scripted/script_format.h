@@ -8,6 +8,7 @@
 //    fail OPERATION N STATUS                    the N-th call of OPERATION (from 1) fails
 //    checksig STATUS KERNEL-BUILD APP-BUILD     the answer to Nevra_CheckSig; 0 without this
 //    usecache STATUS                            the answer to Nevra_UseCache; 0 without this
+//    random SEED                                instances that no statement mentions answer at random
 //    time SECONDS                               what time() gives
 //
 // NODE is the identifier behind NEVRA_NODE_; STATUS is decimal.

@@ -11,8 +11,11 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <optional>
+#include <random>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <fcntl.h>
@@ -25,6 +28,7 @@
 struct NevraNodeDef {
    const char *identifier;
    size_t recordSize; // 0: the node has no records
+   bool listsTexts;   // else numbers
 };
 
 struct Nevra_Param {
@@ -70,6 +74,7 @@ struct Script {
    std::string kernelBuild;
    std::string appBuild;
    NevraStatus cacheStatus = 0;
+   std::optional<uint64_t> seed; // of answers for instances that no statement mentions
    time_t now = 0;
    int trace = -1;
    std::vector<std::unique_ptr<Nevra_ParamList>> made;
@@ -138,6 +143,8 @@ void ReadStatement(const std::string &line, Script *script)
       script->appBuild = DecodeText(appBuild.substr(1));
    } else if (statement == "usecache") {
       script->cacheStatus = static_cast<NevraStatus>(std::stoul(name));
+   } else if (statement == "random") {
+      script->seed = std::stoull(name);
    } else if (statement == "time") {
       script->now = std::stol(name);
    }
@@ -346,6 +353,19 @@ NevraStatus GetInteger(const char *operation, const Nevra_ParamList *list, uint3
 
 // ---- nodes
 
+// Whether the listing of a node gives texts.
+constexpr bool ListsTexts(std::string_view identifier)
+{
+   for (const std::string_view node :
+        {"sched_memClients_remapTypes", "memory_lpage_nodeList_vmPools", "system_buddy", "system_heaps",
+         "memory_pmem_volumes", "memory_pmem_volumes_regionStore_regions"}) {
+      if (identifier == node) {
+         return true;
+      }
+   }
+   return false;
+}
+
 std::string Instance(NevraNode node, const Nevra_ParamList *params)
 {
    std::string instance = node->identifier;
@@ -366,11 +386,90 @@ void CheckInstanceParams(const char *operation, const Nevra_ParamList *params)
 }
 
 // The scripted answer, or null when there is none: the instance does not exist.
-const Answer *FindAnswer(std::map<std::string, Answers> &answers, NevraNode node,
-                         const Nevra_ParamList *params)
+const Answer *FindScripted(std::map<std::string, Answers> &answers, const std::string &instance)
 {
-   const auto found = answers.find(Instance(node, params));
+   const auto found = answers.find(instance);
    return found != answers.end() ? &found->second.Take() : nullptr;
+}
+
+// ---- answers at random: anything that a platform may say, the same for the same seed and instance
+
+std::mt19937_64 Generator(const std::string &instance)
+{
+   return std::mt19937_64(std::hash<std::string>()(instance) + *TheScript().seed);
+}
+
+NevraStatus RandomStatus(std::mt19937_64 &generator)
+{
+   static constexpr NevraStatus kStatuses[] = {NEVRA_FAILURE, NEVRA_NOT_FOUND, NEVRA_NOT_FOUND,
+                                               NEVRA_BAD_PARAMETER};
+   return generator() % 16 == 0 ? kStatuses[generator() % 4] : 0;
+}
+
+// Small and large numbers, zeros and all ones, side by side.
+std::string RandomBytes(std::mt19937_64 &generator, size_t size)
+{
+   std::string bytes;
+   while (bytes.size() < size) {
+      const uint64_t words[] = {0, UINT64_MAX, generator() % 100, generator(),
+                                generator() >> (generator() % 64)};
+      const uint64_t word = words[generator() % 5];
+      bytes.append(reinterpret_cast<const char *>(&word), 1 + generator() % sizeof word);
+   }
+   return bytes.substr(0, size);
+}
+
+std::string RandomText(std::mt19937_64 &generator)
+{
+   std::string text(generator() % 8 == 0 ? generator() % 300 : generator() % 20, ' ');
+   for (char &c : text) {
+      c = static_cast<char>(' ' + generator() % 95);
+   }
+   return text;
+}
+
+Answer RandomRecord(const std::string &instance, size_t size)
+{
+   std::mt19937_64 generator = Generator("record " + instance);
+   return {RandomStatus(generator), RandomBytes(generator, size), {}};
+}
+
+Answer RandomListing(const std::string &instance, bool listsTexts)
+{
+   std::mt19937_64 generator = Generator("list " + instance);
+   Answer answer = {RandomStatus(generator), {}, {}};
+   for (uint64_t count = generator() % 4; count > 0; count--) {
+      answer.instances.push_back(
+         {listsTexts, static_cast<int64_t>(generator() % 1000), RandomText(generator)});
+   }
+   return answer;
+}
+
+// Answers of the scripted or of the random kind; null when there is none. The answer lives until the next.
+const Answer *FindRecord(NevraNode node, const Nevra_ParamList *params)
+{
+   static Answer random;
+   Script &script = TheScript();
+   const std::string instance = Instance(node, params);
+   const Answer *answer = FindScripted(script.records, instance);
+   if (answer == nullptr && script.seed) {
+      random = RandomRecord(instance, node->recordSize);
+      answer = &random;
+   }
+   return answer;
+}
+
+const Answer *FindListing(NevraNode node, const Nevra_ParamList *params)
+{
+   static Answer random;
+   Script &script = TheScript();
+   const std::string instance = Instance(node, params);
+   const Answer *answer = FindScripted(script.lists, instance);
+   if (answer == nullptr && script.seed) {
+      random = RandomListing(instance, node->listsTexts);
+      answer = &random;
+   }
+   return answer;
 }
 
 // Answers a listing into a list of the caller's or a new one.
@@ -378,7 +477,7 @@ NevraStatus List(const char *operation, const std::string &call, NevraNode node,
                  const Nevra_ParamList *params, Nevra_ParamList *into, Nevra_ParamList **made)
 {
    CheckInstanceParams(operation, params);
-   const Answer *answer = FindAnswer(TheScript().lists, node, params);
+   const Answer *answer = FindListing(node, params);
    NevraStatus status = Failure(operation);
    if (status == 0) {
       status = answer != nullptr ? answer->status : NEVRA_NOT_FOUND;
@@ -421,7 +520,7 @@ void TraceTheEnd()
 extern "C" {
 
 #define SCRIPTED_IDENTIFIER(node, size)                                                                      \
-   static const NevraNodeDef definition_##node = {#node, size};                                              \
+   static const NevraNodeDef definition_##node = {#node, size, ListsTexts(#node)};                           \
    const NevraNode NEVRA_NODE_##node = &definition_##node;
 SCRIPTED_NODES(SCRIPTED_IDENTIFIER)
 
@@ -535,7 +634,7 @@ int64_t Nevra_ParamGetInt(const Nevra_Param *param)
 NevraStatus Nevra_Get(NevraNode node, const Nevra_ParamList *params, void *record, size_t recordSize)
 {
    CheckInstanceParams("Nevra_Get", params);
-   const Answer *answer = FindAnswer(TheScript().records, node, params);
+   const Answer *answer = FindRecord(node, params);
    NevraStatus status = Failure("Nevra_Get");
    if (status == 0) {
       status = answer != nullptr ? answer->status : NEVRA_NOT_FOUND;
