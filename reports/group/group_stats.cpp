@@ -333,7 +333,8 @@ constexpr GroupReport kReport = {.shortOptions = "e:g:i:l:s:u:vqt",
 
 } // namespace
 
-constinit const ReportDescription groupStatsDescription = DescribeGroupReport(kReport, groupFlagNames);
+constinit const ReportDescription groupStatsDescription =
+   DescribeGroupReport(kReport, groupFlagNames, false); // no Total row
 
 NevraStatus GroupStatsReport(int argc, char **argv)
 {
