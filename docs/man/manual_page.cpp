@@ -245,6 +245,17 @@ void PrintReports(Page *page, const PageLine &block)
 
 // ---- the end of a page
 
+void PrintExample(Page *page, const PageLine &block)
+{
+   page->roff << ".PP\n.EX\n";
+   for (const std::string &line : block.example) {
+      const bool isCommand = line.starts_with("$ ") || line.starts_with("> ");
+      page->roff << (isCommand ? line.substr(0, 2) + "\\fB" + Escape(line.substr(2)) + "\\fP" : Escape(line))
+                 << "\n";
+   }
+   page->roff << ".EE\n";
+}
+
 void PrintExitStatus(Page *page)
 {
    page->roff << ".SH EXIT STATUS\n.TP\n.B 0\nThe report came to its end.\n.TP\n.B 1\n"
@@ -265,7 +276,7 @@ void PrintSeeAlso(Page *page, const std::string &pages)
       names.insert(names.begin(), "hostmem");
    }
    for (size_t i = 0; i < names.size(); i++) {
-      page->roff << ".BR " << Escape(names[i]) << " (8)" << (i + 1 < names.size() ? "," : "") << "\n";
+      page->roff << ".BR \\%" << Escape(names[i]) << " (8)" << (i + 1 < names.size() ? "," : "") << "\n";
    }
 }
 
@@ -284,6 +295,8 @@ void PrintLine(Page *page, const PageLine &line)
       PrintFlags(page, line);
    } else if (directive == "reports") {
       PrintReports(page, line);
+   } else if (directive == "example") {
+      PrintExample(page, line);
    } else if (directive == "exit-status") {
       PrintExitStatus(page);
    } else if (directive == "see-also") {

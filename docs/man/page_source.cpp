@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr const char *kBlocks[] = {"columns", "flags", "reports"};
+constexpr const char *kBlocks[] = {"columns", "flags", "reports", "example"};
 
 std::string Trim(const std::string &text)
 {
@@ -37,7 +37,9 @@ bool ReadBlock(std::istream &input, PageLine *block, std::string *error)
       if (line == "@end") {
          return true;
       }
-      if (!Trim(line).empty()) {
+      if (block->directive == "example") {
+         block->example.push_back(line);
+      } else if (!Trim(line).empty()) {
          block->entries.push_back(ParseEntry(line));
       }
    }
@@ -52,11 +54,11 @@ bool ReadPageSource(std::istream &input, std::vector<PageLine> *lines, std::stri
    std::string line;
    while (std::getline(input, line)) {
       if (line.empty() || line[0] != '@') {
-         lines->push_back({"", line, {}});
+         lines->push_back({"", line, {}, {}});
          continue;
       }
       const size_t blank = std::min(line.find(' '), line.size());
-      PageLine directive = {line.substr(1, blank - 1), Trim(line.substr(blank)), {}};
+      PageLine directive = {line.substr(1, blank - 1), Trim(line.substr(blank)), {}, {}};
       const bool isBlock =
          std::find(std::begin(kBlocks), std::end(kBlocks), directive.directive) != std::end(kBlocks);
       if (isBlock && !ReadBlock(input, &directive, error)) {

@@ -8,6 +8,8 @@
 //    @columns             the columns of the report; a block of entries "NAME | UNIT | MEANING"
 //    @flags               its flag names; a block of entries "NAME | MEANING", or empty: the names alone
 //    @reports             the report types; a block of entries "NAME | MEANING"
+//    @example             a block shown as it stands: a command behind "$ ", going on behind "> ", and
+//                         what it prints
 //    @end                 ends a block
 #ifndef DOCS_MAN_PAGE_SOURCE_H
 #define DOCS_MAN_PAGE_SOURCE_H
@@ -26,6 +28,7 @@ struct PageLine {
    std::string directive; // without '@'; empty: a line of roff
    std::string text;      // the roff, or what follows the directive
    std::vector<PageEntry> entries;
+   std::vector<std::string> example; // the lines of an @example
 };
 
 // Parses a source. On failure, for example a block without an end, `error` says why.

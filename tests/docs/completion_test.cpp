@@ -1,0 +1,241 @@
+// The completions of the three shells, asked as the shells ask them.
+#include <algorithm>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "frontend/report_table.h"
+#include "tests/docs/run_command.h"
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::UnorderedElementsAreArray;
+
+std::vector<std::string> ReportTypes()
+{
+   return std::vector<std::string>(reportNames, reportNames + kReportCount);
+}
+
+// ---- bash
+
+// What bash offers at the end of the line. `before` runs first.
+std::vector<std::string> Bash(const std::string &line, const std::string &before = "")
+{
+   const std::string script = "source " COMPLETIONS_FOLDER "/hostmem.bash\n" + before +
+                              "\nCOMP_LINE=" + ShellWord(line) +
+                              "\nCOMP_POINT=${#COMP_LINE}\n_hostmem\n"
+                              "((${#COMPREPLY[@]})) && printf '%s\\n' \"${COMPREPLY[@]}\"\ntrue";
+   const CommandResult run = RunCommand("bash --norc -c " + ShellWord(script));
+   EXPECT_EQ(run.exitStatus, 0) << run.output;
+   return SplitLines(run.output);
+}
+
+class BashCompletion : public ::testing::Test {
+ protected:
+   void SetUp() override
+   {
+      if (!IsInstalled("bash")) {
+         GTEST_SKIP() << "bash is not installed";
+      }
+   }
+};
+
+TEST_F(BashCompletion, OffersEveryReport)
+{
+   EXPECT_EQ(Bash("hostmem -r "), ReportTypes());
+   EXPECT_EQ(Bash("hostmem --report "), ReportTypes());
+   EXPECT_EQ(Bash("hostmem -c host.snapshot --rep "), ReportTypes());
+}
+
+TEST_F(BashCompletion, OffersReportsThatBeginSoInAnyCase)
+{
+   EXPECT_THAT(Bash("hostmem -r VM"), ElementsAre("vm-stats"));
+   EXPECT_THAT(Bash("hostmem --report=gu"), ElementsAre("guest-stats"));
+   EXPECT_THAT(Bash("hostmem -rgu"), ElementsAre("-rguest-stats"));
+}
+
+TEST_F(BashCompletion, OffersTheToolsOptionsBeforeTheReportAndTheReportsBehindIt)
+{
+   EXPECT_THAT(Bash("hostmem -"),
+               ElementsAre("-f", "-c", "--cache", "-r", "--report", "-h", "--help", "--force"));
+   EXPECT_THAT(Bash("hostmem -r buddy-stats -"),
+               ElementsAre("-s", "--cSelect", "-v", "--verbose", "-q", "--csvMode"));
+   EXPECT_THAT(Bash("hostmem -r VM-STATS --e"), ElementsAre("--extra"));
+   EXPECT_THAT(Bash("hostmem -r no-stats -"), IsEmpty());
+}
+
+TEST_F(BashCompletion, KnowsThatTheShortFormOfForceTakesAWord)
+{
+   EXPECT_THAT(Bash("hostmem -f -r vm-stats --f"), ElementsAre("--force"));
+   EXPECT_THAT(Bash("hostmem -f x -r vm-stats --e"), ElementsAre("--extra"));
+   EXPECT_THAT(Bash("hostmem --force -r vm-stats --e"), ElementsAre("--extra"));
+}
+
+TEST_F(BashCompletion, OffersColumnsOfTheReport)
+{
+   EXPECT_THAT(Bash("hostmem -r pshare-stats -s "),
+               ElementsAre("cow", "cow1", "zero", "used", "reclaimed", "totAdd", "totRemove"));
+   EXPECT_THAT(Bash("hostmem -r vm-stats -s MEMS"), ElementsAre("memSizeLimit", "memSize"));
+   EXPECT_THAT(Bash("hostmem -r vm-stats --cSelect=sw"), ElementsAre("swapTgt", "swapped", "swapScope"));
+   EXPECT_THAT(Bash("hostmem -r vm-stats -qvs zip"), ElementsAre("zipped", "zipSaved"));
+}
+
+TEST_F(BashCompletion, OffersNoColumnThatASelectionCannotShow)
+{
+   EXPECT_THAT(Bash("hostmem -r vm-stats -s d"), IsEmpty()); // dname
+}
+
+TEST_F(BashCompletion, GoesOnWithAList)
+{
+   EXPECT_THAT(Bash("hostmem -r vm-stats -s name:memSize:memS"), ElementsAre("memSizeLimit"));
+   EXPECT_THAT(Bash("hostmem -r vm-stats -s name:memS", "COMP_WORDBREAKS=' '"),
+               ElementsAre("name:memSizeLimit", "name:memSize"));
+}
+
+TEST_F(BashCompletion, OffersUnits)
+{
+   EXPECT_THAT(Bash("hostmem -r vm-stats -u "), ElementsAre("kb", "mb", "gb", "pg"));
+   EXPECT_THAT(Bash("hostmem -r heap-stats -u "), ElementsAre("b", "kb", "mb", "gb", "pg"));
+   EXPECT_THAT(Bash("hostmem -r buddy-stats -u "), Not(Contains("kb")));
+}
+
+TEST_F(BashCompletion, OffersFlags)
+{
+   EXPECT_THAT(Bash("hostmem -r group-stats -i vm:v"), ElementsAre("vmm"));
+   EXPECT_THAT(Bash("hostmem -r uw-stats --eFilter "), ElementsAre("uw", "vm"));
+   EXPECT_THAT(Bash("hostmem -r dcpmm-stats -i "), IsEmpty()); // a number
+}
+
+TEST_F(BashCompletion, OffersFilesAsCache)
+{
+   EXPECT_THAT(Bash("hostmem -c hostmem.ba", "cd " COMPLETIONS_FOLDER), ElementsAre("hostmem.bash"));
+   EXPECT_THAT(Bash("hostmem --cache=hostmem.ba", "cd " COMPLETIONS_FOLDER), ElementsAre("hostmem.bash"));
+}
+
+std::vector<std::string> BashOfSnapshot(const std::string &words, int index)
+{
+   const std::string script = "source " COMPLETIONS_FOLDER "/hostmem-snapshot.bash\nCOMP_WORDS=(" + words +
+                              ")\nCOMP_CWORD=" + std::to_string(index) +
+                              "\n_hostmem_snapshot\nprintf '%s\\n' \"${COMPREPLY[@]}\"";
+   return SplitLines(RunCommand("bash --norc -c " + ShellWord(script)).output);
+}
+
+TEST_F(BashCompletion, OffersSubcommandsOptionsAndFilesOfHostmemSnapshot)
+{
+   EXPECT_THAT(BashOfSnapshot("hostmem-snapshot ''", 1),
+               AllOf(Contains("info"), Contains("verify"), Contains("export"), Contains("import")));
+   EXPECT_THAT(BashOfSnapshot("hostmem-snapshot im", 1), ElementsAre("import"));
+   EXPECT_THAT(BashOfSnapshot("hostmem-snapshot import --o", 2), ElementsAre("--output"));
+   EXPECT_THAT(BashOfSnapshot("hostmem-snapshot info " COMPLETIONS_FOLDER "/hostmem.ba", 2),
+               ElementsAre(COMPLETIONS_FOLDER "/hostmem.bash"));
+}
+
+// ---- fish
+
+// What fish offers at the end of the line, without the descriptions.
+std::vector<std::string> Fish(const std::string &program, const std::string &line)
+{
+   const std::string script =
+      "source " COMPLETIONS_FOLDER "/" + program + ".fish; complete -C " + ShellWord(line);
+   const CommandResult run = RunCommand("HOME=/nonexistent fish --no-config -c " + ShellWord(script));
+   EXPECT_EQ(run.exitStatus, 0) << run.output;
+   std::vector<std::string> words = SplitLines(run.output);
+   for (std::string &word : words) {
+      word.resize(std::min(word.find('\t'), word.size()));
+   }
+   return words;
+}
+
+class FishCompletion : public ::testing::Test {
+ protected:
+   void SetUp() override
+   {
+      if (!IsInstalled("fish")) {
+         GTEST_SKIP() << "fish is not installed";
+      }
+   }
+};
+
+TEST_F(FishCompletion, OffersEveryReport)
+{
+   EXPECT_THAT(Fish("hostmem", "hostmem -r "), UnorderedElementsAreArray(ReportTypes()));
+}
+
+TEST_F(FishCompletion, OffersWhatGoesWithTheReport)
+{
+   EXPECT_THAT(Fish("hostmem", "hostmem -r heap-stats -u "), ElementsAre("b", "gb", "kb", "mb", "pg"));
+   EXPECT_THAT(Fish("hostmem", "hostmem --report=VM-Stats -s name:vpmemR"),
+               ElementsAre("name:vpmemRO", "name:vpmemRW"));
+   EXPECT_THAT(Fish("hostmem", "hostmem -r group-stats -i vm:s"), ElementsAre("vm:sc", "vm:sd", "vm:sys"));
+   EXPECT_THAT(Fish("hostmem", "hostmem -r vm-stats --e"), ElementsAre("--extra"));
+   EXPECT_THAT(Fish("hostmem", "hostmem -f -r vm-stats --f"), ElementsAre("--force"));
+}
+
+TEST_F(FishCompletion, OffersSubcommandsAndOptionsOfHostmemSnapshot)
+{
+   EXPECT_THAT(Fish("hostmem-snapshot", "hostmem-snapshot im"), ElementsAre("import"));
+   EXPECT_THAT(Fish("hostmem-snapshot", "hostmem-snapshot import --o"), ElementsAre("--output"));
+}
+
+// ---- zsh
+
+// What an interactive zsh shows after the line and a tab, up to and with the text `last`.
+std::string Zsh(const std::string &line, const std::string &last)
+{
+   const std::string setUp =
+      "fpath=(" COMPLETIONS_FOLDER " $fpath); autoload -Uz compinit; compinit -u -D; PS1=; "
+      "setopt no_beep; COLUMNS=100; print rea''dy";
+   const std::string script = "zmodload zsh/zpty || exit 1\n"
+                              "zpty shell 'TERM=dumb zsh -f -i'\n"
+                              "zpty -w shell " +
+                              ShellWord(setUp) +
+                              "\n"
+                              "zpty -r -m shell text '*ready*' || exit 1\n"
+                              "zpty -n -w shell " +
+                              ShellWord(line) +
+                              "$'\\t'\n"
+                              "zpty -r -m shell text '*" +
+                              last +
+                              "*'\n"
+                              "print -rn -- $text\n"
+                              "zpty -d shell";
+   const CommandResult run = RunCommand("HOME=/nonexistent timeout 30 zsh -f -c " + ShellWord(script));
+   EXPECT_EQ(run.exitStatus, 0) << run.output;
+   return run.output;
+}
+
+class ZshCompletion : public ::testing::Test {
+ protected:
+   void SetUp() override
+   {
+      if (!IsInstalled("zsh")) {
+         GTEST_SKIP() << "zsh is not installed";
+      }
+   }
+};
+
+TEST_F(ZshCompletion, CompletesTheReport)
+{
+   EXPECT_THAT(Zsh("hostmem -r guest", "guest-stats"), HasSubstr("hostmem -r guest-stats"));
+}
+
+TEST_F(ZshCompletion, DescribesTheColumnsThatAListCanGoOnWith)
+{
+   const std::string shown = Zsh("hostmem -r VM-stats -s vpmemRO:vpmem", "not yet cached");
+   EXPECT_THAT(shown, HasSubstr("vpmemRW  -- Guest physical persistent memory that is cached read-write"));
+   EXPECT_THAT(shown, HasSubstr("vpmemUC  -- "));
+   EXPECT_THAT(shown, Not(HasSubstr("vpmemRO  -- ")));
+}
+
+TEST_F(ZshCompletion, DescribesTheSubcommandsOfHostmemSnapshot)
+{
+   EXPECT_THAT(Zsh("hostmem-snapshot i", "info"), HasSubstr("import  -- Make a snapshot of JSON"));
+}
+
+} // namespace

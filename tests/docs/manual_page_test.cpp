@@ -1,0 +1,328 @@
+// The manual pages: that nothing a report has is left out, that they render, and that their examples print
+// what they show.
+#include "docs/man/manual_page.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "docs/man/option_help.h"
+#include "frontend/report_descriptions.h"
+#include "frontend/report_table.h"
+#include "frontend/tool_options.h"
+#include "tests/docs/run_command.h"
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+std::string ReadFile(const std::filesystem::path &path)
+{
+   std::ifstream file(path);
+   std::ostringstream text;
+   text << file.rdbuf();
+   return text.str();
+}
+
+std::vector<PageLine> ParseSource(const std::string &text)
+{
+   std::istringstream input(text);
+   std::vector<PageLine> lines;
+   std::string error;
+   EXPECT_TRUE(ReadPageSource(input, &lines, &error)) << error;
+   return lines;
+}
+
+std::string MakePage(const std::string &name, const std::string &source, std::vector<std::string> *errors)
+{
+   return MakeManualPage(name, ParseSource(source), {"1.0", "2026-01-01"}, errors);
+}
+
+// What making a page of this source complains about.
+std::vector<std::string> ErrorsOf(const std::string &name, const std::string &source)
+{
+   std::vector<std::string> errors;
+   MakePage(name, source, &errors);
+   return errors;
+}
+
+constexpr char kHintColumns[] = "type | text |\n"
+                                "totAdd | memory | All of them.\n"
+                                "totRemove | memory |\n"
+                                "active | memory |\n";
+
+std::string ColumnBlock(const std::string &entries)
+{
+   return "@columns\n" + entries + "@end\n";
+}
+
+TEST(ManualPage, ColumnsAreThoseOfTheReportInItsOrder)
+{
+   std::vector<std::string> errors;
+   EXPECT_THAT(MakePage("hostmem-pshareHint-stats", ColumnBlock(kHintColumns), &errors),
+               HasSubstr("type\ttext\tyes\tT{\nHint type (regular or large page hint).\nT}\n"
+                         "totAdd\tmemory\tyes\tT{\nTotal hints added.\nAll of them.\nT}\n"
+                         "totRemove\tmemory\tyes\tT{\nTotal hints removed.\nT}\n"));
+   EXPECT_THAT(errors, IsEmpty());
+}
+
+TEST(ManualPage, HiddenAndKeyColumnsAreToldApart)
+{
+   EXPECT_THAT(ReadFile(MANUALS_FOLDER "/hostmem-vm-stats.8"),
+               HasSubstr("dname\ttext\t\\-\tT{\nVirtual machine display name.\n"
+                         "Hidden unless \\fB\\-x\\fP is given.\nT}\n"));
+   EXPECT_THAT(ReadFile(MANUALS_FOLDER "/hostmem-heap-stats.8"),
+               HasSubstr("name\ttext\tyes\tT{\nHeap name.\nA key column: always shown.\nT}\n"));
+}
+
+TEST(ManualPage, ColumnLeftOutIsAnError)
+{
+   EXPECT_THAT(ErrorsOf("hostmem-pshareHint-stats",
+                        ColumnBlock("type | text |\ntotAdd | memory |\nactive | memory |\n")),
+               ElementsAre("@columns: 0 entries for totRemove"));
+}
+
+TEST(ManualPage, EntryWithoutColumnIsAnError)
+{
+   EXPECT_THAT(
+      ErrorsOf("hostmem-pshareHint-stats", ColumnBlock(std::string(kHintColumns) + "gone | memory |\n")),
+      ElementsAre("@columns: nothing is called gone"));
+}
+
+TEST(ManualPage, ColumnExplainedTwiceIsAnError)
+{
+   EXPECT_THAT(
+      ErrorsOf("hostmem-pshareHint-stats", ColumnBlock(std::string(kHintColumns) + "type | text |\n")),
+      ElementsAre("@columns: 2 entries for type"));
+}
+
+TEST(ManualPage, ColumnWithoutUnitIsAnError)
+{
+   EXPECT_THAT(
+      ErrorsOf("hostmem-pshareHint-stats",
+               ColumnBlock("type | |\ntotAdd | memory |\ntotRemove | memory |\nactive | memory |\n")),
+      ElementsAre("@columns: no unit for type"));
+}
+
+TEST(ManualPage, FlagLeftOutIsAnError)
+{
+   EXPECT_THAT(ErrorsOf("hostmem-uw-stats", "@flags\nuw | User world.\n@end\n"),
+               ElementsAre("@flags: 0 entries for vm"));
+}
+
+TEST(ManualPage, UnknownDirectiveIsAnError)
+{
+   EXPECT_THAT(ErrorsOf("hostmem-uw-stats", "@colums\n"), ElementsAre("unknown directive @colums"));
+}
+
+TEST(ManualPage, BlockWithoutEndIsAnError)
+{
+   std::istringstream input("@columns\nname | text |\n");
+   std::vector<PageLine> lines;
+   std::string error;
+   EXPECT_FALSE(ReadPageSource(input, &lines, &error));
+   EXPECT_EQ(error, "@columns has no @end");
+}
+
+// ---- the pages themselves
+
+std::vector<std::string> PageNames()
+{
+   std::vector<std::string> names = {"hostmem", "hostmem-snapshot"};
+   for (const char *report : reportNames) {
+      names.push_back(std::string("hostmem-") + report);
+   }
+   return names;
+}
+
+class EveryPage : public ::testing::TestWithParam<std::string> {
+ protected:
+   std::string Source() { return ReadFile(MANUAL_SOURCES_FOLDER "/" + GetParam() + ".8.in"); }
+   std::string BuiltPath() { return MANUALS_FOLDER "/" + GetParam() + ".8"; }
+};
+
+TEST_P(EveryPage, IsMadeWithoutErrors)
+{
+   EXPECT_NE(Source(), "");
+   EXPECT_THAT(ErrorsOf(GetParam(), Source()), IsEmpty());
+}
+
+TEST_P(EveryPage, RendersWithoutWarnings)
+{
+   if (!IsInstalled("groff")) {
+      GTEST_SKIP() << "groff is not installed";
+   }
+   EXPECT_EQ(RunCommand("groff -ww -t -man -Tutf8 -z " + ShellWord(BuiltPath())).output, "");
+}
+
+TEST_P(EveryPage, PassesLint)
+{
+   if (!IsInstalled("mandoc")) {
+      GTEST_SKIP() << "mandoc is not installed";
+   }
+   EXPECT_EQ(RunCommand("mandoc -T lint -W warning " + ShellWord(BuiltPath())).output, "");
+}
+
+struct Example {
+   std::string command;
+   std::vector<std::string> output;
+};
+
+std::vector<Example> ReadExamples(const std::string &source)
+{
+   std::vector<Example> examples;
+   for (const PageLine &page : ParseSource(source)) {
+      for (const std::string &line : page.example) {
+         if (line.starts_with("$ ")) {
+            examples.push_back({line.substr(2), {}});
+         } else if (line.starts_with("> ")) {
+            examples.back().command += "\n" + line.substr(2);
+         } else {
+            examples.back().output.push_back(line);
+         }
+      }
+   }
+   return examples;
+}
+
+// The time in a report's title is that of the run.
+std::vector<std::string> WithoutTimes(std::vector<std::string> lines)
+{
+   for (std::string &line : lines) {
+      const size_t time = line.find(" STATS: ");
+      line.resize(time == std::string::npos ? line.size() : time + 8);
+   }
+   return lines;
+}
+
+TEST_P(EveryPage, ExamplesPrintWhatItShows)
+{
+   const std::filesystem::path folder =
+      std::filesystem::path(::testing::TempDir()) / ("hostmem-examples-" + std::to_string(getpid()));
+   std::filesystem::create_directory(folder);
+   std::filesystem::copy_file(SAMPLE_SNAPSHOT, folder / "host.snapshot");
+   for (const Example &example : ReadExamples(Source())) {
+      const CommandResult run = RunCommand("cd " + ShellWord(folder) + " && PATH=" + ShellWord(BIN_FOLDER) +
+                                           ":$PATH\n" + example.command);
+      EXPECT_EQ(WithoutTimes(SplitLines(run.output)), WithoutTimes(example.output)) << example.command;
+      EXPECT_EQ(run.exitStatus, 0) << example.command;
+   }
+   std::filesystem::remove_all(folder);
+}
+
+std::string TestName(const ::testing::TestParamInfo<std::string> &info)
+{
+   std::string name = info.param;
+   std::replace(name.begin(), name.end(), '-', '_');
+   return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Manual, EveryPage, ::testing::ValuesIn(PageNames()), TestName);
+
+TEST(ManualPages, ThoseOfTheReportsExplainColumnsOptionsAndMessages)
+{
+   for (const char *report : reportNames) {
+      const std::string page = std::string("hostmem-") + report + ".8";
+      const std::string source = ReadFile(MANUAL_SOURCES_FOLDER "/" + page + ".in");
+      EXPECT_THAT(source, AllOf(HasSubstr("\n@columns\n"), HasSubstr("\n@options\n"))) << report;
+      EXPECT_THAT(ReadFile(MANUALS_FOLDER "/" + page),
+                  AllOf(HasSubstr("\n.SH EXIT STATUS\n"), HasSubstr("\n.SH DIAGNOSTICS\n")))
+         << report;
+   }
+}
+
+TEST(ManualPages, AllReportsButTheProfilerHaveAnExample)
+{
+   for (const char *report : reportNames) {
+      const std::string source = ReadFile(std::string(MANUAL_SOURCES_FOLDER "/hostmem-") + report + ".8.in");
+      EXPECT_EQ(ReadExamples(source).empty(), std::string(report) == "dcpmm-stats") << report;
+   }
+}
+
+TEST(ManualPages, ThatOfHostmemNamesEveryOptionOfTheTool)
+{
+   const std::string source = ReadFile(MANUAL_SOURCES_FOLDER "/hostmem.8.in");
+   for (const option *row = kToolLongOptions; row->name != nullptr; row++) {
+      EXPECT_THAT(source, HasSubstr(std::string("\\fB\\-\\-") + row->name + "\\fP"));
+      EXPECT_THAT(source, HasSubstr(std::string("\\fB\\-") + static_cast<char>(row->val) + "\\fP"));
+   }
+}
+
+// An option as a page writes it.
+std::string InRoff(const std::string &option)
+{
+   const size_t dashes = option.find_first_not_of('-');
+   return (dashes == 2 ? "\\-\\-" : "\\-") + option.substr(dashes);
+}
+
+TEST(ManualPages, ThatOfHostmemSnapshotNamesWhatItsHelpNames)
+{
+   const std::string source = ReadFile(MANUAL_SOURCES_FOLDER "/hostmem-snapshot.8.in");
+   const std::string program = ShellWord(BIN_FOLDER "/hostmem-snapshot");
+   const std::string subcommands =
+      RunCommand(program + " --help | sed -n '/^Subcommands:/,/^$/s/^  \\([a-z]*\\) .*/\\1/p'").output;
+   EXPECT_THAT(SplitLines(subcommands), Contains("info"));
+   for (const std::string &subcommand : SplitLines(subcommands)) {
+      EXPECT_THAT(source, HasSubstr(".TP\n.B " + subcommand + "\n"));
+      const std::string options =
+         RunCommand(program + " " + subcommand + " --help | grep -o '^  -[^ ]*' | tr -d ' ' | tr , '\\n'")
+            .output;
+      EXPECT_THAT(SplitLines(options), Contains("--help"));
+      for (const std::string &option : SplitLines(options)) {
+         EXPECT_THAT(source, HasSubstr("\\fB" + InRoff(option) + "\\fP")) << subcommand;
+      }
+   }
+}
+
+// ---- the help on options
+
+TEST(OptionHelp, EveryOptionOfEveryReportHasSome)
+{
+   for (size_t i = 0; i < kReportCount; i++) {
+      for (const ListedOption &option : ListOptions(DescribeReport(i))) {
+         const OptionHelp *help = FindOptionHelp(reportNames[i], option.letter, option.longName);
+         ASSERT_NE(help, nullptr) << reportNames[i] << " " << option.letter;
+         EXPECT_EQ(help->argument != nullptr, option.takesArgument) << reportNames[i] << " " << option.letter;
+      }
+   }
+}
+
+bool IsUsed(const OptionHelp &help)
+{
+   for (size_t i = 0; i < kReportCount; i++) {
+      for (const ListedOption &option : ListOptions(DescribeReport(i))) {
+         if (FindOptionHelp(reportNames[i], option.letter, option.longName) == &help) {
+            return true;
+         }
+      }
+   }
+   return false;
+}
+
+TEST(OptionHelp, EveryEntryIsForAnOptionOfSomeReport)
+{
+   for (const OptionHelp &help : AllOptionHelp()) {
+      EXPECT_TRUE(IsUsed(help)) << help.brief;
+   }
+}
+
+TEST(OptionHelp, LongNameWhoseArgumentDiffersFromItsLetterStandsAlone)
+{
+   std::vector<std::string> forms;
+   for (const ListedOption &option : ListOptions(DescribeReport(FindReport("heap-stats")))) {
+      forms.push_back((option.letter != 0 ? std::string("-") + option.letter : "") +
+                      (option.longName != nullptr ? std::string("--") + option.longName : ""));
+   }
+   EXPECT_THAT(forms, ElementsAre("-s--cSelect", "-u--unit", "-v", "-q--csvMode", "--verbose"));
+}
+
+} // namespace
