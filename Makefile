@@ -4,10 +4,10 @@
 JOBS ?= 2
 RELEASE := build/release
 
-.PHONY: all run test sanitizers bench fuzz coverage format lint clean
+.PHONY: all run test test-packages install uninstall deb sanitizers bench fuzz coverage format lint clean
 
 all: packages-build
-	@cmake --preset release >/dev/null
+	@cmake --preset release -DHOSTMEM_TESTS=OFF >/dev/null
 	@cmake --build --preset release -j $(JOBS)
 
 # Builds, then reports on this host, live.
@@ -22,6 +22,22 @@ test: packages-test
 	@cmake --preset release -DHOSTMEM_TESTS=ON
 	@cmake --build --preset release -j $(JOBS)
 	ctest --preset release -j $(JOBS)
+
+# Installs to $(DESTDIR)$(PREFIX), and removes what was installed.
+PREFIX ?= /usr/local
+install: packages-build
+	@cmake --preset release -DHOSTMEM_TESTS=OFF -DCMAKE_INSTALL_PREFIX=$(PREFIX) >/dev/null
+	@cmake --build --preset release -j $(JOBS)
+	DESTDIR=$(DESTDIR) cmake --install $(RELEASE) --strip
+
+uninstall:
+	@sed 's,^,$(DESTDIR),' $(RELEASE)/install_manifest.txt | xargs -d '\n' rm -fv
+
+# Makes the Debian packages, in build/packages. Their files carry the date of the newest entry of the changelog.
+deb: packages-deb
+	@cmake --preset package
+	@cmake --build --preset package -j $(JOBS)
+	packaging/make-packages build/package build/packages
 
 # The same under the address, undefined-behaviour and leak sanitizers.
 sanitizers: packages-test

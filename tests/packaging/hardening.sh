@@ -47,6 +47,7 @@ check_file()
    expect "no stack protector" has imports '__stack_chk_fail'
    expect "no fortified function" has imports '__(printf|snprintf|vsnprintf|memcpy)_chk'
    refuse "printf is not fortified" has imports ' printf'
+   refuse "looks for libraries in the working directory" has dynamic '\(RUNPATH\).*(\[:|::|:\])'
    refuse "names the folder of its sources" grep -F -- "$source/" "$work/strings"
    refuse "names the folder of its build" grep -F -- "$build/" "$work/strings"
    if [ "$(uname -m)" = x86_64 ]; then
