@@ -1,5 +1,8 @@
 // The command line of hostmem: the options of the tool as a whole, then one report.
+#include <cstdio>
+
 #include <getopt.h>
+#include <unistd.h>
 
 #include "frontend/report_table.h"
 #include "frontend/tool_options.h"
@@ -84,10 +87,20 @@ bool CheckDefinitions(bool force)
    return force;
 }
 
+// A terminal gets each line as it comes; a file or a pipe gets a large report in large pieces.
+void BufferStandardOutput()
+{
+   static char buffer[1 << 16];
+   if (!isatty(STDOUT_FILENO)) {
+      std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+   }
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
+   BufferStandardOutput();
    CommandLine commandLine;
    const int exitStatus = ParseCommandLine(argc, argv, &commandLine);
    if (exitStatus != kGoOn) {

@@ -1,25 +1,17 @@
 #include "report/grid.h"
 
 #include <charconv>
-#include <cstdio>
-#include <cstring>
 
 namespace {
 
 constexpr size_t kLongestNumber = 20; // digits of 2^64 - 1; a sign takes the place of the 20th
 
 // The line being put together; kept from row to row for its storage.
-std::string &EmptyLine()
+OutputLine &EmptyLine()
 {
-   static std::string line;
-   line.clear();
+   static OutputLine line;
+   line.Clear();
    return line;
-}
-
-void WriteLine(std::string &line)
-{
-   line += '\n';
-   std::fwrite(line.data(), 1, line.size(), stdout);
 }
 
 // The text of a value as the column's format prints it. `digits` is room for a number.
@@ -46,17 +38,17 @@ std::string_view FormatValue(const char *format, const CellValue &value, char (&
 
 } // namespace
 
-void AppendGridCell(std::string &line, std::string_view text, uint8_t width, uint8_t *carry)
+void AppendGridCell(OutputLine &line, std::string_view text, uint8_t width, uint8_t *carry)
 {
    const int field = width - *carry;
    const size_t fieldWidth = static_cast<size_t>(field < 0 ? -field : field);
    const size_t padding = text.size() < fieldWidth ? fieldWidth - text.size() : 0;
    if (field >= 0) {
-      line.append(padding, ' ');
+      line.AppendRepeated(padding, ' ');
    }
-   line += text;
+   line.Append(text);
    if (field < 0) {
-      line.append(padding, ' ');
+      line.AppendRepeated(padding, ' ');
    }
    *carry = static_cast<uint8_t>(*carry + text.size() + padding - width);
 }
@@ -66,21 +58,21 @@ void PrintSeparatorLine(const ReportColumn *table, bool csvMode)
    if (csvMode) {
       return;
    }
-   std::string &line = EmptyLine();
+   OutputLine &line = EmptyLine();
    bool first = true;
    for (const ReportColumn *column = table; column->name != nullptr; column++) {
       if (!column->shown) {
          continue;
       }
-      line.append(column->width + (first ? 0U : 1U), '-');
+      line.AppendRepeated(column->width + (first ? 0U : 1U), '-');
       first = false;
    }
-   WriteLine(line);
+   line.Write();
 }
 
 void PrintHeaderLine(const ReportColumn *table, bool csvMode)
 {
-   std::string &line = EmptyLine();
+   OutputLine &line = EmptyLine();
    uint8_t carry = 0;
    bool first = true;
    for (const ReportColumn *column = table; column->name != nullptr; column++) {
@@ -88,16 +80,16 @@ void PrintHeaderLine(const ReportColumn *table, bool csvMode)
          continue;
       }
       if (!first) {
-         line += csvMode ? ',' : ' ';
+         line.Append(csvMode ? ',' : ' ');
       }
       first = false;
       if (csvMode) {
-         line += column->name;
+         line.Append(std::string_view(column->name));
       } else {
          AppendGridCell(line, column->name, column->width, &carry);
       }
    }
-   WriteLine(line);
+   line.Write();
 }
 
 void PrintTableHead(const ReportColumn *table, bool csvMode)
@@ -110,7 +102,7 @@ void PrintTableHead(const ReportColumn *table, bool csvMode)
 void PrintReportRow(const ReportColumn *table, bool csvMode, bool isTotalRow,
                     std::span<const CellValue> values)
 {
-   std::string &line = EmptyLine();
+   OutputLine &line = EmptyLine();
    uint8_t carry = 0;
    bool first = true;
    const CellValue *value = values.data();
@@ -119,17 +111,17 @@ void PrintReportRow(const ReportColumn *table, bool csvMode, bool isTotalRow,
          continue;
       }
       if (!first) {
-         line += csvMode ? ',' : ' ';
+         line.Append(csvMode ? ',' : ' ');
       }
       first = false;
       char digits[kLongestNumber + 1];
       const bool blank = isTotalRow && !column->totalled;
       const std::string_view text = blank ? std::string_view() : FormatValue(column->format, *value, digits);
       if (csvMode) {
-         line += text;
+         line.Append(text);
       } else {
          AppendGridCell(line, text, column->width, &carry);
       }
    }
-   WriteLine(line);
+   line.Write();
 }

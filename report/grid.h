@@ -8,10 +8,10 @@
 #include <cstdint>
 #include <initializer_list>
 #include <span>
-#include <string>
 #include <string_view>
 
 #include "report/column_table.h"
+#include "report/output_line.h"
 
 // One value of a row; the column's format says which of the two it is and how wide.
 class CellValue {
@@ -40,7 +40,7 @@ inline char YesNo(bool value)
 
 // The carry rule. Appends `text` as printf's "%*s" with the field width (width - *carry), which
 // left-justifies when negative, and sets *carry to (*carry + characters appended - width) modulo 256.
-void AppendGridCell(std::string &line, std::string_view text, uint8_t width, uint8_t *carry);
+void AppendGridCell(OutputLine &line, std::string_view text, uint8_t width, uint8_t *carry);
 
 // Dashes under every shown column. Prints nothing in CSV mode.
 void PrintSeparatorLine(const ReportColumn *table, bool csvMode);

@@ -129,8 +129,9 @@ TEST(GridCell, FollowsPrintfForEveryWidthCarryAndLength)
          for (unsigned carry = 0; carry < 256; carry++) {
             uint8_t modelCarry = static_cast<uint8_t>(carry);
             uint8_t gridCarry = modelCarry;
-            std::string cell;
-            AppendGridCell(cell, text, static_cast<uint8_t>(width), &gridCarry);
+            OutputLine line;
+            AppendGridCell(line, text, static_cast<uint8_t>(width), &gridCarry);
+            const std::string_view cell = line.View();
             const std::string model = ModelCell(text, static_cast<uint8_t>(width), &modelCarry);
             if (cell != model || gridCarry != modelCarry) {
                FAIL() << "length " << length << ", width " << width << ", carry " << carry << ": '" << cell
@@ -143,10 +144,11 @@ TEST(GridCell, FollowsPrintfForEveryWidthCarryAndLength)
 
 TEST(GridCell, AppendsToWhatTheLineHas)
 {
-   std::string line = "a ";
+   OutputLine line;
+   line.Append("a ");
    uint8_t carry = 0;
    AppendGridCell(line, "b", 3, &carry);
-   EXPECT_EQ(line, "a   b");
+   EXPECT_EQ(line.View(), "a   b");
    EXPECT_EQ(carry, 0);
 }
 
