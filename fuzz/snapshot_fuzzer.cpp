@@ -42,15 +42,31 @@ template <typename Element> std::span<const uint8_t> BytesOf(const flatbuffers::
                             : std::span(vector->Data(), vector->size() * sizeof(Element));
 }
 
+// Writes a checksum into the field of a table, when it is there. The table is that of the original: in `body`
+// one checksum may already lie over the next table.
+void PutChecksum(const std::vector<uint8_t> &original, const flatbuffers::Table &table,
+                 flatbuffers::voffset_t field, uint64_t checksum, uint8_t *body)
+{
+   const uint8_t *address = table.GetAddressOf(field);
+   if (address != nullptr) {
+      std::memcpy(body + (address - original.data()), &checksum, sizeof checksum);
+   }
+}
+
+const flatbuffers::Table &TableOf(const void *table)
+{
+   return *static_cast<const flatbuffers::Table *>(table);
+}
+
 void MendVectors(uint8_t *body, size_t size)
 {
-   flatbuffers::Verifier verifier(body, size);
+   const std::vector<uint8_t> original(body, body + size);
+   flatbuffers::Verifier verifier(original.data(), size);
    if (!nevra::snapshot::VerifySnapshotBuffer(verifier)) {
       return;
    }
-   nevra::snapshot::Snapshot *root = nevra::snapshot::GetMutableSnapshot(body);
-   for (size_t i = 0; i < root->nodes()->size(); i++) {
-      nevra::snapshot::Node *node = root->mutable_nodes()->GetMutableObject(static_cast<uint32_t>(i));
+   const nevra::snapshot::Snapshot *root = nevra::snapshot::GetSnapshot(original.data());
+   for (const nevra::snapshot::Node *node : *root->nodes()) {
       const std::span<const uint8_t> vectors[] = {BytesOf(node->keys()),
                                                   BytesOf(node->records()),
                                                   BytesOf(node->failed_keys()),
@@ -60,10 +76,12 @@ void MendVectors(uint8_t *body, size_t size)
                                                   BytesOf(node->list_values()),
                                                   BytesOf(node->list_failed_keys()),
                                                   BytesOf(node->list_failed_statuses())};
-      node->mutate_checksum(nevra::ChecksumOfVectors(vectors));
+      PutChecksum(original, TableOf(node), nevra::snapshot::Node::VT_CHECKSUM,
+                  nevra::ChecksumOfVectors(vectors), body);
    }
    const std::span<const uint8_t> texts[] = {BytesOf(root->text_offsets()), BytesOf(root->text_bytes())};
-   root->mutate_text_checksum(nevra::ChecksumOfVectors(texts));
+   PutChecksum(original, TableOf(root), nevra::snapshot::Snapshot::VT_TEXT_CHECKSUM,
+               nevra::ChecksumOfVectors(texts), body);
 }
 
 void MendInput(std::vector<uint8_t> *bytes, Mend mend)

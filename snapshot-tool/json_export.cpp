@@ -140,6 +140,15 @@ void WriteWord(EntryWriter &out, const SnapshotFile &file, uint64_t word, bool i
    }
 }
 
+void WriteList(EntryWriter &out, const SnapshotFile &file, std::span<const uint64_t> values, bool areTexts)
+{
+   out.StartArray();
+   for (const uint64_t value : values) {
+      WriteWord(out, file, value, areTexts);
+   }
+   out.EndArray();
+}
+
 void WriteKeys(EntryWriter &out, const SnapshotFile &file, const uint64_t *keys,
                nevra::SnapshotKeyShape shape)
 {
@@ -199,26 +208,11 @@ void WriteNode(Export &run, const SnapshotNode &node)
       std::span<const uint64_t> values;
       ListAt(node, i, &values);
       out.Key("instances");
-      out.StartArray();
-      for (const uint64_t value : values) {
-         WriteWord(out, run.file, value, node.listsTexts);
-      }
-      out.EndArray();
+      WriteList(out, run.file, values, node.listsTexts);
    });
    WriteEntries(run, "listFailures", node.listFailedKeys, node.listShape,
                 [&](EntryWriter &out, size_t i) { WriteStatus(out, node.listFailedStatuses[i]); });
    run.out.EndObject();
-}
-
-// Only under its own definition can a node's record be taken apart.
-bool IsDefinedHere(const SnapshotNode &node)
-{
-   const NevraNodeDef *definition = nevra::FindDefinition(node.path);
-   return definition != nullptr && node.definition == nevra::ChecksumOfDefinition(node.path) &&
-          node.recordShape == nevra::KeyShapeOf(definition->recordKeys) &&
-          node.listShape == nevra::KeyShapeOf(definition->listKeys) &&
-          node.listsTexts == nevra::IsTextKey(definition->listed) &&
-          node.recordSize == (definition->record != nullptr ? definition->record->size : 0);
 }
 
 uint64_t CountEntries(const SnapshotFile &file)
@@ -243,6 +237,53 @@ void WriteHeader(FileWriter &out, const SnapshotFile &file)
 }
 
 } // namespace
+
+bool IsDefinedHere(const SnapshotNode &node)
+{
+   const NevraNodeDef *definition = nevra::FindDefinition(node.path);
+   return definition != nullptr && node.definition == nevra::ChecksumOfDefinition(node.path) &&
+          node.recordShape == nevra::KeyShapeOf(definition->recordKeys) &&
+          node.listShape == nevra::KeyShapeOf(definition->listKeys) &&
+          node.listsTexts == nevra::IsTextKey(definition->listed) &&
+          node.recordSize == (definition->record != nullptr ? definition->record->size : 0);
+}
+
+std::string TextAsJson(std::string_view text)
+{
+   rapidjson::StringBuffer buffer;
+   EntryWriter writer(buffer);
+   WriteText(writer, text);
+   return {buffer.GetString(), buffer.GetSize()};
+}
+
+std::string FieldAsJson(const RecordField &field, const uint8_t *element)
+{
+   rapidjson::StringBuffer buffer;
+   EntryWriter writer(buffer);
+   WriteElement(writer, field, element);
+   return {buffer.GetString(), buffer.GetSize()};
+}
+
+std::string WordsAsJson(const SnapshotFile &file, std::span<const uint64_t> words,
+                        nevra::SnapshotKeyShape shape)
+{
+   rapidjson::StringBuffer buffer;
+   EntryWriter writer(buffer);
+   writer.StartArray();
+   for (size_t i = 0; i < words.size(); i++) {
+      WriteWord(writer, file, words[i], shape.IsText(i));
+   }
+   writer.EndArray();
+   return {buffer.GetString(), buffer.GetSize()};
+}
+
+std::string ListAsJson(const SnapshotFile &file, std::span<const uint64_t> values, bool areTexts)
+{
+   rapidjson::StringBuffer buffer;
+   EntryWriter writer(buffer);
+   WriteList(writer, file, values, areTexts);
+   return {buffer.GetString(), buffer.GetSize()};
+}
 
 bool ExportSnapshot(const SnapshotFile &file, FILE *output, Progress *progress, std::string *problem)
 {

@@ -8,11 +8,14 @@
 
 namespace {
 
-constexpr char kExitStatuses[] = "Exit status: 0 when done, 1 when it failed, 2 for a wrong command line.";
+constexpr char kExitStatuses[] = "Exit status: 0 when done, 1 when it failed, 2 for a wrong command line.\n"
+                                 "diff: 0 when the snapshots are the same, 1 when they differ, 2 on failure.";
 
 struct Arguments {
    std::string file;
+   std::string other;
    std::string output;
+   std::string root = "/";
 };
 
 int Run(int argc, char **argv)
@@ -22,6 +25,11 @@ int Run(int argc, char **argv)
    app.footer(kExitStatuses);
    Arguments arguments;
 
+   CLI::App *capture = app.add_subcommand("capture", "Take a snapshot of this host");
+   capture->add_option("-o,--output", arguments.output,
+                       "File to write (default: HOST-TIME.snapshot in this folder)");
+   capture->add_option("--root", arguments.root, "Folder that stands for / (a recorded tree)")
+      ->capture_default_str();
    CLI::App *info = app.add_subcommand("info", "Show what a snapshot is of and what it holds");
    info->add_option("FILE", arguments.file)->required();
    CLI::App *verify = app.add_subcommand("verify", "Check all of a snapshot");
@@ -31,11 +39,17 @@ int Run(int argc, char **argv)
    CLI::App *importJson = app.add_subcommand("import", "Make a snapshot of JSON");
    importJson->add_option("JSON", arguments.file, "File to read, - for standard input")->required();
    importJson->add_option("-o,--output", arguments.output, "File to write")->required();
+   CLI::App *diff = app.add_subcommand("diff", "Show where two snapshots differ");
+   diff->add_option("A", arguments.file)->required();
+   diff->add_option("B", arguments.other)->required();
 
    try {
       app.parse(argc, argv);
    } catch (const CLI::ParseError &error) {
       return app.exit(error) == 0 ? kExitDone : kExitTrouble;
+   }
+   if (*capture) {
+      return CaptureCommand(arguments.root, arguments.output);
    }
    if (*info) {
       return InfoCommand(arguments.file);
@@ -46,7 +60,10 @@ int Run(int argc, char **argv)
    if (*exportJson) {
       return ExportCommand(arguments.file);
    }
-   return ImportCommand(arguments.file, arguments.output);
+   if (*importJson) {
+      return ImportCommand(arguments.file, arguments.output);
+   }
+   return DiffCommand(arguments.file, arguments.other);
 }
 
 } // namespace

@@ -31,6 +31,10 @@ struct NodeTree {
 };
 
 struct SnapshotTree {
+   SnapshotTree() = default;
+   SnapshotTree(SnapshotTree &&) = default;
+   SnapshotTree &operator=(SnapshotTree &&) = default;
+
    std::string signature; // 32 lower-case hexadecimal digits
    std::string kernelBuild;
    std::string host;
@@ -38,7 +42,7 @@ struct SnapshotTree {
 
    NodeTree nodes[kNodeCount]; // by NodeId
    std::deque<std::string> texts;
-   std::unordered_map<std::string_view, uint64_t> textIndexes;
+   std::unordered_map<std::string_view, uint64_t> textIndexes; // of the texts, in place
 };
 
 // The index of a text without NULs, added when it is new.

@@ -1,0 +1,320 @@
+#include "nevra/snapshot/capture.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "nevra/records.h"
+
+namespace nevra {
+
+namespace {
+
+using Words = std::vector<uint64_t>;
+using Domains = std::span<const KeyDomain>;
+
+struct ListDeleter {
+   void operator()(Nevra_ParamList *list) const { Nevra_ParamList::Destroy(list); }
+};
+using ListPtr = std::unique_ptr<Nevra_ParamList, ListDeleter>;
+
+// The flags of groups that have a leader: VMs and user worlds.
+constexpr uint32_t kFlagsWithLeader = 0x4 | 0x8;
+
+// No host has more memory nodes; what a source claims is not trusted.
+constexpr uint32_t kMostMemNodes = 1024;
+
+constexpr size_t kDomainCount = static_cast<size_t>(KeyDomain::PciRegister) + 1;
+
+struct Capture {
+   Source &source;
+   SnapshotTree *tree;
+   const std::function<void(uint64_t)> &progress;
+   uint64_t limit;
+
+   std::set<int64_t> known[kDomainCount]; // the values of domains that no listing gives
+   std::map<std::pair<NodeId, Words>, Words> lists;
+   uint32_t groupFlags = 0; // of the group that is being read
+   uint64_t answers = 0;
+   bool isTooLarge = false;
+};
+
+std::set<int64_t> &Known(Capture &capture, KeyDomain domain)
+{
+   return capture.known[static_cast<size_t>(domain)];
+}
+
+void CountAnswer(Capture &capture)
+{
+   constexpr uint64_t kBetweenChecks = 4096;
+   if (++capture.answers % kBetweenChecks == 0) {
+      capture.isTooLarge = EstimateSnapshotBytes(*capture.tree) > capture.limit;
+   }
+   capture.progress(capture.answers);
+}
+
+ListPtr ListOfKeys(const Capture &capture, Domains domains, const Words &words)
+{
+   ListPtr keys(Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, kMaxKeys));
+   for (size_t i = 0; keys != nullptr && i < domains.size(); i++) {
+      if (IsTextKey(domains[i])) {
+         keys->AddLastingText(capture.tree->texts[words[i]].c_str());
+      } else {
+         keys->AddInt(static_cast<int64_t>(words[i]));
+      }
+   }
+   return keys;
+}
+
+// ---- listings
+
+// The words of a list; "Failure" when it has entries of another type than the node lists.
+NevraStatus WordsOfList(Capture &capture, const Nevra_ParamList &list, bool isText, Words *words)
+{
+   for (uint32_t i = 0; i < list.Used(); i++) {
+      if ((list[i].text != nullptr) != isText) {
+         return NEVRA_FAILURE;
+      }
+      words->push_back(isText ? InternText(capture.tree, list[i].text)
+                              : static_cast<uint64_t>(list[i].integer));
+   }
+   return NEVRA_OK;
+}
+
+// Memory nodes may be known by their buddies' names only: "memmap-NN-...".
+void LearnFromBuddies(Capture &capture, const Words &names)
+{
+   constexpr std::string_view kPrefix = "memmap-";
+   for (const uint64_t name : names) {
+      const std::string &text = capture.tree->texts[name];
+      uint32_t number;
+      if (text.starts_with(kPrefix) &&
+          std::from_chars(text.data() + kPrefix.size(), text.data() + text.size(), number).ec ==
+             std::errc() &&
+          number < kMostMemNodes) {
+         Known(capture, KeyDomain::MemNode).insert(number);
+      }
+   }
+}
+
+// Captures a listing, once.
+const Words &List(Capture &capture, const NevraNodeDef &node, const Words &parent)
+{
+   const auto [entry, isNew] = capture.lists.try_emplace({node.id, parent});
+   Words &words = entry->second;
+   if (!isNew) {
+      return words;
+   }
+   const ListPtr keys = ListOfKeys(capture, node.listKeys, parent);
+   const ListPtr list(Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, Nevra_ParamList::kUnbounded));
+   NevraStatus status =
+      keys != nullptr && list != nullptr ? capture.source.List(node, *keys, *list) : NEVRA_OUT_OF_MEMORY;
+   if (status == NEVRA_OK) {
+      status = WordsOfList(capture, *list, IsTextKey(node.listed), &words);
+   }
+   if (status == NEVRA_OK) {
+      AddList(capture.tree, node, parent, words);
+   } else {
+      words.clear();
+      AddListFailure(capture.tree, node, parent, status);
+   }
+   CountAnswer(capture);
+   return words;
+}
+
+// The node that lists the values of a domain below the keys that come before it, or null.
+const NevraNodeDef *ListerOf(Domains before, KeyDomain domain)
+{
+   for (const NevraNodeDef &node : Definitions()) {
+      if (node.listed == domain && std::ranges::equal(node.listKeys, before)) {
+         return &node;
+      }
+   }
+   return nullptr;
+}
+
+Words ValuesOf(Capture &capture, Domains before, KeyDomain domain, const Words &keys)
+{
+   const NevraNodeDef *lister = ListerOf(before, domain);
+   if (lister == nullptr) {
+      const std::set<int64_t> &known = Known(capture, domain);
+      return {known.begin(), known.end()};
+   }
+   Words values = List(capture, *lister, keys);
+   // A listing may say the same twice; an instance is captured once.
+   std::sort(values.begin(), values.end());
+   values.erase(std::unique(values.begin(), values.end()), values.end());
+   return values;
+}
+
+// Calls visit(keys) for every instance that the domains address, given the keys ahead of them.
+template <typename Visit>
+void ForEachInstance(Capture &capture, Domains domains, Words *keys, const Visit &visit)
+{
+   if (capture.isTooLarge) {
+      return;
+   }
+   if (keys->size() == domains.size()) {
+      visit(*keys);
+      return;
+   }
+   for (const uint64_t value : ValuesOf(capture, domains.first(keys->size()), domains[keys->size()], *keys)) {
+      keys->push_back(value);
+      ForEachInstance(capture, domains, keys, visit);
+      keys->pop_back();
+   }
+}
+
+// ---- the tree of groups
+
+// Every group once, from the root down, however the lists may run in circles.
+void WalkGroups(Capture &capture)
+{
+   const NevraNodeDef &children = Definition(NodeId::sched_groups_members_groups);
+   const NevraNodeDef &clients = Definition(NodeId::sched_groups_members_memClients);
+   std::set<int64_t> &groups = Known(capture, KeyDomain::Group);
+   Words waiting = {0};
+   groups.insert(0);
+   while (!waiting.empty() && !capture.isTooLarge) {
+      const Words group = {waiting.back()};
+      waiting.pop_back();
+      for (const uint64_t child : List(capture, children, group)) {
+         if (groups.insert(static_cast<int64_t>(child)).second) {
+            waiting.push_back(child);
+         }
+      }
+      for (const uint64_t client : List(capture, clients, group)) {
+         Known(capture, KeyDomain::MemClient).insert(static_cast<int64_t>(client));
+      }
+   }
+}
+
+// ---- records
+
+template <typename Field> Field Leading(const void *record)
+{
+   Field field;
+   std::memcpy(&field, record, sizeof field);
+   return field;
+}
+
+// Some records name instances of other nodes.
+void LearnFromRecord(Capture &capture, NodeId node, const uint8_t *record)
+{
+   switch (node) {
+   case NodeId::sched_groups_groupFlags:
+      capture.groupFlags = Leading<GroupFlagsRecord>(record).flags;
+      break;
+   case NodeId::sched_groups_groupLeaderID:
+      if ((capture.groupFlags & kFlagsWithLeader) != 0) {
+         Known(capture, KeyDomain::GroupLeader).insert(Leading<GroupLeaderIDRecord>(record).leaderID);
+      }
+      break;
+   case NodeId::worldGroups_vmmLeaderID:
+      Known(capture, KeyDomain::VmmLeader).insert(Leading<VmmLeaderIDRecord>(record).vmmLeaderID);
+      break;
+   case NodeId::memory_memInfo: {
+      const uint32_t count = Leading<MemInfoRecord>(record).numMemNodes;
+      for (uint32_t i = 0; i < std::min(count, kMostMemNodes); i++) {
+         Known(capture, KeyDomain::MemNode).insert(i);
+      }
+      break;
+   }
+   default:
+      break;
+   }
+}
+
+void Read(Capture &capture, const NevraNodeDef &node, const Words &keys)
+{
+   const ListPtr list = ListOfKeys(capture, node.recordKeys, keys);
+   std::vector<uint8_t> record(node.record->size);
+   const NevraStatus status =
+      list != nullptr ? capture.source.Get(node, *list, record.data()) : NEVRA_OUT_OF_MEMORY;
+   if (status == NEVRA_OK) {
+      LearnFromRecord(capture, node.id, record.data());
+      AddRecord(capture.tree, node, keys, record.data());
+   } else {
+      AddFailure(capture.tree, node, keys, status);
+   }
+   CountAnswer(capture);
+}
+
+bool IsCaptured(const NevraNodeDef &node, Domains keys)
+{
+   return node.record != nullptr && !node.settable && std::ranges::equal(node.recordKeys, keys);
+}
+
+// Reads the records of all nodes that have these keys: one instance after the other, so that what is read of
+// one process or group lies close together in time.
+void ReadInstances(Capture &capture, Domains domains)
+{
+   Words keys;
+   ForEachInstance(capture, domains, &keys, [&](const Words &instance) {
+      capture.groupFlags = 0;
+      for (const NevraNodeDef &node : Definitions()) {
+         if (IsCaptured(node, domains)) {
+            Read(capture, node, instance);
+         }
+      }
+   });
+}
+
+// The keys whose records name the instances of others come first.
+std::vector<Domains> KeysInReadingOrder()
+{
+   std::vector<Domains> order;
+   for (const NodeId first : {NodeId::sched_groups_groupFlags, NodeId::worldGroups_vmmLeaderID,
+                              NodeId::vm_vmmGroupInfo, NodeId::memory_memInfo}) {
+      order.push_back(Definition(first).recordKeys);
+   }
+   for (const NevraNodeDef &node : Definitions()) {
+      const bool isThere =
+         std::ranges::any_of(order, [&](Domains keys) { return std::ranges::equal(keys, node.recordKeys); });
+      if (node.record != nullptr && !node.settable && !isThere) {
+         order.push_back(node.recordKeys);
+      }
+   }
+   return order;
+}
+
+void CaptureEverything(Capture &capture)
+{
+   for (const char *state : {"high", "clear", "soft", "hard", "low"}) {
+      Known(capture, KeyDomain::MemState).insert(static_cast<int64_t>(InternText(capture.tree, state)));
+   }
+   Known(capture, KeyDomain::Cpu).insert(0);
+   WalkGroups(capture);
+   LearnFromBuddies(capture, List(capture, Definition(NodeId::system_buddy), {}));
+   for (const Domains domains : KeysInReadingOrder()) {
+      ReadInstances(capture, domains);
+   }
+   for (const NevraNodeDef &node : Definitions()) {
+      Words keys;
+      if (node.listed != KeyDomain::None) {
+         ForEachInstance(capture, node.listKeys, &keys,
+                         [&](const Words &parent) { List(capture, node, parent); });
+      }
+   }
+}
+
+} // namespace
+
+bool CaptureTree(Source &source, SnapshotTree *tree, const std::function<void(uint64_t)> &progress,
+                 std::string *problem, uint64_t limit)
+{
+   tree->signature = source.Signature();
+   tree->kernelBuild = source.KernelBuildText();
+   Capture capture = {source, tree, progress, limit, {}, {}, 0, 0, false};
+   CaptureEverything(capture);
+   if (capture.isTooLarge) {
+      *problem = "too large for a snapshot: more than " + std::to_string(limit) + " bytes";
+   }
+   return !capture.isTooLarge;
+}
+
+} // namespace nevra

@@ -1,0 +1,93 @@
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+
+#include "nevra/linux/linux_source.h"
+#include "nevra/snapshot/capture.h"
+#include "nevra/snapshot/snapshot_format.h"
+#include "snapshot-tool/capture_time.h"
+#include "snapshot-tool/commands.h"
+#include "snapshot-tool/message.h"
+#include "snapshot-tool/progress.h"
+#include "snapshot-tool/write_snapshot.h"
+
+namespace {
+
+// The name that the host below the root gives itself; empty when it gives none.
+std::string ReadHostName(const std::filesystem::path &root)
+{
+   std::ifstream file(root / "proc/sys/kernel/hostname");
+   std::string name;
+   std::getline(file, name);
+   return name;
+}
+
+// Now, or what SOURCE_DATE_EPOCH says, so that a capture of a recorded tree can be repeated byte by byte.
+int64_t CaptureTime()
+{
+   const char *fixed = std::getenv("SOURCE_DATE_EPOCH");
+   int64_t seconds = 0;
+   if (fixed != nullptr) {
+      const auto result = std::from_chars(fixed, fixed + std::strlen(fixed), seconds);
+      if (result.ec == std::errc() && *result.ptr == '\0' && seconds >= 0 &&
+          seconds <= nevra::kMaxCaptureTime) {
+         return seconds;
+      }
+   }
+   return std::time(nullptr);
+}
+
+// HOST-TIME.snapshot in this folder, for example "elm-20260131T235959Z.snapshot".
+std::string DefaultOutput(const nevra::SnapshotTree &tree)
+{
+   std::string name = tree.host.empty() ? "host" : tree.host;
+   for (char &character : name) {
+      const bool isPlain = (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+                           (character >= '0' && character <= '9') || character == '-' || character == '_';
+      character = isPlain ? character : '_';
+   }
+   std::string time = FormatCaptureTime(tree.captured);
+   std::erase(time, '-');
+   std::erase(time, ':');
+   return name + '-' + time + ".snapshot";
+}
+
+bool CaptureHost(const std::string &root, nevra::SnapshotTree *tree)
+{
+   const std::unique_ptr<nevra::Source> source = nevra::MakeLinuxSource(root);
+   Progress progress("capturing");
+   std::string problem;
+   const bool done = CaptureTree(
+      *source, tree, [&](uint64_t answers) { progress.Update(answers, 0); }, &problem,
+      nevra::kMaxSnapshotBytes);
+   if (!done) {
+      Complain(root, problem);
+   }
+   return done;
+}
+
+} // namespace
+
+int CaptureCommand(const std::string &root, const std::string &output)
+{
+   std::error_code error;
+   if (!std::filesystem::is_directory(root, error)) {
+      Complain(root, error ? error.message() : "not a folder");
+      return kExitFailed;
+   }
+   nevra::SnapshotTree tree;
+   tree.host = ReadHostName(root);
+   tree.captured = CaptureTime();
+   const std::string path = output.empty() ? DefaultOutput(tree) : output;
+   if (!CaptureHost(root, &tree) || !WriteSnapshot(&tree, root, path)) {
+      return kExitFailed;
+   }
+   if (output.empty()) {
+      std::printf("%s\n", path.c_str());
+   }
+   return FinishOutput() ? kExitDone : kExitFailed;
+}
