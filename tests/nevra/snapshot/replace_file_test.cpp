@@ -1,0 +1,132 @@
+#include "nevra/snapshot/replace_file.h"
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class ReplaceFileTest : public testing::Test {
+ protected:
+   ReplaceFileTest()
+   {
+      char pattern[] = "/tmp/replace_file_test.XXXXXX";
+      folder = mkdtemp(pattern);
+      path = folder / "target";
+   }
+   ~ReplaceFileTest() override { fs::remove_all(folder); }
+
+   bool Replace(const std::string &content)
+   {
+      const std::span<const uint8_t> bytes(reinterpret_cast<const uint8_t *>(content.data()), content.size());
+      const std::span<const uint8_t> parts[] = {bytes.first(bytes.size() / 2),
+                                                bytes.subspan(bytes.size() / 2)};
+      return nevra::ReplaceFile(path.c_str(), parts, &problem);
+   }
+   std::string Content() const
+   {
+      std::ifstream file(path);
+      return {std::istreambuf_iterator<char>(file), {}};
+   }
+   std::vector<std::string> Names() const
+   {
+      std::vector<std::string> names;
+      for (const fs::directory_entry &entry : fs::directory_iterator(folder)) {
+         names.push_back(entry.path().filename());
+      }
+      return names;
+   }
+
+   fs::path folder;
+   fs::path path;
+   std::string problem;
+};
+
+TEST_F(ReplaceFileTest, MakesAFileOfItsParts)
+{
+   EXPECT_TRUE(Replace("one and two")) << problem;
+   EXPECT_EQ(Content(), "one and two");
+   EXPECT_THAT(Names(), testing::ElementsAre("target"));
+}
+
+TEST_F(ReplaceFileTest, KeepsThePermissionsOfTheFileItReplaces)
+{
+   std::ofstream(path) << "old";
+   fs::permissions(path, fs::perms(0640));
+   EXPECT_TRUE(Replace("new")) << problem;
+   EXPECT_EQ(Content(), "new");
+   EXPECT_EQ(fs::status(path).permissions(), fs::perms(0640));
+}
+
+TEST_F(ReplaceFileTest, FollowsALink)
+{
+   std::ofstream(folder / "real") << "old";
+   fs::create_symlink("real", path);
+   EXPECT_TRUE(Replace("new")) << problem;
+   EXPECT_TRUE(fs::is_symlink(path));
+   EXPECT_EQ(Content(), "new");
+}
+
+TEST_F(ReplaceFileTest, LeavesWhatIsNoRegularFileAlone)
+{
+   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+   EXPECT_FALSE(Replace("new"));
+   EXPECT_EQ(problem, "cannot be written: not a regular file");
+   EXPECT_TRUE(fs::is_fifo(path));
+}
+
+TEST_F(ReplaceFileTest, FolderThatIsMissingIsAProblem)
+{
+   path = folder / "missing" / "target";
+   EXPECT_FALSE(Replace("new"));
+   EXPECT_EQ(problem, "cannot be written: No such file or directory");
+   EXPECT_THAT(Names(), testing::IsEmpty());
+}
+
+TEST_F(ReplaceFileTest, WriteThatFailsLeavesTheOldFile)
+{
+   std::ofstream(path) << "old";
+   rlimit former;
+   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);
+   rlimit small = former;
+   small.rlim_cur = 1000;
+   std::signal(SIGXFSZ, SIG_IGN);
+   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+   const bool replaced = Replace(std::string(5000, 'n'));
+   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &former), 0);
+   EXPECT_FALSE(replaced);
+   EXPECT_EQ(problem, "cannot be written: File too large");
+   EXPECT_EQ(Content(), "old");
+   EXPECT_THAT(Names(), testing::ElementsAre("target"));
+}
+
+TEST_F(ReplaceFileTest, InterruptLeavesNothingBehind)
+{
+   const pid_t child = fork();
+   if (child == 0) {
+      const std::vector<uint8_t> megabyte(1 << 20, 'x');
+      const std::vector<std::span<const uint8_t>> parts(4096, megabyte);
+      nevra::ReplaceFile(path.c_str(), parts, &problem);
+      _exit(0);
+   }
+   while (Names().empty()) {
+      usleep(100);
+   }
+   kill(child, SIGINT);
+   int status;
+   ASSERT_EQ(waitpid(child, &status, 0), child);
+   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT);
+   EXPECT_THAT(Names(), testing::IsEmpty());
+}
+
+} // namespace

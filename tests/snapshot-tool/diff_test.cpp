@@ -1,0 +1,103 @@
+#include "snapshot-tool/snapshot_diff.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/nevra/snapshot/small_tree.h"
+#include "tests/snapshot-tool/json_kit.h"
+
+namespace {
+
+std::string Diff(const std::string &left, const std::string &right)
+{
+   std::vector<uint8_t> leftSnapshot;
+   std::vector<uint8_t> rightSnapshot;
+   EXPECT_EQ(Import(left, &leftSnapshot), "");
+   EXPECT_EQ(Import(right, &rightSnapshot), "");
+   const nevra::SnapshotFile leftFile = Open(leftSnapshot);
+   const nevra::SnapshotFile rightFile = Open(rightSnapshot);
+   return Written([&](FILE *output) {
+      Progress progress("comparing", stderr, false, std::chrono::steady_clock::now);
+      DiffSnapshots(leftFile, rightFile, output, &progress);
+   });
+}
+
+std::string Node(const std::string &path, const std::string &content)
+{
+   return "{\"nodes\": {\"" + path + "\": {" + content + "}}}";
+}
+
+TEST(Diff, SameTreesDoNotDiffer)
+{
+   const std::string json = Export(SmallSnapshot());
+   EXPECT_EQ(Diff(json, json), "");
+}
+
+TEST(Diff, TimeOfCaptureIsNoDifference)
+{
+   EXPECT_EQ(Diff(R"({"captured": "2026-01-01T00:00:00Z"})", "{}"), "");
+}
+
+TEST(Diff, HeadersAreCompared)
+{
+   EXPECT_EQ(Diff(R"({"host": "elm", "kernelBuild": "1"})", R"({"host": "oak", "kernelBuild": "2"})"),
+             "kernelBuild: \"1\" -> \"2\"\nhost: \"elm\" -> \"oak\"\n");
+}
+
+TEST(Diff, FieldsAreShownWithBothValues)
+{
+   const char *path = "sched/groups/memAllocationInKB";
+   EXPECT_EQ(
+      Diff(Node(path, R"("records": [{"keys": [1], "min": -1, "shares": 5}, {"keys": [2]}])"),
+           Node(path,
+                R"("records": [{"keys": [1], "min": 7, "shares": 5, "reserved32": "01"}, {"keys": [2]}])")),
+      "sched/groups/memAllocationInKB [1] min: -1 -> 7\n"
+      "sched/groups/memAllocationInKB [1] reserved32: \"\" -> \"01\"\n");
+}
+
+TEST(Diff, ElementsOfArraysAreNamed)
+{
+   const char *path = "system/buddy/comprehensive";
+   EXPECT_EQ(Diff(Node(path, R"("records": [{"keys": ["low"], "orders": [{}, {"numFree": 3}]}])"),
+                  Node(path, R"("records": [{"keys": ["low"], "orders": [{}, {"numFree": 4}]}])")),
+             "system/buddy/comprehensive [\"low\"] orders[1].numFree: 3 -> 4\n");
+}
+
+TEST(Diff, InstancesOfOneSideAreNamedWhateverNumbersTheirTextsHave)
+{
+   const char *path = "system/heaps/stats";
+   EXPECT_EQ(Diff(Node(path, R"("records": [{"keys": ["a"]}, {"keys": ["c"]}, {"keys": ["d"], "size": 1}])"),
+                  Node(path, R"("records": [{"keys": ["b"]}, {"keys": ["c"]}, {"keys": ["d"], "size": 2}])")),
+             "system/heaps/stats [\"a\"]: only in A\n"
+             "system/heaps/stats [\"b\"]: only in B\n"
+             "system/heaps/stats [\"d\"] size: 1 -> 2\n");
+}
+
+TEST(Diff, FailuresAreShownByTheirStatus)
+{
+   const char *path = "sched/groups/groupName";
+   EXPECT_EQ(
+      Diff(
+         Node(path, R"("records": [{"keys": [1]}], "failures": [{"keys": [2], "status": "0xbad0001"}])"),
+         Node(path,
+              R"("failures": [{"keys": [1], "status": "0xbad0003"}, {"keys": [2], "status": "0xbad0001"}])")),
+      "sched/groups/groupName [1]: status 0x0 -> status 0xbad0003\n");
+}
+
+TEST(Diff, ListsAreComparedInTheirOrder)
+{
+   const char *path = "sched/groups/members/groups";
+   EXPECT_EQ(
+      Diff(Node(path, R"("lists": [{"keys": [0], "instances": [1, 2]}, {"keys": [1], "instances": []}])"),
+           Node(path, R"("lists": [{"keys": [0], "instances": [2, 1]}])")),
+      "sched/groups/members/groups [0] instances: [1,2] -> [2,1]\n"
+      "sched/groups/members/groups [1] instances: only in A\n");
+}
+
+TEST(Diff, NodesOfOneSideAreNamed)
+{
+   EXPECT_EQ(Diff(Node("sched/globalStats/numVMs", R"("records": [{}])"),
+                  Node("system/heaps", R"("lists": [{"instances": []}])")),
+             "sched/globalStats/numVMs: only in A\nsystem/heaps: only in B\n");
+}
+
+} // namespace

@@ -1,0 +1,252 @@
+// hostmem-snapshot as it is run.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include "tests/nevra/snapshot/small_tree.h"
+#include "tests/snapshot-tool/json_kit.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Outcome {
+   int status;
+   std::string output; // standard output and standard error
+};
+
+Outcome RunCommand(const std::string &command)
+{
+   FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
+   std::string output;
+   char buffer[4096];
+   size_t length;
+   while ((length = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) {
+      output.append(buffer, length);
+   }
+   const int status = pclose(pipe);
+   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+}
+
+class SnapshotTool : public testing::Test {
+ protected:
+   SnapshotTool()
+   {
+      char pattern[] = "/tmp/snapshot_tool_test.XXXXXX";
+      folder = mkdtemp(pattern);
+   }
+   ~SnapshotTool() override { fs::remove_all(folder); }
+
+   std::string Path(const char *name) const { return folder / name; }
+   Outcome Run(const std::string &arguments) const
+   {
+      return RunCommand("cd " + folder.string() + " && " SNAPSHOT_TOOL " " + arguments);
+   }
+   void Write(const char *name, const std::string &content) const { std::ofstream(Path(name)) << content; }
+   std::string Read(const char *name) const
+   {
+      std::ifstream file(Path(name));
+      return {std::istreambuf_iterator<char>(file), {}};
+   }
+   std::vector<std::string> Names() const
+   {
+      std::vector<std::string> names;
+      for (const fs::directory_entry &entry : fs::directory_iterator(folder)) {
+         names.push_back(entry.path().filename());
+      }
+      return names;
+   }
+   void WriteSmallSnapshot(const char *name) const
+   {
+      const std::vector<uint8_t> bytes = SmallSnapshot();
+      Write(name, {bytes.begin(), bytes.end()});
+   }
+
+   fs::path folder;
+};
+
+TEST_F(SnapshotTool, ExportThenImportGivesTheSameBytes)
+{
+   WriteSmallSnapshot("a");
+   EXPECT_EQ(Run("export a > a.json").status, 0);
+   const Outcome outcome = Run("import a.json -o b");
+   EXPECT_EQ(outcome.status, 0);
+   EXPECT_EQ(outcome.output, "");
+   EXPECT_EQ(Read("a"), Read("b"));
+   EXPECT_EQ(Run("import - -o c < a.json").status, 0);
+   EXPECT_EQ(Read("a"), Read("c"));
+}
+
+TEST_F(SnapshotTool, ImportThatFailsNamesThePlaceAndLeavesNothing)
+{
+   Write("bad.json",
+         "{\n\"nodes\": {\"sched/groups/groupName\": {\"records\": [\n{\"keys\": [0], \"nam\": 1}]}}}");
+   const Outcome outcome = Run("import bad.json -o b");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.output, "hostmem-snapshot: bad.json: line 3: sched/groups/groupName, records[0]: "
+                             "GroupNameRecord has no field nam\n");
+   EXPECT_THAT(Names(), testing::ElementsAre("bad.json"));
+}
+
+TEST_F(SnapshotTool, ImportThatFailsLeavesTheOldFile)
+{
+   WriteSmallSnapshot("b");
+   Write("bad.json", "[");
+   const std::string old = Read("b");
+   EXPECT_EQ(Run("import bad.json -o b").status, 1);
+   EXPECT_EQ(Read("b"), old);
+}
+
+TEST_F(SnapshotTool, TargetThatCannotBeWrittenIsAFailure)
+{
+   Write("a.json", "{}");
+   Outcome outcome = Run("import a.json -o missing/b");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.output, "hostmem-snapshot: missing/b: cannot be written: No such file or directory\n");
+   outcome = Run("import a.json -o .");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.output, "hostmem-snapshot: .: cannot be written: not a regular file\n");
+   EXPECT_THAT(Names(), testing::ElementsAre("a.json"));
+}
+
+TEST_F(SnapshotTool, OutputThatCannotBeWrittenIsAFailure)
+{
+   WriteSmallSnapshot("a");
+   for (const char *command : {"export a > /dev/full", "info a > /dev/full", "verify a > /dev/full"}) {
+      EXPECT_EQ(Run(command).status, 1) << command;
+   }
+   Write("b.json", R"({"host": "other"})");
+   ASSERT_EQ(Run("import b.json -o b").status, 0);
+   EXPECT_EQ(Run("diff a b > /dev/full").status, 2);
+}
+
+TEST_F(SnapshotTool, VerifyTellsSoundFromDamaged)
+{
+   WriteSmallSnapshot("a");
+   Outcome outcome = Run("verify a");
+   EXPECT_EQ(outcome.status, 0);
+   EXPECT_EQ(outcome.output, "a: sound, 7 nodes, " + std::to_string(Read("a").size()) + " bytes\n");
+   std::string bytes = Read("a");
+   bytes[bytes.find("seven")] = 'S';
+   Write("b", bytes);
+   outcome = Run("verify b");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.output,
+             "hostmem-snapshot: b: damaged: the checksum of sched/groups/groupName does not hold\n");
+   EXPECT_EQ(Run("export b").output, outcome.output);
+   EXPECT_EQ(Run("verify missing").output,
+             "hostmem-snapshot: missing: cannot be read: No such file or directory\n");
+}
+
+TEST_F(SnapshotTool, InfoShowsHeaderAndNodes)
+{
+   WriteSmallSnapshot("a");
+   const Outcome outcome = Run("info a");
+   EXPECT_EQ(outcome.status, 0);
+   for (const char *line :
+        {"host                   elm\n", "captured               2023-11-14T22:13:20Z\n",
+         "kernel build           build 17\n", "format version         1\n",
+         "   records   failures      lists   listFail        bytes  node\n",
+         "         4          1          0          0          300  sched/groups/groupName\n",
+         "         0          0          2          1           56  sched/groups/members/groups\n"}) {
+      EXPECT_THAT(outcome.output, testing::HasSubstr(line));
+   }
+}
+
+TEST_F(SnapshotTool, DiffTellsByItsExitStatus)
+{
+   WriteSmallSnapshot("a");
+   ASSERT_EQ(Run("export a | sed s/seven/eight/ > b.json; " SNAPSHOT_TOOL " import b.json -o b").status, 0);
+   Outcome outcome = Run("diff a a");
+   EXPECT_EQ(outcome.status, 0);
+   EXPECT_EQ(outcome.output, "");
+   outcome = Run("diff a b");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.output, "sched/groups/groupName [7] name: \"seven\" -> \"eight\"\n");
+   EXPECT_EQ(Run("diff a missing").status, 2);
+   EXPECT_EQ(Run("diff a b.json").output, "hostmem-snapshot: b.json: not a snapshot\n");
+}
+
+TEST_F(SnapshotTool, WrongCommandLineIsTwoAndHelpIsZero)
+{
+   for (const char *arguments : {"", "info", "frobnicate", "import a.json", "info a b", "--unknown"}) {
+      EXPECT_EQ(Run(arguments).status, 2) << arguments;
+   }
+   const Outcome outcome = Run("--help");
+   EXPECT_EQ(outcome.status, 0);
+   EXPECT_THAT(outcome.output,
+               testing::HasSubstr("Exit status: 0 when done, 1 when it failed, 2 for a wrong"));
+}
+
+TEST_F(SnapshotTool, CaptureOfAnEmptyTreeCanBeRepeated)
+{
+   fs::create_directories(folder / "root/proc/sys/kernel");
+   Write("root/proc/sys/kernel/hostname", "elm/7\n");
+   for (const char *name : {"a", "b"}) {
+      EXPECT_EQ(RunCommand("cd " + folder.string() +
+                           " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root -o " +
+                           name)
+                   .output,
+                "");
+   }
+   EXPECT_NE(Read("a"), "");
+   EXPECT_EQ(Read("a"), Read("b"));
+   EXPECT_THAT(Run("info a").output, testing::HasSubstr("host                   elm/7\n"));
+   const Outcome outcome = RunCommand(
+      "cd " + folder.string() + " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root");
+   EXPECT_EQ(outcome.output, "elm_7-20231114T221320Z.snapshot\n");
+   EXPECT_EQ(Read("elm_7-20231114T221320Z.snapshot"), Read("a"));
+}
+
+TEST_F(SnapshotTool, CaptureOfAMissingTreeIsAFailure)
+{
+   const Outcome outcome = Run("capture --root missing -o a");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.output, "hostmem-snapshot: missing: No such file or directory\n");
+   EXPECT_THAT(Names(), testing::IsEmpty());
+}
+
+// ---- hostmem -c
+
+TEST_F(SnapshotTool, ReportsReadTheSample)
+{
+   const Outcome outcome =
+      RunCommand(HOSTMEM " -c " SAMPLES "/small-host.snapshot -r group-stats -q -s gid:name:memSize");
+   EXPECT_EQ(outcome.status, 0);
+   EXPECT_THAT(outcome.output, testing::HasSubstr("\n211,vmm.birch,4194304\n"));
+}
+
+TEST_F(SnapshotTool, ReportOnWhatIsNoSnapshotSaysWhy)
+{
+   Write("a", "no snapshot");
+   const Outcome outcome = RunCommand(HOSTMEM " -c " + Path("a") + " -r comp-stats");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.output, Path("a") + ": not a snapshot\nCouldn't open cache file " + Path("a") +
+                                ", error code: 195887112\n");
+}
+
+TEST_F(SnapshotTool, ReportOnAForeignKernelsSnapshotNeedsForce)
+{
+   ASSERT_EQ(RunCommand("cd " + folder.string() +
+                        " && " SNAPSHOT_TOOL " export " SAMPLES
+                        "/small-host.snapshot | sed '/definitionSignature/s/\"[0-9a-f]*\",/"
+                        "\"0123456789abcdef0123456789abcdef\",/' > a.json && " SNAPSHOT_TOOL
+                        " import a.json -o a")
+                .output,
+             "");
+   Outcome outcome = RunCommand(HOSTMEM " -c " + Path("a") + " -r comp-stats");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_THAT(outcome.output,
+               testing::StartsWith("0xbad0018: md5 signature mismatch with running tarvos built on "
+                                   "small-host 1. (vs hostmem-nevra 1.0.0 for app sysinfo)\n"));
+   outcome = RunCommand(HOSTMEM " --force -c " + Path("a") + " -r comp-stats");
+   EXPECT_EQ(outcome.status, 0);
+   EXPECT_THAT(outcome.output, testing::HasSubstr("   8388608       1024         8126464"));
+}
+
+} // namespace
