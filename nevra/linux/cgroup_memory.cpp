@@ -130,4 +130,59 @@ std::optional<CgroupUsage> ReadCgroupUsage(const CgroupTree &tree, CgroupIndex c
    return usage;
 }
 
+namespace {
+
+void ParseEvents(std::string_view text, CgroupEvents &events)
+{
+   constexpr uint64_t kNotCounted = CgroupEvents::kNotCounted;
+   uint64_t zswap = 0;
+   uint64_t zswapped = 0;
+   uint64_t demotions[] = {kNotCounted, kNotCounted, kNotCounted, kNotCounted};
+   const KeyedFigure figures[] = {
+      {"zswap", &zswap},
+      {"zswapped", &zswapped},
+      {"pswpin", &events.swapInPages},
+      {"pswpout", &events.swapOutPages},
+      {"pgpromote_success", &events.promoted},
+      {"pgdemote_kswapd", &demotions[0]},
+      {"pgdemote_direct", &demotions[1]},
+      {"pgdemote_khugepaged", &demotions[2]},
+      {"pgdemote_proactive", &demotions[3]},
+      {"zswpin", &events.zswapInPages},
+      {"zswpout", &events.zswapOutPages},
+      {"thp_fault_alloc", &events.thpFaultAllocs},
+      {"thp_collapse_alloc", &events.thpCollapseAllocs},
+      {"numa_pages_migrated", &events.numaMigrated},
+      {"numa_hint_faults", &events.numaHintFaults},
+   };
+   ReadKeyedFigures(text, figures);
+   events.zswapKB = zswap / 1024;
+   events.zswappedKB = zswapped / 1024;
+   for (const uint64_t pages : demotions) {
+      if (pages != kNotCounted) {
+         events.demoted = AddClamped(events.demoted != kNotCounted ? events.demoted : 0, pages);
+      }
+   }
+}
+
+} // namespace
+
+std::optional<CgroupEvents> ReadCgroupEvents(const CgroupTree &tree, CgroupIndex cgroup,
+                                             KernelFileReader &files)
+{
+   CgroupEvents events;
+   if (tree.mounts.version != CgroupVersion::V2) {
+      return events;
+   }
+   const FileDescriptor folder = OpenCgroup(tree.mounts.memory.Get(), tree, cgroup);
+   if (!folder.IsOpen()) {
+      return std::nullopt;
+   }
+   ParseEvents(files.ReadRecord(folder.Get(), "memory.stat").value_or(""), events);
+   events.swapKB = ReadKB(folder.Get(), "memory.swap.current", files).value_or(0);
+   events.swapMaxKB = ReadLimitKB(folder.Get(), "memory.swap.max", files);
+   events.zswapMaxKB = ReadLimitKB(folder.Get(), "memory.zswap.max", files);
+   return events;
+}
+
 } // namespace nevra

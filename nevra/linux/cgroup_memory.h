@@ -29,11 +29,37 @@ struct CgroupUsage {
    uint64_t active = 0;  // active_anon and active_file of memory.stat; v1: total_active_...
 };
 
+// What has happened in a cgroup, and its share of swap and of the compressed pool; v2 only.
+struct CgroupEvents {
+   static constexpr uint64_t kNotCounted = kUnlimited;
+
+   // memory.stat; 0 where the kernel does not count.
+   uint64_t zswapKB = 0;    // zswap: compressed
+   uint64_t zswappedKB = 0; // zswapped: what that was before
+   uint64_t zswapInPages = 0;
+   uint64_t zswapOutPages = 0;
+   uint64_t swapInPages = 0; // pswpin
+   uint64_t swapOutPages = 0;
+   uint64_t thpFaultAllocs = 0;
+   uint64_t thpCollapseAllocs = 0;
+   // memory.stat, pages; kNotCounted on kernels without them.
+   uint64_t numaHintFaults = kNotCounted;
+   uint64_t numaMigrated = kNotCounted; // numa_pages_migrated
+   uint64_t promoted = kNotCounted;     // pgpromote_success
+   uint64_t demoted = kNotCounted;      // pgdemote_*, summed up
+
+   uint64_t swapKB = 0;              // memory.swap.current
+   uint64_t swapMaxKB = kUnlimited;  // memory.swap.max
+   uint64_t zswapMaxKB = kUnlimited; // memory.zswap.max
+};
+
 // Nothing when the cgroup is gone.
 std::optional<CgroupLimits> ReadCgroupLimits(const CgroupTree &tree, CgroupIndex cgroup,
                                              KernelFileReader &files);
 std::optional<CgroupUsage> ReadCgroupUsage(const CgroupTree &tree, CgroupIndex cgroup,
                                            KernelFileReader &files);
+std::optional<CgroupEvents> ReadCgroupEvents(const CgroupTree &tree, CgroupIndex cgroup,
+                                             KernelFileReader &files);
 
 } // namespace nevra
 

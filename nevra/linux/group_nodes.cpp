@@ -57,11 +57,6 @@ bool IsKernelThread(const Group &group)
    return group.process != nullptr && group.process->process.status.isKernelThread;
 }
 
-bool IsAloneInCgroup(LinuxHost &host, const Group &group)
-{
-   return group.cgroup != kRootCgroup && host.Processes().belowCgroup[group.cgroup] == 1;
-}
-
 uint32_t FlagsOfCgroup(LinuxHost &host, CgroupIndex index)
 {
    const CgroupTree &tree = host.Cgroups();
@@ -225,6 +220,11 @@ std::optional<Group> FindGroupOfLeader(LinuxHost &host, int64_t leader)
    return std::nullopt;
 }
 
+bool IsAloneInCgroup(LinuxHost &host, const Group &group)
+{
+   return group.cgroup != kRootCgroup && host.Processes().belowCgroup[group.cgroup] == 1;
+}
+
 std::optional<GroupLimits> LimitsOfGroup(LinuxHost &host, const Group &group)
 {
    // The emulator is not what a VM's memory is reserved for; its VMM is.
@@ -381,17 +381,22 @@ NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupLeaderIDRecord &record)
    return NEVRA_OK;
 }
 
+void FillAlloc(LinuxHost &host, const Group &group, GroupAllocRecord &record)
+{
+   const GroupLimits limits = LimitsOfGroup(host, group).value_or(GroupLimits{0, kUnlimited});
+   record = {};
+   record.min = Signed(limits.min);
+   record.max = Signed(limits.max);
+   record.minLimit = Signed(kUnlimited);
+}
+
 NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupAllocRecord &record)
 {
    const std::optional<Group> group = FindGroup(host, id);
-   const std::optional<GroupLimits> limits = group.has_value() ? LimitsOfGroup(host, *group) : std::nullopt;
-   if (!limits.has_value()) {
+   if (!group.has_value() || !LimitsOfGroup(host, *group).has_value()) {
       return NEVRA_NOT_FOUND;
    }
-   record = {};
-   record.min = Signed(limits->min);
-   record.max = Signed(limits->max);
-   record.minLimit = Signed(kUnlimited);
+   FillAlloc(host, *group, record);
    return NEVRA_OK;
 }
 

@@ -33,6 +33,12 @@ struct GroupLimits {
 };
 std::optional<GroupLimits> LimitsOfGroup(LinuxHost &host, const Group &group);
 
+void FillAlloc(LinuxHost &host, const Group &group, GroupAllocRecord &record);
+
+// True for a process, or a part of a VM, whose cgroup holds no other process: what counts for the cgroup
+// counts for it.
+bool IsAloneInCgroup(LinuxHost &host, const Group &group);
+
 // What the limits of a cgroup come to below those of its ancestors and of the host's memory, KB.
 struct EffectiveLimits {
    uint64_t baseMin;

@@ -1,5 +1,9 @@
 #include "nevra/linux/host_memory.h"
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 #include "nevra/linux/kernel_text.h"
 
 namespace nevra {
@@ -107,6 +111,18 @@ MemState StateOfZones(const std::vector<Zone> &zones)
                                                : MemState::Low;
 }
 
+namespace {
+
+NodeMemory &FindNode(std::vector<NodeMemory> &nodes, uint32_t number)
+{
+   const auto at =
+      std::lower_bound(nodes.begin(), nodes.end(), number,
+                       [](const NodeMemory &node, uint32_t wanted) { return node.node < wanted; });
+   return at != nodes.end() && at->node == number ? *at : *nodes.insert(at, NodeMemory{number, 0, 0});
+}
+
+} // namespace
+
 ZoneSummary SummariseZones(const std::vector<Zone> &zones)
 {
    ZoneSummary summary;
@@ -114,6 +130,12 @@ ZoneSummary SummariseZones(const std::vector<Zone> &zones)
    for (const Zone &zone : zones) {
       const uint64_t reserved = zone.name == "DMA" ? SubtractClamped(zone.present, zone.managed) : 0;
       summary.reservedLowPages = AddClamped(summary.reservedLowPages, reserved);
+      if (zone.managed > 0) {
+         NodeMemory &node = FindNode(summary.nodes, zone.node);
+         uint64_t &managed =
+            zone.name == "DMA" || zone.name == "DMA32" ? node.managedLowPages : node.managedHighPages;
+         managed = AddClamped(managed, zone.managed);
+      }
    }
    return summary;
 }
@@ -121,17 +143,29 @@ ZoneSummary SummariseZones(const std::vector<Zone> &zones)
 VmStat ParseVmStat(std::string_view text)
 {
    VmStat stat;
+   uint64_t faults = 0;
+   uint64_t collapses = 0;
+   uint64_t files = 0;
+   LargePageCounters &large = stat.largePages;
+   const KeyedFigure figures[] = {
+      {"nr_memmap_pages", &stat.memmapPages},
+      {"nr_memmap_boot_pages", &stat.memmapBootPages},
+      {"pageoutrun", &stat.kswapdRuns},
+      {"compact_stall", &large.compactStalls},
+      {"compact_fail", &large.compactFailures},
+      {"compact_success", &large.compactSuccesses},
+      {"thp_fault_alloc", &faults},
+      {"thp_collapse_alloc", &collapses},
+      {"thp_file_alloc", &files},
+      {"thp_split_page", &large.splits},
+      {"thp_split_page_failed", &large.splitFailures},
+   };
+   ReadKeyedFigures(text, figures);
+   large.allocated = AddClamped(AddClamped(faults, collapses), files);
    while (!text.empty()) {
       const KeyedLine line = SplitKeyedLine(TakeLine(text));
-      const uint64_t number = ParseNumber(line.value).value_or(0);
-      if (line.key == "pageoutrun") {
-         stat.kswapdRuns = number;
-      } else if (line.key == "allocstall" || line.key.starts_with("allocstall_")) {
-         stat.directReclaimStalls = AddClamped(stat.directReclaimStalls, number);
-      } else if (line.key == "nr_memmap_pages") {
-         stat.memmapPages = number;
-      } else if (line.key == "nr_memmap_boot_pages") {
-         stat.memmapBootPages = number;
+      if (line.key == "allocstall" || line.key.starts_with("allocstall_")) {
+         stat.directReclaimStalls = AddClamped(stat.directReclaimStalls, ParseNumber(line.value).value_or(0));
       }
    }
    return stat;
@@ -162,6 +196,33 @@ IoMem ParseIoMem(std::string_view text)
       }
    }
    return {systemRam / 1024, code / 1024, data / 1024};
+}
+
+// "name active_objs num_objs objsize objperslab pagesperslab : tunables a b c : slabdata active_slabs
+// num_slabs x"
+std::vector<SlabCache> ParseSlabInfo(std::string_view text)
+{
+   std::vector<SlabCache> caches;
+   while (!text.empty()) {
+      std::string_view line = TakeLine(text);
+      const std::string_view name = TakeWord(line);
+      uint64_t figures[5] = {};
+      bool isCache = !name.empty() && name != "slabinfo" && !name.starts_with('#');
+      for (uint64_t &figure : figures) {
+         const std::optional<uint64_t> number = ParseNumber(TakeWord(line));
+         isCache = isCache && number.has_value();
+         figure = number.value_or(0);
+      }
+      TakeUntil(line, ':');
+      TakeUntil(line, ':');
+      TakeWord(line);
+      TakeWord(line);
+      const std::optional<uint64_t> slabs = ParseNumber(TakeWord(line));
+      if (isCache && slabs.has_value()) {
+         caches.push_back({std::string(name), figures[0], figures[1], figures[2], figures[4], *slabs});
+      }
+   }
+   return caches;
 }
 
 } // namespace nevra

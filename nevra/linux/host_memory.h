@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -48,10 +49,18 @@ std::vector<Zone> ParseZones(std::string_view text);
 // The memory states, from most free memory to least; the numbers are those of the records.
 enum class MemState : uint32_t { High, Clear, Soft, Hard, Low, Unknown };
 
+// The memory of a NUMA node.
+struct NodeMemory {
+   uint32_t node;
+   uint64_t managedLowPages = 0;  // zones DMA and DMA32
+   uint64_t managedHighPages = 0; // all others
+};
+
 // What the zones say together.
 struct ZoneSummary {
    MemState state = MemState::Unknown;
    uint64_t reservedLowPages = 0; // what the lowest zone, DMA, has and does not hand out
+   std::vector<NodeMemory> nodes; // those that have memory, by number
 };
 
 ZoneSummary SummariseZones(const std::vector<Zone> &zones);
@@ -60,12 +69,22 @@ ZoneSummary SummariseZones(const std::vector<Zone> &zones);
 // clear, above low soft, above min hard, else low. Unknown without zones.
 MemState StateOfZones(const std::vector<Zone> &zones);
 
-// /proc/vmstat: what counts for the transitions between memory states, and for the memory map.
+// /proc/vmstat: what counts for the transitions between memory states, the memory map and large pages.
+struct LargePageCounters {
+   uint64_t allocated = 0;        // thp_fault_alloc, thp_collapse_alloc, thp_file_alloc
+   uint64_t splits = 0;           // thp_split_page
+   uint64_t splitFailures = 0;    // thp_split_page_failed
+   uint64_t compactStalls = 0;    // compact_stall
+   uint64_t compactFailures = 0;  // compact_fail
+   uint64_t compactSuccesses = 0; // compact_success
+};
+
 struct VmStat {
    uint64_t kswapdRuns = 0;          // pageoutrun: the zones fell below low and kswapd woke up
    uint64_t directReclaimStalls = 0; // allocstall: one counter per zone, or one for all
    uint64_t memmapPages = 0;         // nr_memmap_pages: page descriptors taken from managed memory
    uint64_t memmapBootPages = 0;     // nr_memmap_boot_pages: page descriptors taken before there was any
+   LargePageCounters largePages;
 };
 
 VmStat ParseVmStat(std::string_view text);
@@ -78,6 +97,18 @@ struct IoMem {
 };
 
 IoMem ParseIoMem(std::string_view text);
+
+// A cache of /proc/slabinfo.
+struct SlabCache {
+   std::string name;
+   uint64_t activeObjects;
+   uint64_t objects;
+   uint64_t objectBytes;
+   uint64_t pagesPerSlab;
+   uint64_t slabs;
+};
+
+std::vector<SlabCache> ParseSlabInfo(std::string_view text);
 
 } // namespace nevra
 

@@ -108,6 +108,27 @@ NevraStatus ReadStateTransitions(LinuxHost &host, std::string_view state, MemSta
    return NEVRA_OK;
 }
 
+// What merging has added and removed in total, and the shape of its tables, the kernel does not count.
+NevraStatus ReadPageSharing(LinuxHost &host, PShareStats &record)
+{
+   if (!Exists(host.Root(), "sys/kernel/mm/ksm/run")) {
+      return NEVRA_NOT_FOUND;
+   }
+   const auto pages = [&host](const char *path) {
+      const uint64_t count = ParseNumber(host.Files().ReadRecord(host.Root(), path).value_or("")).value_or(0);
+      return MultiplyClamped(count, PageKB()) / 4;
+   };
+   const uint64_t shared = pages("sys/kernel/mm/ksm/pages_shared");
+   const uint64_t sharing = pages("sys/kernel/mm/ksm/pages_sharing");
+   const uint64_t zero = pages("sys/kernel/mm/ksm/ksm_zero_pages");
+   record.cow = AddClamped(shared, sharing);
+   record.zero = zero;
+   record.used = shared;
+   record.reclaimed = AddClamped(sharing, zero);
+   record.hintActive = pages("sys/kernel/mm/ksm/pages_unshared");
+   return NEVRA_OK;
+}
+
 NevraStatus ReadNumVMs(LinuxHost &host, NumVMsRecord &record)
 {
    uint32_t count = 0;

@@ -1,4 +1,4 @@
-// The host-wide nodes: memory accounting, memory states.
+// The host-wide nodes: memory accounting, memory states, page sharing.
 #ifndef NEVRA_LINUX_HOST_NODES_H
 #define NEVRA_LINUX_HOST_NODES_H
 
@@ -16,6 +16,9 @@ NevraStatus ReadGlobalMemSched(LinuxHost &host, GlobalMemSchedInfo &record);
 
 // "Not found" for a state of another name.
 NevraStatus ReadStateTransitions(LinuxHost &host, std::string_view state, MemStateTransitions &record);
+
+// Same-page merging; "Not found" where the kernel has none.
+NevraStatus ReadPageSharing(LinuxHost &host, PShareStats &record);
 
 NevraStatus ReadNumVMs(LinuxHost &host, NumVMsRecord &record);
 

@@ -69,6 +69,15 @@ const CgroupUsage *LinuxHost::Usage(CgroupIndex cgroup)
    return usage.has_value() ? &*usage : nullptr;
 }
 
+const CgroupEvents *LinuxHost::Events(CgroupIndex cgroup)
+{
+   if (eventsOf != cgroup) {
+      events = ReadCgroupEvents(Cgroups(), cgroup, files);
+      eventsOf = cgroup;
+   }
+   return events.has_value() ? &*events : nullptr;
+}
+
 ReportedProcess *LinuxHost::FindProcess(uint32_t pid)
 {
    if (reportedPid != pid) {
@@ -119,6 +128,29 @@ const ZoneSummary &LinuxHost::Zones()
       zones = SummariseZones(ParseZones(text.value_or("")));
    }
    return *zones;
+}
+
+const std::vector<SlabCache> &LinuxHost::SlabCaches()
+{
+   if (!slabCaches.has_value()) {
+      slabCaches = ParseSlabInfo(files.ReadAll(Proc(), "slabinfo").value_or(""));
+   }
+   return *slabCaches;
+}
+
+const ZswapSettings *LinuxHost::Zswap()
+{
+   if (!zswapIsKnown) {
+      zswapIsKnown = true;
+      const std::optional<std::string_view> enabled =
+         files.ReadRecord(Root(), "sys/module/zswap/parameters/enabled");
+      if (enabled.has_value() && enabled->starts_with('Y')) {
+         const std::optional<std::string_view> percent =
+            files.ReadRecord(Root(), "sys/module/zswap/parameters/max_pool_percent");
+         zswap = ZswapSettings{std::min<uint64_t>(ParseNumber(percent.value_or("")).value_or(0), 100)};
+      }
+   }
+   return zswap.has_value() ? &*zswap : nullptr;
 }
 
 uint64_t LinuxHost::MergedKB()

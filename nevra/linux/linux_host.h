@@ -32,6 +32,11 @@ struct ReportedProcess {
    std::optional<VmCommand> command;
 };
 
+// /sys/module/zswap/parameters.
+struct ZswapSettings {
+   uint64_t largestPoolPercent = 0; // max_pool_percent, of the host's memory
+};
+
 class LinuxHost {
  public:
    explicit LinuxHost(const std::string &rootFolder);
@@ -44,9 +49,10 @@ class LinuxHost {
    const ProcessTable &Processes();
 
    // Null when the cgroup is gone. Limits are kept for every cgroup, as those below it need them; the usage
-   // only of the cgroup asked for last.
+   // and the events only of the cgroup asked for last.
    const CgroupLimits *Limits(CgroupIndex cgroup);
    const CgroupUsage *Usage(CgroupIndex cgroup);
+   const CgroupEvents *Events(CgroupIndex cgroup);
 
    // Null when there is no such process, or it is gone. Valid until another process is asked for.
    ReportedProcess *FindProcess(uint32_t pid);
@@ -55,6 +61,12 @@ class LinuxHost {
    const MemInfo *Memory();
    const VmStat &VmStatistics();
    const ZoneSummary &Zones();
+
+   // Empty where /proc/slabinfo may not be read.
+   const std::vector<SlabCache> &SlabCaches();
+
+   // Null where swapped memory is not compressed.
+   const ZswapSettings *Zswap();
 
    // KB that merging saves: on the whole host, in one process. 0 where nothing is merged or the kernel does
    // not tell.
@@ -76,6 +88,8 @@ class LinuxHost {
    std::vector<KnownLimits> limits;
    std::optional<CgroupIndex> usageOf;
    std::optional<CgroupUsage> usage;
+   std::optional<CgroupIndex> eventsOf;
+   std::optional<CgroupEvents> events;
    uint32_t reportedPid = 0; // whose look-up `reported` is the result of
    std::optional<ReportedProcess> reported;
    std::optional<bool> hasKernelThreadDaemon;
@@ -84,6 +98,9 @@ class LinuxHost {
    std::optional<MemInfo> memory;
    std::optional<VmStat> vmStatistics;
    std::optional<ZoneSummary> zones;
+   std::optional<std::vector<SlabCache>> slabCaches;
+   bool zswapIsKnown = false;
+   std::optional<ZswapSettings> zswap;
    std::optional<uint64_t> mergedKB;
    std::vector<uint64_t> mergedOfProcess; // by position in the process table; all ones: not asked for yet
 };

@@ -1,0 +1,255 @@
+#include "nevra/linux/memory_client_nodes.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <string>
+
+#include "nevra/linux/group_nodes.h"
+#include "nevra/linux/kernel_text.h"
+#include "nevra/linux/process_memory.h"
+#include "nevra/linux/shown_text.h"
+
+namespace nevra {
+
+namespace {
+
+constexpr uint64_t kLargePageKB = 2048;
+constexpr uint64_t kGigabytePageKB = uint64_t{1} << 20;
+
+uint32_t Narrow(uint64_t value)
+{
+   return static_cast<uint32_t>(std::min<uint64_t>(value, std::numeric_limits<uint32_t>::max()));
+}
+
+uint64_t PagesToKB(uint64_t pages)
+{
+   return MultiplyClamped(pages, PageKB());
+}
+
+bool IsUserWorld(const Group &group)
+{
+   return group.kind == GroupKind::Emulator ||
+          (group.kind == GroupKind::Process && !group.process->process.status.isKernelThread);
+}
+
+std::optional<Group> FindOfKind(LinuxHost &host, int64_t leader, GroupKind kind)
+{
+   const std::optional<Group> group = FindGroupOfLeader(host, leader);
+   return group.has_value() && group->kind == kind ? group : std::nullopt;
+}
+
+// The figures that count for the client: those of its cgroup when nobody else is in it.
+const CgroupEvents *EventsOfGroup(LinuxHost &host, const Group &group)
+{
+   return IsAloneInCgroup(host, group) ? host.Events(group.cgroup) : nullptr;
+}
+
+} // namespace
+
+NevraStatus ReadClient(LinuxHost &host, int64_t leader, UwStatsRecord &record)
+{
+   const std::optional<Group> group = FindGroupOfLeader(host, leader);
+   if (!group.has_value() || !IsUserWorld(*group)) {
+      return NEVRA_NOT_FOUND;
+   }
+   const Process &process = group->process->process;
+   const ProcessStatus &status = process.status;
+   std::optional<MappedMemory> memory;
+   if (status.vmSize > 0) {
+      memory = ReadMappedMemory(process, host.Files());
+      if (!memory.has_value() && !Exists(process.proc, ProcessPath(process.pid, "").Text())) {
+         return NEVRA_NOT_FOUND;
+      }
+   }
+
+   GroupAllocRecord alloc{};
+   FillAlloc(host, *group, alloc);
+   record.min = alloc.min;
+   record.max = alloc.max;
+   record.minLimit = alloc.minLimit;
+   record.memSizeLimit = -1;
+   record.memSize = status.vmSize;
+   record.allocTgt = EffectiveLimitsOfGroup(host, *group).target;
+   record.totalResv = alloc.min > 0 ? static_cast<uint64_t>(alloc.min) : 0;
+   record.pinnedResv = status.vmPin;
+   record.memBStore = AddClamped(status.rssAnon, status.rssShmem);
+   record.swapBStore = status.vmSwap;
+   record.swapped = status.vmSwap;
+   record.shm = status.rssShmem;
+   record.pageable = status.rssAnon;
+   record.pageableUnacct = status.rssFile;
+   record.pinned = status.vmLck;
+   record.prealloced = status.hugetlb;
+   if (memory.has_value()) {
+      const uint64_t mapped = memory->Resident();
+      record.mapped = mapped;
+      record.touched = memory->referenced;
+      // What others map too counts in parts, so that the sum over all is what they consume together.
+      record.sharedSaved = SubtractClamped(memory->rss, memory->pss);
+      record.cow = memory->ksm;
+      record.swappable =
+         SubtractClamped(AddClamped(memory->privateClean, memory->privateDirty), memory->locked);
+   } else {
+      record.mapped = AddClamped(status.vmRss, status.hugetlb);
+      record.swappable = SubtractClamped(status.rssAnon, status.vmLck);
+   }
+   return NEVRA_OK;
+}
+
+NevraStatus ReadClient(LinuxHost &host, int64_t leader, VmmStatsRecord &record)
+{
+   const std::optional<Group> group = FindOfKind(host, leader, GroupKind::Vm);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   const Process &process = group->process->process;
+   const VmCommand &command = group->process->Command(host.Files());
+   const std::optional<MappedMemory> guest = ReadGuestMapping(process, command.memoryKB, host.Files());
+   const uint64_t memSize =
+      command.memoryKB.value_or(guest.has_value() ? guest->size : process.status.vmSize);
+   // Where the mappings may not be read, all that is resident counts as the guest's.
+   const uint64_t mapped =
+      guest.has_value() ? guest->Resident() : AddClamped(process.status.vmRss, process.status.hugetlb);
+   record.memSize = memSize;
+   record.memSizeLimit = std::max(command.largestMemoryKB.value_or(0), memSize);
+   record.allocTgt = EffectiveLimitsOfGroup(host, *group).target;
+   record.mapped = mapped;
+   record.touched = guest.has_value() ? guest->referenced : 0;
+   record.shared = guest.has_value() ? guest->ksm : 0;
+   record.sharedSaved = std::min(host.MergedKBOfProcess(process.pid), mapped);
+   if (const CgroupEvents *events = EventsOfGroup(host, *group)) {
+      record.zipped = events->zswappedKB;
+      record.zipSaved = SubtractClamped(events->zswappedKB, events->zswapKB);
+   }
+   return NEVRA_OK;
+}
+
+NevraStatus ReadClient(LinuxHost &host, int64_t leader, MemzipInfoRecord &record)
+{
+   const std::optional<Group> group = FindOfKind(host, leader, GroupKind::Vm);
+   if (!group.has_value() || host.Zswap() == nullptr) {
+      return NEVRA_NOT_FOUND;
+   }
+   const MemInfo *memory = host.Memory();
+   const uint64_t pool =
+      memory != nullptr ? MultiplyClamped(memory->memTotal, host.Zswap()->largestPoolPercent) / 100 : 0;
+   record.maxCache = pool;
+   record.totalCache = pool;
+   if (const CgroupEvents *events = EventsOfGroup(host, *group)) {
+      record.totalCache = std::min(pool, events->zswapMaxKB);
+      record.usedCache = events->zswapKB;
+      record.zipped = PagesToKB(events->zswapOutPages);
+      record.unZipped = PagesToKB(events->zswapInPages);
+   }
+   return NEVRA_OK;
+}
+
+NevraStatus ReadVmm(LinuxHost &host, int64_t leader, SwapInfoRecord &record)
+{
+   const std::optional<Group> group = FindOfKind(host, leader, GroupKind::Vmm);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   record.swapped = group->process->process.status.vmSwap;
+   record.curSwapper = 1; // the kernel swaps, never the VMM
+   if (const CgroupEvents *events = EventsOfGroup(host, *group)) {
+      record.swapIn = PagesToKB(events->swapInPages);
+      record.swapOut = PagesToKB(events->swapOutPages);
+      if (events->swapMaxKB != kUnlimited) {
+         record.totalReg = events->swapMaxKB;
+         record.freeReg = SubtractClamped(events->swapMaxKB, events->swapKB);
+      }
+   }
+   return NEVRA_OK;
+}
+
+NevraStatus ReadVmm(LinuxHost &host, int64_t leader, VmmGroupInfoRecord &record)
+{
+   const std::optional<Group> group = FindOfKind(host, leader, GroupKind::Vmm);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   const VmCommand &command = group->process->Command(host.Files());
+   const std::string &name = command.name.empty() ? group->process->process.status.name : command.name;
+   StoreShownText(record.displayName, sizeof record.displayName, name);
+   StoreShownText(record.configPath, sizeof record.configPath, command.configPath);
+   return NEVRA_OK;
+}
+
+NevraStatus ReadVmm(LinuxHost &host, int64_t leader, VmLPageRecord &record)
+{
+   const std::optional<Group> group = FindOfKind(host, leader, GroupKind::Vmm);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   const VmCommand &command = group->process->Command(host.Files());
+   const std::optional<MappedMemory> guest =
+      ReadGuestMapping(group->process->process, command.memoryKB, host.Files());
+   if (!guest.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   const bool hasGigabytePages = guest->kernelPage >= kGigabytePageKB;
+   const uint64_t small =
+      hasGigabytePages ? guest->largePages : AddClamped(guest->largePages, guest->hugetlb);
+   record.nrBackings2M = Narrow(small / kLargePageKB);
+   record.nrBackings1G = hasGigabytePages ? Narrow(guest->hugetlb / kGigabytePageKB) : 0;
+   if (const CgroupEvents *events = EventsOfGroup(host, *group)) {
+      record.nrAllocSuccess = AddClamped(events->thpFaultAllocs, events->thpCollapseAllocs);
+   }
+   return NEVRA_OK;
+}
+
+namespace {
+
+// The kinds of migration, by their names in the listing and by what they are made of.
+struct RemapType {
+   std::string_view name;
+   uint64_t CgroupEvents::*added;    // pages looked at
+   uint64_t CgroupEvents::*remapped; // pages moved
+};
+
+constexpr RemapType kRemapTypes[] = {
+   {"numa-balancing", &CgroupEvents::numaHintFaults, &CgroupEvents::numaMigrated},
+   {"promotion", &CgroupEvents::promoted, &CgroupEvents::promoted},
+   {"demotion", &CgroupEvents::demoted, &CgroupEvents::demoted},
+};
+
+} // namespace
+
+NevraStatus ListRemapTypes(LinuxHost &host, int64_t client, Nevra_ParamList &instances)
+{
+   const std::optional<Group> group = FindGroupOfLeader(host, client);
+   if (!group.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   const CgroupEvents *events = EventsOfGroup(host, *group);
+   for (const RemapType &type : kRemapTypes) {
+      const bool isCounted = events != nullptr && events->*type.remapped != CgroupEvents::kNotCounted;
+      if (isCounted && !instances.IsFull()) {
+         const NevraStatus status = instances.AddText(type.name);
+         if (status != NEVRA_OK) {
+            return status;
+         }
+      }
+   }
+   return NEVRA_OK;
+}
+
+NevraStatus ReadRemapStats(LinuxHost &host, int64_t client, std::string_view type, RemapStatsRecord &record)
+{
+   const std::optional<Group> group = FindGroupOfLeader(host, client);
+   const CgroupEvents *events = group.has_value() ? EventsOfGroup(host, *group) : nullptr;
+   const auto *const known = std::find_if(std::begin(kRemapTypes), std::end(kRemapTypes),
+                                          [type](const RemapType &row) { return row.name == type; });
+   if (events == nullptr || known == std::end(kRemapTypes) ||
+       events->*known->remapped == CgroupEvents::kNotCounted) {
+      return NEVRA_NOT_FOUND;
+   }
+   const uint64_t added = events->*known->added;
+   record.added = added != CgroupEvents::kNotCounted ? added : 0;
+   record.remapped = events->*known->remapped;
+   return NEVRA_OK;
+}
+
+} // namespace nevra

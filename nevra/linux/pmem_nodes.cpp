@@ -1,0 +1,262 @@
+#include "nevra/linux/pmem_nodes.h"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "nevra/linux/kernel_text.h"
+#include "nevra/linux/shown_text.h"
+
+namespace nevra {
+
+namespace {
+
+constexpr char kDevices[] = "sys/bus/nd/devices";
+constexpr std::string_view kNamespace = "namespace";
+constexpr std::string_view kDimm = "nmem";
+constexpr size_t kMostDevices = 4096;
+constexpr size_t kUuidLength = 36;
+constexpr uint64_t kBlockBytes = uint64_t{2} << 20;
+constexpr uint64_t kPageBytes = 4096;
+
+// Region flags.
+constexpr uint32_t kAllocated = 0x1;
+constexpr uint32_t kReadOnly = 0x8;
+constexpr uint32_t kBlockDevice = 0x10;
+
+struct Volume {
+   std::string device; // namespace0.1
+   std::string region; // region0
+   std::string name;
+   uint64_t bytes;
+};
+
+std::string Path(const std::string &device, const char *file)
+{
+   return std::string(kDevices) + "/" + device + "/" + file;
+}
+
+// The first line of one of a device's files; empty where there is none.
+std::string ReadText(LinuxHost &host, const std::string &device, const char *file)
+{
+   std::string_view text = host.Files().ReadRecord(host.Root(), Path(device, file).c_str()).value_or("");
+   return std::string(TakeLine(text));
+}
+
+uint64_t ReadNumber(LinuxHost &host, const std::string &device, const char *file)
+{
+   return ParseNumber(ReadText(host, device, file)).value_or(0);
+}
+
+// The bad blocks of a device, "sector count" lines: how many there are.
+uint64_t CountBadBlocks(LinuxHost &host, const std::string &device)
+{
+   std::string_view text = host.Files().ReadAll(host.Root(), Path(device, "badblocks").c_str()).value_or("");
+   uint64_t count = 0;
+   while (!text.empty()) {
+      std::string_view line = TakeLine(text);
+      TakeWord(line);
+      count = AddClamped(count, ParseNumber(line).value_or(0));
+   }
+   return count;
+}
+
+std::optional<uint32_t> NumaNodeOf(LinuxHost &host, const std::string &device)
+{
+   const std::optional<int64_t> node = ParseSignedNumber(ReadText(host, device, "numa_node"));
+   const bool isKnown = node.has_value() && *node >= 0 && *node < 1024;
+   return isKnown ? std::optional(static_cast<uint32_t>(*node)) : std::nullopt;
+}
+
+std::vector<std::string> DevicesNamed(LinuxHost &host, std::string_view prefix)
+{
+   std::vector<std::string> devices;
+   for (std::string &name : ListNames(host.Root(), kDevices, EntryKind::Any, kMostDevices)) {
+      const bool isOne = name.starts_with(prefix) && name.size() > prefix.size() &&
+                         name[prefix.size()] >= '0' && name[prefix.size()] <= '9';
+      if (isOne) {
+         devices.push_back(std::move(name));
+      }
+   }
+   std::sort(devices.begin(), devices.end());
+   return devices;
+}
+
+std::vector<Volume> Volumes(LinuxHost &host)
+{
+   std::vector<Volume> volumes;
+   for (const std::string &device : DevicesNamed(host, kNamespace)) {
+      // A namespace of size 0 is a seed: one that can be made, not one that is there.
+      const uint64_t bytes = ReadNumber(host, device, "size");
+      if (bytes == 0 || device.size() > kUuidLength) {
+         continue;
+      }
+      std::string_view number = std::string_view(device).substr(kNamespace.size());
+      const std::string region = "region" + std::string(TakeUntil(number, '.'));
+      const std::string uuid = ReadText(host, device, "uuid");
+      char name[kUuidLength + 1];
+      StoreShownText(name, sizeof name, uuid.size() == kUuidLength ? uuid : device);
+      volumes.push_back({device, region, name, bytes});
+   }
+   return volumes;
+}
+
+std::optional<Volume> FindVolume(LinuxHost &host, std::string_view name)
+{
+   for (Volume &volume : Volumes(host)) {
+      if (volume.name == name) {
+         return std::move(volume);
+      }
+   }
+   return std::nullopt;
+}
+
+std::optional<Volume> FindVolumeInRegion(LinuxHost &host, std::string_view name, std::string_view region)
+{
+   std::optional<Volume> volume = FindVolume(host, name);
+   return volume.has_value() && volume->region == region ? volume : std::nullopt;
+}
+
+} // namespace
+
+NevraStatus ListVolumes(LinuxHost &host, Nevra_ParamList &instances)
+{
+   if (!Exists(host.Root(), kDevices)) {
+      return NEVRA_NOT_FOUND;
+   }
+   for (const Volume &volume : Volumes(host)) {
+      const NevraStatus status = instances.IsFull() ? NEVRA_OK : instances.AddText(volume.name);
+      if (status != NEVRA_OK) {
+         return status;
+      }
+   }
+   return NEVRA_OK;
+}
+
+NevraStatus ReadVolume(LinuxHost &host, std::string_view volume, PMemVolumeInfoRecord &)
+{
+   return FindVolume(host, volume).has_value() ? NEVRA_OK : NEVRA_NOT_FOUND;
+}
+
+NevraStatus ReadVolume(LinuxHost &host, std::string_view name, PMemRegionStoreRecord &record)
+{
+   const std::optional<Volume> volume = FindVolume(host, name);
+   if (!volume.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   record.total2MBlocks = volume->bytes / kBlockBytes;
+   record.allocated2MBlocks = volume->bytes / kBlockBytes;
+   record.available2MBlocks = ReadNumber(host, volume->region, "available_size") / kBlockBytes;
+   record.totalRegions = 1;
+   return NEVRA_OK;
+}
+
+NevraStatus ReadVolume(LinuxHost &host, std::string_view name, PMemCleanRecord &record)
+{
+   const std::optional<Volume> volume = FindVolume(host, name);
+   if (!volume.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   record.isClean = CountBadBlocks(host, volume->region) == 0 ? 1 : 0;
+   return NEVRA_OK;
+}
+
+NevraStatus ListExtents(LinuxHost &host, std::string_view name, Nevra_ParamList &instances)
+{
+   const std::optional<Volume> volume = FindVolume(host, name);
+   if (!volume.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   const bool hasAddress = ParseHexNumber(ReadText(host, volume->device, "resource")).value_or(0) > 0;
+   return hasAddress && !instances.IsFull() ? instances.AddInt(0) : NEVRA_OK;
+}
+
+NevraStatus ReadExtent(LinuxHost &host, std::string_view name, int64_t extent, PMemExtentRecord &record)
+{
+   const std::optional<Volume> volume = extent == 0 ? FindVolume(host, name) : std::nullopt;
+   const uint64_t address =
+      volume.has_value() ? ParseHexNumber(ReadText(host, volume->device, "resource")).value_or(0) : 0;
+   if (address == 0) {
+      return NEVRA_NOT_FOUND;
+   }
+   record.endBlk = SubtractClamped(volume->bytes / kPageBytes, 1);
+   record.startMPN = address / kPageBytes;
+   record.endMPN = AddClamped(address / kPageBytes, record.endBlk);
+   record.numaNode = NumaNodeOf(host, volume->region).value_or(0);
+   return NEVRA_OK;
+}
+
+NevraStatus ListRegions(LinuxHost &host, std::string_view name, Nevra_ParamList &instances)
+{
+   const std::optional<Volume> volume = FindVolume(host, name);
+   if (!volume.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   return instances.IsFull() ? NEVRA_OK : instances.AddText(volume->region);
+}
+
+NevraStatus ReadRegion(LinuxHost &host, std::string_view name, std::string_view region,
+                       PMemRegionRecord &record)
+{
+   const std::optional<Volume> volume = FindVolumeInRegion(host, name, region);
+   if (!volume.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   const uint64_t bytes = ReadNumber(host, volume->region, "size");
+   const uint64_t allocated = SubtractClamped(bytes, ReadNumber(host, volume->region, "available_size"));
+   const std::string mode = ReadText(host, volume->device, "mode");
+   const bool isBlockDevice =
+      mode == "raw" || mode == "sector" || mode == "safe" || mode == "memory" || mode == "fsdax";
+   record.size = bytes;
+   record.reserved2MBlocks = allocated / kBlockBytes;
+   record.allocated2MBlocks = allocated / kBlockBytes;
+   record.flags = (allocated > 0 ? kAllocated : 0) |
+                  (ReadNumber(host, volume->region, "read_only") == 1 ? kReadOnly : 0) |
+                  (isBlockDevice ? kBlockDevice : 0);
+   record.dataLossCounter =
+      static_cast<uint32_t>(std::min<uint64_t>(CountBadBlocks(host, volume->region), UINT32_MAX));
+   record.openCount = ReadText(host, volume->device, "holder").empty() ? 0 : 1;
+   const std::optional<uint32_t> node = NumaNodeOf(host, volume->region);
+   record.numaAffinityMask = node.has_value() && *node < 64 ? uint64_t{1} << *node : 0;
+   return NEVRA_OK;
+}
+
+NevraStatus ListRegionNodes(LinuxHost &host, std::string_view name, std::string_view region,
+                            Nevra_ParamList &instances)
+{
+   const std::optional<Volume> volume = FindVolumeInRegion(host, name, region);
+   if (!volume.has_value()) {
+      return NEVRA_NOT_FOUND;
+   }
+   const std::optional<uint32_t> node = NumaNodeOf(host, volume->region);
+   return node.has_value() && !instances.IsFull() ? instances.AddInt(*node) : NEVRA_OK;
+}
+
+NevraStatus ReadRegionNode(LinuxHost &host, std::string_view name, std::string_view region, int64_t node,
+                           PMemRegionNumaRecord &record)
+{
+   const std::optional<Volume> volume = FindVolumeInRegion(host, name, region);
+   const std::optional<uint32_t> own = volume.has_value() ? NumaNodeOf(host, volume->region) : std::nullopt;
+   if (!own.has_value() || *own != node) {
+      return NEVRA_NOT_FOUND;
+   }
+   record.numaNode = *own;
+   record.num2MAllocated = volume->bytes / kBlockBytes;
+   return NEVRA_OK;
+}
+
+NevraStatus ListDimms(LinuxHost &host, Nevra_ParamList &instances)
+{
+   for (const std::string &device : DevicesNamed(host, kDimm)) {
+      const std::optional<uint64_t> number = ParseNumber(std::string_view(device).substr(kDimm.size()));
+      const bool isListed = number.has_value() && *number <= INT32_MAX && !instances.IsFull();
+      const NevraStatus status = isListed ? instances.AddInt(static_cast<int64_t>(*number)) : NEVRA_OK;
+      if (status != NEVRA_OK) {
+         return status;
+      }
+   }
+   return NEVRA_OK;
+}
+
+} // namespace nevra

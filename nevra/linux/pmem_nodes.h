@@ -1,0 +1,43 @@
+// Persistent memory: the namespaces of /sys/bus/nd/devices as volumes, with the regions that they lie in.
+#ifndef NEVRA_LINUX_PMEM_NODES_H
+#define NEVRA_LINUX_PMEM_NODES_H
+
+#include <cstdint>
+#include <string_view>
+
+#include "nevra/linux/linux_host.h"
+#include "nevra/nevra.h"
+#include "nevra/param_list.h"
+#include "nevra/records.h"
+
+namespace nevra {
+
+// A volume is named by its UUID, or like its namespace where it has none. "Not found" without the bus.
+NevraStatus ListVolumes(LinuxHost &host, Nevra_ParamList &instances);
+
+// "Not found" for an unknown volume.
+NevraStatus ReadVolume(LinuxHost &host, std::string_view volume, PMemVolumeInfoRecord &record);
+NevraStatus ReadVolume(LinuxHost &host, std::string_view volume, PMemRegionStoreRecord &record);
+NevraStatus ReadVolume(LinuxHost &host, std::string_view volume, PMemCleanRecord &record);
+
+// One extent, numbered 0, where the kernel tells its address.
+NevraStatus ListExtents(LinuxHost &host, std::string_view volume, Nevra_ParamList &instances);
+NevraStatus ReadExtent(LinuxHost &host, std::string_view volume, int64_t extent, PMemExtentRecord &record);
+
+// The one region that the volume lies in, named like its device.
+NevraStatus ListRegions(LinuxHost &host, std::string_view volume, Nevra_ParamList &instances);
+NevraStatus ReadRegion(LinuxHost &host, std::string_view volume, std::string_view region,
+                       PMemRegionRecord &record);
+
+// The NUMA node of the region.
+NevraStatus ListRegionNodes(LinuxHost &host, std::string_view volume, std::string_view region,
+                            Nevra_ParamList &instances);
+NevraStatus ReadRegionNode(LinuxHost &host, std::string_view volume, std::string_view region, int64_t node,
+                           PMemRegionNumaRecord &record);
+
+// The persistent-memory DIMMs, by the number of their device.
+NevraStatus ListDimms(LinuxHost &host, Nevra_ParamList &instances);
+
+} // namespace nevra
+
+#endif

@@ -1,0 +1,233 @@
+// Persistent memory, processors and PCI registers over recorded trees.
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/nevra/linux/live_source.h"
+#include "tests/nevra/linux/recorded_tree.h"
+
+namespace {
+
+using nevra::NodeId;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr char kUuid[] = "12345678-9abc-def0-1234-56789abcdef0";
+constexpr uint64_t kGB = uint64_t{1} << 30;
+
+void MakePersistentMemory(RecordedTree &tree)
+{
+   const std::string nd = "sys/bus/nd/devices/";
+   tree.File(nd + "region0/size", std::to_string(8 * kGB) + "\n");
+   tree.File(nd + "region0/available_size", std::to_string(2 * kGB) + "\n");
+   tree.File(nd + "region0/numa_node", "1\n");
+   tree.File(nd + "region0/read_only", "0\n");
+   tree.File(nd + "region0/badblocks", "");
+   tree.File(nd + "namespace0.0/size", std::to_string(4 * kGB) + "\n");
+   tree.File(nd + "namespace0.0/uuid", std::string(kUuid) + "\n");
+   tree.File(nd + "namespace0.0/mode", "fsdax\n");
+   tree.File(nd + "namespace0.0/holder", "pfn0.0\n");
+   tree.File(nd + "namespace0.0/resource", "0x240000000\n");
+   tree.File(nd + "namespace0.1/size", "0\n");
+   tree.File(nd + "region1/size", std::to_string(kGB) + "\n");
+   tree.File(nd + "region1/available_size", "0\n");
+   tree.File(nd + "region1/numa_node", "-1\n");
+   tree.File(nd + "region1/read_only", "1\n");
+   tree.File(nd + "region1/badblocks", "100 8\n200 1\n");
+   tree.File(nd + "namespace1.0/size", std::to_string(kGB) + "\n");
+   tree.File(nd + "namespace1.0/mode", "devdax\n");
+   tree.Folder(nd + "nmem0");
+   tree.Folder(nd + "nmem12");
+   tree.Folder(nd + "ndbus0");
+}
+
+TEST(LinuxPersistentMemory, VolumesAndTheirRegions)
+{
+   RecordedTree tree;
+   MakePersistentMemory(tree);
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes), ElementsAre(kUuid, "namespace1.0"));
+   EXPECT_EQ(NEVRA_OK, source.StatusOf<PMemVolumeInfoRecord>(NodeId::memory_pmem_volumes_info, {kUuid}));
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<PMemVolumeInfoRecord>(NodeId::memory_pmem_volumes_info, {"namespace0.1"}));
+
+   const auto store =
+      source.Read<PMemRegionStoreRecord>(NodeId::memory_pmem_volumes_regionStore_info, {kUuid});
+   EXPECT_EQ(2048u, store.total2MBlocks);
+   EXPECT_EQ(2048u, store.allocated2MBlocks);
+   EXPECT_EQ(1024u, store.available2MBlocks);
+   EXPECT_EQ(0u, store.reserved2MBlocks);
+   EXPECT_EQ(1u, store.totalRegions);
+   EXPECT_EQ(0u, store.freeRegions);
+   const auto clean = [&source](const char *volume) {
+      return source.Read<PMemCleanRecord>(NodeId::memory_pmem_volumes_regionStore_isClean, {volume}).isClean;
+   };
+   EXPECT_EQ(1, clean(kUuid));
+   EXPECT_EQ(0, clean("namespace1.0")) << "it has bad blocks";
+
+   EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes_regionStore_regions, {kUuid}),
+               ElementsAre("region0"));
+   const auto region = [&source](const char *volume, const char *name) {
+      return source.Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
+                                           {volume, name});
+   };
+   EXPECT_EQ(8 * kGB, region(kUuid, "region0").size);
+   EXPECT_EQ(3072u, region(kUuid, "region0").allocated2MBlocks);
+   EXPECT_EQ(0x11u, region(kUuid, "region0").flags) << "allocated, a block device";
+   EXPECT_EQ(1u, region(kUuid, "region0").openCount);
+   EXPECT_EQ(2u, region(kUuid, "region0").numaAffinityMask);
+   EXPECT_EQ(0u, region(kUuid, "region0").dataLossCounter);
+   EXPECT_EQ(0x9u, region("namespace1.0", "region1").flags) << "allocated, read-only";
+   EXPECT_EQ(9u, region("namespace1.0", "region1").dataLossCounter);
+   EXPECT_EQ(0u, region("namespace1.0", "region1").numaAffinityMask);
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionRecord>(
+                                 NodeId::memory_pmem_volumes_regionStore_regions_info, {kUuid, "region1"}));
+}
+
+TEST(LinuxPersistentMemory, ExtentsAndNumaNodes)
+{
+   RecordedTree tree;
+   MakePersistentMemory(tree);
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.List(NodeId::memory_pmem_volumes_extents, {kUuid}), ElementsAre(0));
+   EXPECT_THAT(source.List(NodeId::memory_pmem_volumes_extents, {"namespace1.0"}), IsEmpty())
+      << "its address may not be read";
+   const auto extent = source.Read<PMemExtentRecord>(NodeId::memory_pmem_volumes_extents, {kUuid, 0});
+   EXPECT_EQ(0u, extent.startBlk);
+   EXPECT_EQ(1048575u, extent.endBlk);
+   EXPECT_EQ(0x240000u, extent.startMPN);
+   EXPECT_EQ(0x240000u + 1048575, extent.endMPN);
+   EXPECT_EQ(1u, extent.numaNode);
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<PMemExtentRecord>(NodeId::memory_pmem_volumes_extents, {kUuid, 1}));
+   const NodeId numa = NodeId::memory_pmem_volumes_regionStore_regions_numaAllocInfo;
+   EXPECT_THAT(source.List(numa, {kUuid, "region0"}), ElementsAre(1));
+   EXPECT_THAT(source.List(numa, {"namespace1.0", "region1"}), IsEmpty());
+   const auto node = source.Read<PMemRegionNumaRecord>(numa, {kUuid, "region0", 1});
+   EXPECT_EQ(1u, node.numaNode);
+   EXPECT_EQ(2048u, node.num2MAllocated);
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionNumaRecord>(numa, {kUuid, "region0", 0}));
+}
+
+TEST(LinuxPersistentMemory, HostileVolumesAreBounded)
+{
+   RecordedTree tree;
+   const std::string nd = "sys/bus/nd/devices/";
+   tree.File(nd + "namespace0.0/size", "99999999999999999999999\n");
+   tree.File(nd + "namespace0.0/uuid", "\x1b[2Jx678-9abc-def0-1234-56789abcdef0\n");
+   tree.File(nd + "namespace1/size", "4096\n");
+   tree.File(nd + "namespace" + std::string(60, '1') + "/size", "4096\n");
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes),
+               ElementsAre("?[2Jx678-9abc-def0-1234-56789abcdef0", "namespace1"));
+   EXPECT_EQ(0u, source
+                    .Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
+                                            {"namespace1", "region1"})
+                    .size);
+}
+
+TEST(LinuxPersistentMemory, NoneWithoutTheBus)
+{
+   RecordedTree tree;
+   LiveSource source(tree.Root());
+   std::vector<int64_t> none;
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::memory_pmem_volumes, {}, &none));
+   EXPECT_THAT(source.List(NodeId::hardware_nvd_dimm), IsEmpty());
+}
+
+TEST(LinuxHardware, DimmsByNumber)
+{
+   RecordedTree tree;
+   MakePersistentMemory(tree);
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.List(NodeId::hardware_nvd_dimm), ElementsAre(0, 12));
+}
+
+TEST(LinuxHardware, ProcessorModels)
+{
+   RecordedTree tree;
+   tree.File("proc/cpuinfo",
+             "processor\t: 0\nvendor_id\t: GenuineIntel\nmodel\t\t: 85\nmodel name\t: A 12\n\n"
+             "processor\t: 1\nmodel\t\t: 999\n\nprocessor\t: 2\nmodel name\t: none\n");
+   LiveSource source(tree.Root());
+   const auto model = [&source](int64_t cpu) {
+      return source.Read<CpuInfoRecord>(NodeId::hardware_cpu_cpuList, {cpu}).model;
+   };
+   EXPECT_EQ(85, model(0));
+   EXPECT_EQ(255, model(1));
+   EXPECT_EQ(0, model(2));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CpuInfoRecord>(NodeId::hardware_cpu_cpuList, {3}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CpuInfoRecord>(NodeId::hardware_cpu_cpuList, {-1}));
+}
+
+std::string Config()
+{
+   std::string bytes(4096, '\0');
+   bytes.replace(0, 4, "\x86\x80\x42\x20");
+   bytes.replace(0xa0, 4, "\x01\x02\x03\x04");
+   return bytes;
+}
+
+TEST(LinuxHardware, PciFunctionsByTheirAddress)
+{
+   RecordedTree tree;
+   const std::string pci = "sys/bus/pci/devices/";
+   tree.File(pci + "0000:3f:0a.2/config", Config());
+   tree.Folder(pci + "0000:3f:0a.6");
+   tree.Folder(pci + "0000:00:1f.0");
+   tree.Folder(pci + "10000:01:00.0");
+   tree.Folder(pci + "not-a-device");
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.List(NodeId::hardware_pci_seg), ElementsAre(0, 0x10000));
+   EXPECT_THAT(source.List(NodeId::hardware_pci_seg_bus, {0}), ElementsAre(0, 0x3f));
+   EXPECT_THAT(source.List(NodeId::hardware_pci_seg_bus_slot, {0, 0x3f}), ElementsAre(10));
+   EXPECT_THAT(source.List(NodeId::hardware_pci_seg_bus_slot_func, {0, 0x3f, 10}), ElementsAre(2, 6));
+   std::vector<int64_t> none;
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::hardware_pci_seg_bus, {7}, &none));
+   const NodeId header = NodeId::hardware_pci_seg_bus_slot_func_pciConfigHeader;
+   const auto record = source.Read<PciConfigHeaderRecord>(header, {0, 0x3f, 10, 2});
+   EXPECT_EQ(0x8086, record.vendorID);
+   EXPECT_EQ(0x2042, record.deviceID);
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigHeaderRecord>(header, {0, 0x3f, 10, 6}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigHeaderRecord>(header, {0, -1, 10, 6}));
+}
+
+TEST(LinuxHardware, PciRegistersAreReadAndWritten)
+{
+   RecordedTree tree;
+   const std::string config = "sys/bus/pci/devices/0000:3f:0a.2/config";
+   tree.File(config, Config());
+   LiveSource source(tree.Root());
+   const NodeId node = NodeId::hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr;
+   const auto value = [&](int size, int address) {
+      return source.Read<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, size, address}).value;
+   };
+   const auto set = [&](int size, int address, int64_t number) {
+      const auto keys = LiveSource::MakeList({0, 0x3f, 10, 2, size, address});
+      const auto values = LiveSource::MakeList({number}, NEVRA_LIST_VALUES);
+      return (*source).Set(nevra::Definition(node), *keys, *values);
+   };
+   EXPECT_EQ(0x04030201u, value(4, 0xa0));
+   EXPECT_EQ(0x0201u, value(2, 0xa0));
+   EXPECT_EQ(0x04u, value(1, 0xa3));
+   EXPECT_EQ(NEVRA_OK, set(4, 0xf4, 0x102));
+   EXPECT_EQ(0x102u, value(4, 0xf4));
+   EXPECT_EQ(NEVRA_OK, set(1, 0xf5, 0xff));
+   EXPECT_EQ(0xff02u, value(4, 0xf4));
+   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(1, 0xf5, 0x100));
+   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(4, 4093, 0));
+   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(3, 0, 0));
+   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(4, -4, 0));
+   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(4, 0, -1));
+   EXPECT_EQ(4096u, std::filesystem::file_size(tree.Root() + "/" + config));
+   EXPECT_EQ(NEVRA_BAD_PARAMETER, source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 8, 0}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 3, 4, 0}));
+   const auto gone = LiveSource::MakeList({0, 0x3f, 10, 3, 4, 0});
+   const auto values = LiveSource::MakeList({1}, NEVRA_LIST_VALUES);
+   EXPECT_EQ(NEVRA_NOT_FOUND, (*source).Set(nevra::Definition(node), *gone, *values));
+}
+
+} // namespace

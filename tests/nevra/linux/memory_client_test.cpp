@@ -1,0 +1,316 @@
+// User worlds and VMs as memory clients, over recorded trees.
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "nevra/linux/kernel_text.h"
+#include "nevra/linux/process_memory.h"
+#include "tests/nevra/linux/live_source.h"
+#include "tests/nevra/linux/recorded_tree.h"
+
+namespace {
+
+using nevra::NodeId;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr int64_t kVmm = 0x20000000;
+constexpr int64_t kEmulator = 0x60000000;
+
+constexpr char kRollup[] =
+   "55d0c0000000-7ffc00000000 ---p 00000000 00:00 0                          [rollup]\n"
+   "Rss:                4000 kB\n"
+   "Pss:                1500 kB\n"
+   "Pss_Dirty:           900 kB\n"
+   "Shared_Clean:       2000 kB\n"
+   "Private_Clean:       700 kB\n"
+   "Private_Dirty:       600 kB\n"
+   "Referenced:         3500 kB\n"
+   "Anonymous:           600 kB\n"
+   "KSM:                  20 kB\n"
+   "AnonHugePages:         0 kB\n"
+   "Shared_Hugetlb:        0 kB\n"
+   "Private_Hugetlb:    2048 kB\n"
+   "Swap:                 16 kB\n"
+   "SwapPss:              16 kB\n"
+   "Locked:               50 kB\n";
+
+UwStatsRecord UserWorld(LiveSource &source, int64_t leader)
+{
+   return source.Read<UwStatsRecord>(NodeId::sched_memClients_kelmar_uw, {leader});
+}
+
+// What the report computes from the record.
+uint64_t Consumed(const UwStatsRecord &record)
+{
+   return record.mapped + record.vpmemUC - (record.vpmemRW + record.sharedSaved);
+}
+
+TEST(LinuxUserWorld, EveryFigure)
+{
+   RecordedTree tree;
+   tree.HostMemory();
+   tree.MountV2();
+   tree.V2("a", "cgroup.procs", "40\n");
+   tree.V2("a", "memory.min", "1048576\n");
+   tree.V2("a", "memory.max", "8388608\n");
+   tree.V2("a", "memory.high", "4194304\n");
+   tree.Process(40, {.name = "one", .vmSize = 9000, .vmRss = 4040});
+   tree.File("proc/40/smaps_rollup", kRollup);
+   LiveSource source(tree.Root());
+   const UwStatsRecord record = UserWorld(source, 40);
+   EXPECT_EQ(1024, record.min);
+   EXPECT_EQ(8192, record.max);
+   EXPECT_EQ(-1, record.minLimit);
+   EXPECT_EQ(0, record.shares);
+   EXPECT_EQ(-1, record.memSizeLimit);
+   EXPECT_EQ(9000u, record.memSize);
+   EXPECT_EQ(3500u, record.touched);
+   EXPECT_EQ(4096u, record.allocTgt);
+   EXPECT_EQ(6048u, record.mapped) << "with the huge pages";
+   EXPECT_EQ(1500u + 2048, Consumed(record)) << "shared pages in parts";
+   EXPECT_EQ(1024u, record.totalResv);
+   EXPECT_EQ(4u, record.pinnedResv);
+   EXPECT_EQ(2020u + 1010, record.memBStore);
+   EXPECT_EQ(16u, record.swapBStore);
+   EXPECT_EQ(1250u, record.swappable);
+   EXPECT_EQ(1010u, record.shm);
+   EXPECT_EQ(20u, record.cow);
+   EXPECT_EQ(2020u, record.pageable);
+   EXPECT_EQ(1010u, record.pageableUnacct);
+   EXPECT_EQ(16u, record.swapped);
+   EXPECT_EQ(8u, record.pinned);
+   EXPECT_EQ(0u, record.prealloced);
+   EXPECT_EQ(0u, record.swapTgt + record.swapScope + record.useReliableMem);
+}
+
+TEST(LinuxUserWorld, WithoutMappingsTheStatusHasToDo)
+{
+   RecordedTree tree;
+   tree.Process(40, {.name = "one", .vmSize = 9000, .vmRss = 4000});
+   tree.Process(41, {.name = "zombie"});
+   LiveSource source(tree.Root());
+   const UwStatsRecord record = UserWorld(source, 40);
+   EXPECT_EQ(4000u, record.mapped);
+   EXPECT_EQ(4000u, Consumed(record));
+   EXPECT_EQ(0u, record.touched);
+   EXPECT_EQ(1992u, record.swappable);
+   EXPECT_EQ(0u, UserWorld(source, 41).mapped);
+}
+
+TEST(LinuxUserWorld, OnlyProcessesAndEmulatorsAreUserWorlds)
+{
+   RecordedTree tree;
+   tree.Process(2, {.name = "kthreadd", .parent = 0, .kthread = "1"});
+   tree.Process(70, {.name = "qemu-system-arm", .vmSize = 9000, .vmRss = 4000, .threads = 3});
+   LiveSource source(tree.Root());
+   const auto status = [&source](int64_t leader) {
+      return source.StatusOf<UwStatsRecord>(NodeId::sched_memClients_kelmar_uw, {leader});
+   };
+   EXPECT_EQ(NEVRA_NOT_FOUND, status(2));
+   EXPECT_EQ(NEVRA_NOT_FOUND, status(70)) << "a VM";
+   EXPECT_EQ(NEVRA_NOT_FOUND, status(kVmm + 70));
+   EXPECT_EQ(NEVRA_OK, status(kEmulator + 70));
+   EXPECT_EQ(NEVRA_NOT_FOUND, status(71));
+   EXPECT_EQ(NEVRA_NOT_FOUND, status(-1));
+   EXPECT_EQ(NEVRA_NOT_FOUND, status(0));
+}
+
+constexpr char kSmaps[] = "400000-401000 r-xp 00000000 08:01 12   /usr/bin/qemu: a-b\n"
+                          "Size:                  4 kB\n"
+                          "KernelPageSize:        4 kB\n"
+                          "Rss:                   4 kB\n"
+                          "VmFlags: rd ex\n"
+                          "7f0000000000-7f0040000000 rw-p 00000000 00:00 0\n"
+                          "Size:            1048576 kB\n"
+                          "KernelPageSize:        4 kB\n"
+                          "Rss:              600000 kB\n"
+                          "Pss:              600000 kB\n"
+                          "Referenced:       500000 kB\n"
+                          "KSM:                4000 kB\n"
+                          "AnonHugePages:    409600 kB\n"
+                          "ShmemPmdMapped:     2048 kB\n"
+                          "FilePmdMapped:         0 kB\n"
+                          "Private_Hugetlb:       0 kB\n"
+                          "Swap:               1000 kB\n"
+                          "7f0100000000-7f0200000000 rw-p 00000000 00:00 0\n"
+                          "Size:            4194304 kB\n"
+                          "Rss:                  16 kB\n";
+
+void MakeVm(RecordedTree &tree)
+{
+   tree.HostMemory();
+   tree.MountV2();
+   tree.V2("m.scope", "cgroup.procs", "70\n");
+   tree.V2("m.scope", "memory.max", "4294967296\n");
+   tree.V2("m.scope", "memory.swap.max", "1073741824\n");
+   tree.V2("m.scope", "memory.swap.current", "1048576\n");
+   tree.V2("m.scope", "memory.zswap.max", "max\n");
+   tree.V2("m.scope", "memory.stat",
+           "anon 1\nzswap 1048576\nzswapped 3145728\npswpin 10\npswpout 20\nzswpin 30\nzswpout 40\n"
+           "pgpromote_success 7\npgdemote_kswapd 1\npgdemote_direct 2\nthp_fault_alloc 5\n"
+           "thp_collapse_alloc 6\nnuma_pages_migrated 100\nnuma_pte_updates 300\nnuma_hint_faults 200\n");
+   tree.Process(70, {.name = "qemu-system-x86", .vmSize = 9000000, .vmRss = 700000, .threads = 5});
+   std::string command;
+   for (const char *word : {"qemu-system-x86_64", "-name", "guest=db,debug-threads=on", "-readconfig",
+                            "/etc/vm/db.cfg", "-m", "1024,maxmem=2G"}) {
+      command += word;
+      command += '\0';
+   }
+   tree.File("proc/70/cmdline", command);
+   tree.File("proc/70/smaps", kSmaps);
+}
+
+TEST(LinuxVm, EveryFigureOfItsMemory)
+{
+   RecordedTree tree;
+   MakeVm(tree);
+   tree.File("sys/kernel/mm/ksm/pages_sharing", "1000\n");
+   tree.File("proc/70/ksm_stat", "ksm_merging_pages 500\n");
+   LiveSource source(tree.Root());
+   const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
+   EXPECT_EQ(1048576u, record.memSize);
+   EXPECT_EQ(2097152u, record.memSizeLimit);
+   EXPECT_EQ(600000u, record.mapped);
+   EXPECT_EQ(500000u, record.touched);
+   EXPECT_EQ(4000u, record.shared);
+   EXPECT_EQ(500 * nevra::PageKB(), record.sharedSaved);
+   EXPECT_EQ(4194304u, record.allocTgt);
+   EXPECT_EQ(3072u, record.zipped);
+   EXPECT_EQ(2048u, record.zipSaved);
+   EXPECT_EQ(0u, record.vpmemRO + record.vpmemRW + record.vpmemUC + record.ballooned + record.balloonTgt +
+                    record.llswapped + record.llswapUsed + record.zero + record.swapTgt);
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {kEmulator + 70}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GuestStatsRecord>(NodeId::sched_memClients_kelmar_guest, {70}));
+}
+
+TEST(LinuxVm, WithoutMappingsAllThatIsResidentIsTheGuests)
+{
+   RecordedTree tree;
+   MakeVm(tree);
+   tree.Remove("proc/70/smaps");
+   LiveSource source(tree.Root());
+   const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
+   EXPECT_EQ(1048576u, record.memSize);
+   EXPECT_EQ(700000u, record.mapped);
+   EXPECT_EQ(0u, record.touched);
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70}));
+}
+
+TEST(LinuxVm, SwapIsThatOfTheProcessAndItsCgroup)
+{
+   RecordedTree tree;
+   MakeVm(tree);
+   LiveSource source(tree.Root());
+   const auto record = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
+   EXPECT_EQ(16u, record.swapped);
+   EXPECT_EQ(10 * nevra::PageKB(), record.swapIn);
+   EXPECT_EQ(20 * nevra::PageKB(), record.swapOut);
+   EXPECT_EQ(1048576u, record.totalReg);
+   EXPECT_EQ(1048576u - 1024, record.freeReg);
+   EXPECT_EQ(1u, record.curSwapper);
+   EXPECT_EQ(0, record.isSwapping);
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {70}));
+}
+
+TEST(LinuxVm, CgroupFiguresCountOnlyForAVmAloneInItsCgroup)
+{
+   RecordedTree tree;
+   MakeVm(tree);
+   tree.V2("m.scope", "cgroup.procs", "70\n71\n");
+   tree.Process(71, {.name = "helper", .vmSize = 100, .vmRss = 50});
+   LiveSource source(tree.Root());
+   const auto swap = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
+   EXPECT_EQ(16u, swap.swapped);
+   EXPECT_EQ(0u, swap.swapOut + swap.totalReg);
+   EXPECT_EQ(0u, source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).zipped);
+   EXPECT_THAT(source.ListTexts(NodeId::sched_memClients_remapTypes, {70}), IsEmpty());
+}
+
+TEST(LinuxVm, NamesOfTheVmAndItsConfiguration)
+{
+   RecordedTree tree;
+   MakeVm(tree);
+   LiveSource source(tree.Root());
+   const auto record = source.Read<VmmGroupInfoRecord>(NodeId::vm_vmmGroupInfo, {kVmm + 70});
+   EXPECT_STREQ("db", record.displayName);
+   EXPECT_STREQ("/etc/vm/db.cfg", record.configPath);
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<VmmGroupInfoRecord>(NodeId::vm_vmmGroupInfo, {70}));
+}
+
+TEST(LinuxVm, CompressionIsThatOfSwappedMemory)
+{
+   RecordedTree tree;
+   MakeVm(tree);
+   {
+      LiveSource source(tree.Root());
+      EXPECT_EQ(NEVRA_NOT_FOUND,
+                source.StatusOf<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {70}));
+   }
+   tree.File("sys/module/zswap/parameters/enabled", "Y\n");
+   tree.File("sys/module/zswap/parameters/max_pool_percent", "20\n");
+   LiveSource source(tree.Root());
+   const auto record = source.Read<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {70});
+   EXPECT_EQ(1600000u, record.maxCache);
+   EXPECT_EQ(1600000u, record.totalCache);
+   EXPECT_EQ(1024u, record.usedCache);
+   EXPECT_EQ(40 * nevra::PageKB(), record.zipped);
+   EXPECT_EQ(30 * nevra::PageKB(), record.unZipped);
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {kEmulator + 70}));
+}
+
+TEST(LinuxVm, LargePagesOfTheGuestMapping)
+{
+   RecordedTree tree;
+   MakeVm(tree);
+   {
+      LiveSource source(tree.Root());
+      const auto record = source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70});
+      EXPECT_EQ(201u, record.nrBackings2M);
+      EXPECT_EQ(0u, record.nrBackings1G);
+      EXPECT_EQ(11u, record.nrAllocSuccess);
+   }
+   tree.File("proc/70/smaps", "7f0000000000-7f0040000000 rw-s 00000000 00:00 0 /dev/hugepages/x\n"
+                              "Size:            1048576 kB\nKernelPageSize:  1048576 kB\nRss: 0 kB\n"
+                              "Shared_Hugetlb:  1048576 kB\n");
+   LiveSource source(tree.Root());
+   const auto record = source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70});
+   EXPECT_EQ(0u, record.nrBackings2M);
+   EXPECT_EQ(1u, record.nrBackings1G);
+   EXPECT_EQ(1048576u, source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).mapped);
+}
+
+TEST(LinuxVm, RemapTypesAreTheMigrationsThatTheKernelCounts)
+{
+   RecordedTree tree;
+   MakeVm(tree);
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.ListTexts(NodeId::sched_memClients_remapTypes, {kEmulator + 70}),
+               ElementsAre("numa-balancing", "promotion", "demotion"));
+   const auto read = [&source](const char *type) {
+      return source.Read<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {kEmulator + 70, type});
+   };
+   EXPECT_EQ(200u, read("numa-balancing").added);
+   EXPECT_EQ(100u, read("numa-balancing").remapped);
+   EXPECT_EQ(7u, read("promotion").remapped);
+   EXPECT_EQ(3u, read("demotion").remapped);
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {kEmulator + 70, "x"}));
+   tree.V2("m.scope", "memory.stat", "anon 5\n");
+   LiveSource older(tree.Root());
+   EXPECT_THAT(older.ListTexts(NodeId::sched_memClients_remapTypes, {kEmulator + 70}), IsEmpty());
+}
+
+TEST(GuestMapping, IsTheOneOfTheGuestsSizeElseTheLargest)
+{
+   EXPECT_EQ(600000u, nevra::ParseGuestMapping(kSmaps, 1048576)->rss);
+   EXPECT_EQ(16u, nevra::ParseGuestMapping(kSmaps, 5)->rss);
+   EXPECT_EQ(16u, nevra::ParseGuestMapping(kSmaps, std::nullopt)->rss);
+   EXPECT_EQ(std::nullopt, nevra::ParseGuestMapping("", 5).has_value() ? std::optional(1) : std::nullopt);
+   EXPECT_FALSE(nevra::ParseGuestMapping("-\n--\n:::\nSize\n\xff- -\n", 5).has_value());
+}
+
+} // namespace

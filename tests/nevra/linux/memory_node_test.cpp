@@ -1,0 +1,199 @@
+// Memory nodes, buddies, large-page pools, heaps and page sharing over recorded trees.
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "nevra/linux/kernel_text.h"
+#include "tests/nevra/linux/live_source.h"
+#include "tests/nevra/linux/recorded_tree.h"
+
+namespace {
+
+using nevra::NodeId;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// Node 0 with all zones, node 1 without memory, node 2 with normal memory only.
+void MakeNodes(RecordedTree &tree)
+{
+   const auto zone = [](int node, const char *name, int managed) {
+      return "Node " + std::to_string(node) + ", zone " + name +
+             "\n  pages free     10\n        min      1\n        low      2\n        high     3\n"
+             "        present  " +
+             std::to_string(managed) + "\n        managed  " + std::to_string(managed) + "\n";
+   };
+   tree.File("proc/zoneinfo", zone(0, "     DMA", 3840) + zone(0, "   DMA32", 10000) +
+                                 zone(0, "  Normal", 50000) + zone(0, " Movable", 0) +
+                                 zone(1, "  Normal", 0) + zone(2, "  Normal", 70000));
+   tree.File("proc/buddyinfo",
+             "Node 0, zone      DMA      0      1      0      0\n"
+             "Node 0, zone    DMA32      5      2      1      0\n"
+             "Node 0, zone   Normal    100     10      0      1      0      0      0      0 "
+             "     0      0      3\n"
+             "Node 2, zone   Normal      7      0\n");
+}
+
+TEST(LinuxMemoryNodes, AreTheNumaNodesThatHaveMemory)
+{
+   RecordedTree tree;
+   MakeNodes(tree);
+   LiveSource source(tree.Root());
+   EXPECT_EQ(2u, source.Read<MemInfoRecord>(NodeId::memory_memInfo).numMemNodes);
+   EXPECT_EQ(0, source.Read<MemNodeInfo>(NodeId::memory_memNodes, {0}).numaNode);
+   EXPECT_EQ(2, source.Read<MemNodeInfo>(NodeId::memory_memNodes, {1}).numaNode);
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemNodeInfo>(NodeId::memory_memNodes, {2}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemNodeInfo>(NodeId::memory_memNodes, {-1}));
+}
+
+TEST(LinuxBuddies, FreeBuffersByOrderAndUsedMemoryInPages)
+{
+   if (nevra::PageKB() != 4) {
+      GTEST_SKIP() << "pages of this host are not 4 KB";
+   }
+   RecordedTree tree;
+   MakeNodes(tree);
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.ListTexts(NodeId::system_buddy),
+               ElementsAre("memmap-00-lo", "memmap-00-hi", "memmap-01-hi"));
+   const auto low = source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-lo"});
+   EXPECT_EQ(5u, low.orders[0].numFree);
+   EXPECT_EQ(3u, low.orders[1].numFree);
+   EXPECT_EQ(1u, low.orders[2].numFree);
+   EXPECT_EQ(0u, low.orders[3].numFree);
+   EXPECT_EQ(13840u - (5 + 6 + 4), low.orders[0].numUsed);
+   EXPECT_EQ(0u, low.orders[1].numUsed);
+   const auto high =
+      source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"});
+   EXPECT_EQ(3u, high.orders[10].numFree);
+   EXPECT_EQ(50000u - (100 + 20 + 8 + 3072), high.orders[0].numUsed);
+   const auto second =
+      source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-01-hi"});
+   EXPECT_EQ(7u, second.orders[0].numFree);
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-01-lo"}));
+}
+
+TEST(LinuxBuddies, GarbageAndMissingFiles)
+{
+   RecordedTree tree;
+   {
+      LiveSource source(tree.Root());
+      std::vector<int64_t> none;
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::system_buddy, {}, &none));
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemInfoRecord>(NodeId::memory_memInfo));
+   }
+   tree.File("proc/zoneinfo",
+             "Node 0, zone Normal\nmanaged 5\nNode x, zone Normal\nmanaged\nNode 70000, zone A\n"
+             "managed 4\n");
+   tree.File("proc/buddyinfo",
+             "Node 0, zone Normal 99999999999999999999999 99999999999999999999 x\nNode\n\n");
+   LiveSource source(tree.Root());
+   const auto buddy =
+      source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"});
+   EXPECT_EQ(0u, buddy.orders[0].numUsed);
+   EXPECT_EQ(1u, source.Read<MemInfoRecord>(NodeId::memory_memInfo).numMemNodes);
+}
+
+TEST(LinuxLargePages, PoolsOfEveryNode)
+{
+   RecordedTree tree;
+   MakeNodes(tree);
+   const std::string node0 = "sys/devices/system/node/node0/";
+   tree.File(node0 + "hugepages/hugepages-2048kB/nr_hugepages", "10\n");
+   tree.File(node0 + "hugepages/hugepages-2048kB/free_hugepages", "4\n");
+   tree.File(node0 + "hugepages/hugepages-1048576kB/nr_hugepages", "2\n");
+   tree.File(node0 + "hugepages/hugepages-1048576kB/free_hugepages", "1\n");
+   tree.File(node0 + "meminfo", "Node 0 MemTotal:  100 kB\nNode 0 AnonHugePages:    6144 kB\n"
+                                "Node 0 ShmemHugePages:  2048 kB\nNode 0 FileHugePages:     0 kB\n");
+   tree.File("sys/devices/system/node/node2/hugepages/hugepages-2048kB/nr_hugepages", "3\n");
+   tree.File("sys/kernel/mm/transparent_hugepage/enabled", "always [madvise] never\n");
+   tree.File("proc/vmstat",
+             "compact_stall 9\ncompact_fail 4\ncompact_success 5\nthp_fault_alloc 10\n"
+             "thp_collapse_alloc 20\nthp_file_alloc 30\nthp_split_page 7\nthp_split_page_failed 1\n");
+   LiveSource source(tree.Root());
+   const auto shared = [&source](int64_t node) {
+      return source.Read<LPagePoolRecord>(NodeId::memory_lpage_nodeList_psharePool, {node});
+   };
+   const auto pool = [&source](int64_t node, const char *name) {
+      return source.Read<LPagePoolRecord>(NodeId::memory_lpage_nodeList_vmPools, {node, name});
+   };
+   EXPECT_EQ(10u, shared(0).nrLPages);
+   EXPECT_EQ(4u * 512, shared(0).nrFreeSPages);
+   EXPECT_EQ(3u, shared(1).nrLPages);
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_psharePool, {2}));
+   EXPECT_THAT(source.ListTexts(NodeId::memory_lpage_nodeList_vmPools, {0}), ElementsAre("1048576kB", "thp"));
+   EXPECT_THAT(source.ListTexts(NodeId::memory_lpage_nodeList_vmPools, {1}), ElementsAre("thp"));
+   EXPECT_EQ(1024u, pool(0, "1048576kB").nrLPages);
+   EXPECT_EQ(262144u, pool(0, "1048576kB").nrFreeSPages);
+   EXPECT_EQ(4u, pool(0, "thp").nrLPages);
+   EXPECT_EQ(60u * 512, pool(0, "thp").nrSPageAllocs);
+   EXPECT_EQ(8u, pool(0, "thp").nrReapAttempts);
+   EXPECT_EQ(7u * 512, pool(0, "thp").nrSPagesReaped);
+   EXPECT_EQ(9u, pool(0, "thp").nrDefragAttempts);
+   EXPECT_EQ(4u, pool(0, "thp").nrDefragCancelled);
+   EXPECT_EQ(5u, pool(0, "thp").nrLPagesDefragged);
+   EXPECT_EQ(0u, pool(1, "thp").nrDefragAttempts) << "the host's counters count once";
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_vmPools,
+                                                               {0, "../../../../proc"}));
+}
+
+TEST(LinuxHeaps, AreTheSlabCaches)
+{
+   RecordedTree tree;
+   {
+      LiveSource source(tree.Root());
+      std::vector<int64_t> none;
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::system_heaps, {}, &none));
+   }
+   tree.File("proc/slabinfo",
+             "slabinfo - version: 2.1\n"
+             "# name            <active_objs> <num_objs> <objsize> <objperslab> <pagesperslab> : tunables\n"
+             "dentry             90    100    192   21    1 : tunables    0    0    0 : slabdata      5      "
+             "5      0\n"
+             "broken 1 2\n"
+             "huge  99999999999 99999999999 4096 8 8 : tunables 0 0 0 : slabdata 99999999999 99999999999 0\n"
+             "zero  0 0 0 0 0 : tunables 0 0 0 : slabdata 0 0 0\n");
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.ListTexts(NodeId::system_heaps), ElementsAre("dentry", "huge", "zero"));
+   const auto heap = source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"dentry"});
+   const uint64_t size = 5 * nevra::PageKB() * 1024;
+   EXPECT_STREQ("dentry", heap.name);
+   EXPECT_EQ(size, heap.size);
+   EXPECT_EQ(1920u, heap.avail);
+   EXPECT_EQ(size - 19200, heap.overhead);
+   EXPECT_EQ(5, heap.numRanges);
+   EXPECT_EQ(192u, heap.avgAllocSize);
+   EXPECT_EQ(1, heap.dynGrow);
+   EXPECT_EQ(1920 / (size / 100), heap.pctFreeOfCur);
+   EXPECT_EQ(UINT32_MAX, source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"huge"}).size);
+   EXPECT_EQ(0u, source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"zero"}).pctFreeOfCur);
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<HeapStatsRecord>(NodeId::system_heaps_stats, {"broken"}));
+}
+
+TEST(LinuxPageSharing, IsSamePageMerging)
+{
+   RecordedTree tree;
+   {
+      LiveSource source(tree.Root());
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PShareStats>(NodeId::memory_pshare_stats));
+   }
+   const std::string ksm = "sys/kernel/mm/ksm/";
+   tree.File(ksm + "run", "1\n");
+   tree.File(ksm + "pages_shared", "100\n");
+   tree.File(ksm + "pages_sharing", "900\n");
+   tree.File(ksm + "pages_unshared", "55\n");
+   tree.File(ksm + "ksm_zero_pages", "7\n");
+   LiveSource source(tree.Root());
+   const auto stats = source.Read<PShareStats>(NodeId::memory_pshare_stats);
+   const uint64_t small = nevra::PageKB() / 4;
+   EXPECT_EQ(1000 * small, stats.cow);
+   EXPECT_EQ(100 * small, stats.used);
+   EXPECT_EQ(907 * small, stats.reclaimed);
+   EXPECT_EQ(7 * small, stats.zero);
+   EXPECT_EQ(55 * small, stats.hintActive);
+   EXPECT_EQ(0u, stats.cow1 + stats.totAdd + stats.totRemove + stats.peakRefCount);
+}
+
+} // namespace
