@@ -241,7 +241,14 @@ void WriteHeader(FileWriter &out, const SnapshotFile &file)
 bool IsDefinedHere(const SnapshotNode &node)
 {
    const NevraNodeDef *definition = nevra::FindDefinition(node.path);
-   return definition != nullptr && node.definition == nevra::ChecksumOfDefinition(node.path) &&
+   if (definition == nullptr || node.definition != nevra::ChecksumOfDefinition(node.path)) {
+      return false;
+   }
+   // The checksum of the definition is the file's own word; what it has must bear it out.
+   const bool hasRecords = node.keys.count + node.failedKeys.count > 0;
+   const bool hasLists = node.listKeys.count + node.listFailedKeys.count > 0;
+   return (definition->record != nullptr || !hasRecords) &&
+          (definition->listed != nevra::KeyDomain::None || !hasLists) &&
           node.recordShape == nevra::KeyShapeOf(definition->recordKeys) &&
           node.listShape == nevra::KeyShapeOf(definition->listKeys) &&
           node.listsTexts == nevra::IsTextKey(definition->listed) &&
