@@ -262,6 +262,8 @@ std::string ZshAction(const CommandOption &option)
       return ":flag:_values -s \\: flag $flags";
    } else if (form == "-c" || form == "-o") {
       return ":file:_files";
+   } else if (form == "--root") {
+      return ":folder:_files -/";
    } else if (form == "-r") {
       return ":report:($reports)";
    }
@@ -339,6 +341,8 @@ std::string FishArguments(const CommandOption &option)
       return "-x -a '(__hostmem_list flags)'";
    } else if (form == "-c" || form == "-o") {
       return "-r -F";
+   } else if (form == "--root") {
+      return "-x -a '(__fish_complete_directories)'";
    } else if (form == "-r") {
       return "-x -a '(__hostmem_words reports)'";
    }
