@@ -70,9 +70,9 @@ struct BuddyTable {
    BuddyEntry total;
 };
 
-void PrintBuddyRow(const BuddyEntry &buddy, bool isTotalRow, bool csvMode)
+void PrintBuddyRow(const BuddyEntry &buddy, const char *name, bool isTotalRow, bool csvMode)
 {
-   CellValue values[kColumnCount] = {buddy.name, buddy.memNode, buddy.isLow ? "low" : "high", buddy.numaNode};
+   CellValue values[kColumnCount] = {name, buddy.memNode, buddy.isLow ? "low" : "high", buddy.numaNode};
    CellValue *value = values + 4;
    for (uint32_t numFree : buddy.numFree) {
       *value++ = numFree;
@@ -185,7 +185,7 @@ NevraStatus KelmarBuddyGetStats(BuddyTable *table, bool csvMode)
          table->total.numFree[order] += info.orders[order].numFree;
          table->total.numUsed[order] += info.orders[order].numUsed;
       }
-      PrintBuddyRow(buddy, false, csvMode);
+      PrintBuddyRow(buddy, buddy.name, false, csvMode);
    }
    return NEVRA_OK;
 }
@@ -218,8 +218,7 @@ NevraStatus BuddyStatsReport(int argc, char **argv)
       return status;
    }
    PrintSeparatorLine(columns, options.csvMode);
-   Str_Strcpy(table.total.name, "Total", sizeof table.total.name);
-   PrintBuddyRow(table.total, true, options.csvMode);
+   PrintBuddyRow(table.total, "Total", true, options.csvMode);
    PrintSeparatorLine(columns, options.csvMode);
    if (options.verbose) {
       DescribeColumns(columns);

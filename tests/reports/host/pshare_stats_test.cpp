@@ -72,7 +72,7 @@ TEST(PShareStats, PrintsBannerAndOneRow)
 
 TEST(PShareStats, ReadsItsNodeOnceWithAnEmptyList)
 {
-   EXPECT_EQ(JoinLines(RunPShare({"-q"}).trace) , kReadTrace);
+   EXPECT_EQ(JoinLines(RunPShare({"-q"}).trace), kReadTrace);
 }
 
 TEST(PShareStats, ConvertsPagesToEveryUnit)
@@ -161,8 +161,8 @@ TEST(PShareStats, PrintsNothingWhenTheReadFails)
    const auto expect = [](const char *reader) {
       return [reader](const Fault &fault) {
          const bool noList = fault.operation == "Nevra_ParamListCreate";
-         return ExpectedFault{
-            1, noList ? std::string(reader) + ": Nevra_ParamListCreate() failure\n" : "", ""};
+         return ExpectedFault{1, noList ? std::string(reader) + ": Nevra_ParamListCreate() failure\n" : "",
+                              ""};
       };
    };
    EXPECT_EQ(CheckEveryFault(With(kStats), {"-r", "pshare-stats"}, expect("KelmarPShareGetStats")), 6u);
@@ -202,11 +202,8 @@ TEST(PShareHintStats, ConvertsPages)
 
 TEST(PShareHintStats, WrapsWhenMoreWasRemovedThanAddedAndShowsTheKernelsActiveCount)
 {
-   const PShareStats stats = {.hintActive = 5,
-                              .hintTotAdd = 10,
-                              .hintTotRemove = 2,
-                              .lpageHintTotAdd = 3,
-                              .lpageHintTotRemove = 4};
+   const PShareStats stats = {
+      .hintActive = 5, .hintTotAdd = 10, .hintTotRemove = 2, .lpageHintTotAdd = 3, .lpageHintTotRemove = 4};
    EXPECT_EQ(RunHints({"-q", "-u", "kb"}, stats).out, "type,totAdd,totRemove,active\n"
                                                       "regular,28,18446744073709551608,36\n"
                                                       "lpage,12,16,18446744073709551612\n"
