@@ -65,7 +65,7 @@ TEST(BuddyOrder, KeepsEveryBuddyOfAnInconsistentSort)
 {
    std::vector<BuddyEntry> buddies;
    for (int i = 0; i < 64; i++) {
-      buddies.push_back(Named(("memmap-00-" + std::to_string(i)).c_str()));
+      buddies.push_back(Named((std::string("memmap-00-") + std::to_string(i)).c_str()));
    }
    std::qsort(buddies.data(), buddies.size(), sizeof(BuddyEntry), CompareBuddies);
    std::vector<bool> seen(64);

@@ -324,7 +324,7 @@ TEST(BuddyStats, SurvivesBuddiesThatHaveNoConsistentOrder)
 {
    std::vector<std::string> names;
    for (unsigned i = 0; i < 64; i++) {
-      names.push_back("memmap-00-" + std::to_string(i));
+      names.push_back(std::string("memmap-00-") + std::to_string(i));
    }
    const RunResult run = RunBuddy(Buddies(names), {"-q", "-s", "4KBused"});
    ASSERT_EQ(run.OutLines().size(), 1 + 64 + 1u);
