@@ -98,7 +98,7 @@ const char *NameAt(const Nevra_ParamList *list, uint32_t index)
 
 bool CopyName(const char *name, const char *what, char (&field)[kPMemNameLength + 1], PMemWalk *walk)
 {
-   const size_t length = strlen(name);
+   const size_t length = std::strlen(name);
    if (length > kPMemNameLength) {
       Warning("PMemReport: %s name %s is longer than %zu characters\n", what, name, kPMemNameLength);
       walk->nameTooLong = true;
