@@ -39,7 +39,11 @@ deb: packages-deb
 	@cmake --build --preset package -j $(JOBS)
 	packaging/make-packages build/package build/packages
 
-# The same under the address, undefined-behaviour and leak sanitizers.
+# Tests the packages and installations: builds the project elsewhere, and installs it into a fresh Debian.
+test-packages: packages-deb-test deb
+	tests/packaging/run build/package build/packages
+
+# Every test under the address, undefined-behaviour and leak sanitizers.
 sanitizers: packages-test
 	@cmake --preset sanitizers
 	@cmake --build --preset sanitizers -j $(JOBS)

@@ -1,0 +1,60 @@
+# `make install` puts everything below the prefix, where it works and can be built against; `make uninstall`
+# takes it away.
+source=$1 work=$4
+copy=$work/hostmem
+root=$work/root
+mkdir -p "$copy" "$root"
+(cd "$source" && tar --exclude=./build --exclude=./build-* --exclude=./.git -cf - .) | tar -xf - -C "$copy"
+cd "$copy"
+
+echo "-- a prefix that the dynamic linker does not know"
+make install PREFIX="$root/opt/hostmem"
+installed=$root/opt/hostmem
+readelf -d "$installed/bin/hostmem" | grep -F '[$ORIGIN/../lib]'
+"$installed/bin/hostmem" -r comp-stats
+"$installed/bin/hostmem-snapshot" import samples/small-host.json -o "$work/host.snapshot"
+"$installed/bin/hostmem" -c "$work/host.snapshot" -r vm-stats
+for page in hostmem hostmem-snapshot hostmem-comp-stats; do
+   gzip -t "$installed/share/man/man8/$page.8.gz"
+done
+test -s "$installed/share/bash-completion/completions/hostmem"
+test -s "$installed/share/zsh/site-functions/_hostmem"
+test -s "$installed/share/fish/vendor_completions.d/hostmem.fish"
+
+cat >"$work/program.c" <<'PROGRAM'
+#include <nevra/nevra.h>
+
+int main(void)
+{
+   Nevra_ParamList *list = Nevra_ParamListCreate(NEVRA_LIST_INSTANCE, 1);
+   NevraStatus status = Nevra_ParamListAddInt(list, 7);
+   uint32_t used = Nevra_ParamListUsedCount(list);
+   Nevra_ParamListDestroy(list);
+   return status == NEVRA_OK && used == 1 ? 0 : 1;
+}
+PROGRAM
+printf '#include <nevra/records.h>\nint main() { return sizeof(GroupNameRecord) == 64 ? 0 : 1; }\n' >"$work/program.cpp"
+PKG_CONFIG_PATH=$installed/lib/pkgconfig
+export PKG_CONFIG_PATH
+test "$(pkg-config --modversion nevra)" = 1.0.0
+cc -o "$work/c-program" "$work/program.c" $(pkg-config --cflags --libs nevra)
+LD_LIBRARY_PATH=$installed/lib "$work/c-program"
+c++ -std=c++20 -o "$work/cxx-program" "$work/program.cpp" $(pkg-config --cflags nevra)
+"$work/cxx-program"
+
+make uninstall
+test -z "$(find "$root" ! -type d)"
+rm -rf "$root"
+
+echo "-- a system prefix, in a folder of its own"
+make install PREFIX=/usr DESTDIR="$root"
+library_folder=$(dirname "$(find "$root/usr/lib" -name libnevra.so.1)")
+if readelf -d "$root/usr/bin/hostmem" | grep -E 'RUNPATH|RPATH'; then
+   echo "a search path where none is needed"
+   exit 1
+fi
+LD_LIBRARY_PATH=$library_folder "$root/usr/bin/hostmem" -r comp-stats
+test -s "$root/usr/share/zsh/vendor-completions/_hostmem"
+test "$(find "$root" -type f -perm /022)" = ""
+make uninstall DESTDIR="$root"
+test -z "$(find "$root" ! -type d)"
