@@ -56,12 +56,12 @@ TEST(LinuxPersistentMemory, VolumesAndTheirRegions)
 
    const auto store =
       source.Read<PMemRegionStoreRecord>(NodeId::memory_pmem_volumes_regionStore_info, {kUuid});
-   EXPECT_EQ(2048u, store.total2MBlocks);
-   EXPECT_EQ(2048u, store.allocated2MBlocks);
-   EXPECT_EQ(1024u, store.available2MBlocks);
-   EXPECT_EQ(0u, store.reserved2MBlocks);
-   EXPECT_EQ(1u, store.totalRegions);
-   EXPECT_EQ(0u, store.freeRegions);
+   EXPECT_EQ(2048u, +store.total2MBlocks);
+   EXPECT_EQ(2048u, +store.allocated2MBlocks);
+   EXPECT_EQ(1024u, +store.available2MBlocks);
+   EXPECT_EQ(0u, +store.reserved2MBlocks);
+   EXPECT_EQ(1u, +store.totalRegions);
+   EXPECT_EQ(0u, +store.freeRegions);
    const auto clean = [&source](const char *volume) {
       return source.Read<PMemCleanRecord>(NodeId::memory_pmem_volumes_regionStore_isClean, {volume}).isClean;
    };
@@ -74,15 +74,15 @@ TEST(LinuxPersistentMemory, VolumesAndTheirRegions)
       return source.Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
                                            {volume, name});
    };
-   EXPECT_EQ(8 * kGB, region(kUuid, "region0").size);
-   EXPECT_EQ(3072u, region(kUuid, "region0").allocated2MBlocks);
-   EXPECT_EQ(0x11u, region(kUuid, "region0").flags) << "allocated, a block device";
-   EXPECT_EQ(1u, region(kUuid, "region0").openCount);
-   EXPECT_EQ(2u, region(kUuid, "region0").numaAffinityMask);
-   EXPECT_EQ(0u, region(kUuid, "region0").dataLossCounter);
-   EXPECT_EQ(0x9u, region("namespace1.0", "region1").flags) << "allocated, read-only";
-   EXPECT_EQ(9u, region("namespace1.0", "region1").dataLossCounter);
-   EXPECT_EQ(0u, region("namespace1.0", "region1").numaAffinityMask);
+   EXPECT_EQ(8 * kGB, +region(kUuid, "region0").size);
+   EXPECT_EQ(3072u, +region(kUuid, "region0").allocated2MBlocks);
+   EXPECT_EQ(0x11u, +region(kUuid, "region0").flags) << "allocated, a block device";
+   EXPECT_EQ(1u, +region(kUuid, "region0").openCount);
+   EXPECT_EQ(2u, +region(kUuid, "region0").numaAffinityMask);
+   EXPECT_EQ(0u, +region(kUuid, "region0").dataLossCounter);
+   EXPECT_EQ(0x9u, +region("namespace1.0", "region1").flags) << "allocated, read-only";
+   EXPECT_EQ(9u, +region("namespace1.0", "region1").dataLossCounter);
+   EXPECT_EQ(0u, +region("namespace1.0", "region1").numaAffinityMask);
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionRecord>(
                                  NodeId::memory_pmem_volumes_regionStore_regions_info, {kUuid, "region1"}));
 }
@@ -96,19 +96,19 @@ TEST(LinuxPersistentMemory, ExtentsAndNumaNodes)
    EXPECT_THAT(source.List(NodeId::memory_pmem_volumes_extents, {"namespace1.0"}), IsEmpty())
       << "its address may not be read";
    const auto extent = source.Read<PMemExtentRecord>(NodeId::memory_pmem_volumes_extents, {kUuid, 0});
-   EXPECT_EQ(0u, extent.startBlk);
-   EXPECT_EQ(1048575u, extent.endBlk);
-   EXPECT_EQ(0x240000u, extent.startMPN);
-   EXPECT_EQ(0x240000u + 1048575, extent.endMPN);
-   EXPECT_EQ(1u, extent.numaNode);
+   EXPECT_EQ(0u, +extent.startBlk);
+   EXPECT_EQ(1048575u, +extent.endBlk);
+   EXPECT_EQ(0x240000u, +extent.startMPN);
+   EXPECT_EQ(0x240000u + 1048575, +extent.endMPN);
+   EXPECT_EQ(1u, +extent.numaNode);
    EXPECT_EQ(NEVRA_NOT_FOUND,
              source.StatusOf<PMemExtentRecord>(NodeId::memory_pmem_volumes_extents, {kUuid, 1}));
    const NodeId numa = NodeId::memory_pmem_volumes_regionStore_regions_numaAllocInfo;
    EXPECT_THAT(source.List(numa, {kUuid, "region0"}), ElementsAre(1));
    EXPECT_THAT(source.List(numa, {"namespace1.0", "region1"}), IsEmpty());
    const auto node = source.Read<PMemRegionNumaRecord>(numa, {kUuid, "region0", 1});
-   EXPECT_EQ(1u, node.numaNode);
-   EXPECT_EQ(2048u, node.num2MAllocated);
+   EXPECT_EQ(1u, +node.numaNode);
+   EXPECT_EQ(2048u, +node.num2MAllocated);
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionNumaRecord>(numa, {kUuid, "region0", 0}));
 }
 
@@ -123,10 +123,10 @@ TEST(LinuxPersistentMemory, HostileVolumesAreBounded)
    LiveSource source(tree.Root());
    EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes),
                ElementsAre("?[2Jx678-9abc-def0-1234-56789abcdef0", "namespace1"));
-   EXPECT_EQ(0u, source
-                    .Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
-                                            {"namespace1", "region1"})
-                    .size);
+   EXPECT_EQ(0u, +source
+                     .Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
+                                             {"namespace1", "region1"})
+                     .size);
 }
 
 TEST(LinuxPersistentMemory, NoneWithoutTheBus)
@@ -189,8 +189,8 @@ TEST(LinuxHardware, PciFunctionsByTheirAddress)
    EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::hardware_pci_seg_bus, {7}, &none));
    const NodeId header = NodeId::hardware_pci_seg_bus_slot_func_pciConfigHeader;
    const auto record = source.Read<PciConfigHeaderRecord>(header, {0, 0x3f, 10, 2});
-   EXPECT_EQ(0x8086, record.vendorID);
-   EXPECT_EQ(0x2042, record.deviceID);
+   EXPECT_EQ(0x8086, +record.vendorID);
+   EXPECT_EQ(0x2042, +record.deviceID);
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigHeaderRecord>(header, {0, 0x3f, 10, 6}));
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigHeaderRecord>(header, {0, -1, 10, 6}));
 }

@@ -55,27 +55,27 @@ TEST(LinuxGroupMemory, EveryFigureOfAV2Cgroup)
    LiveSource source(tree.Root());
    const int64_t group = static_cast<int64_t>(tree.V2Id("a.slice"));
    const GroupMemoryStatsRecord stats = StatsOf(source, group);
-   EXPECT_EQ(5000u, stats.memSize);
-   EXPECT_EQ(5000u, stats.consumed);
-   EXPECT_EQ(7000u, stats.memSizePeak);
-   EXPECT_EQ(7000u, stats.consumedPeak);
-   EXPECT_EQ(1024u, stats.ovhd);
-   EXPECT_EQ(3072u, stats.touched);
-   EXPECT_EQ(400u, stats.bMin);
-   EXPECT_EQ(9000u, stats.bMax);
-   EXPECT_EQ(400u, stats.eMin);
-   EXPECT_EQ(8000u, stats.allocTgt);
-   EXPECT_EQ(75, stats.throttlePct);
-   EXPECT_EQ(0u, stats.sharedSaved);
+   EXPECT_EQ(5000u, +stats.memSize);
+   EXPECT_EQ(5000u, +stats.consumed);
+   EXPECT_EQ(7000u, +stats.memSizePeak);
+   EXPECT_EQ(7000u, +stats.consumedPeak);
+   EXPECT_EQ(1024u, +stats.ovhd);
+   EXPECT_EQ(3072u, +stats.touched);
+   EXPECT_EQ(400u, +stats.bMin);
+   EXPECT_EQ(9000u, +stats.bMax);
+   EXPECT_EQ(400u, +stats.eMin);
+   EXPECT_EQ(8000u, +stats.allocTgt);
+   EXPECT_EQ(75, +stats.throttlePct);
+   EXPECT_EQ(0u, +stats.sharedSaved);
    EXPECT_EQ(0u, stats.ovhdResv + stats.iMin + stats.bShares + stats.fShares + stats.bActive +
                     stats.rMinPeak + stats.eMinPeak + stats.rMinChildPeak);
-   EXPECT_EQ(0, stats.mps);
+   EXPECT_EQ(0, +stats.mps);
 
    const GroupAllocRecord alloc = AllocOf(source, group);
-   EXPECT_EQ(400, alloc.min);
-   EXPECT_EQ(9000, alloc.max);
-   EXPECT_EQ(-1, alloc.minLimit);
-   EXPECT_EQ(0, alloc.shares);
+   EXPECT_EQ(400, +alloc.min);
+   EXPECT_EQ(9000, +alloc.max);
+   EXPECT_EQ(-1, +alloc.minLimit);
+   EXPECT_EQ(0, +alloc.shares);
 }
 
 TEST(LinuxGroupMemory, KernelMemoryIsAddedUpWhereTheKernelDoesNot)
@@ -84,7 +84,7 @@ TEST(LinuxGroupMemory, KernelMemoryIsAddedUpWhereTheKernelDoesNot)
    tree.MountV2();
    tree.V2("a", "memory.stat", "anon 1\nkernel_stack 4096\npagetables 8192\npercpu 1024\nslab 16384\n");
    LiveSource source(tree.Root());
-   EXPECT_EQ(29u, StatsOf(source, static_cast<int64_t>(tree.V2Id("a"))).ovhd);
+   EXPECT_EQ(29u, +StatsOf(source, static_cast<int64_t>(tree.V2Id("a"))).ovhd);
 }
 
 TEST(LinuxGroupMemory, ACgroupWithoutTheMemoryControllerHasNoFiguresAndNoLimits)
@@ -95,12 +95,12 @@ TEST(LinuxGroupMemory, ACgroupWithoutTheMemoryControllerHasNoFiguresAndNoLimits)
    tree.V2("a", "cgroup.procs", "");
    LiveSource source(tree.Root());
    const int64_t group = static_cast<int64_t>(tree.V2Id("a"));
-   EXPECT_EQ(0u, StatsOf(source, group).consumed);
-   EXPECT_EQ(100, StatsOf(source, group).throttlePct);
-   EXPECT_EQ(0, AllocOf(source, group).min);
-   EXPECT_EQ(-1, AllocOf(source, group).max);
-   EXPECT_EQ(8000000u, StatsOf(source, group).bMax) << "the host's memory is a limit";
-   EXPECT_EQ(8000000u, StatsOf(source, group).allocTgt);
+   EXPECT_EQ(0u, +StatsOf(source, group).consumed);
+   EXPECT_EQ(100, +StatsOf(source, group).throttlePct);
+   EXPECT_EQ(0, +AllocOf(source, group).min);
+   EXPECT_EQ(-1, +AllocOf(source, group).max);
+   EXPECT_EQ(8000000u, +StatsOf(source, group).bMax) << "the host's memory is a limit";
+   EXPECT_EQ(8000000u, +StatsOf(source, group).allocTgt);
 }
 
 TEST(LinuxGroupMemory, AncestorsLimitWhatIsBelowThem)
@@ -116,12 +116,12 @@ TEST(LinuxGroupMemory, AncestorsLimitWhatIsBelowThem)
    LiveSource source(tree.Root());
    const int64_t group = static_cast<int64_t>(tree.V2Id("a/b"));
    const GroupMemoryStatsRecord stats = StatsOf(source, group);
-   EXPECT_EQ(-1, AllocOf(source, group).max);
-   EXPECT_EQ(5000, AllocOf(source, group).min);
-   EXPECT_EQ(3000u, stats.bMax);
-   EXPECT_EQ(3000u, stats.bMin);
-   EXPECT_EQ(100u, stats.eMin);
-   EXPECT_EQ(3000u, stats.allocTgt);
+   EXPECT_EQ(-1, +AllocOf(source, group).max);
+   EXPECT_EQ(5000, +AllocOf(source, group).min);
+   EXPECT_EQ(3000u, +stats.bMax);
+   EXPECT_EQ(3000u, +stats.bMin);
+   EXPECT_EQ(100u, +stats.eMin);
+   EXPECT_EQ(3000u, +stats.allocTgt);
 }
 
 TEST(LinuxGroupMemory, CapacityIsWhatTheChildrenReserve)
@@ -135,14 +135,14 @@ TEST(LinuxGroupMemory, CapacityIsWhatTheChildrenReserve)
    tree.V2("d", "memory.min", Bytes(50));
    LiveSource source(tree.Root());
    const GroupCapacityRecord root = CapacityOf(source, 0);
-   EXPECT_EQ(1050u, root.conResv);
-   EXPECT_EQ(8000000u - 1050, root.availResv);
+   EXPECT_EQ(1050u, +root.conResv);
+   EXPECT_EQ(8000000u - 1050, +root.availResv);
    const GroupCapacityRecord a = CapacityOf(source, static_cast<int64_t>(tree.V2Id("a")));
-   EXPECT_EQ(500u, a.conResv);
-   EXPECT_EQ(500u, a.availResv);
+   EXPECT_EQ(500u, +a.conResv);
+   EXPECT_EQ(500u, +a.availResv);
    const GroupCapacityRecord b = CapacityOf(source, static_cast<int64_t>(tree.V2Id("a/b")));
-   EXPECT_EQ(0u, b.conResv);
-   EXPECT_EQ(300u, b.availResv);
+   EXPECT_EQ(0u, +b.conResv);
+   EXPECT_EQ(300u, +b.availResv);
 }
 
 TEST(LinuxGroupMemory, TheRootIsTheHost)
@@ -152,13 +152,13 @@ TEST(LinuxGroupMemory, TheRootIsTheHost)
    tree.MountV2();
    LiveSource source(tree.Root());
    const GroupMemoryStatsRecord stats = StatsOf(source, 0);
-   EXPECT_EQ(6000000u, stats.memSize);
-   EXPECT_EQ(6000000u, stats.consumed);
-   EXPECT_EQ(456000u, stats.ovhd);
-   EXPECT_EQ(500000u, stats.touched);
-   EXPECT_EQ(8000000u, stats.bMax);
-   EXPECT_EQ(0, AllocOf(source, 0).min);
-   EXPECT_EQ(-1, AllocOf(source, 0).max);
+   EXPECT_EQ(6000000u, +stats.memSize);
+   EXPECT_EQ(6000000u, +stats.consumed);
+   EXPECT_EQ(456000u, +stats.ovhd);
+   EXPECT_EQ(500000u, +stats.touched);
+   EXPECT_EQ(8000000u, +stats.bMax);
+   EXPECT_EQ(0, +AllocOf(source, 0).min);
+   EXPECT_EQ(-1, +AllocOf(source, 0).max);
 }
 
 TEST(LinuxGroupMemory, EveryFigureOfAV1Cgroup)
@@ -178,16 +178,16 @@ TEST(LinuxGroupMemory, EveryFigureOfAV1Cgroup)
    LiveSource source(tree.Root());
    const int64_t group = static_cast<int64_t>(tree.V1Id("docker/abc"));
    const GroupMemoryStatsRecord stats = StatsOf(source, group);
-   EXPECT_EQ(5000u, stats.consumed);
-   EXPECT_EQ(5000u, stats.memSize);
-   EXPECT_EQ(6000u, stats.consumedPeak);
-   EXPECT_EQ(80u, stats.ovhd);
-   EXPECT_EQ(3072u, stats.touched);
-   EXPECT_EQ(7000u, stats.bMax);
-   EXPECT_EQ(90, stats.throttlePct);
-   EXPECT_EQ(7000, AllocOf(source, group).max);
-   EXPECT_EQ(0, AllocOf(source, group).min);
-   EXPECT_EQ(-1, AllocOf(source, static_cast<int64_t>(tree.V1Id("docker"))).max) << "no limit";
+   EXPECT_EQ(5000u, +stats.consumed);
+   EXPECT_EQ(5000u, +stats.memSize);
+   EXPECT_EQ(6000u, +stats.consumedPeak);
+   EXPECT_EQ(80u, +stats.ovhd);
+   EXPECT_EQ(3072u, +stats.touched);
+   EXPECT_EQ(7000u, +stats.bMax);
+   EXPECT_EQ(90, +stats.throttlePct);
+   EXPECT_EQ(7000, +AllocOf(source, group).max);
+   EXPECT_EQ(0, +AllocOf(source, group).min);
+   EXPECT_EQ(-1, +AllocOf(source, static_cast<int64_t>(tree.V1Id("docker"))).max) << "no limit";
 }
 
 TEST(LinuxGroupMemory, FiguresOfAProcess)
@@ -204,21 +204,21 @@ TEST(LinuxGroupMemory, FiguresOfAProcess)
    tree.Process(41, {.name = "zombie"});
    LiveSource source(tree.Root());
    const GroupMemoryStatsRecord stats = StatsOf(source, kProcess + 40);
-   EXPECT_EQ(9000u, stats.memSize);
-   EXPECT_EQ(9100u, stats.memSizePeak);
-   EXPECT_EQ(3000u, stats.consumed);
-   EXPECT_EQ(3010u, stats.consumedPeak);
-   EXPECT_EQ(44u, stats.ovhd);
-   EXPECT_EQ(0u, stats.touched);
-   EXPECT_EQ(0u, stats.bMin) << "the reservation is for both processes";
-   EXPECT_EQ(0u, stats.eMin);
-   EXPECT_EQ(5000u, stats.bMax) << "the limit holds for each of them";
-   EXPECT_EQ(4000u, stats.allocTgt);
-   EXPECT_EQ(75, stats.throttlePct);
-   EXPECT_EQ(0, AllocOf(source, kProcess + 40).min);
-   EXPECT_EQ(-1, AllocOf(source, kProcess + 40).max);
-   EXPECT_EQ(0u, StatsOf(source, kProcess + 41).memSize);
-   EXPECT_EQ(0u, CapacityOf(source, kProcess + 40).availResv);
+   EXPECT_EQ(9000u, +stats.memSize);
+   EXPECT_EQ(9100u, +stats.memSizePeak);
+   EXPECT_EQ(3000u, +stats.consumed);
+   EXPECT_EQ(3010u, +stats.consumedPeak);
+   EXPECT_EQ(44u, +stats.ovhd);
+   EXPECT_EQ(0u, +stats.touched);
+   EXPECT_EQ(0u, +stats.bMin) << "the reservation is for both processes";
+   EXPECT_EQ(0u, +stats.eMin);
+   EXPECT_EQ(5000u, +stats.bMax) << "the limit holds for each of them";
+   EXPECT_EQ(4000u, +stats.allocTgt);
+   EXPECT_EQ(75, +stats.throttlePct);
+   EXPECT_EQ(0, +AllocOf(source, kProcess + 40).min);
+   EXPECT_EQ(-1, +AllocOf(source, kProcess + 40).max);
+   EXPECT_EQ(0u, +StatsOf(source, kProcess + 41).memSize);
+   EXPECT_EQ(0u, +CapacityOf(source, kProcess + 40).availResv);
 }
 
 TEST(LinuxGroupMemory, AProcessAloneInItsCgroupHasItsLimits)
@@ -231,11 +231,11 @@ TEST(LinuxGroupMemory, AProcessAloneInItsCgroupHasItsLimits)
    tree.V2("a", "memory.max", Bytes(5000));
    tree.Process(40, {.name = "one", .vmSize = 9000, .vmRss = 3000});
    LiveSource source(tree.Root());
-   EXPECT_EQ(100, AllocOf(source, kProcess + 40).min);
-   EXPECT_EQ(5000, AllocOf(source, kProcess + 40).max);
-   EXPECT_EQ(100u, StatsOf(source, kProcess + 40).eMin);
-   EXPECT_EQ(100u, CapacityOf(source, kProcess + 40).availResv);
-   EXPECT_EQ(100u, CapacityOf(source, static_cast<int64_t>(tree.V2Id("a"))).conResv);
+   EXPECT_EQ(100, +AllocOf(source, kProcess + 40).min);
+   EXPECT_EQ(5000, +AllocOf(source, kProcess + 40).max);
+   EXPECT_EQ(100u, +StatsOf(source, kProcess + 40).eMin);
+   EXPECT_EQ(100u, +CapacityOf(source, kProcess + 40).availResv);
+   EXPECT_EQ(100u, +CapacityOf(source, static_cast<int64_t>(tree.V2Id("a"))).conResv);
    const auto flags = source.Read<GroupFlagsRecord>(NodeId::sched_groups_groupFlags, {kProcess + 40}).flags;
    EXPECT_EQ(0x40u, flags & 0x40);
 }
@@ -253,17 +253,17 @@ TEST(LinuxGroupMemory, AVmIsItsGuestAndItsEmulator)
                                             "512\0",
                                             12));
    LiveSource source(tree.Root());
-   EXPECT_EQ(512 * kMB, StatsOf(source, kProcess + 70).memSize);
-   EXPECT_EQ(300000u, StatsOf(source, kProcess + 70).consumed);
-   EXPECT_EQ(512 * kMB, StatsOf(source, kVmm + 70).memSize);
-   EXPECT_EQ(900000u, StatsOf(source, kEmulator + 70).memSize);
-   EXPECT_EQ(300000u, StatsOf(source, kEmulator + 70).consumed);
-   EXPECT_EQ(static_cast<int64_t>(64 * kMB), AllocOf(source, kProcess + 70).min);
-   EXPECT_EQ(static_cast<int64_t>(64 * kMB), AllocOf(source, kVmm + 70).min);
-   EXPECT_EQ(static_cast<int64_t>(1024 * kMB), AllocOf(source, kVmm + 70).max);
-   EXPECT_EQ(0, AllocOf(source, kEmulator + 70).min);
-   EXPECT_EQ(64 * kMB, CapacityOf(source, kProcess + 70).conResv);
-   EXPECT_EQ(0u, CapacityOf(source, kProcess + 70).availResv);
+   EXPECT_EQ(512 * kMB, +StatsOf(source, kProcess + 70).memSize);
+   EXPECT_EQ(300000u, +StatsOf(source, kProcess + 70).consumed);
+   EXPECT_EQ(512 * kMB, +StatsOf(source, kVmm + 70).memSize);
+   EXPECT_EQ(900000u, +StatsOf(source, kEmulator + 70).memSize);
+   EXPECT_EQ(300000u, +StatsOf(source, kEmulator + 70).consumed);
+   EXPECT_EQ(static_cast<int64_t>(64 * kMB), +AllocOf(source, kProcess + 70).min);
+   EXPECT_EQ(static_cast<int64_t>(64 * kMB), +AllocOf(source, kVmm + 70).min);
+   EXPECT_EQ(static_cast<int64_t>(1024 * kMB), +AllocOf(source, kVmm + 70).max);
+   EXPECT_EQ(0, +AllocOf(source, kEmulator + 70).min);
+   EXPECT_EQ(64 * kMB, +CapacityOf(source, kProcess + 70).conResv);
+   EXPECT_EQ(0u, +CapacityOf(source, kProcess + 70).availResv);
 }
 
 TEST(LinuxGroupMemory, MergedPagesAreSavings)
@@ -279,10 +279,10 @@ TEST(LinuxGroupMemory, MergedPagesAreSavings)
    tree.File("proc/41/ksm_stat", "ksm_rmap_items 9\nksm_merging_pages 20\n");
    const uint64_t pageKB = nevra::PageKB();
    LiveSource source(tree.Root());
-   EXPECT_EQ(1000 * pageKB, StatsOf(source, 0).sharedSaved);
-   EXPECT_EQ(31 * pageKB, StatsOf(source, static_cast<int64_t>(tree.V2Id("a"))).sharedSaved);
-   EXPECT_EQ(20 * pageKB, StatsOf(source, static_cast<int64_t>(tree.V2Id("a/b"))).sharedSaved);
-   EXPECT_EQ(11 * pageKB, StatsOf(source, kProcess + 40).sharedSaved);
+   EXPECT_EQ(1000 * pageKB, +StatsOf(source, 0).sharedSaved);
+   EXPECT_EQ(31 * pageKB, +StatsOf(source, static_cast<int64_t>(tree.V2Id("a"))).sharedSaved);
+   EXPECT_EQ(20 * pageKB, +StatsOf(source, static_cast<int64_t>(tree.V2Id("a/b"))).sharedSaved);
+   EXPECT_EQ(11 * pageKB, +StatsOf(source, kProcess + 40).sharedSaved);
 }
 
 } // namespace

@@ -218,7 +218,7 @@ TEST(LinuxGroups, EachGroupOfAVmHasALeaderOfItsOwn)
    };
    VmmLeaderIDRecord record{};
    EXPECT_EQ(NEVRA_OK, vmmLeader(1200, &record));
-   EXPECT_EQ(0x20000000u + 1200, record.vmmLeaderID);
+   EXPECT_EQ(0x20000000u + 1200, +record.vmmLeaderID);
    EXPECT_EQ(NEVRA_NOT_FOUND, vmmLeader(400, &record));
    // So that the emulator, which carries the VM's flag, is no second VM.
    EXPECT_EQ(NEVRA_NOT_FOUND, vmmLeader(kEmulator + 1200, &record));
@@ -238,7 +238,7 @@ TEST(LinuxGroups, AProcessWithAVmDescriptorIsAVm)
       EXPECT_EQ(kPre | kVmFlag, FlagsOf(source, kProcess + 70));
       EXPECT_EQ("firecracker", NameOf(source, kProcess + 70));
       EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 71));
-      EXPECT_EQ(1u, source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs);
+      EXPECT_EQ(1u, +source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs);
    }
    tree.File("sys/module/kvm_intel/refcnt", "0\n");
    LiveSource idle(tree.Root());
@@ -308,7 +308,7 @@ TEST(LinuxGroups, WithoutCgroupsEveryProcessIsBelowTheRoot)
    EXPECT_THAT(MembersOf(source, 0), ElementsAre(kProcess + 5));
    EXPECT_EQ(
       10u,
-      source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 5}).consumed);
+      +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 5}).consumed);
 }
 
 TEST(LinuxGroups, AProcessThatNoCgroupListsIsAskedForItsOwn)
@@ -371,9 +371,9 @@ TEST(LinuxGroups, ACgroupThatVanishedIsNotFoundButItsProcessesStay)
              source.StatusOf<GroupCapacityRecord>(NodeId::sched_groups_stats_capacity, {service}));
    EXPECT_EQ(NEVRA_NOT_FOUND,
              source.StatusOf<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {service}));
-   EXPECT_EQ(
-      2000u,
-      source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 400}).consumed);
+   EXPECT_EQ(2000u,
+             +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 400})
+                 .consumed);
 }
 
 TEST(LinuxGroups, UnknownIdsAreNotFound)
@@ -455,7 +455,7 @@ TEST(LinuxGroups, DeepTreesEnd)
    EXPECT_EQ(65, levels) << "64 cgroups and the process of the one that is too deep";
    EXPECT_EQ(
       5u,
-      source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 50}).consumed);
+      +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 50}).consumed);
 }
 
 TEST(LinuxGroups, LinksInTheCgroupTreeAreNotFollowed)
@@ -492,11 +492,11 @@ TEST(LinuxGroups, GarbageIsNotTakenForFigures)
    EXPECT_THAT(MembersOf(source, group), ElementsAre(kProcess + 60));
    EXPECT_EQ(4u, MembersOf(source, 0).size());
    const auto stats = source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {group});
-   EXPECT_EQ(0u, stats.consumed);
-   EXPECT_EQ(0u, stats.touched);
-   EXPECT_EQ(4u, stats.ovhd);
-   EXPECT_EQ(0, stats.throttlePct);
-   EXPECT_EQ(-1, source.Read<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {group}).max);
+   EXPECT_EQ(0u, +stats.consumed);
+   EXPECT_EQ(0u, +stats.touched);
+   EXPECT_EQ(4u, +stats.ovhd);
+   EXPECT_EQ(0, +stats.throttlePct);
+   EXPECT_EQ(-1, +source.Read<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {group}).max);
    for (const int64_t pid : {60, 62, 63}) {
       EXPECT_EQ(NEVRA_NOT_FOUND,
                 source.StatusOf<GroupFlagsRecord>(NodeId::sched_groups_groupFlags, {kProcess + pid}))
@@ -504,7 +504,7 @@ TEST(LinuxGroups, GarbageIsNotTakenForFigures)
    }
    EXPECT_EQ(
       0u,
-      source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 61}).consumed);
+      +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 61}).consumed);
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CompMemMapStats>(NodeId::memory_comprehensive));
 }
 

@@ -24,19 +24,19 @@ TEST(LinuxHostMemory, EveryFigureAndTheirSum)
    const CompMemMapStats stats = Comprehensive(tree);
    const uint64_t pageKB = nevra::PageKB();
    const uint64_t ram = 0x200000 * uint64_t{4} - 1024 + 636; // 8 GB but for the hole below 1 MB
-   EXPECT_EQ(ram, stats.total);
-   EXPECT_EQ(8000000u, stats.managedByMemMap);
-   EXPECT_EQ(2000000u, stats.free);
-   EXPECT_EQ(16384u, stats.kernelCode);
+   EXPECT_EQ(ram, +stats.total);
+   EXPECT_EQ(8000000u, +stats.managedByMemMap);
+   EXPECT_EQ(2000000u, +stats.free);
+   EXPECT_EQ(16384u, +stats.kernelCode);
    const uint64_t heap = 400000 + 20000 + 30000 + 1000 + 5000;
-   EXPECT_EQ(8192u + 4096 + 2048 + heap, stats.dataAndHeap);
-   EXPECT_EQ(9000 * pageKB, stats.buddyOvhd);
-   EXPECT_EQ(158 * pageKB, stats.rsvdLow);
-   EXPECT_EQ(0u, stats.reliableMem);
-   EXPECT_EQ(1000000u + 100000 + 40960, stats.otherConsumed);
-   EXPECT_EQ(6000000u - heap - 1000 * pageKB - 1140960, stats.orskaClientConsumed);
-   EXPECT_EQ(stats.total, stats.discarded + stats.kernelCode + stats.dataAndHeap + stats.buddyOvhd +
-                             stats.rsvdLow + stats.orskaClientConsumed + stats.otherConsumed + stats.free);
+   EXPECT_EQ(8192u + 4096 + 2048 + heap, +stats.dataAndHeap);
+   EXPECT_EQ(9000 * pageKB, +stats.buddyOvhd);
+   EXPECT_EQ(158 * pageKB, +stats.rsvdLow);
+   EXPECT_EQ(0u, +stats.reliableMem);
+   EXPECT_EQ(1000000u + 100000 + 40960, +stats.otherConsumed);
+   EXPECT_EQ(6000000u - heap - 1000 * pageKB - 1140960, +stats.orskaClientConsumed);
+   EXPECT_EQ(+stats.total, stats.discarded + stats.kernelCode + stats.dataAndHeap + stats.buddyOvhd +
+                              stats.rsvdLow + stats.orskaClientConsumed + stats.otherConsumed + stats.free);
 }
 
 TEST(LinuxHostMemory, TotalIsWhatIsManagedWhereAddressesAreHidden)
@@ -46,11 +46,11 @@ TEST(LinuxHostMemory, TotalIsWhatIsManagedWhereAddressesAreHidden)
    tree.File("proc/iomem", "00000000-00000000 : Reserved\n00000000-00000000 : System RAM\n"
                            "  00000000-00000000 : Kernel code\n");
    const CompMemMapStats stats = Comprehensive(tree);
-   EXPECT_EQ(8000000u, stats.total);
-   EXPECT_EQ(0u, stats.kernelCode);
-   EXPECT_EQ(0u, stats.discarded);
+   EXPECT_EQ(8000000u, +stats.total);
+   EXPECT_EQ(0u, +stats.kernelCode);
+   EXPECT_EQ(0u, +stats.discarded);
    tree.Remove("proc/iomem");
-   EXPECT_EQ(8000000u, Comprehensive(tree).total);
+   EXPECT_EQ(8000000u, +Comprehensive(tree).total);
 }
 
 TEST(LinuxHostMemory, AKernelWithFewerLinesGivesZeros)
@@ -58,17 +58,17 @@ TEST(LinuxHostMemory, AKernelWithFewerLinesGivesZeros)
    RecordedTree tree;
    tree.File("proc/meminfo", "MemTotal: 1000 kB\nMemFree: 400 kB\n");
    const CompMemMapStats stats = Comprehensive(tree);
-   EXPECT_EQ(1000u, stats.total);
-   EXPECT_EQ(400u, stats.free);
-   EXPECT_EQ(0u, stats.dataAndHeap);
-   EXPECT_EQ(0u, stats.buddyOvhd);
-   EXPECT_EQ(0u, stats.rsvdLow);
-   EXPECT_EQ(600u, stats.orskaClientConsumed);
+   EXPECT_EQ(1000u, +stats.total);
+   EXPECT_EQ(400u, +stats.free);
+   EXPECT_EQ(0u, +stats.dataAndHeap);
+   EXPECT_EQ(0u, +stats.buddyOvhd);
+   EXPECT_EQ(0u, +stats.rsvdLow);
+   EXPECT_EQ(600u, +stats.orskaClientConsumed);
    LiveSource source(tree.Root());
    const auto global = source.Read<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar);
-   EXPECT_EQ(1000u, global.managedByMemSched);
-   EXPECT_EQ(0u, global.minFree);
-   EXPECT_EQ(5u, global.memState) << "unknown";
+   EXPECT_EQ(1000u, +global.managedByMemSched);
+   EXPECT_EQ(0u, +global.minFree);
+   EXPECT_EQ(5u, +global.memState) << "unknown";
 }
 
 TEST(LinuxHostMemory, WithoutMeminfoNothingIsFound)
@@ -89,8 +89,8 @@ TEST(LinuxHostMemory, StateFollowsFreePagesAndWatermarks)
                                     "        present  5000\n        managed  5000\n");
       LiveSource source(tree.Root());
       const auto global = source.Read<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar);
-      EXPECT_EQ(67584u, global.minFree);
-      EXPECT_EQ(8000000u, global.managedByMemSched);
+      EXPECT_EQ(67584u, +global.minFree);
+      EXPECT_EQ(8000000u, +global.managedByMemSched);
       return global.memState;
    };
    EXPECT_EQ(0u, stateWith(601));
@@ -112,14 +112,14 @@ TEST(LinuxHostMemory, TransitionsAreReclaimRunsAndTheirWayBack)
    const auto of = [&source](const char *state) {
       return source.Read<MemStateTransitions>(NodeId::sched_globalStats_memory_stateTransitions, {state});
    };
-   EXPECT_EQ(0u, of("high").numToLower);
-   EXPECT_EQ(0u, of("clear").numToHigher);
-   EXPECT_EQ(12u, of("clear").numToLower);
-   EXPECT_EQ(12u, of("soft").numToHigher);
-   EXPECT_EQ(5u, of("soft").numToLower);
-   EXPECT_EQ(5u, of("hard").numToHigher);
-   EXPECT_EQ(0u, of("hard").numToLower);
-   EXPECT_EQ(0u, of("low").numToHigher);
+   EXPECT_EQ(0u, +of("high").numToLower);
+   EXPECT_EQ(0u, +of("clear").numToHigher);
+   EXPECT_EQ(12u, +of("clear").numToLower);
+   EXPECT_EQ(12u, +of("soft").numToHigher);
+   EXPECT_EQ(5u, +of("soft").numToLower);
+   EXPECT_EQ(5u, +of("hard").numToHigher);
+   EXPECT_EQ(0u, +of("hard").numToLower);
+   EXPECT_EQ(0u, +of("low").numToHigher);
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemStateTransitions>(
                                  NodeId::sched_globalStats_memory_stateTransitions, {"unknown"}));
 }
@@ -135,17 +135,17 @@ TEST(LinuxHostMemory, AHostThatIsStillLowHasNotComeBackYet)
    const auto of = [&source](const char *state) {
       return source.Read<MemStateTransitions>(NodeId::sched_globalStats_memory_stateTransitions, {state});
    };
-   EXPECT_EQ(3u, of("clear").numToLower);
-   EXPECT_EQ(2u, of("soft").numToHigher);
-   EXPECT_EQ(7u, of("soft").numToLower);
-   EXPECT_EQ(6u, of("hard").numToHigher);
+   EXPECT_EQ(3u, +of("clear").numToLower);
+   EXPECT_EQ(2u, +of("soft").numToHigher);
+   EXPECT_EQ(7u, +of("soft").numToLower);
+   EXPECT_EQ(6u, +of("hard").numToHigher);
 }
 
 TEST(LinuxHostMemory, NoVmsWithoutAnyProcess)
 {
    RecordedTree tree;
    LiveSource source(tree.Root());
-   EXPECT_EQ(0u, source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs);
+   EXPECT_EQ(0u, +source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs);
 }
 
 } // namespace

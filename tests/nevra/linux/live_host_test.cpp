@@ -49,15 +49,15 @@ TEST(LiveHost, MemoryAgreesWithMeminfo)
    const auto stats = source.Read<CompMemMapStats>(NodeId::memory_comprehensive);
    const auto after = KeyedFile("/proc/meminfo");
    constexpr uint64_t kMoves = 256 * 1024;
-   ExpectNear(before.at("MemTotal"), stats.managedByMemMap, after.at("MemTotal"), 0, "MemTotal");
-   ExpectNear(before.at("MemFree"), stats.free, after.at("MemFree"), kMoves, "MemFree");
-   EXPECT_GE(stats.total, stats.managedByMemMap);
+   ExpectNear(before.at("MemTotal"), +stats.managedByMemMap, after.at("MemTotal"), 0, "MemTotal");
+   ExpectNear(before.at("MemFree"), +stats.free, after.at("MemFree"), kMoves, "MemFree");
+   EXPECT_GE(+stats.total, +stats.managedByMemMap);
    EXPECT_GE(stats.dataAndHeap + kMoves, before.at("Slab"));
    const uint64_t used = before.at("MemTotal") - before.at("MemFree");
    EXPECT_LE(stats.orskaClientConsumed + stats.otherConsumed, used + kMoves);
    const auto global = source.Read<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar);
-   EXPECT_EQ(stats.managedByMemMap, global.managedByMemSched);
-   EXPECT_LE(global.memState, 4u);
+   EXPECT_EQ(+stats.managedByMemMap, +global.managedByMemSched);
+   EXPECT_LE(+global.memState, 4u);
 }
 
 void CollectProcesses(LiveSource &source, int64_t group, std::map<int64_t, int> &found)
@@ -111,8 +111,8 @@ TEST(LiveHost, ThisProcessShowsItsOwnMemory)
    const int64_t self = kProcess + getpid();
    const auto stats = source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {self});
    const auto after = KeyedFile("/proc/self/status");
-   ExpectNear(before.at("VmRSS"), stats.consumed, after.at("VmRSS"), 512, "VmRSS");
-   ExpectNear(before.at("VmSize"), stats.memSize, after.at("VmSize"), 512, "VmSize");
+   ExpectNear(before.at("VmRSS"), +stats.consumed, after.at("VmRSS"), 512, "VmRSS");
+   ExpectNear(before.at("VmSize"), +stats.memSize, after.at("VmSize"), 512, "VmSize");
    std::ifstream comm("/proc/self/comm");
    std::string name;
    std::getline(comm, name);
@@ -166,10 +166,10 @@ TEST(LiveHost, ACgroupAndItsLimitAreShown)
    const int64_t group = static_cast<int64_t>(status.st_ino);
    EXPECT_EQ(own.path, hierarchy.string() + "/" +
                           source.Read<GroupNameRecord>(NodeId::sched_groups_groupName, {group}).name);
-   EXPECT_EQ(64 * 1024, source.Read<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {group}).max);
+   EXPECT_EQ(64 * 1024, +source.Read<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {group}).max);
    EXPECT_EQ(64u * 1024,
-             source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {group}).bMax);
-   EXPECT_EQ(0, source.Read<ParentGroupIDRecord>(NodeId::sched_groups_parentGroupID, {group}).parentGroupID);
+             +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {group}).bMax);
+   EXPECT_EQ(0, +source.Read<ParentGroupIDRecord>(NodeId::sched_groups_parentGroupID, {group}).parentGroupID);
 }
 
 } // namespace

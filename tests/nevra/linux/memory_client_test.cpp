@@ -60,28 +60,28 @@ TEST(LinuxUserWorld, EveryFigure)
    tree.File("proc/40/smaps_rollup", kRollup);
    LiveSource source(tree.Root());
    const UwStatsRecord record = UserWorld(source, 40);
-   EXPECT_EQ(1024, record.min);
-   EXPECT_EQ(8192, record.max);
-   EXPECT_EQ(-1, record.minLimit);
-   EXPECT_EQ(0, record.shares);
-   EXPECT_EQ(-1, record.memSizeLimit);
-   EXPECT_EQ(9000u, record.memSize);
-   EXPECT_EQ(3500u, record.touched);
-   EXPECT_EQ(4096u, record.allocTgt);
-   EXPECT_EQ(6048u, record.mapped) << "with the huge pages";
+   EXPECT_EQ(1024, +record.min);
+   EXPECT_EQ(8192, +record.max);
+   EXPECT_EQ(-1, +record.minLimit);
+   EXPECT_EQ(0, +record.shares);
+   EXPECT_EQ(-1, +record.memSizeLimit);
+   EXPECT_EQ(9000u, +record.memSize);
+   EXPECT_EQ(3500u, +record.touched);
+   EXPECT_EQ(4096u, +record.allocTgt);
+   EXPECT_EQ(6048u, +record.mapped) << "with the huge pages";
    EXPECT_EQ(1500u + 2048, Consumed(record)) << "shared pages in parts";
-   EXPECT_EQ(1024u, record.totalResv);
-   EXPECT_EQ(4u, record.pinnedResv);
-   EXPECT_EQ(2020u + 1010, record.memBStore);
-   EXPECT_EQ(16u, record.swapBStore);
-   EXPECT_EQ(1250u, record.swappable);
-   EXPECT_EQ(1010u, record.shm);
-   EXPECT_EQ(20u, record.cow);
-   EXPECT_EQ(2020u, record.pageable);
-   EXPECT_EQ(1010u, record.pageableUnacct);
-   EXPECT_EQ(16u, record.swapped);
-   EXPECT_EQ(8u, record.pinned);
-   EXPECT_EQ(0u, record.prealloced);
+   EXPECT_EQ(1024u, +record.totalResv);
+   EXPECT_EQ(4u, +record.pinnedResv);
+   EXPECT_EQ(2020u + 1010, +record.memBStore);
+   EXPECT_EQ(16u, +record.swapBStore);
+   EXPECT_EQ(1250u, +record.swappable);
+   EXPECT_EQ(1010u, +record.shm);
+   EXPECT_EQ(20u, +record.cow);
+   EXPECT_EQ(2020u, +record.pageable);
+   EXPECT_EQ(1010u, +record.pageableUnacct);
+   EXPECT_EQ(16u, +record.swapped);
+   EXPECT_EQ(8u, +record.pinned);
+   EXPECT_EQ(0u, +record.prealloced);
    EXPECT_EQ(0u, record.swapTgt + record.swapScope + record.useReliableMem);
 }
 
@@ -92,11 +92,11 @@ TEST(LinuxUserWorld, WithoutMappingsTheStatusHasToDo)
    tree.Process(41, {.name = "zombie"});
    LiveSource source(tree.Root());
    const UwStatsRecord record = UserWorld(source, 40);
-   EXPECT_EQ(4000u, record.mapped);
+   EXPECT_EQ(4000u, +record.mapped);
    EXPECT_EQ(4000u, Consumed(record));
-   EXPECT_EQ(0u, record.touched);
-   EXPECT_EQ(1992u, record.swappable);
-   EXPECT_EQ(0u, UserWorld(source, 41).mapped);
+   EXPECT_EQ(0u, +record.touched);
+   EXPECT_EQ(1992u, +record.swappable);
+   EXPECT_EQ(0u, +UserWorld(source, 41).mapped);
 }
 
 TEST(LinuxUserWorld, OnlyProcessesAndEmulatorsAreUserWorlds)
@@ -170,15 +170,15 @@ TEST(LinuxVm, EveryFigureOfItsMemory)
    tree.File("proc/70/ksm_stat", "ksm_merging_pages 500\n");
    LiveSource source(tree.Root());
    const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
-   EXPECT_EQ(1048576u, record.memSize);
-   EXPECT_EQ(2097152u, record.memSizeLimit);
-   EXPECT_EQ(600000u, record.mapped);
-   EXPECT_EQ(500000u, record.touched);
-   EXPECT_EQ(4000u, record.shared);
-   EXPECT_EQ(500 * nevra::PageKB(), record.sharedSaved);
-   EXPECT_EQ(4194304u, record.allocTgt);
-   EXPECT_EQ(3072u, record.zipped);
-   EXPECT_EQ(2048u, record.zipSaved);
+   EXPECT_EQ(1048576u, +record.memSize);
+   EXPECT_EQ(2097152u, +record.memSizeLimit);
+   EXPECT_EQ(600000u, +record.mapped);
+   EXPECT_EQ(500000u, +record.touched);
+   EXPECT_EQ(4000u, +record.shared);
+   EXPECT_EQ(500 * nevra::PageKB(), +record.sharedSaved);
+   EXPECT_EQ(4194304u, +record.allocTgt);
+   EXPECT_EQ(3072u, +record.zipped);
+   EXPECT_EQ(2048u, +record.zipSaved);
    EXPECT_EQ(0u, record.vpmemRO + record.vpmemRW + record.vpmemUC + record.ballooned + record.balloonTgt +
                     record.llswapped + record.llswapUsed + record.zero + record.swapTgt);
    EXPECT_EQ(NEVRA_NOT_FOUND,
@@ -193,9 +193,9 @@ TEST(LinuxVm, WithoutMappingsAllThatIsResidentIsTheGuests)
    tree.Remove("proc/70/smaps");
    LiveSource source(tree.Root());
    const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
-   EXPECT_EQ(1048576u, record.memSize);
-   EXPECT_EQ(700000u, record.mapped);
-   EXPECT_EQ(0u, record.touched);
+   EXPECT_EQ(1048576u, +record.memSize);
+   EXPECT_EQ(700000u, +record.mapped);
+   EXPECT_EQ(0u, +record.touched);
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70}));
 }
 
@@ -205,13 +205,13 @@ TEST(LinuxVm, SwapIsThatOfTheProcessAndItsCgroup)
    MakeVm(tree);
    LiveSource source(tree.Root());
    const auto record = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
-   EXPECT_EQ(16u, record.swapped);
-   EXPECT_EQ(10 * nevra::PageKB(), record.swapIn);
-   EXPECT_EQ(20 * nevra::PageKB(), record.swapOut);
-   EXPECT_EQ(1048576u, record.totalReg);
-   EXPECT_EQ(1048576u - 1024, record.freeReg);
-   EXPECT_EQ(1u, record.curSwapper);
-   EXPECT_EQ(0, record.isSwapping);
+   EXPECT_EQ(16u, +record.swapped);
+   EXPECT_EQ(10 * nevra::PageKB(), +record.swapIn);
+   EXPECT_EQ(20 * nevra::PageKB(), +record.swapOut);
+   EXPECT_EQ(1048576u, +record.totalReg);
+   EXPECT_EQ(1048576u - 1024, +record.freeReg);
+   EXPECT_EQ(1u, +record.curSwapper);
+   EXPECT_EQ(0, +record.isSwapping);
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {70}));
 }
 
@@ -223,9 +223,9 @@ TEST(LinuxVm, CgroupFiguresCountOnlyForAVmAloneInItsCgroup)
    tree.Process(71, {.name = "helper", .vmSize = 100, .vmRss = 50});
    LiveSource source(tree.Root());
    const auto swap = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
-   EXPECT_EQ(16u, swap.swapped);
+   EXPECT_EQ(16u, +swap.swapped);
    EXPECT_EQ(0u, swap.swapOut + swap.totalReg);
-   EXPECT_EQ(0u, source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).zipped);
+   EXPECT_EQ(0u, +source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).zipped);
    EXPECT_THAT(source.ListTexts(NodeId::sched_memClients_remapTypes, {70}), IsEmpty());
 }
 
@@ -253,11 +253,11 @@ TEST(LinuxVm, CompressionIsThatOfSwappedMemory)
    tree.File("sys/module/zswap/parameters/max_pool_percent", "20\n");
    LiveSource source(tree.Root());
    const auto record = source.Read<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {70});
-   EXPECT_EQ(1600000u, record.maxCache);
-   EXPECT_EQ(1600000u, record.totalCache);
-   EXPECT_EQ(1024u, record.usedCache);
-   EXPECT_EQ(40 * nevra::PageKB(), record.zipped);
-   EXPECT_EQ(30 * nevra::PageKB(), record.unZipped);
+   EXPECT_EQ(1600000u, +record.maxCache);
+   EXPECT_EQ(1600000u, +record.totalCache);
+   EXPECT_EQ(1024u, +record.usedCache);
+   EXPECT_EQ(40 * nevra::PageKB(), +record.zipped);
+   EXPECT_EQ(30 * nevra::PageKB(), +record.unZipped);
    EXPECT_EQ(NEVRA_NOT_FOUND,
              source.StatusOf<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {kEmulator + 70}));
 }
@@ -269,18 +269,18 @@ TEST(LinuxVm, LargePagesOfTheGuestMapping)
    {
       LiveSource source(tree.Root());
       const auto record = source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70});
-      EXPECT_EQ(201u, record.nrBackings2M);
-      EXPECT_EQ(0u, record.nrBackings1G);
-      EXPECT_EQ(11u, record.nrAllocSuccess);
+      EXPECT_EQ(201u, +record.nrBackings2M);
+      EXPECT_EQ(0u, +record.nrBackings1G);
+      EXPECT_EQ(11u, +record.nrAllocSuccess);
    }
    tree.File("proc/70/smaps", "7f0000000000-7f0040000000 rw-s 00000000 00:00 0 /dev/hugepages/x\n"
                               "Size:            1048576 kB\nKernelPageSize:  1048576 kB\nRss: 0 kB\n"
                               "Shared_Hugetlb:  1048576 kB\n");
    LiveSource source(tree.Root());
    const auto record = source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70});
-   EXPECT_EQ(0u, record.nrBackings2M);
-   EXPECT_EQ(1u, record.nrBackings1G);
-   EXPECT_EQ(1048576u, source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).mapped);
+   EXPECT_EQ(0u, +record.nrBackings2M);
+   EXPECT_EQ(1u, +record.nrBackings1G);
+   EXPECT_EQ(1048576u, +source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).mapped);
 }
 
 TEST(LinuxVm, RemapTypesAreTheMigrationsThatTheKernelCounts)
@@ -293,10 +293,10 @@ TEST(LinuxVm, RemapTypesAreTheMigrationsThatTheKernelCounts)
    const auto read = [&source](const char *type) {
       return source.Read<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {kEmulator + 70, type});
    };
-   EXPECT_EQ(200u, read("numa-balancing").added);
-   EXPECT_EQ(100u, read("numa-balancing").remapped);
-   EXPECT_EQ(7u, read("promotion").remapped);
-   EXPECT_EQ(3u, read("demotion").remapped);
+   EXPECT_EQ(200u, +read("numa-balancing").added);
+   EXPECT_EQ(100u, +read("numa-balancing").remapped);
+   EXPECT_EQ(7u, +read("promotion").remapped);
+   EXPECT_EQ(3u, +read("demotion").remapped);
    EXPECT_EQ(NEVRA_NOT_FOUND,
              source.StatusOf<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {kEmulator + 70, "x"}));
    tree.V2("m.scope", "memory.stat", "anon 5\n");
@@ -306,9 +306,9 @@ TEST(LinuxVm, RemapTypesAreTheMigrationsThatTheKernelCounts)
 
 TEST(GuestMapping, IsTheOneOfTheGuestsSizeElseTheLargest)
 {
-   EXPECT_EQ(600000u, nevra::ParseGuestMapping(kSmaps, 1048576)->rss);
-   EXPECT_EQ(16u, nevra::ParseGuestMapping(kSmaps, 5)->rss);
-   EXPECT_EQ(16u, nevra::ParseGuestMapping(kSmaps, std::nullopt)->rss);
+   EXPECT_EQ(600000u, +nevra::ParseGuestMapping(kSmaps, 1048576)->rss);
+   EXPECT_EQ(16u, +nevra::ParseGuestMapping(kSmaps, 5)->rss);
+   EXPECT_EQ(16u, +nevra::ParseGuestMapping(kSmaps, std::nullopt)->rss);
    EXPECT_EQ(std::nullopt, nevra::ParseGuestMapping("", 5).has_value() ? std::optional(1) : std::nullopt);
    EXPECT_FALSE(nevra::ParseGuestMapping("-\n--\n:::\nSize\n\xff- -\n", 5).has_value());
 }

@@ -39,9 +39,9 @@ TEST(LinuxMemoryNodes, AreTheNumaNodesThatHaveMemory)
    RecordedTree tree;
    MakeNodes(tree);
    LiveSource source(tree.Root());
-   EXPECT_EQ(2u, source.Read<MemInfoRecord>(NodeId::memory_memInfo).numMemNodes);
-   EXPECT_EQ(0, source.Read<MemNodeInfo>(NodeId::memory_memNodes, {0}).numaNode);
-   EXPECT_EQ(2, source.Read<MemNodeInfo>(NodeId::memory_memNodes, {1}).numaNode);
+   EXPECT_EQ(2u, +source.Read<MemInfoRecord>(NodeId::memory_memInfo).numMemNodes);
+   EXPECT_EQ(0, +source.Read<MemNodeInfo>(NodeId::memory_memNodes, {0}).numaNode);
+   EXPECT_EQ(2, +source.Read<MemNodeInfo>(NodeId::memory_memNodes, {1}).numaNode);
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemNodeInfo>(NodeId::memory_memNodes, {2}));
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemNodeInfo>(NodeId::memory_memNodes, {-1}));
 }
@@ -57,19 +57,19 @@ TEST(LinuxBuddies, FreeBuffersByOrderAndUsedMemoryInPages)
    EXPECT_THAT(source.ListTexts(NodeId::system_buddy),
                ElementsAre("memmap-00-lo", "memmap-00-hi", "memmap-01-hi"));
    const auto low = source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-lo"});
-   EXPECT_EQ(5u, low.orders[0].numFree);
-   EXPECT_EQ(3u, low.orders[1].numFree);
-   EXPECT_EQ(1u, low.orders[2].numFree);
-   EXPECT_EQ(0u, low.orders[3].numFree);
-   EXPECT_EQ(13840u - (5 + 6 + 4), low.orders[0].numUsed);
-   EXPECT_EQ(0u, low.orders[1].numUsed);
+   EXPECT_EQ(5u, +low.orders[0].numFree);
+   EXPECT_EQ(3u, +low.orders[1].numFree);
+   EXPECT_EQ(1u, +low.orders[2].numFree);
+   EXPECT_EQ(0u, +low.orders[3].numFree);
+   EXPECT_EQ(13840u - (5 + 6 + 4), +low.orders[0].numUsed);
+   EXPECT_EQ(0u, +low.orders[1].numUsed);
    const auto high =
       source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"});
-   EXPECT_EQ(3u, high.orders[10].numFree);
-   EXPECT_EQ(50000u - (100 + 20 + 8 + 3072), high.orders[0].numUsed);
+   EXPECT_EQ(3u, +high.orders[10].numFree);
+   EXPECT_EQ(50000u - (100 + 20 + 8 + 3072), +high.orders[0].numUsed);
    const auto second =
       source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-01-hi"});
-   EXPECT_EQ(7u, second.orders[0].numFree);
+   EXPECT_EQ(7u, +second.orders[0].numFree);
    EXPECT_EQ(NEVRA_NOT_FOUND,
              source.StatusOf<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-01-lo"}));
 }
@@ -91,8 +91,8 @@ TEST(LinuxBuddies, GarbageAndMissingFiles)
    LiveSource source(tree.Root());
    const auto buddy =
       source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"});
-   EXPECT_EQ(0u, buddy.orders[0].numUsed);
-   EXPECT_EQ(1u, source.Read<MemInfoRecord>(NodeId::memory_memInfo).numMemNodes);
+   EXPECT_EQ(0u, +buddy.orders[0].numUsed);
+   EXPECT_EQ(1u, +source.Read<MemInfoRecord>(NodeId::memory_memInfo).numMemNodes);
 }
 
 TEST(LinuxLargePages, PoolsOfEveryNode)
@@ -118,23 +118,23 @@ TEST(LinuxLargePages, PoolsOfEveryNode)
    const auto pool = [&source](int64_t node, const char *name) {
       return source.Read<LPagePoolRecord>(NodeId::memory_lpage_nodeList_vmPools, {node, name});
    };
-   EXPECT_EQ(10u, shared(0).nrLPages);
-   EXPECT_EQ(4u * 512, shared(0).nrFreeSPages);
-   EXPECT_EQ(3u, shared(1).nrLPages);
+   EXPECT_EQ(10u, +shared(0).nrLPages);
+   EXPECT_EQ(4u * 512, +shared(0).nrFreeSPages);
+   EXPECT_EQ(3u, +shared(1).nrLPages);
    EXPECT_EQ(NEVRA_NOT_FOUND,
              source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_psharePool, {2}));
    EXPECT_THAT(source.ListTexts(NodeId::memory_lpage_nodeList_vmPools, {0}), ElementsAre("1048576kB", "thp"));
    EXPECT_THAT(source.ListTexts(NodeId::memory_lpage_nodeList_vmPools, {1}), ElementsAre("thp"));
-   EXPECT_EQ(1024u, pool(0, "1048576kB").nrLPages);
-   EXPECT_EQ(262144u, pool(0, "1048576kB").nrFreeSPages);
-   EXPECT_EQ(4u, pool(0, "thp").nrLPages);
-   EXPECT_EQ(60u * 512, pool(0, "thp").nrSPageAllocs);
-   EXPECT_EQ(8u, pool(0, "thp").nrReapAttempts);
-   EXPECT_EQ(7u * 512, pool(0, "thp").nrSPagesReaped);
-   EXPECT_EQ(9u, pool(0, "thp").nrDefragAttempts);
-   EXPECT_EQ(4u, pool(0, "thp").nrDefragCancelled);
-   EXPECT_EQ(5u, pool(0, "thp").nrLPagesDefragged);
-   EXPECT_EQ(0u, pool(1, "thp").nrDefragAttempts) << "the host's counters count once";
+   EXPECT_EQ(1024u, +pool(0, "1048576kB").nrLPages);
+   EXPECT_EQ(262144u, +pool(0, "1048576kB").nrFreeSPages);
+   EXPECT_EQ(4u, +pool(0, "thp").nrLPages);
+   EXPECT_EQ(60u * 512, +pool(0, "thp").nrSPageAllocs);
+   EXPECT_EQ(8u, +pool(0, "thp").nrReapAttempts);
+   EXPECT_EQ(7u * 512, +pool(0, "thp").nrSPagesReaped);
+   EXPECT_EQ(9u, +pool(0, "thp").nrDefragAttempts);
+   EXPECT_EQ(4u, +pool(0, "thp").nrDefragCancelled);
+   EXPECT_EQ(5u, +pool(0, "thp").nrLPagesDefragged);
+   EXPECT_EQ(0u, +pool(1, "thp").nrDefragAttempts) << "the host's counters count once";
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_vmPools,
                                                                {0, "../../../../proc"}));
 }
@@ -160,15 +160,15 @@ TEST(LinuxHeaps, AreTheSlabCaches)
    const auto heap = source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"dentry"});
    const uint64_t size = 5 * nevra::PageKB() * 1024;
    EXPECT_STREQ("dentry", heap.name);
-   EXPECT_EQ(size, heap.size);
-   EXPECT_EQ(1920u, heap.avail);
-   EXPECT_EQ(size - 19200, heap.overhead);
-   EXPECT_EQ(5, heap.numRanges);
-   EXPECT_EQ(192u, heap.avgAllocSize);
-   EXPECT_EQ(1, heap.dynGrow);
-   EXPECT_EQ(1920 / (size / 100), heap.pctFreeOfCur);
-   EXPECT_EQ(UINT32_MAX, source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"huge"}).size);
-   EXPECT_EQ(0u, source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"zero"}).pctFreeOfCur);
+   EXPECT_EQ(size, +heap.size);
+   EXPECT_EQ(1920u, +heap.avail);
+   EXPECT_EQ(size - 19200, +heap.overhead);
+   EXPECT_EQ(5, +heap.numRanges);
+   EXPECT_EQ(192u, +heap.avgAllocSize);
+   EXPECT_EQ(1, +heap.dynGrow);
+   EXPECT_EQ(1920 / (size / 100), +heap.pctFreeOfCur);
+   EXPECT_EQ(UINT32_MAX, +source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"huge"}).size);
+   EXPECT_EQ(0u, +source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"zero"}).pctFreeOfCur);
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<HeapStatsRecord>(NodeId::system_heaps_stats, {"broken"}));
 }
 
@@ -188,11 +188,11 @@ TEST(LinuxPageSharing, IsSamePageMerging)
    LiveSource source(tree.Root());
    const auto stats = source.Read<PShareStats>(NodeId::memory_pshare_stats);
    const uint64_t small = nevra::PageKB() / 4;
-   EXPECT_EQ(1000 * small, stats.cow);
-   EXPECT_EQ(100 * small, stats.used);
-   EXPECT_EQ(907 * small, stats.reclaimed);
-   EXPECT_EQ(7 * small, stats.zero);
-   EXPECT_EQ(55 * small, stats.hintActive);
+   EXPECT_EQ(1000 * small, +stats.cow);
+   EXPECT_EQ(100 * small, +stats.used);
+   EXPECT_EQ(907 * small, +stats.reclaimed);
+   EXPECT_EQ(7 * small, +stats.zero);
+   EXPECT_EQ(55 * small, +stats.hintActive);
    EXPECT_EQ(0u, stats.cow1 + stats.totAdd + stats.totRemove + stats.peakRefCount);
 }
 
