@@ -127,7 +127,8 @@ class Scenario {
    // ---- single faults
 
    // The call-th call (from 1) of an operation fails with the status; a create, or a get of an entry as such,
-   // gives null instead.
+   // gives null instead. With NEVRA_OK a read, a listing or a get says success and gives nothing: the record,
+   // the list or the entry is left as it was.
    Scenario &Fail(std::string_view operation, unsigned call, NevraStatus status = NEVRA_FAILURE);
 
    // ---- the rest

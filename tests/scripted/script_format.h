@@ -5,7 +5,8 @@
 //    is
 //                                               given to the next read, and the last one to all that follow
 //    list NODE STATUS KEY... = INSTANCE...      an answer to the listings, repeated in the same way
-//    fail OPERATION N STATUS                    the N-th call of OPERATION (from 1) fails
+//    fail OPERATION N STATUS                    the N-th call of OPERATION (from 1) fails; with STATUS 0 a
+//                                               read, listing or getter says success and gives nothing
 //    checksig STATUS KERNEL-BUILD APP-BUILD     the answer to Nevra_CheckSig; 0 without this
 //    usecache STATUS                            the answer to Nevra_UseCache; 0 without this
 //    random SEED                                instances that no statement mentions answer at random

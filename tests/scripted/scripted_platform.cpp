@@ -272,13 +272,18 @@ Nevra_ParamList *MakeList(int kind, uint32_t most, const std::string &maker)
    return made.back().get();
 }
 
-// The status with which this call of an operation is to fail; 0 when it is not.
-NevraStatus Failure(const std::string &operation)
+// The status with which this call of an operation is to fail; 0 when it is not. A call that is to "fail" with
+// 0 is hollow: it says success and gives nothing.
+NevraStatus Failure(const std::string &operation, bool *isHollow = nullptr)
 {
    Script &script = TheScript();
    const unsigned number = ++script.calls[operation];
    const auto failure = script.failures.find(operation + ' ' + std::to_string(number));
-   return failure != script.failures.end() ? failure->second : 0;
+   const NevraStatus status = failure != script.failures.end() ? failure->second : 0;
+   if (isHollow != nullptr) {
+      *isHollow = failure != script.failures.end() && status == 0;
+   }
+   return status;
 }
 
 // `most` is how many entries the list takes; a plain list grows past the capacity that it was made for.
@@ -318,9 +323,10 @@ const Nevra_Param *Entry(const char *operation, const Nevra_ParamList *list, uin
    if (!IsUsable(list, operation)) {
       return nullptr;
    }
-   *status = Failure(operation);
+   bool isHollow;
+   *status = Failure(operation, &isHollow);
    const Nevra_Param *entry = nullptr;
-   if (*status == 0) {
+   if (*status == 0 && !isHollow) {
       if (index >= list->params.size()) {
          Misuse(std::string(operation) + " past the end of a list");
          *status = NEVRA_NOT_FOUND;
@@ -478,11 +484,12 @@ NevraStatus List(const char *operation, const std::string &call, NevraNode node,
 {
    CheckInstanceParams(operation, params);
    const Answer *answer = FindListing(node, params);
-   NevraStatus status = Failure(operation);
-   if (status == 0) {
+   bool isHollow;
+   NevraStatus status = Failure(operation, &isHollow);
+   if (status == 0 && !isHollow) {
       status = answer != nullptr ? answer->status : NEVRA_NOT_FOUND;
    }
-   if (status != 0) {
+   if (status != 0 || isHollow) {
       Trace(call + " = " + StatusText(status) + (answer == nullptr ? " unscripted" : ""));
       return status;
    }
@@ -635,8 +642,9 @@ NevraStatus Nevra_Get(NevraNode node, const Nevra_ParamList *params, void *recor
 {
    CheckInstanceParams("Nevra_Get", params);
    const Answer *answer = FindRecord(node, params);
-   NevraStatus status = Failure("Nevra_Get");
-   if (status == 0) {
+   bool isHollow;
+   NevraStatus status = Failure("Nevra_Get", &isHollow);
+   if (status == 0 && !isHollow) {
       status = answer != nullptr ? answer->status : NEVRA_NOT_FOUND;
    }
    if (node->recordSize != recordSize) {
@@ -646,7 +654,7 @@ NevraStatus Nevra_Get(NevraNode node, const Nevra_ParamList *params, void *recor
    }
    Trace("Nevra_Get(" + std::string(node->identifier) + ", " + NameAndParams(params) + ", " +
          std::to_string(recordSize) + ") = " + StatusText(status) + (answer == nullptr ? " unscripted" : ""));
-   if (status == 0) {
+   if (status == 0 && !isHollow) {
       std::memset(record, 0, recordSize);
       std::memcpy(record, answer->bytes.data(), std::min(recordSize, answer->bytes.size()));
    }
