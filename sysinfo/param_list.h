@@ -20,15 +20,17 @@ inline ParamListPtr CreateParamList(uint32_t capacity)
    return ParamListPtr(Nevra_ParamListCreate(NEVRA_LIST_INSTANCE, capacity));
 }
 
-// Nevra_GetInstanceListAlloc into an owned list. `list` stays empty on failure.
+// Nevra_GetInstanceListAlloc into an owned list. `list` stays empty on failure; a platform that says success
+// and hands over no list has failed.
 inline NevraStatus ListInstances(NevraNode node, const Nevra_ParamList *params, ParamListPtr *list)
 {
    Nevra_ParamList *instances = nullptr;
    const NevraStatus status = Nevra_GetInstanceListAlloc(node, params, &instances);
-   if (status == NEVRA_OK) {
-      list->reset(instances);
+   if (status != NEVRA_OK) {
+      return status;
    }
-   return status;
+   list->reset(instances);
+   return instances != nullptr ? NEVRA_OK : NEVRA_FAILURE;
 }
 
 #endif

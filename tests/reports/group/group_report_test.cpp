@@ -279,6 +279,16 @@ TEST_P(GroupReport, FailuresAtTheStartGroupAreTheRunsOwn)
    EXPECT_EQ(run.exitStatus, 1);
 }
 
+TEST_P(GroupReport, AListingThatHandsOverNoListHasFailed)
+{
+   Scenario scenario = Chain(1);
+   scenario.Fail("Nevra_GetInstanceListAlloc", 1, NEVRA_OK);
+   const RunResult run = Run(scenario, {"-q"});
+   EXPECT_EQ(run.OutLines()[1], GetParam().totals);
+   EXPECT_EQ(run.err, "KelmarTraverseGroups: Nevra_GetInstanceListAlloc failure: Failure\n");
+   EXPECT_EQ(run.exitStatus, 1);
+}
+
 TEST_P(GroupReport, FailuresBelowTheStartGroupAreNot)
 {
    Scenario scenario = Chain(2);
