@@ -32,7 +32,7 @@ std::string_view FormatValue(const char *format, const CellValue &value, char (&
       digits[0] = static_cast<char>(value.Integer());
       return {digits, 1};
    default:
-      return value.Text();
+      return value.Text() != nullptr ? value.Text() : std::string_view();
    }
 }
 

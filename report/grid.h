@@ -13,7 +13,7 @@
 #include "report/column_table.h"
 #include "report/output_line.h"
 
-// One value of a row; the column's format says which of the two it is and how wide.
+// One value of a row; the column's format says which of the two it is and how wide. A null text is empty.
 class CellValue {
  public:
    CellValue() = default; // for a cell that stays blank

@@ -1,5 +1,7 @@
 #include "report/group_queries.h"
 
+#include <cstring>
+
 #include "report/flag_filter.h"
 #include "sysinfo/param_list.h"
 #include "sysinfo/status.h"
@@ -8,6 +10,7 @@ namespace {
 
 NevraStatus Get(Nevra_ParamList *params, NevraNode node, void *record, size_t recordSize)
 {
+   std::memset(record, 0, recordSize); // what the platform leaves out reads as 0
    const NevraStatus status = Nevra_Get(node, params, record, recordSize);
    Nevra_ParamListRemoveLastParam(params);
    return status;
@@ -38,8 +41,8 @@ NevraStatus FindVmmChild(uint64_t vmGroupID, uint64_t *vmmGroupID)
    }
    const uint32_t count = Nevra_ParamListUsedCount(children.get());
    for (uint32_t i = 0; i < count; i++) {
-      int64_t childID;
-      uint32_t flags;
+      int64_t childID = 0;
+      uint32_t flags = 0;
       if (Nevra_ParamListGetInt64(children.get(), i, &childID) == NEVRA_OK &&
           Kelmar_GroupGetFlags(static_cast<uint64_t>(childID), &flags) == NEVRA_OK &&
           (flags & GROUP_VMM_SUB_CONTAINER) != 0) {
@@ -136,7 +139,7 @@ NevraStatus Kelmar_GroupGetFlags(uint64_t groupID, uint32_t *flags)
 NevraStatus Kelmar_GroupGetGroupLeaderID(uint64_t groupID, uint32_t *leaderID)
 {
    *leaderID = 0;
-   uint32_t flags;
+   uint32_t flags = 0;
    NevraStatus status = Kelmar_GroupGetFlags(groupID, &flags);
    if (status != NEVRA_OK) {
       return status;

@@ -44,7 +44,7 @@ NevraStatus TraverseGroups(uint64_t startGroupID, uint32_t levels, uint8_t csvMo
       return status;
    }
    for (uint32_t i = 0; i < count; i++) {
-      int64_t childID;
+      int64_t childID = 0;
       status = Nevra_ParamListGetInt64(children.get(), i, &childID);
       if (status == NEVRA_OK) {
          TraverseGroups(static_cast<uint64_t>(childID), levels - 1, csvMode, visit, context);

@@ -118,7 +118,7 @@ NevraStatus ReadRemapStats(const AsyncRemapRow &row, RemapStatsRecord *pages)
 // Prints the row of one remap type.
 NevraStatus KelmarAsyncRemapGetStats(AsyncRemapRow *row, bool csvMode, AsyncRemapContext *context)
 {
-   RemapStatsRecord pages;
+   RemapStatsRecord pages = {};
    const NevraStatus status = ReadRemapStats(*row, &pages);
    if (status != NEVRA_OK) {
       return status;
@@ -180,7 +180,7 @@ NevraStatus PrintMemClients(uint64_t groupID, const GroupNameRecord &name, bool 
       return ReportFailure(kGroupStep, 393, status);
    }
    for (uint32_t i = 0; i < Nevra_ParamListUsedCount(clients.get()); i++) {
-      uint32_t clientID;
+      uint32_t clientID = 0;
       status = Nevra_ParamListGetUInt32(clients.get(), i, &clientID);
       if (status != NEVRA_OK) {
          return ReportFailure(kGroupStep, 398, status);
@@ -195,7 +195,7 @@ NevraStatus PrintMemClients(uint64_t groupID, const GroupNameRecord &name, bool 
 
 NevraStatus KelmarAsyncRemapReportCallback(uint64_t groupID, uint32_t, uint8_t csvMode, void *context)
 {
-   uint32_t flags;
+   uint32_t flags = 0;
    NevraStatus status = Kelmar_GroupGetFlags(groupID, &flags);
    if (status != NEVRA_OK || (flags & GROUP_USER_WORLD) == 0) {
       return status;

@@ -183,7 +183,7 @@ void PrintUwRow(UwStatsRow *row, DisplayUnit unit, bool isTotalRow, bool csvMode
 NevraStatus UwStatsVisit(uint64_t groupID, uint32_t, uint8_t csvMode, void *opaque)
 {
    UwStatsContext *context = static_cast<UwStatsContext *>(opaque);
-   uint32_t flags;
+   uint32_t flags = 0;
    NevraStatus status = Kelmar_GroupGetFlags(groupID, &flags);
    if (status != NEVRA_OK) {
       return status;

@@ -136,7 +136,7 @@ NevraStatus ReadVmmGroupInfo(VmStatsRow *row)
       Warning("Nevra_ParamListAddInt: %s\n", ORSKA_ReturnStatusToString(status));
       return status;
    }
-   VmmGroupInfoRecord info;
+   VmmGroupInfoRecord info = {};
    status = Nevra_Get(NEVRA_NODE_vm_vmmGroupInfo, params.get(), &info, sizeof info);
    if (status == NEVRA_OK) {
       CopyText(row->dname, info.displayName);

@@ -109,7 +109,7 @@ NevraStatus GetGlobalFigures(GlobalFigures *figures)
 {
    NevraStatus status = GetSchedInfo(&figures->info);
    for (uint32_t i = 0; i < kMemStateCount && status == NEVRA_OK; i++) {
-      MemStateTransitions transitions;
+      MemStateTransitions transitions = {};
       status = GetTransitions(memStateNames[i], &transitions);
       if (status == NEVRA_OK) {
          figures->up[i] = transitions.numToHigher;
@@ -167,12 +167,12 @@ NevraStatus CompStatsReport(int argc, char **argv)
    }
    PrintTableHead(columns, options.csvMode);
 
-   CompMemMapStats memMap;
+   CompMemMapStats memMap = {};
    status = GetMemMapStats(&memMap);
    if (status != NEVRA_OK) {
       return status;
    }
-   GlobalFigures global;
+   GlobalFigures global = {};
    status = GetGlobalFigures(&global);
    if (status != NEVRA_OK) {
       return status;

@@ -301,6 +301,17 @@ TEST(GridLines, PrintsBareNewlinesForATableWithoutColumns)
    EXPECT_EQ(Printed([&] { PrintReportRow(table, false, false, {}); }), "\n");
 }
 
+TEST(GridLines, PrintsANullTextAsAnEmptyOne)
+{
+   const ReportColumn table[] = {
+      {"a", "", 3, "s", 1, 0, 1}, {"b", "", 3, "u", 1, 0, 1}, {nullptr, nullptr, 0, nullptr, 0, 0, 0}};
+   const std::string printed = Printed([&] {
+      PrintReportRow(table, false, false, {static_cast<const char *>(nullptr), 7U});
+      PrintReportRow(table, true, false, {static_cast<const char *>(nullptr), 7U});
+   });
+   EXPECT_EQ(printed, "      7\n,7\n");
+}
+
 TEST(GridLines, CarriesAHeaderThatIsWiderThanItsColumn)
 {
    const ReportColumn table[] = {Column("abcdef", 3, "u"), Column("b", 6, "u"), kEndOfColumns};

@@ -821,4 +821,24 @@ TEST(GroupStats, ReturnsTheStatusOfTheLastChildRead)
    EXPECT_EQ(run.exitStatus, 1);
 }
 
+// A read that says success and fills nothing gives zeros, and nothing of the group before.
+TEST(GroupStats, ARecordThatIsNotFilledReadsAsZero)
+{
+   Scenario scenario;
+   for (const int64_t group : {0, 1}) {
+      scenario.Group(group).Name("group").Tag("tag").Parent(7).Flags(GROUP_VM);
+      scenario.Group(group).Alloc({.min = 5, .max = 6, .shares = 8, .minLimit = 9});
+      scenario.Group(group).MemoryStats(
+         FilledRecord<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats));
+   }
+   scenario.Group(0).Children({1});
+   for (unsigned read = 9; read <= 14; read++) {
+      scenario.Fail("Nevra_Get", read, NEVRA_OK); // of group 1, all but its flags
+   }
+   const RunResult run = RunHostmem(scenario, {"-r", "group-stats", "-q"});
+   EXPECT_EQ(run.OutLines()[2], "1,,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,vm,");
+   EXPECT_EQ(run.err, "");
+   EXPECT_THAT(run, RanCleanly());
+}
+
 } // namespace

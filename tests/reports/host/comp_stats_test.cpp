@@ -380,4 +380,16 @@ TEST(CompStats, ReadsNothingMoreAfterAFault)
    }
 }
 
+// A read that says success and fills nothing gives zeros.
+TEST(CompStats, ARecordThatIsNotFilledReadsAsZero)
+{
+   Scenario scenario = Host();
+   for (unsigned read = 1; read <= 7; read++) {
+      scenario.Fail("Nevra_Get", read, NEVRA_OK);
+   }
+   const RunResult run = RunReport(scenario, {"-q"});
+   EXPECT_EQ(run.out, kCsvHeader + "0,0,0,0,0,0,0,0,0,0,0,0,0,1,0,0,0,0,High\n");
+   EXPECT_EQ(run.exitStatus, 0);
+}
+
 } // namespace
