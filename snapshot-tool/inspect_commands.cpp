@@ -69,8 +69,7 @@ void PrintNodes(const SnapshotFile &file)
                "node");
    for (const SnapshotNode &node : file.nodes) {
       std::printf("%10zu %10zu %10zu %10zu %12zu  %s%s\n", node.keys.count, node.failedKeys.count,
-                  node.listKeys.count, node.listFailedKeys.count, BytesOfNode(node), Shown(node.path).c_str(),
-                  Remark(node));
+                  node.listKeys.count, node.listFailedKeys.count, BytesOfNode(node), node.path, Remark(node));
    }
 }
 

@@ -3,6 +3,19 @@
 #include "nevra/snapshot/replace_file.h"
 #include "nevra/snapshot/snapshot_writer.h"
 #include "snapshot-tool/message.h"
+#include "snapshot-tool/progress.h"
+
+namespace {
+
+bool WriteImage(const nevra::SnapshotImage &image, const std::string &output, std::string *problem)
+{
+   const std::span<const uint8_t> parts[] = {{image.body.get(), image.bodySize}, image.trailer};
+   Progress progress("writing");
+   return nevra::ReplaceFile(output.c_str(), parts, problem,
+                             [&](uint64_t done) { progress.Update(done, image.bodySize); });
+}
+
+} // namespace
 
 bool WriteSnapshot(nevra::SnapshotTree *tree, const std::string &origin, const std::string &output)
 {
@@ -12,8 +25,7 @@ bool WriteSnapshot(nevra::SnapshotTree *tree, const std::string &origin, const s
       Complain(origin, problem);
       return false;
    }
-   const std::span<const uint8_t> parts[] = {{image.body.get(), image.bodySize}, image.trailer};
-   if (!nevra::ReplaceFile(output.c_str(), parts, &problem)) {
+   if (!WriteImage(image, output, &problem)) {
       Complain(output, problem);
       return false;
    }

@@ -86,24 +86,28 @@ bool FindTarget(const char *path, std::filesystem::path *target, mode_t *mode, s
    return !error;
 }
 
-bool WriteAll(int descriptor, std::span<const uint8_t> bytes)
+// What is written between two reports of progress.
+constexpr size_t kMostWritten = 4 << 20;
+
+bool WriteParts(int descriptor, std::span<const std::span<const uint8_t>> parts,
+                const std::function<void(uint64_t)> &progress)
 {
-   while (!bytes.empty()) {
-      const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-      if (written < 0 && errno != EINTR) {
-         return false;
+   uint64_t done = 0;
+   for (std::span<const uint8_t> rest : parts) {
+      while (!rest.empty()) {
+         const ssize_t written = write(descriptor, rest.data(), std::min(rest.size(), kMostWritten));
+         if (written < 0 && errno != EINTR) {
+            return false;
+         }
+         const size_t advance = static_cast<size_t>(std::max<ssize_t>(written, 0));
+         rest = rest.subspan(advance);
+         done += advance;
+         if (progress) {
+            progress(done);
+         }
       }
-      bytes = bytes.subspan(static_cast<size_t>(std::max<ssize_t>(written, 0)));
    }
    return true;
-}
-
-bool WriteParts(int descriptor, std::span<const std::span<const uint8_t>> parts, mode_t mode)
-{
-   return fchmod(descriptor, mode) == 0 &&
-          std::all_of(parts.begin(), parts.end(),
-                      [&](std::span<const uint8_t> part) { return WriteAll(descriptor, part); }) &&
-          fsync(descriptor) == 0;
 }
 
 int CreateTemporary(const std::filesystem::path &target)
@@ -147,7 +151,8 @@ void SyncFolder(const std::filesystem::path &target)
 
 } // namespace
 
-bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> parts, std::string *problem)
+bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> parts, std::string *problem,
+                 const std::function<void(uint64_t)> &progress)
 {
    std::filesystem::path target;
    mode_t mode;
@@ -159,10 +164,12 @@ bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> par
    if (descriptor < 0) {
       return SystemFails(problem);
    }
-   bool done = WriteParts(descriptor, parts, mode);
+   bool done =
+      fchmod(descriptor, mode) == 0 && WriteParts(descriptor, parts, progress) && fsync(descriptor) == 0;
    const int error = errno;
-   done = close(descriptor) == 0 && done;
-   if (!done && error != 0) {
+   if (close(descriptor) != 0) {
+      done = false;
+   } else {
       errno = error;
    }
    done = done && rename(temporaryPath, target.c_str()) == 0;

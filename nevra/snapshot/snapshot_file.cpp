@@ -127,11 +127,25 @@ NevraStatus TakeTexts(const Snapshot &root, SnapshotFile *file, std::string *pro
    return NEVRA_OK;
 }
 
+// Paths are shown in messages, so they must not be able to speak to a terminal.
+bool IsPath(const flatbuffers::String &path)
+{
+   constexpr size_t kLongest = 255;
+   return path.size() > 0 && path.size() <= kLongest &&
+          std::all_of(path.begin(), path.end(), [](char character) {
+             return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+                    (character >= '0' && character <= '9') || character == '/' || character == '_';
+          });
+}
+
 NevraStatus TakeNodes(const Snapshot &root, SnapshotFile *file, std::string *problem)
 {
    std::set<std::string_view> paths;
    for (const Node *stored : *root.nodes()) {
       SnapshotNode node;
+      if (!IsPath(*stored->path())) {
+         return Damaged(problem, "the path of a node is none");
+      }
       if (!TakeNode(*stored, &node)) {
          return Damaged(problem, std::string("the vectors of ") + stored->path()->c_str() +
                                     " are not as long as the directory says");

@@ -127,14 +127,19 @@ bool VerifyNode(const SnapshotFile &file, const SnapshotNode &node, std::string 
 
 } // namespace
 
-bool VerifySnapshot(const SnapshotFile &file, std::string *problem)
+bool VerifySnapshot(const SnapshotFile &file, std::string *problem,
+                    const std::function<void(uint64_t, uint64_t)> &progress)
 {
    if (!VerifyTexts(file, problem)) {
       return false;
    }
+   uint64_t done = 0;
    for (const SnapshotNode &node : file.nodes) {
       if (!VerifyNode(file, node, problem)) {
          return false;
+      }
+      if (progress) {
+         progress(++done, file.nodes.size() + 1);
       }
    }
    return FileChecksumHolds(file) || Fails(problem, "the file's checksum does not hold");

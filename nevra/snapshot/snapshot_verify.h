@@ -3,6 +3,8 @@
 #ifndef NEVRA_SNAPSHOT_SNAPSHOT_VERIFY_H
 #define NEVRA_SNAPSHOT_SNAPSHOT_VERIFY_H
 
+#include <cstdint>
+#include <functional>
 #include <string>
 
 #include "nevra/snapshot/snapshot_file.h"
@@ -10,8 +12,9 @@
 namespace nevra {
 
 // Checks every checksum, order and reference of an open snapshot. False with the first problem found. Cost:
-// two passes over the file.
-bool VerifySnapshot(const SnapshotFile &file, std::string *problem);
+// two passes over the file. Calls progress(done, total) now and then, if there is one.
+bool VerifySnapshot(const SnapshotFile &file, std::string *problem,
+                    const std::function<void(uint64_t, uint64_t)> &progress = nullptr);
 
 } // namespace nevra
 

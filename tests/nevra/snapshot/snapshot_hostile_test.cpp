@@ -84,6 +84,14 @@ TEST(SnapshotHostile, NodeGivenTwiceIsFoundAtOpening)
    EXPECT_EQ(OpeningProblem(bytes), "damaged: sched/groups/members/groups is there twice");
 }
 
+TEST(SnapshotHostile, PathThatSpeaksToTheTerminalIsFoundAtOpening)
+{
+   for (const std::string &path : {std::string("a\033[2Jb"), std::string(), std::string(256, 'a')}) {
+      EXPECT_EQ(OpeningProblem(Forge([&](SnapshotT *root) { root->nodes[0]->path = path; })),
+                "damaged: the path of a node is none");
+   }
+}
+
 TEST(SnapshotHostile, MoreNodesThanThereCanBeAreFoundAtOpening)
 {
    const auto bytes = Forge([](SnapshotT *root) {
