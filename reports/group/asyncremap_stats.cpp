@@ -150,6 +150,7 @@ NevraStatus KelmarAsyncRemapReportCallbackInt(const GroupNameRecord &name, uint3
       return ReportFailure(kClientStep, 302, status);
    }
    for (uint32_t j = 0; j < Nevra_ParamListUsedCount(types.get()); j++) {
+      row.type = "";
       status = Nevra_ParamListGetString(types.get(), j, &row.type);
       if (status != NEVRA_OK) {
          return ReportFailure(kClientStep, 305, status);

@@ -96,7 +96,7 @@ NevraStatus KelmarMemNode2NUMANode(uint32_t memNode, uint32_t *numaNode)
       Warning("The param list for memNode %u could not be created: %#x", memNode, status);
       return status;
    }
-   MemNodeInfo info;
+   MemNodeInfo info = {};
    status = Nevra_Get(NEVRA_NODE_memory_memNodes, params.get(), &info, sizeof info);
    if (status != NEVRA_OK) {
       Warning("Error %#x while reading /memory/memNodes/%u", status, memNode);
@@ -125,7 +125,7 @@ NevraStatus FillEntry(const char *name, BuddyEntry *entry)
 void KeepBuddies(const Nevra_ParamList *instances, BuddyTable *table)
 {
    for (uint32_t i = 0; i < Nevra_ParamListUsedCount(instances) && table->count < kMostBuddies; i++) {
-      const char *name;
+      const char *name = "";
       if (Nevra_ParamListGetString(instances, i, &name) != NEVRA_OK) {
          return;
       }
@@ -174,7 +174,7 @@ NevraStatus KelmarBuddyGetStats(BuddyTable *table, bool csvMode)
 {
    for (uint32_t i = 0; i < table->count; i++) {
       BuddyEntry &buddy = table->entries[i];
-      BuddyComprehensiveInfo info;
+      BuddyComprehensiveInfo info = {};
       const NevraStatus status = ReadBuddy(buddy.name, &info);
       if (status != NEVRA_OK) {
          return status;

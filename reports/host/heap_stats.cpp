@@ -152,7 +152,7 @@ void PrintTotalRow(const HeapTotals &totals, DisplayUnit unit, bool csvMode)
 // Puts the name of a listed heap into `params`, which is empty before. False ends the report.
 bool AddHeapName(const Nevra_ParamList *heapList, uint32_t index, Nevra_ParamList *params)
 {
-   const char *name;
+   const char *name = "";
    if (Nevra_ParamListGetString(heapList, index, &name) != NEVRA_OK) {
       Warning("KelmarHeapGetMemMapStats: Nevra_ParamListGetString() failure\n");
       return false;
@@ -172,6 +172,7 @@ bool ReadHeap(const Nevra_ParamList *heapList, uint32_t index, Nevra_ParamList *
       return false;
    }
    HeapStatsRecord *heap = &heaps->records[heaps->count];
+   *heap = {};
    const NevraStatus status = Nevra_Get(NEVRA_NODE_system_heaps_stats, params, heap, sizeof *heap);
    Nevra_ParamListRemoveLastParam(params);
    if (status == NEVRA_NOT_FOUND) {

@@ -129,7 +129,8 @@ NevraStatus ListVmPools(uint32_t nodeID, uint32_t numVMs, ParamListPtr *pools)
    }
    Nevra_ParamList *instances = nullptr;
    if (Nevra_GetInstanceListAllocHint(NEVRA_NODE_memory_lpage_nodeList_vmPools, params.get(), numVMs,
-                                      &instances) != NEVRA_OK) {
+                                      &instances) != NEVRA_OK ||
+       instances == nullptr) {
       params.reset();
       Warning("KelmarTraverseLPools: Nevra_GetInstanceListAllocHint() failure\n");
       return NEVRA_FAILURE;
@@ -147,7 +148,7 @@ NevraStatus VisitVmPools(uint32_t nodeID, uint32_t numVMs, LPagePoolRecord *tota
    }
    const uint32_t count = Nevra_ParamListUsedCount(pools.get());
    for (uint32_t i = 0; i < count; i++) {
-      const char *name;
+      const char *name = "";
       if (Nevra_ParamListGetString(pools.get(), i, &name) != NEVRA_OK) {
          Warning("KelmarTraverseLPools: Nevra_ParamListGetString() failure\n");
          return NEVRA_FAILURE;
@@ -165,12 +166,12 @@ NevraStatus VisitVmPools(uint32_t nodeID, uint32_t numVMs, LPagePoolRecord *tota
 // "Failure" ends the walk when a node's pools cannot be listed.
 NevraStatus TraverseLPools(LPagePoolRecord *totals, bool csvMode)
 {
-   MemInfoRecord memInfo;
+   MemInfoRecord memInfo = {};
    if (Nevra_Get(NEVRA_NODE_memory_memInfo, nullptr, &memInfo, sizeof memInfo) != NEVRA_OK) {
       Warning("KelmarTraversLPools: Nevra_Get hardwareInfo failure\n");
       return NEVRA_FAILURE;
    }
-   NumVMsRecord vms;
+   NumVMsRecord vms = {};
    if (Nevra_Get(NEVRA_NODE_sched_globalStats_numVMs, nullptr, &vms, sizeof vms) != NEVRA_OK) {
       Warning("KelmarTraversLPools: Nevra_Get numVMs failure\n");
       return NEVRA_FAILURE;

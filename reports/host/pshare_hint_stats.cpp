@@ -67,7 +67,7 @@ NevraStatus PShareHintStatsReport(int argc, char **argv)
       return status;
    }
    ApplyColumnSelection(columns, options.selection);
-   PShareStats stats;
+   PShareStats stats = {};
    status = GetPShareStats("KelmarPShareHintGetStats", &stats);
    if (status != NEVRA_OK) {
       return status;

@@ -64,7 +64,7 @@ NevraStatus PShareStatsReport(int argc, char **argv)
       return status;
    }
    ApplyColumnSelection(columns, options.selection);
-   PShareStats stats;
+   PShareStats stats = {};
    status = GetPShareStats("KelmarPShareGetStats", &stats);
    if (status != NEVRA_OK) {
       return status;

@@ -38,7 +38,7 @@ bool IsSocketDevice(int64_t slot, int64_t function, const PciConfigHeaderRecord 
 
 NevraStatus VisitFunction(PciWalk *walk)
 {
-   PciConfigHeaderRecord header;
+   PciConfigHeaderRecord header = {};
    const NevraStatus status = Nevra_Get(NEVRA_NODE_hardware_pci_seg_bus_slot_func_pciConfigHeader,
                                         walk->address.get(), &header, sizeof header);
    if (status != NEVRA_OK) {

@@ -52,7 +52,7 @@ NevraStatus ReadCpuModel(uint8_t *model)
       std::printf("Nevra_ParamListAddInt cpuListInputParam Failure %s\n", ORSKA_ReturnStatusToString(status));
       return status;
    }
-   CpuInfoRecord cpu;
+   CpuInfoRecord cpu = {};
    status = Nevra_Get(NEVRA_NODE_hardware_cpu_cpuList, params.get(), &cpu, sizeof cpu);
    if (status != NEVRA_OK) {
       std::printf("ERROR: could not get cpuInfo: %s\n", ORSKA_ReturnStatusToString(status));

@@ -125,7 +125,7 @@ bool FinishRow(const char *volume, const char *region, PMemRow *row, PMemWalk *w
 bool PMemGetVolumeInfo(const char *volume)
 {
    const ParamListPtr params = CreateNameList("PMemGetVolumeInfo", 1, volume, nullptr);
-   PMemVolumeInfoRecord info;
+   PMemVolumeInfoRecord info = {};
    return params != nullptr &&
           Nevra_Get(NEVRA_NODE_memory_pmem_volumes_info, params.get(), &info, sizeof info) == NEVRA_OK;
 }
@@ -143,7 +143,7 @@ bool PMemGetRegionStoreInfo(const char *volume, PMemRegionStoreRecord *info, PMe
 
 bool PMemRegionStoreReport(const Nevra_ParamList *volumes, uint32_t index, PMemWalk *walk)
 {
-   const char *volume;
+   const char *volume = "";
    if (Nevra_ParamListGetString(volumes, index, &volume) != NEVRA_OK) {
       Warning("PMemRegionStoreReport: Nevra_ParamListGetString Failure\n");
       return false;
@@ -152,8 +152,8 @@ bool PMemRegionStoreReport(const Nevra_ParamList *volumes, uint32_t index, PMemW
       Warning("PMemRegionStoreReport: PMemGetVolumeInfo failure\n");
       return false;
    }
-   PMemRegionStoreRecord info;
-   PMemCleanRecord clean;
+   PMemRegionStoreRecord info = {};
+   PMemCleanRecord clean = {};
    if (!PMemGetRegionStoreInfo(volume, &info, &clean)) {
       Warning("PMemRegionStoreReport: PMemGetRegionStoreInfo failure\n");
       return false;
@@ -195,12 +195,12 @@ bool GetRegionsInfo(const char *volume, const char *region, PMemRegionRecord *in
 
 bool VisitRegion(const char *volume, const Nevra_ParamList *regions, uint32_t index, PMemWalk *walk)
 {
-   const char *region;
+   const char *region = "";
    if (Nevra_ParamListGetString(regions, index, &region) != NEVRA_OK) {
       Warning("PMemRegionsReport: Nevra_ParamListGetString failure\n");
       return false;
    }
-   PMemRegionRecord info;
+   PMemRegionRecord info = {};
    if (!GetRegionsInfo(volume, region, &info)) {
       Warning("PMemRegionsReport: GetRegionsInfo failure\n");
       return false;
@@ -220,7 +220,7 @@ bool VisitRegion(const char *volume, const Nevra_ParamList *regions, uint32_t in
 
 bool PMemRegionsReport(const Nevra_ParamList *volumes, uint32_t index, PMemWalk *walk)
 {
-   const char *volume;
+   const char *volume = "";
    if (Nevra_ParamListGetString(volumes, index, &volume) != NEVRA_OK) {
       Warning("PMemRegionsReport: Nevra_ParamListGetString failure\n");
       return false;
@@ -256,7 +256,7 @@ bool VisitExtent(const char *volume, const Nevra_ParamList *extents, uint32_t in
       Warning("PMemExtentsReport: Nevra_ParamListGetInt32 failure\n");
       return false;
    }
-   PMemExtentRecord info;
+   PMemExtentRecord info = {};
    if (!GetExtentsInfo(volume, extent, &info)) {
       Warning("PMemExtentsReport: GetExtentsInfo failure\n");
       return false;
@@ -309,7 +309,7 @@ bool VisitNumaNode(const char *volume, const char *region, const Nevra_ParamList
       Warning("PMemRegionsNumaReport: Nevra_ParamListGetInt32 failure\n");
       return false;
    }
-   PMemRegionNumaRecord info;
+   PMemRegionNumaRecord info = {};
    if (!GetRegionsNumaInfo(volume, region, node, &info)) {
       Warning("PMemRegionsNumaReport: GetRegionsNumaInfo failure\n");
       return false;

@@ -58,6 +58,19 @@ TEST_P(AnyAnswer, IsBorne)
    }
 }
 
+// A getter that says success and gives no text.
+TEST_P(AnyAnswer, IsBorneWithoutItsTexts)
+{
+   for (uint64_t seed = 0; seed < 8; seed++) {
+      Scenario scenario = AnyHost(seed);
+      for (unsigned text = 1; text <= 20; text += 2) {
+         scenario.Fail("Nevra_ParamListGetString", text, NEVRA_OK);
+      }
+      SCOPED_TRACE("seed " + std::to_string(seed));
+      EXPECT_THAT(RunHostmem(scenario, {"-r", GetParam(), "-l", "4"}, options), RanCleanly());
+   }
+}
+
 INSTANTIATE_TEST_SUITE_P(Reports, AnyAnswer,
                          testing::Values("group-stats", "vm-stats", "uw-stats", "pshare-stats",
                                          "pshareHint-stats", "swap-stats", "buddy-stats", "comp-stats",

@@ -56,6 +56,7 @@ struct Answer {
    NevraStatus status;
    std::string bytes;                  // of a record
    std::vector<Nevra_Param> instances; // of a listing
+   bool isHollow = false;              // says success and gives nothing
 };
 
 struct Answers {
@@ -437,13 +438,13 @@ std::string RandomText(std::mt19937_64 &generator)
 Answer RandomRecord(const std::string &instance, size_t size)
 {
    std::mt19937_64 generator = Generator("record " + instance);
-   return {RandomStatus(generator), RandomBytes(generator, size), {}};
+   return {RandomStatus(generator), RandomBytes(generator, size), {}, generator() % 32 == 0};
 }
 
 Answer RandomListing(const std::string &instance, bool listsTexts)
 {
    std::mt19937_64 generator = Generator("list " + instance);
-   Answer answer = {RandomStatus(generator), {}, {}};
+   Answer answer = {RandomStatus(generator), {}, {}, generator() % 32 == 0};
    for (uint64_t count = generator() % 4; count > 0; count--) {
       answer.instances.push_back(
          {listsTexts, static_cast<int64_t>(generator() % 1000), RandomText(generator)});
@@ -488,6 +489,7 @@ NevraStatus List(const char *operation, const std::string &call, NevraNode node,
    NevraStatus status = Failure(operation, &isHollow);
    if (status == 0 && !isHollow) {
       status = answer != nullptr ? answer->status : NEVRA_NOT_FOUND;
+      isHollow = status == 0 && answer->isHollow;
    }
    if (status != 0 || isHollow) {
       Trace(call + " = " + StatusText(status) + (answer == nullptr ? " unscripted" : ""));
@@ -646,6 +648,7 @@ NevraStatus Nevra_Get(NevraNode node, const Nevra_ParamList *params, void *recor
    NevraStatus status = Failure("Nevra_Get", &isHollow);
    if (status == 0 && !isHollow) {
       status = answer != nullptr ? answer->status : NEVRA_NOT_FOUND;
+      isHollow = status == 0 && answer->isHollow;
    }
    if (node->recordSize != recordSize) {
       Misuse("Nevra_Get of " + std::string(node->identifier) + " with a record of " +
