@@ -241,21 +241,25 @@ std::optional<GroupLimits> LimitsOfGroup(LinuxHost &host, const Group &group)
 EffectiveLimits EffectiveLimitsOfGroup(LinuxHost &host, const Group &group)
 {
    const CgroupTree &tree = host.Cgroups();
-   const CgroupLimits *own = host.Limits(group.cgroup);
    const GroupLimits limits = LimitsOfGroup(host, group).value_or(GroupLimits{0, kUnlimited});
-   EffectiveLimits effective{limits.min, kUnlimited, limits.min, kUnlimited};
-   if (host.Memory() != nullptr) {
-      effective.baseMax = host.Memory()->memTotal;
-   }
+   const uint64_t hostMemory = host.Memory() != nullptr ? host.Memory()->memTotal : kUnlimited;
+   EffectiveLimits effective{limits.min, hostMemory, limits.min, kUnlimited};
    for (CgroupIndex at = group.cgroup; at != kRootCgroup; at = tree.cgroups[at].parent) {
       if (const CgroupLimits *ancestor = host.Limits(at)) {
          effective.baseMax = std::min(effective.baseMax, ancestor->max);
          effective.effectiveMin = std::min(effective.effectiveMin, ancestor->min);
+         effective.target = std::min({effective.target, ancestor->high, ancestor->max});
       }
    }
    effective.baseMin = std::min(effective.baseMin, effective.baseMax);
    effective.effectiveMin = std::min(effective.effectiveMin, effective.baseMax);
-   effective.target = std::min(own != nullptr ? own->high : kUnlimited, effective.baseMax);
+   const bool isRoot = group.kind == GroupKind::Cgroup && group.cgroup == kRootCgroup;
+   const bool hasTarget = group.kind == GroupKind::Cgroup || IsAloneInCgroup(host, group);
+   if (isRoot) {
+      effective.target = effective.baseMax;
+   } else if (!hasTarget || effective.target == kUnlimited) {
+      effective.target = 0;
+   }
    return effective;
 }
 

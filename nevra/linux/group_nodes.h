@@ -44,7 +44,10 @@ struct EffectiveLimits {
    uint64_t baseMin;
    uint64_t baseMax;
    uint64_t effectiveMin;
-   uint64_t target; // memory.high, else memory.max
+   // The smallest memory.high or memory.max on the way to the root: 0 where none is set, so that sums over
+   // groups mean something, and for a process that shares its cgroup's with others. The root's is the host's
+   // memory.
+   uint64_t target;
 };
 EffectiveLimits EffectiveLimitsOfGroup(LinuxHost &host, const Group &group);
 

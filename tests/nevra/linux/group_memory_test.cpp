@@ -100,7 +100,7 @@ TEST(LinuxGroupMemory, ACgroupWithoutTheMemoryControllerHasNoFiguresAndNoLimits)
    EXPECT_EQ(0, +AllocOf(source, group).min);
    EXPECT_EQ(-1, +AllocOf(source, group).max);
    EXPECT_EQ(8000000u, +StatsOf(source, group).bMax) << "the host's memory is a limit";
-   EXPECT_EQ(8000000u, +StatsOf(source, group).allocTgt);
+   EXPECT_EQ(0u, +StatsOf(source, group).allocTgt) << "nobody has set one";
 }
 
 TEST(LinuxGroupMemory, AncestorsLimitWhatIsBelowThem)
@@ -109,6 +109,7 @@ TEST(LinuxGroupMemory, AncestorsLimitWhatIsBelowThem)
    tree.HostMemory();
    tree.MountV2();
    tree.V2("a", "memory.max", Bytes(3000));
+   tree.V2("a", "memory.high", Bytes(2500));
    tree.V2("a", "memory.min", Bytes(100));
    tree.V2("a/b", "memory.max", "max\n");
    tree.V2("a/b", "memory.high", "max\n");
@@ -121,7 +122,7 @@ TEST(LinuxGroupMemory, AncestorsLimitWhatIsBelowThem)
    EXPECT_EQ(3000u, +stats.bMax);
    EXPECT_EQ(3000u, +stats.bMin);
    EXPECT_EQ(100u, +stats.eMin);
-   EXPECT_EQ(3000u, +stats.allocTgt);
+   EXPECT_EQ(2500u, +stats.allocTgt);
 }
 
 TEST(LinuxGroupMemory, CapacityIsWhatTheChildrenReserve)
@@ -157,6 +158,7 @@ TEST(LinuxGroupMemory, TheRootIsTheHost)
    EXPECT_EQ(456000u, +stats.ovhd);
    EXPECT_EQ(500000u, +stats.touched);
    EXPECT_EQ(8000000u, +stats.bMax);
+   EXPECT_EQ(8000000u, +stats.allocTgt);
    EXPECT_EQ(0, +AllocOf(source, 0).min);
    EXPECT_EQ(-1, +AllocOf(source, 0).max);
 }
@@ -213,7 +215,7 @@ TEST(LinuxGroupMemory, FiguresOfAProcess)
    EXPECT_EQ(0u, +stats.bMin) << "the reservation is for both processes";
    EXPECT_EQ(0u, +stats.eMin);
    EXPECT_EQ(5000u, +stats.bMax) << "the limit holds for each of them";
-   EXPECT_EQ(4000u, +stats.allocTgt);
+   EXPECT_EQ(0u, +stats.allocTgt) << "the target is for both processes";
    EXPECT_EQ(75, +stats.throttlePct);
    EXPECT_EQ(0, +AllocOf(source, kProcess + 40).min);
    EXPECT_EQ(-1, +AllocOf(source, kProcess + 40).max);
@@ -234,6 +236,7 @@ TEST(LinuxGroupMemory, AProcessAloneInItsCgroupHasItsLimits)
    EXPECT_EQ(100, +AllocOf(source, kProcess + 40).min);
    EXPECT_EQ(5000, +AllocOf(source, kProcess + 40).max);
    EXPECT_EQ(100u, +StatsOf(source, kProcess + 40).eMin);
+   EXPECT_EQ(5000u, +StatsOf(source, kProcess + 40).allocTgt);
    EXPECT_EQ(100u, +CapacityOf(source, kProcess + 40).availResv);
    EXPECT_EQ(100u, +CapacityOf(source, static_cast<int64_t>(tree.V2Id("a"))).conResv);
    const auto flags = source.Read<GroupFlagsRecord>(NodeId::sched_groups_groupFlags, {kProcess + 40}).flags;
