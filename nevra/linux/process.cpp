@@ -35,8 +35,10 @@ uint32_t Narrow(uint64_t value)
    return static_cast<uint32_t>(std::min<uint64_t>(value, std::numeric_limits<uint32_t>::max()));
 }
 
-// Nothing when the text is no status: a status begins with the name.
-std::optional<ProcessStatus> ParseStatus(std::string_view text, uint32_t pid, bool hasKernelThreadDaemon)
+} // namespace
+
+std::optional<ProcessStatus> ParseProcessStatus(std::string_view text, uint32_t pid,
+                                                bool hasKernelThreadDaemon)
 {
    constexpr std::string_view kName = "Name:\t";
    if (!text.starts_with(kName)) {
@@ -80,15 +82,13 @@ std::optional<ProcessStatus> ParseStatus(std::string_view text, uint32_t pid, bo
    return status;
 }
 
-} // namespace
-
 bool HasKernelThreadDaemon(int proc, KernelFileReader &files)
 {
    const std::optional<std::string_view> text = files.ReadRecord(proc, "2/status");
    if (!text.has_value()) {
       return false;
    }
-   const std::optional<ProcessStatus> status = ParseStatus(*text, kDaemonPid, true);
+   const std::optional<ProcessStatus> status = ParseProcessStatus(*text, kDaemonPid, true);
    return status.has_value() && status->name == "kthreadd" && status->parentPid == 0 &&
           status->isKernelThread;
 }
@@ -107,7 +107,7 @@ std::optional<Process> ReadProcess(int proc, uint32_t pid, bool hasKernelThreadD
 {
    const std::optional<std::string_view> text = files.ReadRecord(proc, ProcessPath(pid, "status").Text());
    std::optional<ProcessStatus> status =
-      text.has_value() ? ParseStatus(*text, pid, hasKernelThreadDaemon) : std::nullopt;
+      text.has_value() ? ParseProcessStatus(*text, pid, hasKernelThreadDaemon) : std::nullopt;
    if (!status.has_value()) {
       return std::nullopt;
    }

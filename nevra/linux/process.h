@@ -31,6 +31,10 @@ struct ProcessStatus {
    uint64_t hugetlb = 0;
 };
 
+// Nothing when the text is no status: a status begins with the name.
+std::optional<ProcessStatus> ParseProcessStatus(std::string_view text, uint32_t pid,
+                                                bool hasKernelThreadDaemon);
+
 // A process in the /proc that is open as `proc`. Its files are opened by its ID, one by one: IDs are handed
 // out in turn, so that no other process gets this one's before all the others have been used up.
 struct Process {
