@@ -20,6 +20,16 @@ constexpr std::string_view kVmDescriptor = "anon_inode:kvm-vm";
 constexpr size_t kMostDescriptors = 1024;
 constexpr size_t kLongestCommand = size_t{1} << 20;
 
+// An emulator may give itself another name ("-name guest=a,process=b"), but not to its program.
+bool RunsEmulator(const Process &process)
+{
+   char target[4096];
+   const ssize_t length =
+      readlinkat(process.proc, ProcessPath(process.pid, "exe").Text(), target, sizeof target);
+   const std::string_view path(target, length > 0 ? static_cast<size_t>(length) : 0);
+   return path.substr(path.rfind('/') + 1).starts_with(kEmulatorPrefix);
+}
+
 bool HoldsVmDescriptor(const Process &process)
 {
    const FileDescriptor folder = OpenFolder(process.proc, ProcessPath(process.pid, "fd").Text());
@@ -112,11 +122,13 @@ bool MayRunVms(int root, KernelFileReader &files)
 
 bool IsVm(const Process &process, bool mayRunVms)
 {
-   if (process.status.isKernelThread) {
+   // A VM that has ended and waits for its parent has no memory left, nor a command to tell its name.
+   if (process.status.isKernelThread || process.status.vmSize == 0) {
       return false;
    }
    return process.status.name.starts_with(kEmulatorPrefix) ||
-          (mayRunVms && process.status.threads > 1 && HoldsVmDescriptor(process));
+          (process.status.threads > 1 &&
+           (RunsEmulator(process) || (mayRunVms && HoldsVmDescriptor(process))));
 }
 
 VmCommand ParseVmCommand(std::string_view words)

@@ -16,9 +16,9 @@ namespace nevra {
 // descriptors of every process.
 bool MayRunVms(int root, KernelFileReader &files);
 
-// A process that runs an emulator by name, or that holds a VM's descriptor. The descriptors are looked at
-// only when `mayRunVms`, and only of a process with several threads: a VM needs one for each of its
-// processors, and one that looks after it.
+// A process that is an emulator by its name or its program, or that holds a VM's descriptor. The program is
+// asked for only where there are several threads: a VM needs one for each of its processors, and one that
+// looks after it. So are the descriptors, and only when `mayRunVms`.
 bool IsVm(const Process &process, bool mayRunVms);
 
 // What a VM was started with.

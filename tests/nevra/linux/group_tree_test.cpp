@@ -245,6 +245,28 @@ TEST(LinuxGroups, AProcessWithAVmDescriptorIsAVm)
    EXPECT_EQ(kPre | kUw | kLf, FlagsOf(idle, kProcess + 70)) << "the kernel says that no VM runs";
 }
 
+TEST(LinuxGroups, AProcessThatRunsAnEmulatorIsAVmWhateverItCallsItself)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   tree.Process(70, {.name = "guest", .vmSize = 5000, .vmRss = 100, .threads = 3});
+   tree.Link("proc/70/exe", "/usr/bin/qemu-system-x86_64");
+   tree.Process(71, {.name = "guest", .vmSize = 5000, .vmRss = 100, .threads = 3});
+   tree.Link("proc/71/exe", "/opt/qemu-system-tools/guest");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(kPre | kVmFlag, FlagsOf(source, kProcess + 70));
+   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 71));
+}
+
+TEST(LinuxGroups, AnEmulatorThatHasEndedIsAProcess)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   tree.File("proc/70/status", "Name:\tqemu-system-x86\nState:\tZ (zombie)\nPPid:\t1\nThreads:\t1\n");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 70));
+}
+
 TEST(LinuxGroups, MemoryClientsAreTheLeaders)
 {
    RecordedTree tree;
