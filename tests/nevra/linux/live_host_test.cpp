@@ -11,9 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "nevra/linux/cgroup_mounts.h"
-#include "nevra/linux/kernel_file.h"
 #include "tests/nevra/linux/live_source.h"
+#include "tests/nevra/linux/own_cgroup.h"
 
 namespace {
 
@@ -122,37 +121,17 @@ TEST(LiveHost, ThisProcessShowsItsOwnMemory)
                 source.Read<GroupLeaderIDRecord>(NodeId::sched_groups_groupLeaderID, {self}).leaderID));
 }
 
-// A cgroup of the test's own, in the hierarchy that the source reads; gone at the end.
-class OwnCgroup {
- public:
-   explicit OwnCgroup(const std::string &hierarchy)
-       : path(hierarchy + "/hostmem-test-" + std::to_string(getpid())), made(mkdir(path.c_str(), 0755) == 0)
-   {
-   }
-   ~OwnCgroup()
-   {
-      if (made) {
-         rmdir(path.c_str());
-      }
-   }
-   const std::string path;
-   const bool made;
-};
-
 TEST(LiveHost, ACgroupAndItsLimitAreShown)
 {
-   nevra::KernelFileReader files;
-   const nevra::FileDescriptor root = nevra::OpenFolder(-1, "/");
-   const nevra::CgroupMounts mounts = nevra::FindCgroupMounts(root.Get(), files);
-   if (!mounts.memory.IsOpen()) {
+   bool isV1 = false;
+   const std::string hierarchy = MemoryHierarchy(&isV1);
+   if (hierarchy.empty()) {
       GTEST_SKIP() << "no cgroup hierarchy is mounted";
    }
-   const fs::path hierarchy = fs::read_symlink("/proc/self/fd/" + std::to_string(mounts.memory.Get()));
    const OwnCgroup own(hierarchy);
    if (!own.made) {
       GTEST_SKIP() << "cgroups cannot be made in " << hierarchy;
    }
-   const bool isV1 = mounts.version == nevra::CgroupVersion::V1;
    {
       std::ofstream limit(own.path + (isV1 ? "/memory.limit_in_bytes" : "/memory.max"));
       limit << 64 * 1024 * 1024 << std::flush;
@@ -164,8 +143,8 @@ TEST(LiveHost, ACgroupAndItsLimitAreShown)
    ASSERT_EQ(0, stat(own.path.c_str(), &status));
    LiveSource source("/");
    const int64_t group = static_cast<int64_t>(status.st_ino);
-   EXPECT_EQ(own.path, hierarchy.string() + "/" +
-                          source.Read<GroupNameRecord>(NodeId::sched_groups_groupName, {group}).name);
+   EXPECT_EQ(own.path,
+             hierarchy + "/" + source.Read<GroupNameRecord>(NodeId::sched_groups_groupName, {group}).name);
    EXPECT_EQ(64 * 1024, +source.Read<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {group}).max);
    EXPECT_EQ(64u * 1024,
              +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {group}).bMax);
