@@ -98,6 +98,7 @@ NevraStatus KelmarMemNode2NUMANode(uint32_t memNode, uint32_t *numaNode)
    }
    MemNodeInfo info = {};
    status = Nevra_Get(NEVRA_NODE_memory_memNodes, params.get(), &info, sizeof info);
+   params.reset();
    if (status != NEVRA_OK) {
       Warning("Error %#x while reading /memory/memNodes/%u", status, memNode);
       return status;

@@ -285,6 +285,21 @@ TEST(BuddyStats, LeavesOutABuddyWhoseMemoryNodeCannotBeRead)
    EXPECT_THAT(run, RanCleanly());
 }
 
+// A memory node's list is freed right behind the read, a buddy's only when its failure has been told.
+TEST(BuddyStats, FreesTheListOfAFailedReadBeforeOrBehindTheMessage)
+{
+   const std::vector<std::string> operations = {"Warning", "Nevra_ParamListDestroy"};
+   Scenario scenario = TwoBuddies();
+   scenario.FailRead(NodeId::memory_memNodes, {0}, 0xbad000a);
+   scenario.FailRead(NodeId::system_buddy_comprehensive, {"memmap-01-hi"}, 0xbad000b);
+   EXPECT_EQ(RunBuddy(scenario, {"-q"}).Calls(operations),
+             (std::vector<std::string>{
+                "Nevra_ParamListDestroy(#2)", "Nevra_ParamListDestroy(#2)",
+                "Warning(\"Error 0xbad000a while reading /memory/memNodes/0\")", "Nevra_ParamListDestroy(#1)",
+                "Warning(\"Error 0xbad000b while reading memmap-01-hi/comprehensive\")",
+                "Nevra_ParamListDestroy(#1)"}));
+}
+
 TEST(BuddyStats, WrapsTheTotals)
 {
    Scenario scenario = TwoBuddies();
