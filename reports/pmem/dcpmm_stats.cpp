@@ -191,7 +191,7 @@ NevraStatus OpenOutput(const ProfilerOptions &options, OutputFile *output)
    return NEVRA_OK;
 }
 
-// Closes the file, and removes it when the report failed or its lines did not all reach it.
+// Closes the file. After a failure it keeps what was counted up to there: hours may lie behind it.
 NevraStatus CloseOutput(OutputFile *output, NevraStatus status)
 {
    if (output->file == nullptr) {
@@ -201,9 +201,6 @@ NevraStatus CloseOutput(OutputFile *output, NevraStatus status)
    if ((std::fclose(output->file) != 0 || failed) && status == NEVRA_OK) {
       std::printf("\n Cannot Write report output file");
       status = NEVRA_WRITE_ERROR;
-   }
-   if (status != NEVRA_OK) {
-      std::remove(output->name);
    }
    return status;
 }

@@ -8,7 +8,7 @@
 extern const ReportDescription dcpmmStatsDescription;
 
 // Counts for a time, once or repeatedly, and writes the counts to a file named after the date and time, or as
-// CSV to standard output. The status of the step that ended it; no file is left behind then.
+// CSV to standard output. The status of the step that ended it; the file then holds what was counted before.
 NevraStatus DcpmmStatsReport(int argc, char **argv);
 
 #endif
