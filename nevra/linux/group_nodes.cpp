@@ -165,7 +165,7 @@ void ReadProcessStats(LinuxHost &host, const Group &group, GroupMemoryStatsRecor
    const ProcessStatus &status = group.process->process.status;
    const bool hasGuest = group.kind == GroupKind::Vm || group.kind == GroupKind::Vmm;
    const std::optional<uint64_t> guest =
-      hasGuest ? group.process->Command(host.Files()).memoryKB : std::nullopt;
+      hasGuest ? group.process->command.memoryKB : std::nullopt;
    if (group.kind == GroupKind::Vmm) {
       record.memSize = guest.value_or(0);
       record.memSizePeak = record.memSize;
@@ -318,7 +318,7 @@ NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupNameRecord &record)
    } else {
       name = group->process->process.status.name;
       if (group->kind == GroupKind::Vm) {
-         const std::string &given = group->process->Command(host.Files()).name;
+         const std::string &given = group->process->command.name;
          name = given.empty() ? name : given;
       }
    }

@@ -18,14 +18,6 @@ bool ReportedProcess::IsProtected(KernelFileReader &files)
    return *isProtected;
 }
 
-const VmCommand &ReportedProcess::Command(KernelFileReader &files)
-{
-   if (!command.has_value()) {
-      command = ReadVmCommand(process, files);
-   }
-   return *command;
-}
-
 LinuxHost::LinuxHost(const std::string &rootFolder)
     : root(open(rootFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), proc(OpenFolder(root.Get(), "proc"))
 {
@@ -97,6 +89,14 @@ ReportedProcess *LinuxHost::FindProcess(uint32_t pid)
          reported->cgroup = *cgroup;
          reported->isVm = IsVm(*process, *mayRunVms);
          reported->process = std::move(*process);
+         if (reported->isVm) {
+            reported->command = ReadVmCommand(reported->process, files);
+         }
+      }
+      // A VM that ended in between would be listed without its name and with the emulator's memory.
+      if (reported.has_value() && reported->isVm && !reported->command.memoryKB.has_value() &&
+          HasEndedSince(reported->process, files)) {
+         reported.reset();
       }
    }
    return reported.has_value() ? &*reported : nullptr;

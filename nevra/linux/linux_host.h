@@ -23,13 +23,12 @@ struct ReportedProcess {
    Process process;
    CgroupIndex cgroup = kRootCgroup;
    bool isVm = false;
+   VmCommand command; // of a VM
 
    bool IsProtected(KernelFileReader &files);
-   const VmCommand &Command(KernelFileReader &files);
 
  private:
    std::optional<bool> isProtected;
-   std::optional<VmCommand> command;
 };
 
 // /sys/module/zswap/parameters.

@@ -58,7 +58,7 @@ NevraStatus ReadClient(LinuxHost &host, int64_t leader, UwStatsRecord &record)
    std::optional<MappedMemory> memory;
    if (status.vmSize > 0) {
       memory = ReadMappedMemory(process, host.Files());
-      if (!memory.has_value() && !Exists(process.proc, ProcessPath(process.pid, "").Text())) {
+      if (!memory.has_value() && HasEndedSince(process, host.Files())) {
          return NEVRA_NOT_FOUND;
       }
    }
@@ -104,8 +104,12 @@ NevraStatus ReadClient(LinuxHost &host, int64_t leader, VmmStatsRecord &record)
       return NEVRA_NOT_FOUND;
    }
    const Process &process = group->process->process;
-   const VmCommand &command = group->process->Command(host.Files());
+   const VmCommand &command = group->process->command;
    const std::optional<MappedMemory> guest = ReadGuestMapping(process, command.memoryKB, host.Files());
+   // The mappings of one that ends meanwhile stop anywhere; the largest so far need not be the guest's.
+   if (HasEndedSince(process, host.Files())) {
+      return NEVRA_NOT_FOUND;
+   }
    const uint64_t memSize =
       command.memoryKB.value_or(guest.has_value() ? guest->size : process.status.vmSize);
    // Where the mappings may not be read, all that is resident counts as the guest's.
@@ -170,7 +174,7 @@ NevraStatus ReadVmm(LinuxHost &host, int64_t leader, VmmGroupInfoRecord &record)
    if (!group.has_value()) {
       return NEVRA_NOT_FOUND;
    }
-   const VmCommand &command = group->process->Command(host.Files());
+   const VmCommand &command = group->process->command;
    const std::string &name = command.name.empty() ? group->process->process.status.name : command.name;
    StoreShownText(record.displayName, sizeof record.displayName, name);
    StoreShownText(record.configPath, sizeof record.configPath, command.configPath);
@@ -183,10 +187,10 @@ NevraStatus ReadVmm(LinuxHost &host, int64_t leader, VmLPageRecord &record)
    if (!group.has_value()) {
       return NEVRA_NOT_FOUND;
    }
-   const VmCommand &command = group->process->Command(host.Files());
+   const VmCommand &command = group->process->command;
    const std::optional<MappedMemory> guest =
       ReadGuestMapping(group->process->process, command.memoryKB, host.Files());
-   if (!guest.has_value()) {
+   if (!guest.has_value() || HasEndedSince(group->process->process, host.Files())) {
       return NEVRA_NOT_FOUND;
    }
    const bool hasGigabytePages = guest->kernelPage >= kGigabytePageKB;

@@ -114,6 +114,12 @@ std::optional<Process> ReadProcess(int proc, uint32_t pid, bool hasKernelThreadD
    return Process{pid, proc, std::move(*status)};
 }
 
+bool HasEndedSince(const Process &process, KernelFileReader &files)
+{
+   const std::optional<Process> now = ReadProcess(process.proc, process.pid, false, files);
+   return process.status.vmSize > 0 && (!now.has_value() || now->status.vmSize == 0);
+}
+
 bool IsProtectedFromKilling(const Process &process, KernelFileReader &files)
 {
    const std::optional<std::string_view> text =

@@ -61,6 +61,10 @@ bool HasKernelThreadDaemon(int proc, KernelFileReader &files);
 std::optional<Process> ReadProcess(int proc, uint32_t pid, bool hasKernelThreadDaemon,
                                    KernelFileReader &files);
 
+// Whether it has lost its memory since it was read, as one that has just ended has, zombie or gone. What was
+// read of it after that is void.
+bool HasEndedSince(const Process &process, KernelFileReader &files);
+
 // True when the process is never killed for lack of memory (oom_score_adj -1000).
 bool IsProtectedFromKilling(const Process &process, KernelFileReader &files);
 

@@ -210,7 +210,7 @@ TEST(EmulatedGuest, DisappearsWhileReportsRun)
    if (!HasEmulator()) {
       GTEST_SKIP() << "qemu-system-x86_64 is not installed";
    }
-   for (const auto moment : {0ms, 3ms, 9ms, 27ms}) {
+   for (const auto moment : {0ms, 1ms, 2ms, 3ms, 5ms, 9ms, 17ms, 27ms}) {
       const std::unique_ptr<EmulatedGuest> guest = StartGuest(Unique("killed"), "32");
       ASSERT_NE(nullptr, guest);
       const std::string group = ProcessGroup(guest->pid);
@@ -229,6 +229,8 @@ TEST(EmulatedGuest, DisappearsWhileReportsRun)
             EXPECT_FALSE(wasGone);
             EXPECT_EQ(Unique("killed"), vms.Text(*row, "dname"));
             EXPECT_EQ(32 * 1024, vms.Figure(*row, "memSize"));
+            EXPECT_LT(0, vms.Figure(*row, "mapped"));
+            EXPECT_LE(vms.Figure(*row, "mapped"), 32 * 1024);
          }
          RunLiveReport("group-stats");
          RunLiveReport("uw-stats");

@@ -162,6 +162,21 @@ void MakeVm(RecordedTree &tree)
    tree.File("proc/70/smaps", kSmaps);
 }
 
+TEST(LinuxVm, OneThatEndsBetweenItsStatusAndItsMappingsIsNotFound)
+{
+   RecordedTree tree;
+   tree.HostMemory();
+   tree.MountV2();
+   tree.Process(80, {.name = "qemu-system-x86", .vmSize = 90000, .vmRss = 40000, .threads = 3});
+   tree.File("proc/80/cmdline", std::string("qemu\0-m\00032\0", 11));
+   tree.File("proc/80/smaps", "");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(40000u, +source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {80}).mapped);
+   // Now a zombie; its status is not read anew while it is being reported.
+   tree.Process(80, {.name = "qemu-system-x86"});
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {80}));
+}
+
 TEST(LinuxVm, EveryFigureOfItsMemory)
 {
    RecordedTree tree;
