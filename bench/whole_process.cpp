@@ -224,6 +224,7 @@ int main(int argc, char **argv)
    {
       const SleepingProcesses processes(settings.processes);
       MeasureLive(settings, "group-stats", processes.Count(), "1.5");
+      MeasureLive(settings, "uw-stats", processes.Count(), "1.3");
    }
    MeasureMemory(settings);
    if (settings.large) {
