@@ -294,11 +294,11 @@ std::string ZshHostmemTables()
 {
    const std::vector<ReportChoices> reports = AllReports();
    std::string names;
-   std::string cases = "   '')\n" + ZshOptions("specs", AsCommandOptions(ToolOptions())) + "      ;;\n";
+   std::string cases = "   '')\n" + ZshOptions("arguments", AsCommandOptions(ToolOptions())) + "      ;;\n";
    for (const ReportChoices &report : reports) {
       names += (names.empty() ? "" : " ") + report.name;
       cases += "   " + LowerCase(report.name) + ")\n" +
-               ZshOptions("specs", AsCommandOptions(report.options)) + ZshArray("columns", report.columns) +
+               ZshOptions("arguments", AsCommandOptions(report.options)) + ZshArray("columns", report.columns) +
                ZshArray("units", report.units) + ZshArray("flags", report.flags) + "      ;;\n";
    }
    return "_hostmem_tables()\n{\n   reports=(" + names + ")\n   case ${(L)1} in\n" + cases + "   esac\n}\n";
@@ -307,10 +307,10 @@ std::string ZshHostmemTables()
 std::string ZshSubcommandTables(const ProgramHelp &program)
 {
    std::string names;
-   std::string cases = "   '')\n" + ZshOptions("specs", program.options) + "      ;;\n";
+   std::string cases = "   '')\n" + ZshOptions("arguments", program.options) + "      ;;\n";
    for (const CommandHelp &subcommand : program.subcommands) {
       names += "      " + Quote(subcommand.name + ":" + subcommand.text) + "\n";
-      cases += "   " + subcommand.name + ")\n" + ZshOptions("specs", subcommand.options) + "      ;;\n";
+      cases += "   " + subcommand.name + ")\n" + ZshOptions("arguments", subcommand.options) + "      ;;\n";
    }
    return "_hostmem_snapshot_tables()\n{\n   subcommands=(\n" + names + "   )\n   case $1 in\n" + cases +
           "   esac\n}\n";
