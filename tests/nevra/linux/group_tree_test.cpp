@@ -229,14 +229,14 @@ TEST(LinuxGroups, AProcessWithAVmDescriptorIsAVm)
    RecordedTree tree;
    tree.MountV2();
    tree.File("dev/kvm", "");
-   tree.Process(70, {.name = "firecracker", .vmSize = 5000, .vmRss = 100, .threads = 4});
+   tree.Process(70, {.name = "microvm", .vmSize = 5000, .vmRss = 100, .threads = 4});
    tree.Link("proc/70/fd/12", "anon_inode:kvm-vm");
    tree.Process(71, {.name = "server", .vmSize = 5000, .vmRss = 100, .threads = 4});
    tree.Link("proc/71/fd/12", "anon_inode:[eventpoll]");
    {
       LiveSource source(tree.Root());
       EXPECT_EQ(kPre | kVmFlag, FlagsOf(source, kProcess + 70));
-      EXPECT_EQ("firecracker", NameOf(source, kProcess + 70));
+      EXPECT_EQ("microvm", NameOf(source, kProcess + 70));
       EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 71));
       EXPECT_EQ(1u, +source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs);
    }
