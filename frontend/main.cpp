@@ -1,5 +1,7 @@
 // The command line of hostmem: the options of the tool as a whole, then one report.
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include <getopt.h>
 #include <unistd.h>
@@ -96,11 +98,8 @@ void BufferStandardOutput()
    }
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+int Run(int argc, char **argv)
 {
-   BufferStandardOutput();
    CommandLine commandLine;
    const int exitStatus = ParseCommandLine(argc, argv, &commandLine);
    if (exitStatus != kGoOn) {
@@ -117,4 +116,26 @@ int main(int argc, char **argv)
       return kSuccess;
    }
    return RunReport(commandLine.report, argc, argv) == NEVRA_OK ? kSuccess : kFailure;
+}
+
+// Whether all output has arrived: a report that is cut short by a full disk must not look like a whole one.
+// The reports themselves do not look; what they ask of the platform does not depend on who reads along.
+bool OutputArrived()
+{
+   const bool failedBefore = std::ferror(stdout) != 0;
+   errno = 0;
+   if (std::fflush(stdout) == 0 && !failedBefore) {
+      return true;
+   }
+   Warning("Couldn't write the output: %s\n", std::strerror(errno != 0 ? errno : EIO));
+   return false;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+   BufferStandardOutput();
+   const int exitStatus = Run(argc, argv);
+   return OutputArrived() ? exitStatus : kFailure;
 }

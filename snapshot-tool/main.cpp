@@ -5,6 +5,7 @@
 
 #include "nevra/nevra.h"
 #include "snapshot-tool/commands.h"
+#include "snapshot-tool/message.h"
 
 namespace {
 
@@ -46,7 +47,7 @@ int Run(int argc, char **argv)
    try {
       app.parse(argc, argv);
    } catch (const CLI::ParseError &error) {
-      return app.exit(error) == 0 ? kExitDone : kExitTrouble;
+      return app.exit(error) == 0 && FinishOutput() ? kExitDone : kExitTrouble;
    }
    if (*capture) {
       return CaptureCommand(arguments.root, arguments.output);

@@ -1,9 +1,12 @@
 // The command line of hostmem, as a whole process on the scripted platform.
 #include <array>
+#include <csignal>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tests/frontend/usage_text.h"
 #include "tests/scripted/scenario.h"
@@ -341,6 +344,95 @@ TEST(FrontEnd, ExitsByTheReportsStatus)
    const RunResult run = RunTool(empty, {"-r", "group-stats", "-q", "-s", "gid"});
    EXPECT_EQ(run.out, "gid\n");
    EXPECT_EQ(run.err, "");
+   EXPECT_EQ(run.exitStatus, 1);
+}
+
+// ---- output that does not arrive
+
+// Runs with standard output going to a descriptor, which is closed afterwards.
+RunResult RunInto(int descriptor, const Scenario &scenario, const std::vector<std::string> &arguments)
+{
+   RunOptions options;
+   options.program = kProgram;
+   options.standardOutput = descriptor;
+   RunResult run = RunHostmem(scenario, arguments, options);
+   close(descriptor);
+   return run;
+}
+
+int FullDisk()
+{
+   return open("/dev/full", O_WRONLY | O_CLOEXEC);
+}
+
+int PipeWithoutReader()
+{
+   int ends[2] = {-1, -1};
+   EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+   close(ends[0]);
+   return ends[1];
+}
+
+// Rows for more than what standard output gathers before it writes.
+Scenario LargeHost()
+{
+   Scenario scenario = Host();
+   Keys children;
+   for (int64_t id = 1; id <= 1200; id++) {
+      scenario.Group(id).Name(std::string(63, 'g')).Parent(0);
+      children.push_back(id);
+   }
+   scenario.Group(0).Children(children);
+   return scenario;
+}
+
+constexpr char kNoSpace[] = "Couldn't write the output: No space left on device\n";
+
+TEST(FrontEnd, FailsAfterAReportThatAFullDiskCutShort)
+{
+   const std::vector<std::string> arguments = {"-r", "group-stats", "-q", "-s", "gid:name"};
+   for (const Scenario &scenario : {Host(), LargeHost()}) {
+      const RunResult run = RunInto(FullDisk(), scenario, arguments);
+      EXPECT_THAT(run, RanCleanly());
+      EXPECT_EQ(run.err, kNoSpace);
+      EXPECT_EQ(run.exitStatus, 1);
+      // The report asks for all that it asks for otherwise.
+      std::vector<std::string> expected = RunTool(scenario, arguments).trace;
+      expected.push_back(run.trace.back());
+      EXPECT_EQ(run.trace, expected);
+      EXPECT_TRUE(run.trace.back().starts_with("Warning(")) << run.trace.back();
+   }
+}
+
+TEST(FrontEnd, FailsWhenTheUsageTextCannotBeWritten)
+{
+   const RunResult run = RunInto(FullDisk(), Host(), {"-h"});
+   EXPECT_EQ(run.err, kNoSpace);
+   EXPECT_EQ(run.exitStatus, 1);
+}
+
+TEST(FrontEnd, SaysNothingOfAFullDiskWhenThereIsNoOutput)
+{
+   const RunResult run =
+      RunInto(FullDisk(), Host().CacheStatus(0xbad0003), {"-c", "file", "-r", "comp-stats"});
+   EXPECT_EQ(run.err, "Couldn't open cache file file, error code: 195887107\n");
+   EXPECT_EQ(run.exitStatus, 1);
+}
+
+TEST(FrontEnd, IsEndedByThePipeThatNobodyReads)
+{
+   const RunResult run = RunInto(PipeWithoutReader(), Host(), {"-r", "group-stats", "-q"});
+   EXPECT_EQ(run.signal, SIGPIPE);
+   EXPECT_EQ(run.err, "");
+}
+
+TEST(FrontEnd, FailsOnAPipeThatNobodyReadsWhereTheSignalIsIgnored)
+{
+   const auto before = std::signal(SIGPIPE, SIG_IGN); // as the child inherits it
+   const RunResult run = RunInto(PipeWithoutReader(), Host(), {"-r", "group-stats", "-q"});
+   std::signal(SIGPIPE, before);
+   EXPECT_THAT(run, RanCleanly());
+   EXPECT_EQ(run.err, "Couldn't write the output: Broken pipe\n");
    EXPECT_EQ(run.exitStatus, 1);
 }
 

@@ -101,7 +101,7 @@ Child Start(const std::vector<std::string> &arguments, const std::string &script
    }
    const pid_t process = fork();
    if (process == 0) {
-      dup2(out[1], STDOUT_FILENO);
+      dup2(options.standardOutput >= 0 ? options.standardOutput : out[1], STDOUT_FILENO);
       dup2(err[1], STDERR_FILENO);
       if (options.workingDirectory.empty() || chdir(options.workingDirectory.c_str()) == 0) {
          execve(executable.c_str(), argv.data(), envp.data());

@@ -123,6 +123,7 @@ TEST_F(SnapshotTool, OutputThatCannotBeWrittenIsAFailure)
    Write("b.json", R"({"host": "other"})");
    ASSERT_EQ(Run("import b.json -o b").status, 0);
    EXPECT_EQ(Run("diff a b > /dev/full").status, 2);
+   EXPECT_EQ(Run("--help > /dev/full").status, 2);
 }
 
 TEST_F(SnapshotTool, VerifyTellsSoundFromDamaged)
