@@ -1,6 +1,7 @@
 // Every report on a platform that answers at random: whatever it says, a report comes to its end, frees its
 // lists, and does the same again for the same answers.
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -31,9 +32,9 @@ class AnyAnswer : public testing::TestWithParam<const char *> {
  protected:
    void SetUp() override
    {
-      std::string name = GetParam();
-      options.workingDirectory = testing::TempDir() + "any-answer." + name;
-      std::filesystem::create_directories(options.workingDirectory);
+      std::string name = testing::TempDir() + "any-answer.XXXXXX";
+      ASSERT_NE(mkdtemp(name.data()), nullptr);
+      options.workingDirectory = name;
    }
    void TearDown() override { std::filesystem::remove_all(options.workingDirectory); }
 
