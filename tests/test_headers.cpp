@@ -1,0 +1,2 @@
+// What compiles the headers of the test library.
+int main() {}
