@@ -1,108 +1,16 @@
 // The grid against printf: the rule of the carry is what printf's field widths make of it.
 #include "report/grid.h"
 
-#include <cinttypes>
 #include <cstdio>
-#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "tests/report/grid_model.h"
+
 namespace {
-
-// ---- the model: every cell through snprintf
-
-// One printed cell of text, as printf's "%*s" lays it out.
-std::string ModelCell(const std::string &text, uint8_t width, uint8_t *carry)
-{
-   char cell[1024];
-   const int printed = std::snprintf(cell, sizeof cell, "%*s", width - *carry, text.c_str());
-   *carry = static_cast<uint8_t>(*carry + printed - width);
-   return cell;
-}
-
-struct Value {
-   uint64_t integer = 0;
-   std::string text;
-};
-
-CellValue AsCell(const char *format, const Value &value)
-{
-   const std::string name = format;
-   if (name == "s") {
-      return {value.text.c_str()};
-   }
-   if (name == "c") {
-      return {static_cast<char>(value.integer)};
-   }
-   if (name == "u") {
-      return {static_cast<uint32_t>(value.integer)};
-   }
-   if (name == "d") {
-      return {static_cast<int32_t>(value.integer)};
-   }
-   if (name == "lu") {
-      return {value.integer};
-   }
-   return {static_cast<int64_t>(value.integer)};
-}
-
-// The conversion that the column's format names, with the value's own type.
-int ModelPrint(char *cell, size_t size, bool csvMode, const char *format, int field, const Value &value)
-{
-   const std::string name = format;
-   const std::string conversion = (csvMode ? "%" : "%*") + name;
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-   const auto print = [&](auto argument) {
-      return csvMode ? std::snprintf(cell, size, conversion.c_str(), argument)
-                     : std::snprintf(cell, size, conversion.c_str(), field, argument);
-   };
-#pragma GCC diagnostic pop
-   if (name == "s") {
-      return print(value.text.c_str());
-   }
-   if (name == "c" || name == "d") {
-      return print(static_cast<int32_t>(value.integer));
-   }
-   if (name == "u") {
-      return print(static_cast<uint32_t>(value.integer));
-   }
-   if (name == "lu") {
-      return print(static_cast<unsigned long>(value.integer));
-   }
-   return print(static_cast<long>(value.integer));
-}
-
-std::string ModelRow(const std::vector<ReportColumn> &table, bool csvMode, bool isTotalRow,
-                     const std::vector<Value> &values)
-{
-   std::string line;
-   uint8_t carry = 0;
-   bool first = true;
-   for (size_t i = 0; i + 1 < table.size(); i++) {
-      const ReportColumn &column = table[i];
-      if (!column.shown) {
-         continue;
-      }
-      if (!first) {
-         line += csvMode ? "," : " ";
-      }
-      first = false;
-      char cell[2048];
-      int printed;
-      if (isTotalRow && !column.totalled) {
-         printed = csvMode ? 0 : std::snprintf(cell, sizeof cell, "%*s", column.width - carry, "");
-      } else {
-         printed = ModelPrint(cell, sizeof cell, csvMode, column.format, column.width - carry, values[i]);
-      }
-      line.append(cell, static_cast<size_t>(printed));
-      carry = static_cast<uint8_t>(carry + printed - column.width);
-   }
-   return line + '\n';
-}
 
 // ---- capture
 
@@ -339,9 +247,9 @@ class RandomGrid : public testing::Test {
       return table;
    }
 
-   Value RandomValue()
+   ModelValue RandomValue()
    {
-      Value value;
+      ModelValue value;
       value.integer = generator() >> Below(64);
       if (Below(8) == 0) {
          value.integer = UINT64_MAX;
@@ -363,7 +271,7 @@ TEST_F(RandomGrid, PrintsAsPrintfWould)
          for (int rows = 0; rows < 10; rows++) {
             const bool csvMode = Below(4) == 0;
             const bool isTotalRow = Below(4) == 0;
-            std::vector<Value> values(table.size() - 1);
+            std::vector<ModelValue> values(table.size() - 1);
             for (size_t i = 0; i < values.size(); i++) {
                values[i] = RandomValue();
                if (std::string(table[i].format) == "c") {
@@ -375,7 +283,7 @@ TEST_F(RandomGrid, PrintsAsPrintfWould)
                cells.push_back(AsCell(table[i].format, values[i]));
             }
             PrintReportRow(table.data(), csvMode, isTotalRow, cells);
-            expected += ModelRow(table, csvMode, isTotalRow, values);
+            expected += ModelRow(table.data(), csvMode, isTotalRow, values);
          }
       }
    });
@@ -399,23 +307,8 @@ TEST_F(RandomGrid, PrintsHeadersAndSeparatorsAsPrintfWould)
          PrintHeaderLine(table.data(), false);
          PrintHeaderLine(table.data(), true);
          PrintSeparatorLine(table.data(), false);
-         std::string header;
-         std::string csv;
-         std::string separator;
-         uint8_t carry = 0;
-         for (const ReportColumn &column : table) {
-            if (column.name != nullptr && column.shown) {
-               if (!csv.empty()) {
-                  header += ' ';
-                  csv += ',';
-                  separator += '-';
-               }
-               header += ModelCell(column.name, column.width, &carry);
-               csv += column.name;
-               separator.append(column.width, '-');
-            }
-         }
-         expected += header + '\n' + csv + '\n' + separator + '\n';
+         expected +=
+            ModelHeader(table.data(), false) + ModelHeader(table.data(), true) + ModelSeparator(table.data());
       }
    });
    EXPECT_TRUE(printed == expected);
