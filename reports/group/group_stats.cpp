@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
-#include <memory>
+#include <vector>
 
 #include "nevra/records.h"
 #include "report/column_table.h"
@@ -59,7 +59,7 @@ ReportColumn columns[] = {
 
 // One printed row: a group, or the sum of all groups with one tag. Memory in KB until it is converted.
 struct GroupStatsRow {
-   uint64_t gid; // 0 marks a free entry of the tag table
+   uint64_t gid;
    int64_t parGid;
    GroupNameRecord name;
    uint32_t flags;
@@ -97,7 +97,7 @@ struct GroupStatsContext {
    DisplayUnit unit;
    GroupFilters filters;
    bool tagSummary;
-   GroupStatsRow tags[MAX_VTAGS];
+   std::vector<GroupStatsRow> tags; // at most MAX_VTAGS
 };
 
 NevraStatus ReadCapacity(uint64_t groupID, GroupStatsRow *row)
@@ -173,21 +173,22 @@ NevraStatus ReadGroup(uint64_t groupID, GroupStatsRow *row)
    return ReadMemoryStats(groupID, row);
 }
 
-// The entry of a tag, claimed when the tag is new; null when the table is full.
+// The entry of a tag, added when the tag is new; null when there are too many.
 GroupStatsRow *FindTagEntry(GroupStatsContext *context, const GroupTagRecord &tag)
 {
    for (GroupStatsRow &entry : context->tags) {
-      if (entry.gid == 0) {
-         Str_Strcpy(entry.name.name, tag.tag, sizeof entry.name.name);
-         Str_Strcpy(entry.tag.tag, tag.tag, sizeof entry.tag.tag);
-         entry.gid = 1;
-         return &entry;
-      }
       if (std::strcmp(entry.tag.tag, tag.tag) == 0) {
          return &entry;
       }
    }
-   return nullptr;
+   if (context->tags.size() == MAX_VTAGS) {
+      return nullptr;
+   }
+   GroupStatsRow &entry = context->tags.emplace_back();
+   Str_Strcpy(entry.name.name, tag.tag, sizeof entry.name.name);
+   Str_Strcpy(entry.tag.tag, tag.tag, sizeof entry.tag.tag);
+   entry.gid = 1;
+   return &entry;
 }
 
 NevraStatus AddToTagSummary(GroupStatsContext *context, const GroupStatsRow &row)
@@ -311,9 +312,6 @@ void PrintTagSummary(void *opaque, bool csvMode)
    GroupStatsContext *context = static_cast<GroupStatsContext *>(opaque);
    std::puts("Virtual tags report");
    for (GroupStatsRow &entry : context->tags) {
-      if (entry.gid == 0) {
-         break;
-      }
       ConvertGroupRow(&entry, context->unit);
       PrintGroupRow(entry, csvMode);
    }
@@ -343,7 +341,7 @@ NevraStatus GroupStatsReport(int argc, char **argv)
    if (status != NEVRA_OK) {
       return status;
    }
-   static GroupStatsContext context; // zeroed; too large for the stack
+   GroupStatsContext context = {};
    context.tagSummary = options.tags;
    status = ParseDisplayUnit(options.unitText, false, &context.unit);
    if (status != NEVRA_OK) {

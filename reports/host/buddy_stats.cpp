@@ -206,7 +206,7 @@ NevraStatus BuddyStatsReport(int argc, char **argv)
    if (status != NEVRA_OK) {
       return status;
    }
-   static BuddyTable table; // zeroed
+   BuddyTable table = {};
    ApplyColumnSelection(columns, options.selection);
    if (!options.csvMode) {
       PrintBannerTitle("MEMMAP BUDDY STATS", 44);
