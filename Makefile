@@ -55,12 +55,13 @@ bench: packages-bench
 	@cmake --build --preset release -j $(JOBS)
 	bench/run $(RELEASE)
 
-# Builds the fuzz targets and runs each for FUZZ_SECONDS.
+# Builds the fuzz targets and runs each for FUZZ_SECONDS, FUZZ_JOBS of them at a time.
 FUZZ_SECONDS ?= 60
+FUZZ_JOBS ?= $(shell nproc)
 fuzz: packages-fuzz
 	@cmake --preset fuzz
 	@cmake --build --preset fuzz -j $(JOBS)
-	fuzz/run build/fuzz $(FUZZ_SECONDS)
+	fuzz/run build/fuzz $(FUZZ_SECONDS) $(FUZZ_JOBS)
 
 # Tests with line and branch coverage, printed per file.
 coverage: packages-coverage

@@ -1,10 +1,15 @@
 // Writes the seeds of the fuzz targets: fuzz_seeds FOLDER [SAMPLE.json...]
+// The folder has the hosts of the seeds already.
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "fuzz/linux_tree.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "nevra/snapshot/snapshot_writer.h"
 #include "snapshot-tool/json_export.h"
@@ -72,6 +77,28 @@ void WriteSampleSeeds(const fs::path &folder, const fs::path &sample)
    fs::copy_file(sample, folder / "import_fuzzer" / sample.filename(), fs::copy_options::overwrite_existing);
 }
 
+// A file of a host as a seed of its own, behind the byte that says which it is.
+void WriteKernelFileSeeds(const fs::path &folder, const fs::path &host)
+{
+   static constexpr std::pair<const char *, char> kKinds[] = {
+      {"/meminfo", 0}, {"/zoneinfo", 1}, {"/vmstat", 2},  {"/iomem", 3},  {"/slabinfo", 4},
+      {"/status", 5},  {"/smaps", 6},    {"/cmdline", 7}, {"/cmdline", 8}};
+   std::ifstream input(host, std::ios::binary);
+   std::stringstream text;
+   text << input.rdbuf();
+   TreeEntries entries;
+   ParseLinuxTree(text.view(), &entries);
+   for (const auto &[path, entry] : entries) {
+      for (const auto &[name, kind] : kKinds) {
+         if (path.ends_with(name)) {
+            std::string seed = host.filename().string() + "-" + path + static_cast<char>('0' + kind);
+            std::ranges::replace(seed, '/', '-');
+            WriteFile(folder / "kernel_files_fuzzer" / seed, kind + entry.content);
+         }
+      }
+   }
+}
+
 // The words that mean something to the import.
 void WriteDictionary(const fs::path &path)
 {
@@ -108,6 +135,10 @@ int main(int argc, char **argv)
       WriteSnapshotSeeds(folder, "node" + std::to_string(static_cast<int>(node.id)) + "-", snapshot);
       WriteJsonSeed(folder / "import_fuzzer" / ("node" + std::to_string(static_cast<int>(node.id)) + ".json"),
                     snapshot);
+   }
+   fs::create_directories(folder / "kernel_files_fuzzer");
+   for (const fs::directory_entry &host : fs::directory_iterator(folder / "linux_tree_fuzzer")) {
+      WriteKernelFileSeeds(folder, host.path());
    }
    for (int i = 2; i < argc; i++) {
       WriteSampleSeeds(folder, argv[i]);
