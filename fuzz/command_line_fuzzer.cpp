@@ -1,6 +1,6 @@
 // Runs the whole tool with any arguments, on a host that answers anything.
 //
-// The input is an argument a line; behind the first NUL are the answers of the host.
+// The input is an argument a line; behind the line "---" are the answers of the host.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -39,7 +39,7 @@ constexpr size_t kMostArguments = 40;
 
 struct Input {
    std::vector<std::string> arguments = {"hostmem"};
-   std::span<const uint8_t> answers;
+   std::string_view answers;
 };
 
 struct RunResult {
@@ -143,17 +143,20 @@ void CheckOnFullDisk(const Input &input, const RunResult &run, time_t begun)
 // False for a path that leads out of the folder.
 bool ParseInput(std::string_view text, Input *input)
 {
-   const size_t end = std::min(text.find('\0'), text.size());
-   const std::string_view answers = text.substr(std::min(end + 1, text.size()));
-   input->answers = {reinterpret_cast<const uint8_t *>(answers.data()), answers.size()};
-   text = text.substr(0, end);
    while (!text.empty() && input->arguments.size() < kMostArguments) {
       const size_t length = std::min(text.find('\n'), text.size());
-      input->arguments.emplace_back(text.substr(0, length));
+      const std::string_view line = text.substr(0, length);
       text.remove_prefix(std::min(length + 1, text.size()));
+      if (line == "---") {
+         input->answers = text;
+         break;
+      }
+      if (line.find('/') != std::string_view::npos) {
+         return false;
+      }
+      input->arguments.emplace_back(line);
    }
-   return std::ranges::none_of(
-      input->arguments, [](const std::string &argument) { return argument.find('/') != std::string::npos; });
+   return true;
 }
 
 std::vector<uint8_t> ImportSample()

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "frontend/report_table.h"
 #include "fuzz/linux_tree.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "nevra/snapshot/snapshot_writer.h"
@@ -99,6 +100,20 @@ void WriteKernelFileSeeds(const fs::path &folder, const fs::path &host)
    }
 }
 
+// Every report, with each of its first questions answered otherwise once.
+void WriteReportSeeds(const fs::path &folder)
+{
+   for (const char *name : reportNames) {
+      for (int question = 1; question <= 12; question++) {
+         for (const char *answer : {"1", "7abcdefgh"}) {
+            const std::string seed = std::to_string(question) + " " + answer + "\n";
+            WriteFile(folder / (std::string(name) + "-" + std::to_string(question) + "-" + answer[0]),
+                      std::string("-r\n") + name + "\n---\n" + seed);
+         }
+      }
+   }
+}
+
 // The words that mean something to the import.
 void WriteDictionary(const fs::path &path)
 {
@@ -140,6 +155,7 @@ int main(int argc, char **argv)
    for (const fs::directory_entry &host : fs::directory_iterator(folder / "linux_tree_fuzzer")) {
       WriteKernelFileSeeds(folder, host.path());
    }
+   WriteReportSeeds(folder / "command_line_fuzzer");
    for (int i = 2; i < argc; i++) {
       WriteSampleSeeds(folder, argv[i]);
    }

@@ -51,6 +51,26 @@ void TakeTable(FuzzedDataProvider &input, Table *table)
    table->columns.push_back(kEndOfColumns);
 }
 
+// Words between colons: names of the table, others, and some that bring the text to where it is cut off.
+std::string TakeSelection(FuzzedDataProvider &input, const Table &table)
+{
+   std::string selection;
+   const size_t words = input.ConsumeIntegralInRange<size_t>(0, 8);
+   for (size_t i = 0; i < words; i++) {
+      const uint8_t kind = input.ConsumeIntegral<uint8_t>();
+      if (kind < 128 && !table.names.empty()) {
+         selection += table.names[kind % table.names.size()];
+      } else if (kind < 192) {
+         selection += TakeText(input, 40);
+      } else {
+         const size_t length = 490 + kind % 32;
+         selection.append(length - std::min(length, selection.size()), 'x');
+      }
+      selection += i + 1 < words ? ":" : "";
+   }
+   return selection;
+}
+
 // The words of a selection of which 511 characters count.
 bool ModelIsSelected(const std::string &selection, const char *name)
 {
@@ -69,7 +89,7 @@ bool ModelIsSelected(const std::string &selection, const char *name)
 void CheckSelection(FuzzedDataProvider &input, Table *table)
 {
    const bool hasSelection = input.ConsumeBool();
-   const std::string selection = TakeText(input, 700);
+   const std::string selection = TakeSelection(input, *table);
    const std::vector<ReportColumn> before = table->columns;
    ApplyColumnSelection(table->columns.data(), hasSelection ? selection.c_str() : nullptr);
    std::string shown;

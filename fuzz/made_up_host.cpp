@@ -6,6 +6,7 @@
 #include <map>
 
 #include "nevra/definitions.h"
+#include "nevra/linux/kernel_text.h"
 #include "nevra/records.h"
 #include "nevra/snapshot/snapshot_source.h"
 
@@ -19,33 +20,65 @@ using nevra::NodeId;
 
 constexpr uint32_t kMostQuestions = 2000;
 
-// What a byte of the answers says; all others: as the sample.
-enum AnswerKind : uint8_t { kFails = 1, kIsGone, kIsEmpty, kListsTwice, kListsItself, kIsLargest, kIsOther };
+// What an answer is; any other kind: as the sample says.
+enum AnswerKind : uint8_t {
+   kFails = '1',
+   kIsGone,
+   kIsEmpty,
+   kListsTwice,
+   kListsItself,
+   kIsLargest,
+   kIsOther
+};
 
 std::vector<uint8_t> sampleBytes;
 
-struct Answers {
-   std::span<const uint8_t> bytes;
-   uint32_t questions = 0;
+// How a question is answered.
+struct Answer {
+   uint8_t kind = 0;
+   std::string_view bytes; // of figures, over and over
 
    uint8_t Take()
    {
-      const uint8_t byte = bytes.empty() ? 0 : bytes.front();
-      bytes = bytes.subspan(bytes.empty() ? 0 : 1);
-      return byte;
+      if (bytes.empty()) {
+         return 0;
+      }
+      taken = taken < bytes.size() ? taken : 0;
+      return static_cast<uint8_t>(bytes[taken++]);
    }
-} answers;
+
+   size_t taken = 0;
+};
+
+std::map<uint64_t, Answer> answers; // by the number of the question
+uint64_t questions = 0;
+
+Answer NextAnswer()
+{
+   questions++;
+   if (questions > kMostQuestions) {
+      return {kFails, {}};
+   }
+   const auto answer = answers.find(questions);
+   return answer != answers.end() ? answer->second : Answer();
+}
+
+NevraStatus FailureOf(Answer &answer)
+{
+   return answer.kind == kFails ? NEVRA_FAILURE + answer.Take() : NEVRA_NOT_FOUND;
+}
 
 // Other figures for everything that is one.
-void ChangeFigures(const nevra::RecordLayout &layout, uint8_t kind, uint8_t *record)
+void ChangeFigures(const nevra::RecordLayout &layout, Answer &answer, uint8_t *record)
 {
    for (const nevra::RecordField &field : layout.fields) {
       for (uint32_t i = 0; i < field.count; i++) {
          uint8_t *at = record + field.offset + i * field.size;
          if (field.kind == FieldKind::Structure) {
-            ChangeFigures(*field.structure, kind, at);
+            ChangeFigures(*field.structure, answer, at);
          } else if (field.kind != FieldKind::Text) {
-            std::generate_n(at, field.size, [kind] { return kind == kIsLargest ? 0xff : answers.Take(); });
+            std::generate_n(at, field.size,
+                            [&] { return answer.kind == kIsLargest ? uint8_t{0xff} : answer.Take(); });
          }
       }
    }
@@ -57,15 +90,15 @@ class MadeUpHost : public nevra::Source {
 
    NevraStatus Get(const NevraNodeDef &node, const Nevra_ParamList &keys, void *record) override
    {
-      const uint8_t kind = Question();
-      if (kind == kFails || kind == kIsGone) {
-         return kind == kFails ? Failure() : NEVRA_NOT_FOUND;
+      Answer answer = NextAnswer();
+      if (answer.kind == kFails || answer.kind == kIsGone) {
+         return FailureOf(answer);
       }
       const NevraStatus status = GetSound(node, keys, record);
       // As many memory nodes as a report would ask for in an hour are not left to chance.
-      if (status == NEVRA_OK && (kind == kIsLargest || kind == kIsOther) &&
+      if (status == NEVRA_OK && (answer.kind == kIsLargest || answer.kind == kIsOther) &&
           node.id != NodeId::memory_memInfo) {
-         ChangeFigures(*node.record, kind, static_cast<uint8_t *>(record));
+         ChangeFigures(*node.record, answer, static_cast<uint8_t *>(record));
       }
       return status;
    }
@@ -73,15 +106,16 @@ class MadeUpHost : public nevra::Source {
    NevraStatus List(const NevraNodeDef &node, const Nevra_ParamList &keys,
                     Nevra_ParamList &instances) override
    {
-      const uint8_t kind = Question();
-      if (kind == kFails || kind == kIsGone) {
-         return kind == kFails ? Failure() : NEVRA_NOT_FOUND;
+      Answer answer = NextAnswer();
+      if (answer.kind == kFails || answer.kind == kIsGone) {
+         return FailureOf(answer);
       }
-      NevraStatus status = kind == kIsEmpty ? NEVRA_OK : ListSound(node, keys, instances);
-      if (kind == kListsTwice && status == NEVRA_OK) {
+      NevraStatus status = answer.kind == kIsEmpty ? NEVRA_OK : ListSound(node, keys, instances);
+      if (answer.kind == kListsTwice && status == NEVRA_OK) {
          status = ListSound(node, keys, instances);
       }
-      if (kind == kListsItself && keys.Used() > 0 && keys[0].text == nullptr && !IsTextKey(node.listed)) {
+      if (answer.kind == kListsItself && keys.Used() > 0 && keys[0].text == nullptr &&
+          !IsTextKey(node.listed)) {
          instances.AddInt(keys[0].integer);
       }
       return status;
@@ -89,8 +123,9 @@ class MadeUpHost : public nevra::Source {
 
    NevraStatus Set(const NevraNodeDef &, const Nevra_ParamList &keys, const Nevra_ParamList &values) override
    {
-      if (Question() == kFails) {
-         return Failure();
+      Answer answer = NextAnswer();
+      if (answer.kind == kFails || answer.kind == kIsGone) {
+         return FailureOf(answer);
       }
       registers[AddressOf(keys)] = values.Used() > 0 ? static_cast<uint32_t>(values[0].integer) : 0;
       return NEVRA_OK;
@@ -101,10 +136,6 @@ class MadeUpHost : public nevra::Source {
 
  private:
    using Address = std::array<int64_t, nevra::kMaxKeys>;
-
-   static uint8_t Question() { return ++answers.questions > kMostQuestions ? kFails : answers.Take(); }
-
-   static NevraStatus Failure() { return NEVRA_FAILURE + answers.Take(); }
 
    static Address AddressOf(const Nevra_ParamList &keys)
    {
@@ -179,9 +210,17 @@ void SetSampleHost(const std::vector<uint8_t> &snapshot)
    sampleBytes = snapshot;
 }
 
-void BeginRun(std::span<const uint8_t> bytes)
+void BeginRun(std::string_view text)
 {
-   answers = {bytes};
+   questions = 0;
+   answers.clear();
+   while (!text.empty()) {
+      std::string_view line = nevra::TakeLine(text);
+      const uint64_t question = nevra::ParseNumber(nevra::TakeWord(line)).value_or(0);
+      if (line.size() > 1) {
+         answers[question] = {static_cast<uint8_t>(line[1]), line.substr(2)};
+      }
+   }
 }
 
 void EndRun()

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 #include <memory>
-#include <span>
+#include <string_view>
 #include <vector>
 
 #include "nevra/source.h"
@@ -15,10 +15,11 @@ void SetSampleHost(const std::vector<uint8_t> &snapshot);
 
 // A run of the tool begins: the host answers by `answers`, which stay the caller's.
 //
-// Each question takes a byte. Most say "as the sample", some that it fails, lists nothing, everything twice
-// or itself, or has other figures, from the bytes that follow. Texts stay as they are, since a platform ends
-// and bounds them. After two thousand questions everything fails, so that every run comes to its end.
-void BeginRun(std::span<const uint8_t> answers);
+// A line is the number of a question, from 1, and what is answered otherwise than by the sample: "12 1"
+// fails, see AnswerKind, "12 7abc" has other figures, made of the bytes "abc". Texts stay as they are, since
+// a platform ends and bounds them. After two thousand questions everything fails, so that every run comes to
+// its end.
+void BeginRun(std::string_view answers);
 
 // The run is over: the platform is as it was before the first.
 void EndRun();
