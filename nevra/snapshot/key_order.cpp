@@ -1,5 +1,6 @@
 #include "nevra/snapshot/key_order.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace nevra {
@@ -14,11 +15,46 @@ int CompareKeys(const uint64_t *left, const uint64_t *right, size_t width)
    return 0;
 }
 
+bool SameKeys(const KeyTable &left, const KeyTable &right)
+{
+   const size_t words = left.width * left.count;
+   return left.width == right.width && left.count == right.count &&
+          (words == 0 || std::memcmp(left.words, right.words, words * sizeof(uint64_t)) == 0);
+}
+
 namespace {
 
 bool IsAt(const KeyTable &table, size_t position, const uint64_t *key)
 {
    return position < table.count && CompareKeys(table[position], key, table.width) == 0;
+}
+
+// Where the key is if the first words of all keys lie evenly, as those of IDs given out one by one do.
+size_t EvenPosition(const KeyTable &table, const uint64_t *key)
+{
+   const double first = static_cast<double>(static_cast<int64_t>(table[0][0]));
+   const double last = static_cast<double>(static_cast<int64_t>(table[table.count - 1][0]));
+   const double word = static_cast<double>(static_cast<int64_t>(key[0]));
+   if (word <= first || word >= last) {
+      return word <= first ? 0 : table.count - 1;
+   }
+   return static_cast<size_t>((word - first) / (last - first) * static_cast<double>(table.count - 1) + 0.5);
+}
+
+// The first position whose key is not less. The search starts where the key is likely to be and goes away
+// from there in steps that double, but never further than the middle of what is left.
+size_t LowerBound(const KeyTable &table, const uint64_t *key)
+{
+   size_t low = 0;
+   size_t high = table.count;
+   size_t probe = table.count > 0 && table.width > 0 ? EvenPosition(table, key) : 0;
+   for (size_t step = 1; low < high; step *= 2) {
+      const bool isLess = CompareKeys(table[probe], key, table.width) < 0;
+      (isLess ? low : high) = isLess ? probe + 1 : probe;
+      const size_t middle = low + (high - low) / 2;
+      probe = isLess ? std::min(low + step, middle) : std::max(high - std::min(step, high - low), middle);
+   }
+   return low;
 }
 
 } // namespace
@@ -31,18 +67,8 @@ size_t FindKey(const KeyTable &table, const uint64_t *key, size_t hint)
    if (hint < table.count && IsAt(table, hint + 1, key)) {
       return hint + 1;
    }
-   size_t first = 0;
-   size_t count = table.count;
-   while (count > 0) {
-      const size_t half = count / 2;
-      if (CompareKeys(table[first + half], key, table.width) < 0) {
-         first += half + 1;
-         count -= half + 1;
-      } else {
-         count = half;
-      }
-   }
-   return IsAt(table, first, key) ? first : kNoPosition;
+   const size_t position = LowerBound(table, key);
+   return IsAt(table, position, key) ? position : kNoPosition;
 }
 
 } // namespace nevra

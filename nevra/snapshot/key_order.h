@@ -20,6 +20,8 @@ struct KeyTable {
 // Below 0, 0 or above 0: word by word, as signed integers.
 int CompareKeys(const uint64_t *left, const uint64_t *right, size_t width);
 
+bool SameKeys(const KeyTable &left, const KeyTable &right);
+
 inline constexpr size_t kNoPosition = SIZE_MAX;
 
 // The position of a key, or kNoPosition. `hint` is where it may well be; any value will do. A table that is

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "nevra/snapshot/snapshot_checksum.h"
 #include "nevra/snapshot/snapshot_file.h"
@@ -15,8 +16,8 @@ enum class Trust : uint8_t { Unknown, Holds, Broken };
 
 // What the snapshot has for one node of the definitions.
 struct NodeAnswers {
-   const SnapshotNode *node = nullptr; // null: nothing
-   bool recordsFit = false;            // the records are laid out as defined
+   SnapshotNode *node = nullptr; // null: nothing
+   bool recordsFit = false;      // the records are laid out as defined
    bool listsFit = false;
    Trust trust = Trust::Unknown;
 };
@@ -26,7 +27,7 @@ class SnapshotSource : public Source {
    SnapshotSource(SnapshotFile opened, const char *path) : file(std::move(opened)), name(path)
    {
       const bool sameDefinitions = std::strcmp(file.signature, DefinitionSignature()) == 0;
-      for (const SnapshotNode &node : file.nodes) {
+      for (SnapshotNode &node : file.nodes) {
          AddNode(node, sameDefinitions);
       }
    }
@@ -42,12 +43,14 @@ class SnapshotSource : public Source {
    const char *KernelBuildText() const override { return file.kernelBuild; }
 
  private:
-   void AddNode(const SnapshotNode &node, bool sameDefinitions);
+   void AddNode(SnapshotNode &node, bool sameDefinitions);
    NevraStatus Enter(const NevraNodeDef &node, NodeAnswers **answers);
    NevraStatus EnterTexts();
+   void ShareKeys(KeyTable *table);
    NevraStatus Refuse(NodeAnswers &answers, const char *what);
    NevraStatus TakeKeys(const Nevra_ParamList &keys, SnapshotKeyShape shape, uint64_t *words);
    size_t Find(const KeyTable &table, const uint64_t *words);
+   void FetchAhead(const KeyTable &table);
    NevraStatus FindFailure(const KeyTable &table, std::span<const uint32_t> statuses, const uint64_t *words);
    NevraStatus AppendTexts(std::span<const uint64_t> values, NodeAnswers &answers,
                            Nevra_ParamList &instances);
@@ -55,6 +58,8 @@ class SnapshotSource : public Source {
    SnapshotFile file;
    std::string name;
    NodeAnswers nodes[kNodeCount];
+   std::vector<const SnapshotNode *> nodesInUse;
+   std::vector<KeyTable> keysInUse; // each another
    Trust textTrust = Trust::Unknown;
    // A report reads many nodes of one instance and then the next instance's, and their tables are much alike:
    // where a key was found last is where to look for the next one, in every table.
@@ -62,7 +67,7 @@ class SnapshotSource : public Source {
    size_t lastText = 0;
 };
 
-void SnapshotSource::AddNode(const SnapshotNode &node, bool sameDefinitions)
+void SnapshotSource::AddNode(SnapshotNode &node, bool sameDefinitions)
 {
    const NevraNodeDef *definition = FindDefinition(node.path);
    if (definition == nullptr) {
@@ -87,6 +92,19 @@ NevraStatus SnapshotSource::Refuse(NodeAnswers &answers, const char *what)
    return NEVRA_READ_ERROR;
 }
 
+// Many nodes have the same instances. Where their keys are the same they are looked up in one copy, which the
+// processor's caches then keep.
+void SnapshotSource::ShareKeys(KeyTable *table)
+{
+   for (const KeyTable &other : keysInUse) {
+      if (SameKeys(*table, other)) {
+         *table = other;
+         return;
+      }
+   }
+   keysInUse.push_back(*table);
+}
+
 // Before the first read of a node, its checksum is checked.
 NevraStatus SnapshotSource::Enter(const NevraNodeDef &node, NodeAnswers **answers)
 {
@@ -100,6 +118,9 @@ NevraStatus SnapshotSource::Enter(const NevraNodeDef &node, NodeAnswers **answer
          return Refuse(found, "its checksum does not hold");
       }
       found.trust = Trust::Holds;
+      ShareKeys(&found.node->keys);
+      ShareKeys(&found.node->listKeys);
+      nodesInUse.push_back(found.node);
    }
    return found.trust == Trust::Holds ? NEVRA_OK : NEVRA_READ_ERROR;
 }
@@ -142,10 +163,28 @@ NevraStatus SnapshotSource::TakeKeys(const Nevra_ParamList &keys, SnapshotKeySha
 size_t SnapshotSource::Find(const KeyTable &table, const uint64_t *words)
 {
    const size_t position = FindKey(table, words, lastPosition);
-   if (position != kNoPosition) {
+   if (position != kNoPosition && position != lastPosition) {
       lastPosition = position;
+      FetchAhead(table);
    }
    return position;
+}
+
+// A report reads all of one instance before the next. Touching its records together has the processor get
+// them from memory at once, instead of one after the other as they are read; by loads, since it drops a
+// prefetch whose page it does not know yet.
+void SnapshotSource::FetchAhead(const KeyTable &table)
+{
+   constexpr size_t kCacheLine = 64;
+   for (const SnapshotNode *node : nodesInUse) {
+      if (node->keys.words != table.words || node->keys.count != table.count) {
+         continue;
+      }
+      const volatile uint8_t *record = node->records.data() + lastPosition * node->recordSize;
+      for (size_t offset = 0; offset < node->recordSize; offset += kCacheLine) {
+         (void)record[offset];
+      }
+   }
 }
 
 // The status that the snapshot has for an instance without content.
