@@ -1,6 +1,7 @@
 #include "report/grid.h"
 
 #include <charconv>
+#include <iterator>
 
 namespace {
 
@@ -14,26 +15,44 @@ OutputLine &EmptyLine()
    return line;
 }
 
-// The text of a value as the column's format prints it. `digits` is room for a number.
-std::string_view FormatValue(const char *format, const CellValue &value, char (&digits)[kLongestNumber + 1])
+// Passes a value on as what the column's format prints: an integer of its size and sign, a character, or a
+// text.
+template <typename Take> void PassValue(const char *format, const CellValue &value, const Take &take)
 {
-   const auto number = [&](auto integer) {
-      const std::to_chars_result end = std::to_chars(digits, digits + kLongestNumber + 1, integer);
-      return std::string_view(digits, static_cast<size_t>(end.ptr - digits));
-   };
    switch (format[0]) {
    case 'l':
-      return format[1] == 'd' ? number(static_cast<int64_t>(value.Integer())) : number(value.Integer());
+      format[1] == 'd' ? take(static_cast<int64_t>(value.Integer())) : take(value.Integer());
+      break;
    case 'u':
-      return number(static_cast<uint32_t>(value.Integer()));
+      take(static_cast<uint32_t>(value.Integer()));
+      break;
    case 'd':
-      return number(static_cast<int32_t>(value.Integer()));
+      take(static_cast<int32_t>(value.Integer()));
+      break;
    case 'c':
-      digits[0] = static_cast<char>(value.Integer());
-      return {digits, 1};
+      take(static_cast<char>(value.Integer()));
+      break;
    default:
-      return value.Text() != nullptr ? value.Text() : std::string_view();
+      take(value.Text() != nullptr ? std::string_view(value.Text()) : std::string_view());
+      break;
    }
+}
+
+// A value's text as printf would have it. `room` is for what is none yet.
+std::string_view TextOf(std::string_view text, char (&)[kLongestNumber])
+{
+   return text;
+}
+
+std::string_view TextOf(char character, char (&room)[kLongestNumber])
+{
+   room[0] = character;
+   return {room, 1};
+}
+
+template <typename Integer> std::string_view TextOf(Integer number, char (&room)[kLongestNumber])
+{
+   return {room, static_cast<size_t>(std::to_chars(room, std::end(room), number).ptr - room)};
 }
 
 } // namespace
@@ -114,13 +133,17 @@ void PrintReportRow(const ReportColumn *table, bool csvMode, bool isTotalRow,
          line.Append(csvMode ? ',' : ' ');
       }
       first = false;
-      char digits[kLongestNumber + 1];
-      const bool blank = isTotalRow && !column->totalled;
-      const std::string_view text = blank ? std::string_view() : FormatValue(column->format, *value, digits);
-      if (csvMode) {
-         line.Append(text);
-      } else {
-         AppendGridCell(line, text, column->width, &carry);
+      const auto appendCell = [&](const auto &shown) {
+         char room[kLongestNumber];
+         AppendGridCell(line, TextOf(shown, room), column->width, &carry);
+      };
+      const bool isBlank = isTotalRow && !column->totalled;
+      if (csvMode && !isBlank) {
+         PassValue(column->format, *value, [&](const auto &shown) { line.Append(shown); });
+      } else if (!csvMode && isBlank) {
+         appendCell(std::string_view());
+      } else if (!csvMode) {
+         PassValue(column->format, *value, appendCell);
       }
    }
    line.Write();

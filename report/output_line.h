@@ -5,6 +5,8 @@
 #ifndef REPORT_OUTPUT_LINE_H
 #define REPORT_OUTPUT_LINE_H
 
+#include <charconv>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -35,6 +37,12 @@ class OutputLine {
       } else if (size == 1) {
          *to = *from;
       }
+   }
+
+   template <std::integral Integer> void Append(Integer number)
+   {
+      char *to = Extend(0);
+      length += static_cast<size_t>(std::to_chars(to, to + kSlack, number).ptr - to);
    }
 
    void AppendRepeated(size_t count, char character)
