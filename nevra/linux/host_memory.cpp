@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "nevra/linux/kernel_text.h"
+#include "nevra/linux/shown_text.h"
 
 namespace nevra {
 
@@ -219,7 +220,9 @@ std::vector<SlabCache> ParseSlabInfo(std::string_view text)
       TakeWord(line);
       const std::optional<uint64_t> slabs = ParseNumber(TakeWord(line));
       if (isCache && slabs.has_value()) {
-         caches.push_back({std::string(name), figures[0], figures[1], figures[2], figures[4], *slabs});
+         char shown[256]; // a file name's length: the kernel keeps a folder for each cache
+         StoreShownText(shown, sizeof shown, name);
+         caches.push_back({shown, figures[0], figures[1], figures[2], figures[4], *slabs});
       }
    }
    return caches;

@@ -100,7 +100,7 @@ IoMem ParseIoMem(std::string_view text);
 
 // A cache of /proc/slabinfo.
 struct SlabCache {
-   std::string name;
+   std::string name; // fit to be shown; several may have the same
    uint64_t activeObjects;
    uint64_t objects;
    uint64_t objectBytes;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <set>
 
 #include "nevra/linux/kernel_text.h"
 #include "nevra/linux/shown_text.h"
@@ -22,8 +23,10 @@ NevraStatus ListHeaps(LinuxHost &host, Nevra_ParamList &instances)
    if (host.SlabCaches().empty()) {
       return NEVRA_NOT_FOUND;
    }
+   std::set<std::string_view> names;
    for (const SlabCache &cache : host.SlabCaches()) {
-      const NevraStatus status = instances.IsFull() ? NEVRA_OK : instances.AddText(cache.name);
+      const bool isListed = names.insert(cache.name).second && !instances.IsFull();
+      const NevraStatus status = isListed ? instances.AddText(cache.name) : NEVRA_OK;
       if (status != NEVRA_OK) {
          return status;
       }
@@ -33,25 +36,36 @@ NevraStatus ListHeaps(LinuxHost &host, Nevra_ParamList &instances)
 
 NevraStatus ReadHeap(LinuxHost &host, std::string_view name, HeapStatsRecord &record)
 {
-   const std::vector<SlabCache> &caches = host.SlabCaches();
-   const auto cache = std::find_if(caches.begin(), caches.end(),
-                                   [name](const SlabCache &candidate) { return candidate.name == name; });
-   if (cache == caches.end()) {
+   uint64_t objects = 0;
+   uint64_t objectBytes = 0;
+   uint64_t avail = 0;
+   uint64_t slabs = 0;
+   uint64_t size = 0;
+   bool isFound = false;
+   for (const SlabCache &cache : host.SlabCaches()) {
+      if (cache.name != name) {
+         continue;
+      }
+      isFound = true;
+      const uint64_t unused = SubtractClamped(cache.objects, cache.activeObjects);
+      const uint64_t slabBytes = MultiplyClamped(cache.pagesPerSlab, PageKB() * 1024);
+      objects = AddClamped(objects, cache.objects);
+      objectBytes = AddClamped(objectBytes, MultiplyClamped(cache.objects, cache.objectBytes));
+      avail = AddClamped(avail, MultiplyClamped(unused, cache.objectBytes));
+      slabs = AddClamped(slabs, cache.slabs);
+      size = AddClamped(size, MultiplyClamped(cache.slabs, slabBytes));
+   }
+   if (!isFound) {
       return NEVRA_NOT_FOUND;
    }
-   const uint64_t slabBytes = MultiplyClamped(cache->pagesPerSlab, PageKB() * 1024);
-   const uint64_t size = MultiplyClamped(cache->slabs, slabBytes);
-   const uint64_t objectBytes = MultiplyClamped(cache->objects, cache->objectBytes);
-   const uint64_t avail =
-      MultiplyClamped(SubtractClamped(cache->objects, cache->activeObjects), cache->objectBytes);
-   StoreShownText(record.name, sizeof record.name, cache->name);
+   StoreShownText(record.name, sizeof record.name, name);
    record.dynGrow = 1;
-   record.numRanges = Narrow<int32_t>(cache->slabs);
+   record.numRanges = Narrow<int32_t>(slabs);
    record.overhead = Narrow<uint32_t>(SubtractClamped(size, objectBytes));
    record.size = Narrow<uint32_t>(size);
    record.avail = Narrow<uint32_t>(avail);
    record.pctFreeOfCur = size >= 100 ? Narrow<uint32_t>(avail / (size / 100)) : 0;
-   record.avgAllocSize = Narrow<uint32_t>(cache->objectBytes);
+   record.avgAllocSize = objects > 0 ? Narrow<uint32_t>(objectBytes / objects) : 0;
    return NEVRA_OK;
 }
 

@@ -1,4 +1,4 @@
-// The kernel's heaps: the caches of /proc/slabinfo, which only root may read.
+// The kernel's heaps: the caches of /proc/slabinfo, which only root may read. Caches of one name are one heap.
 #ifndef NEVRA_LINUX_SLAB_HEAPS_H
 #define NEVRA_LINUX_SLAB_HEAPS_H
 

@@ -172,6 +172,31 @@ TEST(LinuxHeaps, AreTheSlabCaches)
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<HeapStatsRecord>(NodeId::system_heaps_stats, {"broken"}));
 }
 
+TEST(LinuxHeaps, CachesOfOneNameAreOneHeap)
+{
+   RecordedTree tree;
+   tree.File("proc/slabinfo", "a 6 10 100 8 1 : tunables 0 0 0 : slabdata 2 2 0\n"
+                              "b 1 1 8 8 1 : tunables 0 0 0 : slabdata 1 1 0\n"
+                              "a 25 30 200 8 2 : tunables 0 0 0 : slabdata 3 3 0\n");
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.ListTexts(NodeId::system_heaps), ElementsAre("a", "b"));
+   const auto heap = source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"a"});
+   EXPECT_EQ((2 + 3 * 2) * nevra::PageKB() * 1024, +heap.size);
+   EXPECT_EQ(4u * 100 + 5 * 200, +heap.avail);
+   EXPECT_EQ(5, +heap.numRanges);
+   EXPECT_EQ((10u * 100 + 30 * 200) / 40, +heap.avgAllocSize);
+}
+
+TEST(LinuxHeaps, HaveNamesThatMayBeShown)
+{
+   using namespace std::string_literals;
+   RecordedTree tree;
+   tree.File("proc/slabinfo", "a\x1b[2J\0b 6 10 100 8 1 : tunables 0 0 0 : slabdata 2 2 0\n"s);
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.ListTexts(NodeId::system_heaps), ElementsAre("a?[2J?b"));
+   EXPECT_STREQ("a?[2J?b", source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"a?[2J?b"}).name);
+}
+
 TEST(LinuxPageSharing, IsSamePageMerging)
 {
    RecordedTree tree;
