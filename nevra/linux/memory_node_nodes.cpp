@@ -113,7 +113,8 @@ uint64_t ReadNumber(LinuxHost &host, const std::string &path)
 // The page size in the pool's name, "1048576kB".
 std::optional<uint64_t> PageSizeOfPool(std::string_view name)
 {
-   return name.ends_with("kB") ? ParseNumber(name) : std::nullopt;
+   const bool isSize = !name.starts_with("kB") && name.find_first_not_of("0123456789") == name.size() - 2;
+   return isSize && name.ends_with("kB") ? ParseNumber(name) : std::nullopt;
 }
 
 void FillHugePages(LinuxHost &host, int64_t memNode, std::string_view pool, LPagePoolRecord &record)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -69,12 +70,13 @@ std::optional<uint32_t> NumaNodeOf(LinuxHost &host, const std::string &device)
    return isKnown ? std::optional(static_cast<uint32_t>(*node)) : std::nullopt;
 }
 
+// Numbers and dots behind the prefix.
 std::vector<std::string> DevicesNamed(LinuxHost &host, std::string_view prefix)
 {
    std::vector<std::string> devices;
    for (std::string &name : ListNames(host.Root(), kDevices, EntryKind::Any, kMostDevices)) {
       const bool isOne = name.starts_with(prefix) && name.size() > prefix.size() &&
-                         name[prefix.size()] >= '0' && name[prefix.size()] <= '9';
+                         name.find_first_not_of("0123456789.", prefix.size()) == std::string::npos;
       if (isOne) {
          devices.push_back(std::move(name));
       }
@@ -83,10 +85,19 @@ std::vector<std::string> DevicesNamed(LinuxHost &host, std::string_view prefix)
    return devices;
 }
 
+// Whether a UUID names a volume: no other has it, and no device is named so.
+bool IsNameLeft(const std::vector<Volume> &volumes, const std::vector<std::string> &devices,
+                std::string_view uuid)
+{
+   return std::ranges::find(devices, uuid) == devices.end() &&
+          std::ranges::find(volumes, uuid, &Volume::name) == volumes.end();
+}
+
 std::vector<Volume> Volumes(LinuxHost &host)
 {
    std::vector<Volume> volumes;
-   for (const std::string &device : DevicesNamed(host, kNamespace)) {
+   const std::vector<std::string> devices = DevicesNamed(host, kNamespace);
+   for (const std::string &device : devices) {
       // A namespace of size 0 is a seed: one that can be made, not one that is there.
       const uint64_t bytes = ReadNumber(host, device, "size");
       if (bytes == 0 || device.size() > kUuidLength) {
@@ -96,8 +107,9 @@ std::vector<Volume> Volumes(LinuxHost &host)
       const std::string region = "region" + std::string(TakeUntil(number, '.'));
       const std::string uuid = ReadText(host, device, "uuid");
       char name[kUuidLength + 1];
-      StoreShownText(name, sizeof name, uuid.size() == kUuidLength ? uuid : device);
-      volumes.push_back({device, region, name, bytes});
+      StoreShownText(name, sizeof name, uuid);
+      const bool hasUuid = uuid.size() == kUuidLength && IsNameLeft(volumes, devices, name);
+      volumes.push_back({device, region, hasUuid ? name : device, bytes});
    }
    return volumes;
 }
@@ -248,10 +260,13 @@ NevraStatus ReadRegionNode(LinuxHost &host, std::string_view name, std::string_v
 
 NevraStatus ListDimms(LinuxHost &host, Nevra_ParamList &instances)
 {
+   std::set<uint64_t> numbers;
    for (const std::string &device : DevicesNamed(host, kDimm)) {
-      const std::optional<uint64_t> number = ParseNumber(std::string_view(device).substr(kDimm.size()));
-      const bool isListed = number.has_value() && *number <= INT32_MAX && !instances.IsFull();
-      const NevraStatus status = isListed ? instances.AddInt(static_cast<int64_t>(*number)) : NEVRA_OK;
+      numbers.insert(ParseNumber(std::string_view(device).substr(kDimm.size())).value_or(0));
+   }
+   for (const uint64_t number : numbers) {
+      const bool isListed = number <= INT32_MAX && !instances.IsFull();
+      const NevraStatus status = isListed ? instances.AddInt(static_cast<int64_t>(number)) : NEVRA_OK;
       if (status != NEVRA_OK) {
          return status;
       }

@@ -129,6 +129,27 @@ TEST(LinuxPersistentMemory, HostileVolumesAreBounded)
                      .size);
 }
 
+// A copied namespace keeps its UUID.
+TEST(LinuxPersistentMemory, EachVolumeHasANameOfItsOwn)
+{
+   RecordedTree tree;
+   const std::string nd = "sys/bus/nd/devices/";
+   const std::string longName = "namespace" + std::string(27, '1');
+   for (const std::string &device : {std::string("namespace0.0"), std::string("namespace0.1"), longName}) {
+      tree.File(nd + device + "/size", "4096\n");
+   }
+   tree.File(nd + "namespace0.0/uuid", std::string(kUuid) + "\n");
+   tree.File(nd + "namespace0.1/uuid", std::string(kUuid) + "\n");
+   {
+      LiveSource source(tree.Root());
+      EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes),
+                  ElementsAre(kUuid, "namespace0.1", longName));
+   }
+   tree.File(nd + "namespace0.0/uuid", longName + "\n");
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes), ElementsAre("namespace0.0", kUuid, longName));
+}
+
 TEST(LinuxPersistentMemory, NoneWithoutTheBus)
 {
    RecordedTree tree;
@@ -144,6 +165,16 @@ TEST(LinuxHardware, DimmsByNumber)
    MakePersistentMemory(tree);
    LiveSource source(tree.Root());
    EXPECT_THAT(source.List(NodeId::hardware_nvd_dimm), ElementsAre(0, 12));
+}
+
+TEST(LinuxHardware, EachDimmOnceWhateverIsNamedLikeOne)
+{
+   RecordedTree tree;
+   for (const char *name : {"nmem2", "nmem10", "nmem02", "nmem1\n", "nmem", "nmem99999999999"}) {
+      tree.Folder(std::string("sys/bus/nd/devices/") + name);
+   }
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.List(NodeId::hardware_nvd_dimm), ElementsAre(2, 10));
 }
 
 TEST(LinuxHardware, ProcessorModels)
