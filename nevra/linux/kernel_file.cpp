@@ -9,6 +9,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#if __has_include(<sanitizer/asan_interface.h>)
+#include <sanitizer/asan_interface.h> // empty without the address sanitizer
+#else
+#define ASAN_POISON_MEMORY_REGION(address, size) (static_cast<void>(0))
+#define ASAN_UNPOISON_MEMORY_REGION(address, size) (static_cast<void>(0))
+#endif
+
 namespace nevra {
 
 FileDescriptor &FileDescriptor::operator=(FileDescriptor &&other) noexcept
@@ -115,6 +122,7 @@ std::optional<std::string_view> KernelFileReader::Read(int directory, const char
    if (!file.IsOpen()) {
       return std::nullopt;
    }
+   ASAN_UNPOISON_MEMORY_REGION(buffer.get(), capacity);
    size_t length = 0;
    for (;;) {
       if (length == capacity) {
@@ -140,6 +148,8 @@ std::optional<std::string_view> KernelFileReader::Read(int directory, const char
          break;
       }
    }
+   // The buffer is larger than the text; the sanitizer is to see who reads on.
+   ASAN_POISON_MEMORY_REGION(buffer.get() + length, capacity - length);
    return std::string_view(buffer.get(), length);
 }
 
