@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <fstream>
 #include <string>
@@ -21,6 +20,7 @@
 #include "fuzz/captured_output.h"
 #include "fuzz/fuzz_check.h"
 #include "fuzz/made_up_host.h"
+#include "fuzz/memory_folder.h"
 #include "nevra/snapshot/snapshot_writer.h"
 #include "snapshot-tool/json_import.h"
 
@@ -182,14 +182,12 @@ void WriteFile(const std::string &path, const std::vector<uint8_t> &bytes)
 // A folder with a snapshot, and one that is damaged.
 void MakeFolder(std::vector<uint8_t> snapshot)
 {
-   const char *temporary = std::getenv("TMPDIR");
-   std::string folder = std::string(temporary != nullptr ? temporary : "/dev/shm") + "/command-line-XXXXXX";
-   Require(mkdtemp(folder.data()) != nullptr, "no folder: " + folder);
-   WriteFile(folder + "/host.snapshot", snapshot);
+   static const MemoryFolder folder("command-line");
+   WriteFile(folder.Path() + "/host.snapshot", snapshot);
    snapshot[snapshot.size() / 2] ^= 1;
-   WriteFile(folder + "/damaged.snapshot", snapshot);
+   WriteFile(folder.Path() + "/damaged.snapshot", snapshot);
    folderOfFuzzer = open(".", O_RDONLY | O_DIRECTORY);
-   folderOfRuns = open(folder.c_str(), O_RDONLY | O_DIRECTORY);
+   folderOfRuns = open(folder.Path().c_str(), O_RDONLY | O_DIRECTORY);
 }
 
 } // namespace

@@ -1,13 +1,10 @@
 #include "fuzz/linux_tree.h"
 
-#include <cstdlib>
 #include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include "fuzz/fuzz_check.h"
 
 namespace fs = std::filesystem;
 
@@ -103,19 +100,6 @@ bool ParseLinuxTree(std::string_view text, TreeEntries *entries)
    return true;
 }
 
-LinuxTree::LinuxTree()
-{
-   const char *folder = std::getenv("TMPDIR");
-   root = std::string(folder != nullptr ? folder : "/dev/shm") + "/linux-tree-XXXXXX";
-   Require(mkdtemp(root.data()) != nullptr, "no folder: " + root);
-}
-
-LinuxTree::~LinuxTree()
-{
-   std::error_code ignored;
-   fs::remove_all(root, ignored);
-}
-
 void LinuxTree::Hold(const TreeEntries &wanted)
 {
    // From behind: what is in a folder before the folder.
@@ -148,10 +132,10 @@ void LinuxTree::ForgetRegisters()
 void LinuxTree::Remove(const std::string &path)
 {
    std::error_code error;
-   fs::remove(fs::path(root) / path, error);
+   fs::remove(fs::path(Root()) / path, error);
    for (fs::path at = fs::path(path).parent_path(); !at.empty() && !entries.contains(at);
         at = at.parent_path()) {
-      if (rmdir((fs::path(root) / at).c_str()) != 0) {
+      if (rmdir((fs::path(Root()) / at).c_str()) != 0) {
          break;
       }
    }
@@ -159,7 +143,7 @@ void LinuxTree::Remove(const std::string &path)
 
 bool LinuxTree::Write(const std::string &path, const TreeEntry &entry)
 {
-   const fs::path at = fs::path(root) / path;
+   const fs::path at = fs::path(Root()) / path;
    std::error_code error;
    fs::create_directories(entry.kind == TreeEntry::Kind::Folder ? at : at.parent_path(), error);
    if (error || entry.kind == TreeEntry::Kind::Folder) {

@@ -15,7 +15,8 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "fuzz/memory_folder.h"
 
 // What stands at a path below the root.
 struct TreeEntry {
@@ -33,12 +34,7 @@ bool ParseLinuxTree(std::string_view text, TreeEntries *entries);
 // One folder in memory for the whole process. What is the same from one tree to the next stays as it is.
 class LinuxTree {
  public:
-   LinuxTree();
-   ~LinuxTree(); // removes the folder
-   LinuxTree(const LinuxTree &) = delete;
-   LinuxTree &operator=(const LinuxTree &) = delete;
-
-   const std::string &Root() const { return root; }
+   const std::string &Root() const { return folder.Path(); }
 
    void Hold(const TreeEntries &wanted);
 
@@ -49,7 +45,7 @@ class LinuxTree {
    void Remove(const std::string &path);
    bool Write(const std::string &path, const TreeEntry &entry);
 
-   std::string root;
+   MemoryFolder folder{"linux-tree"};
    TreeEntries entries;
 };
 

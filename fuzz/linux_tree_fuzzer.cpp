@@ -100,6 +100,13 @@ Answer Ask(nevra::Source &source, const NevraNodeDef &node, bool isList, const N
 
 // ---- one answer
 
+bool IsShown(std::string_view text)
+{
+   std::string shown(text.size() + 1, 'x');
+   nevra::StoreShownText(shown.data(), shown.size(), text);
+   return text == shown.c_str();
+}
+
 void CheckTexts(const nevra::RecordLayout &layout, const uint8_t *record, const char *path)
 {
    for (const nevra::RecordField &field : layout.fields) {
@@ -108,10 +115,9 @@ void CheckTexts(const nevra::RecordLayout &layout, const uint8_t *record, const 
          if (field.kind == FieldKind::Structure) {
             CheckTexts(*field.structure, at, path);
          } else if (field.kind == FieldKind::Text) {
-            std::string shown(field.size, 'x');
-            const size_t length = strnlen(reinterpret_cast<const char *>(at), field.size);
-            nevra::StoreShownText(shown.data(), field.size, {reinterpret_cast<const char *>(at), length});
-            Require(length < field.size && std::memcmp(at, shown.data(), field.size) == 0,
+            const char *text = reinterpret_cast<const char *>(at);
+            const size_t length = strnlen(text, field.size);
+            Require(length < field.size && IsShown({text, length}),
                     std::string(path) + ": a text that is not fit to be shown");
          }
       }
@@ -130,6 +136,8 @@ void CheckAnswer(const NevraNodeDef &node, const Answer &answer)
       Require(instances.insert(instance).second, std::string(node.path) + ": lists an instance twice");
       Require(instance.text.has_value() == nevra::IsTextKey(node.listed),
               std::string(node.path) + ": lists an instance of another type");
+      Require(IsShown(instance.text.value_or("")),
+              std::string(node.path) + ": lists a text that is not fit to be shown");
    }
 }
 
