@@ -49,11 +49,13 @@ sanitizers: packages-test
 	@cmake --build --preset sanitizers -j $(JOBS)
 	ctest --preset sanitizers -j $(JOBS)
 
-# Measures against the floors and prints one table of ratios.
+# Measures against floors and other tools, for about five minutes. What it found is in build/release/bench.md and
+# build/release/performance-growth.svg; bench/update-docs takes it into docs/.
 bench: packages-bench
 	@cmake --preset release -DHOSTMEM_TESTS=OFF -DHOSTMEM_BENCH=ON
 	@cmake --build --preset release -j $(JOBS)
-	bench/run $(RELEASE)
+	bench/run $(RELEASE) >$(RELEASE)/bench.md
+	@cat $(RELEASE)/bench.md
 
 # Builds the fuzz targets and runs each for FUZZ_SECONDS, FUZZ_JOBS of them at a time.
 FUZZ_SECONDS ?= 60

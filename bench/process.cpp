@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,6 +27,11 @@ size_t AnonymousKB(pid_t pid)
       }
    }
    return 0;
+}
+
+double Seconds(const timeval &time)
+{
+   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
 }
 
 std::string ReadAll(int file)
@@ -79,6 +85,7 @@ ProcessRun RunProcess(const std::vector<std::string> &arguments, const std::stri
       wait4(pid, &status, 0, &usage);
    }
    run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+   run.cpuSeconds = Seconds(usage.ru_utime) + Seconds(usage.ru_stime);
    run.peakResidentKB = static_cast<size_t>(usage.ru_maxrss);
    run.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
    close(errorPipe[0]);
@@ -86,19 +93,57 @@ ProcessRun RunProcess(const std::vector<std::string> &arguments, const std::stri
    return run;
 }
 
-ProcessRun FastestRun(const std::vector<std::string> &arguments, const std::string &outputPath, int runs)
+namespace {
+
+void EndUnlessDone(const std::vector<std::string> &command, const ProcessRun &run)
 {
-   ProcessRun fastest;
-   for (int i = 0; i < runs; i++) {
-      const ProcessRun run = RunProcess(arguments, outputPath);
-      if (run.exitStatus != 0) {
-         std::fprintf(stderr, "%s exited with status %d: %s\n", arguments[0].c_str(), run.exitStatus,
-                      run.standardError.c_str());
-         std::exit(1);
+   if (run.exitStatus != 0) {
+      std::fprintf(stderr, "%s exited with status %d: %s\n", command[0].c_str(), run.exitStatus,
+                   run.standardError.c_str());
+      std::exit(1);
+   }
+}
+
+Figures RunContender(const Contender &contender)
+{
+   const ProcessRun run = RunProcess(contender.command, contender.outputPath);
+   EndUnlessDone(contender.command, run);
+   if (!contender.timesItself) {
+      return {run.seconds, run.cpuSeconds};
+   }
+   long long wall = 0;
+   long long cpu = 0;
+   if (std::sscanf(run.standardError.c_str(), "%lld %lld", &wall, &cpu) != 2 || wall <= 0) {
+      std::fprintf(stderr, "%s: no times: %s\n", contender.command[0].c_str(), run.standardError.c_str());
+      std::exit(1);
+   }
+   return {static_cast<double>(wall) * 1e-9, static_cast<double>(cpu) * 1e-9};
+}
+
+} // namespace
+
+std::vector<Figures> RunInTurn(const std::vector<Contender> &contenders, const Rounds &rounds)
+{
+   std::vector<Figures> least;
+   const auto start = std::chrono::steady_clock::now();
+   const std::chrono::duration<double> time(rounds.seconds);
+   for (int round = 0; round < rounds.most; round++) {
+      if (round >= rounds.least && std::chrono::steady_clock::now() - start > time) {
+         break;
       }
-      if (i == 0 || run.seconds < fastest.seconds) {
-         fastest = run;
+      for (size_t i = 0; i < contenders.size(); i++) {
+         const Figures run = RunContender(contenders[i]);
+         if (round == 0) {
+            least.push_back(run);
+         }
+         least[i].seconds = std::min(least[i].seconds, run.seconds);
+         least[i].cpuSeconds = std::min(least[i].cpuSeconds, run.cpuSeconds);
       }
    }
-   return fastest;
+   return least;
+}
+
+void RunOnce(const std::vector<std::string> &arguments, const std::string &outputPath)
+{
+   EndUnlessDone(arguments, RunProcess(arguments, outputPath));
 }

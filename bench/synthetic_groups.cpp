@@ -90,7 +90,7 @@ class SyntheticGroups : public nevra::Source {
          return NEVRA_OK;
       case NodeId::sched_groups_parentGroupID:
          static_cast<ParentGroupIDRecord *>(record)->parentGroupID =
-            group == 0 ? -1 : idOfGroup[(group - 1) / kFanOut];
+            group == 0 ? int64_t{-1} : idOfGroup[(group - 1) / kFanOut];
          return NEVRA_OK;
       case NodeId::sched_groups_groupFlags:
          static_cast<GroupFlagsRecord *>(record)->flags = group * 8 + 1 < idOfGroup.size() ? 0x800 : 0x2;
