@@ -77,7 +77,8 @@ void Measure(const Places &places, const OtherTool &tool, const std::string &hos
    const std::vector<Figures> figures = RunInTurn({hostmem, other}, {});
    PrintComparison(
       {report, std::to_string(RowsBelow(1, hostmem.outputPath)), figures[0]},
-      {name + (tool.sleeps ? ", which sleeps a second" : ""), std::to_string(otherRows), figures[1]}, "");
+      {name + (tool.sleeps ? ", which sleeps a second" : ""), std::to_string(otherRows), figures[1]}, "",
+      !tool.sleeps);
 }
 
 // The report of a snapshot against a database of the very rows, both printing the same bytes.
