@@ -1,4 +1,6 @@
+#!/bin/sh
 # The packages are installed with their dependencies into a fresh Debian, work there, and leave nothing behind.
+set -eu
 source=$1 packages=$3 work=$4
 skip()
 {
@@ -7,6 +9,7 @@ skip()
 }
 [ "$(id -u)" -eq 0 ] || skip "not root"
 command -v debootstrap >/dev/null || skip "no debootstrap here"
+# shellcheck source=/dev/null
 . /etc/os-release
 root=$work/root
 mirror=${DEBIAN_MIRROR:-http://deb.debian.org/debian}
@@ -17,6 +20,7 @@ unshare --mount true 2>/dev/null || skip "no mount name space of one's own"
 # Runs a command inside; its /proc goes with it.
 inside()
 {
+   # shellcheck disable=SC2016 # the shell inside expands them
    unshare --mount sh -c 'mount -t proc proc "$0/proc" && exec chroot "$0" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin \
       DEBIAN_FRONTEND=noninteractive LC_ALL=C "$@"' "$root" "$@"
 }

@@ -1,5 +1,7 @@
+#!/bin/sh
 # Built in another folder, with another umask, time zone and language, and as root on a host of another name, the
 # packages have the same bytes.
+set -eu
 source=$1 packages=$3 work=$4
 copy=$work/another/folder/hostmem-sources
 mkdir -p "$copy"

@@ -1,5 +1,7 @@
+#!/bin/sh
 # `make install` puts everything below the prefix, where it works and can be built against; `make uninstall`
 # takes it away.
+set -eu
 source=$1 work=$4
 copy=$work/hostmem
 root=$work/root
@@ -10,6 +12,7 @@ cd "$copy"
 echo "-- a prefix that the dynamic linker does not know"
 make install PREFIX="$root/opt/hostmem"
 installed=$root/opt/hostmem
+# shellcheck disable=SC2016 # the dynamic linker expands it
 readelf -d "$installed/bin/hostmem" | grep -F '[$ORIGIN/../lib]'
 "$installed/bin/hostmem" -r comp-stats
 "$installed/bin/hostmem-snapshot" import samples/small-host.json -o "$work/host.snapshot"
@@ -37,8 +40,10 @@ printf '#include <nevra/records.h>\nint main() { return sizeof(GroupNameRecord) 
 PKG_CONFIG_PATH=$installed/lib/pkgconfig
 export PKG_CONFIG_PATH
 test "$(pkg-config --modversion nevra)" = 1.0.0
+# shellcheck disable=SC2046 # words are meant to be split
 cc -o "$work/c-program" "$work/program.c" $(pkg-config --cflags --libs nevra)
 LD_LIBRARY_PATH=$installed/lib "$work/c-program"
+# shellcheck disable=SC2046 # words are meant to be split
 c++ -std=c++20 -o "$work/cxx-program" "$work/program.cpp" $(pkg-config --cflags nevra)
 "$work/cxx-program"
 

@@ -2,6 +2,7 @@
 # Checks what packaging/install-packages does where it may install, where it may not, and where nothing is
 # missing. The machine's own commands are out of its reach: only stand-ins that say how they were called.
 # usage: install_packages.sh SOURCE
+# shellcheck disable=SC2086 # lists of packages are meant to be split
 set -eu
 program=$1/packaging/install-packages
 work=$(mktemp -d)
@@ -18,7 +19,7 @@ stand_in()
 # A machine on which the given packages are installed, seen by the given user ID.
 machine()
 {
-   rm -rf "$work/bin" "$work/calls"
+   rm -rf "${work:?}/bin" "$work/calls"
    mkdir "$work/bin"
    : >"$work/calls"
    user=$1
@@ -45,7 +46,7 @@ expect()
 }
 
 everything="g++ cmake ninja-build libflatbuffers-dev flatbuffers-compiler libxxhash-dev libmd-dev libcli11-dev
-   rapidjson-dev clang-tidy"
+   rapidjson-dev libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev clang-tidy cppcheck shellcheck"
 
 machine 1000 $everything clang-format
 run lint

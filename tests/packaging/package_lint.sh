@@ -1,4 +1,6 @@
+#!/bin/sh
 # The packages have no fault that lintian knows of, and none of their bytes names the folder they were made in.
+set -eu
 source=$1 build=$2 packages=$3 work=$4
 if ! command -v lintian >/dev/null; then
    echo "no lintian here"

@@ -1,4 +1,6 @@
+#!/bin/sh
 # hostmem is built against another platform library, one that answers as a script says, and runs on it.
+set -eu
 source=$1 work=$4
 platform=$work/platform/lib
 mkdir -p "$platform"
