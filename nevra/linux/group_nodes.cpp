@@ -164,8 +164,7 @@ void ReadProcessStats(LinuxHost &host, const Group &group, GroupMemoryStatsRecor
 {
    const ProcessStatus &status = group.process->process.status;
    const bool hasGuest = group.kind == GroupKind::Vm || group.kind == GroupKind::Vmm;
-   const std::optional<uint64_t> guest =
-      hasGuest ? group.process->command.memoryKB : std::nullopt;
+   const std::optional<uint64_t> guest = hasGuest ? group.process->command.memoryKB : std::nullopt;
    if (group.kind == GroupKind::Vmm) {
       record.memSize = guest.value_or(0);
       record.memSizePeak = record.memSize;

@@ -298,8 +298,9 @@ std::string ZshHostmemTables()
    for (const ReportChoices &report : reports) {
       names += (names.empty() ? "" : " ") + report.name;
       cases += "   " + LowerCase(report.name) + ")\n" +
-               ZshOptions("arguments", AsCommandOptions(report.options)) + ZshArray("columns", report.columns) +
-               ZshArray("units", report.units) + ZshArray("flags", report.flags) + "      ;;\n";
+               ZshOptions("arguments", AsCommandOptions(report.options)) +
+               ZshArray("columns", report.columns) + ZshArray("units", report.units) +
+               ZshArray("flags", report.flags) + "      ;;\n";
    }
    return "_hostmem_tables()\n{\n   reports=(" + names + ")\n   case ${(L)1} in\n" + cases + "   esac\n}\n";
 }

@@ -2,7 +2,8 @@
 #ifndef TESTS_FRONTEND_USAGE_TEXT_H
 #define TESTS_FRONTEND_USAGE_TEXT_H
 
-inline constexpr char kUsageText[] = R"usage(Usage: %s [-hf] [-c <cacheFile>] -r <reportType> [report specific options]
+inline constexpr char kUsageText[] =
+   R"usage(Usage: %s [-hf] [-c <cacheFile>] -r <reportType> [report specific options]
    -h, --help                Show this message
    -f, --force               Continue even if version check fails
    -c, --cache <cacheFile>   Use Nevra cache file

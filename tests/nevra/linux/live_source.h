@@ -14,8 +14,8 @@
 #include "nevra/param_list.h"
 #include "nevra/records.h"
 
-// Records are packed: a test that compares a field whose offset is not aligned writes "+record.field", a value
-// instead of a reference.
+// Records are packed: a test that compares a field whose offset is not aligned writes "+record.field", a
+// value instead of a reference.
 class LiveSource {
  public:
    explicit LiveSource(const std::string &root) : source(nevra::MakeLinuxSource(root)) {}

@@ -151,7 +151,9 @@ Description of report header labels:
 TEST(VmStats, PrintsItsTableWithTheExtraColumnsAsCsv)
 {
    const RunResult run = RunHostmem(TwoVms(), {"-r", "vm-stats", "-x", "-q"});
-   EXPECT_EQ(run.out, R"(name,b,schedGrp,parSchedGroup,worldGrp,memSizeLimit,memSize,min,max,minLimit,shares,ovhdResv,ovhd,allocTgt,consumed,balloonTgt,ballooned,pressureLimit,memNeeded,isUnderPressure,swapTgt,swapped,mapped,touched,zipped,vpmemRO,vpmemRW,vpmemUC,zipSaved,shared,zero,sharedSaved,useReliableMem,swapScope,dname,quenPath
+   EXPECT_EQ(
+      run.out,
+      R"(name,b,schedGrp,parSchedGroup,worldGrp,memSizeLimit,memSize,min,max,minLimit,shares,ovhdResv,ovhd,allocTgt,consumed,balloonTgt,ballooned,pressureLimit,memNeeded,isUnderPressure,swapTgt,swapped,mapped,touched,zipped,vpmemRO,vpmemRW,vpmemUC,zipSaved,shared,zero,sharedSaved,useReliableMem,swapScope,dname,quenPath
 vm.1,y,1,0,71,101,102,103,104,105,106,107,108,109,32,111,112,113,114,y,115,116,157,118,119,120,121,122,123,124,125,126,n,127,vm.1 display,/vmfs/vm.1
 vm.2,n,2,0,72,201,202,203,204,205,206,207,208,209,32,211,212,213,214,n,215,216,257,218,219,220,221,222,223,224,225,226,y,227,vm.2 display,/vmfs/vm.2
 Total,,,,,302,304,306,,,,314,316,318,64,322,324,326,328,,330,332,414,336,338,340,342,344,346,348,350,352,,,,
