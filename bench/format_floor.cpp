@@ -22,7 +22,6 @@ struct Cell {
    int64_t number;
    const char *text; // null for a number
    uint32_t length;  // of the text
-   uint32_t blanks;  // before the cell's field
    uint32_t width;   // of the field, right-aligned; 0 in CSV
    char separator;   // behind the cell
 };
@@ -42,7 +41,7 @@ std::vector<Cell> TakeApart(const std::string &output, std::vector<std::string> 
       const size_t start = output.find_first_not_of(' ', at);
       const size_t end = std::min(output.find_first_of(", \n", start), output.size());
       const std::string text = output.substr(start, end - start);
-      Cell cell = {0, nullptr, 0, 0, static_cast<uint32_t>(end - at), '\0'};
+      Cell cell = {0, nullptr, 0, static_cast<uint32_t>(end - at), '\0'};
       if (IsNumber(text)) {
          cell.number = std::stoll(text);
       } else {

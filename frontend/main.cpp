@@ -92,8 +92,8 @@ bool CheckDefinitions(bool force)
 // A terminal gets each line as it comes; a file or a pipe gets a large report in large pieces.
 void BufferStandardOutput()
 {
-   static char buffer[1 << 16];
    if (!isatty(STDOUT_FILENO)) {
+      static char buffer[1 << 16];
       std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
    }
 }

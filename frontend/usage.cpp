@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+// NOLINTNEXTLINE(readability-function-size): one text
 void PrintUsage(const char *program)
 {
    std::printf(R"(Usage: %s [-hf] [-c <cacheFile>] -r <reportType> [report specific options]

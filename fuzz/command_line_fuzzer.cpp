@@ -58,10 +58,11 @@ void RememberColumns()
 {
    for (size_t report = 0; report < kReportCount; report++) {
       const ReportColumn *column = DescribeReport(report).columns;
-      std::vector<ReportColumn> &columns = columnsOfReports.emplace_back();
+      std::vector<ReportColumn> columns;
       for (; column->name != nullptr; column++) {
          columns.push_back(*column);
       }
+      columnsOfReports.push_back(std::move(columns));
    }
 }
 

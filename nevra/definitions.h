@@ -130,7 +130,7 @@ enum class NodeId : uint8_t {
 // The most keys that an instance has.
 inline constexpr size_t kMaxKeys = 6;
 
-#define NEVRA_COUNT_NODE(node) +1
+#define NEVRA_COUNT_NODE(node) +1 // NOLINT(bugprone-macro-parentheses): a summand
 inline constexpr size_t kNodeCount = 0 NEVRA_NODES(NEVRA_COUNT_NODE);
 #undef NEVRA_COUNT_NODE
 

@@ -17,6 +17,7 @@ struct Nevra_Param {
    const char *text; // null for an integer
 };
 
+// cppcheck-suppress noConstructor // Create fills in everything
 struct Nevra_ParamList {
    static constexpr uint32_t kUnbounded = std::numeric_limits<uint32_t>::max();
 

@@ -30,8 +30,8 @@ std::string ReadHostName(const std::filesystem::path &root)
 int64_t CaptureTime()
 {
    const char *fixed = std::getenv("SOURCE_DATE_EPOCH");
-   int64_t seconds = 0;
    if (fixed != nullptr) {
+      int64_t seconds = 0;
       const auto result = std::from_chars(fixed, fixed + std::strlen(fixed), seconds);
       if (result.ec == std::errc() && *result.ptr == '\0' && seconds >= 0 &&
           seconds <= nevra::kMaxCaptureTime) {

@@ -602,7 +602,7 @@ bool ParseStatus(std::string_view text, uint64_t *status)
 
 bool Importer::TakeString(std::string_view text)
 {
-   Frame &top = Top();
+   const Frame &top = Top();
    if (top.place == Place::Hex) {
       std::string bytes;
       if (!BytesOfHex(text, &bytes)) {
@@ -633,7 +633,10 @@ bool Importer::TakeString(std::string_view text)
       top.place == Place::Structure || (top.place == Place::Entry && member == EntryMember::Field);
    if (isField && top.field->kind == FieldKind::Bytes) {
       std::string bytes;
-      return BytesOfHex(text, &bytes) ? TakeFieldText(bytes, true) : Fail("not pairs of hexadecimal digits");
+      if (!BytesOfHex(text, &bytes)) {
+         return Fail("not pairs of hexadecimal digits");
+      }
+      return TakeFieldText(bytes, true);
    }
    return Fail("a text has no meaning here");
 }
@@ -686,6 +689,7 @@ bool Importer::TakeFieldText(std::string_view text, bool fromHex)
    if (!fromHex && text.find('\0') != std::string_view::npos) {
       return Fail("a text has no NUL");
    }
+   // cppcheck-suppress invalidLifetime // the text is the caller's until this returns
    std::memcpy(record.data() + TargetOffset(), text.data(), text.size());
    return true;
 }

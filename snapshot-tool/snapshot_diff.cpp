@@ -109,7 +109,7 @@ void CompareFields(Diff &diff, const std::string &name, const RecordLayout &layo
 {
    for (const RecordField &field : layout.fields) {
       for (uint32_t i = 0; i < field.count; i++) {
-         const size_t offset = field.offset + size_t{i} * field.size;
+         const size_t offset = field.offset + field.size * size_t{i};
          if (std::memcmp(left + offset, right + offset, field.size) == 0) {
             continue;
          }

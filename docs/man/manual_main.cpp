@@ -14,7 +14,7 @@ int main(int argc, char **argv)
    std::ifstream input(argv[4]);
    std::vector<PageLine> source;
    std::vector<std::string> errors(1);
-   if (!input || !ReadPageSource(input, &source, &errors[0])) {
+   if (!input || !ReadPageSource(input, &source, errors.data())) {
       std::fprintf(stderr, "%s: %s\n", argv[4], input.is_open() ? errors[0].c_str() : "cannot be read");
       return 1;
    }

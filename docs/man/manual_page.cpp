@@ -89,7 +89,7 @@ std::vector<std::pair<ListedOption, const OptionHelp *>> OptionsWithHelp(Page *p
          page->errors->push_back("no help for an option: " + std::string(1, option.letter) + " " +
                                  (option.longName != nullptr ? option.longName : ""));
       } else {
-         options.push_back({option, help});
+         options.emplace_back(option, help);
       }
    }
    std::sort(options.begin(), options.end(),
@@ -180,7 +180,7 @@ void PrintColumns(Page *page, const PageLine &block)
 {
    std::vector<std::string> names;
    for (const ReportColumn *column = page->description.columns; column->name != nullptr; column++) {
-      names.push_back(column->name);
+      names.emplace_back(column->name);
    }
    CheckEntries(page, block, names);
    const bool hasTotals = page->description.hasTotalRow;
@@ -215,7 +215,7 @@ void PrintFlags(Page *page, const PageLine &block)
    std::vector<std::string> names;
    for (const FlagName *flag = page->description.flagNames; flag != nullptr && flag->name != nullptr;
         flag++) {
-      names.push_back(flag->name);
+      names.emplace_back(flag->name);
    }
    if (block.entries.empty()) {
       PrintFlagNames(page, names);

@@ -87,10 +87,11 @@ std::string CgroupPath(const CgroupTree &tree, CgroupIndex cgroup)
    for (CgroupIndex at = cgroup; at != kRootCgroup; at = tree.cgroups[at].parent) {
       way.push_back(at);
    }
+   std::reverse(way.begin(), way.end());
    std::string path;
-   for (auto at = way.rbegin(); at != way.rend(); ++at) {
+   for (const CgroupIndex at : way) {
       path += path.empty() ? "" : "/";
-      path += tree.cgroups[*at].name;
+      path += tree.cgroups[at].name;
    }
    return path.empty() ? "." : path;
 }

@@ -58,7 +58,7 @@ std::string ConfigPath(const Nevra_ParamList &keys)
    return path;
 }
 
-FileDescriptor OpenConfig(LinuxHost &host, const Nevra_ParamList &keys, int access)
+FileDescriptor OpenConfig(const LinuxHost &host, const Nevra_ParamList &keys, int access)
 {
    const std::string path = ConfigPath(keys);
    return FileDescriptor(path.empty() ? -1

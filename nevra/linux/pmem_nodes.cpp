@@ -71,7 +71,7 @@ std::optional<uint32_t> NumaNodeOf(LinuxHost &host, const std::string &device)
 }
 
 // Numbers and dots behind the prefix.
-std::vector<std::string> DevicesNamed(LinuxHost &host, std::string_view prefix)
+std::vector<std::string> DevicesNamed(const LinuxHost &host, std::string_view prefix)
 {
    std::vector<std::string> devices;
    for (std::string &name : ListNames(host.Root(), kDevices, EntryKind::Any, kMostDevices)) {
@@ -118,7 +118,7 @@ std::optional<Volume> FindVolume(LinuxHost &host, std::string_view name)
 {
    for (Volume &volume : Volumes(host)) {
       if (volume.name == name) {
-         return std::move(volume);
+         return std::optional(std::move(volume));
       }
    }
    return std::nullopt;
@@ -146,14 +146,14 @@ NevraStatus ListVolumes(LinuxHost &host, Nevra_ParamList &instances)
    return NEVRA_OK;
 }
 
-NevraStatus ReadVolume(LinuxHost &host, std::string_view volume, PMemVolumeInfoRecord &)
+NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemVolumeInfoRecord &)
 {
-   return FindVolume(host, volume).has_value() ? NEVRA_OK : NEVRA_NOT_FOUND;
+   return FindVolume(host, volumeName).has_value() ? NEVRA_OK : NEVRA_NOT_FOUND;
 }
 
-NevraStatus ReadVolume(LinuxHost &host, std::string_view name, PMemRegionStoreRecord &record)
+NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemRegionStoreRecord &record)
 {
-   const std::optional<Volume> volume = FindVolume(host, name);
+   const std::optional<Volume> volume = FindVolume(host, volumeName);
    if (!volume.has_value()) {
       return NEVRA_NOT_FOUND;
    }
@@ -164,9 +164,9 @@ NevraStatus ReadVolume(LinuxHost &host, std::string_view name, PMemRegionStoreRe
    return NEVRA_OK;
 }
 
-NevraStatus ReadVolume(LinuxHost &host, std::string_view name, PMemCleanRecord &record)
+NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemCleanRecord &record)
 {
-   const std::optional<Volume> volume = FindVolume(host, name);
+   const std::optional<Volume> volume = FindVolume(host, volumeName);
    if (!volume.has_value()) {
       return NEVRA_NOT_FOUND;
    }
@@ -174,9 +174,9 @@ NevraStatus ReadVolume(LinuxHost &host, std::string_view name, PMemCleanRecord &
    return NEVRA_OK;
 }
 
-NevraStatus ListExtents(LinuxHost &host, std::string_view name, Nevra_ParamList &instances)
+NevraStatus ListExtents(LinuxHost &host, std::string_view volumeName, Nevra_ParamList &instances)
 {
-   const std::optional<Volume> volume = FindVolume(host, name);
+   const std::optional<Volume> volume = FindVolume(host, volumeName);
    if (!volume.has_value()) {
       return NEVRA_NOT_FOUND;
    }
@@ -184,9 +184,9 @@ NevraStatus ListExtents(LinuxHost &host, std::string_view name, Nevra_ParamList 
    return hasAddress && !instances.IsFull() ? instances.AddInt(0) : NEVRA_OK;
 }
 
-NevraStatus ReadExtent(LinuxHost &host, std::string_view name, int64_t extent, PMemExtentRecord &record)
+NevraStatus ReadExtent(LinuxHost &host, std::string_view volumeName, int64_t extent, PMemExtentRecord &record)
 {
-   const std::optional<Volume> volume = extent == 0 ? FindVolume(host, name) : std::nullopt;
+   const std::optional<Volume> volume = extent == 0 ? FindVolume(host, volumeName) : std::nullopt;
    const uint64_t address =
       volume.has_value() ? ParseHexNumber(ReadText(host, volume->device, "resource")).value_or(0) : 0;
    if (address == 0) {
@@ -199,19 +199,19 @@ NevraStatus ReadExtent(LinuxHost &host, std::string_view name, int64_t extent, P
    return NEVRA_OK;
 }
 
-NevraStatus ListRegions(LinuxHost &host, std::string_view name, Nevra_ParamList &instances)
+NevraStatus ListRegions(LinuxHost &host, std::string_view volumeName, Nevra_ParamList &instances)
 {
-   const std::optional<Volume> volume = FindVolume(host, name);
+   const std::optional<Volume> volume = FindVolume(host, volumeName);
    if (!volume.has_value()) {
       return NEVRA_NOT_FOUND;
    }
    return instances.IsFull() ? NEVRA_OK : instances.AddText(volume->region);
 }
 
-NevraStatus ReadRegion(LinuxHost &host, std::string_view name, std::string_view region,
+NevraStatus ReadRegion(LinuxHost &host, std::string_view volumeName, std::string_view region,
                        PMemRegionRecord &record)
 {
-   const std::optional<Volume> volume = FindVolumeInRegion(host, name, region);
+   const std::optional<Volume> volume = FindVolumeInRegion(host, volumeName, region);
    if (!volume.has_value()) {
       return NEVRA_NOT_FOUND;
    }
@@ -234,10 +234,10 @@ NevraStatus ReadRegion(LinuxHost &host, std::string_view name, std::string_view 
    return NEVRA_OK;
 }
 
-NevraStatus ListRegionNodes(LinuxHost &host, std::string_view name, std::string_view region,
+NevraStatus ListRegionNodes(LinuxHost &host, std::string_view volumeName, std::string_view region,
                             Nevra_ParamList &instances)
 {
-   const std::optional<Volume> volume = FindVolumeInRegion(host, name, region);
+   const std::optional<Volume> volume = FindVolumeInRegion(host, volumeName, region);
    if (!volume.has_value()) {
       return NEVRA_NOT_FOUND;
    }
@@ -245,10 +245,10 @@ NevraStatus ListRegionNodes(LinuxHost &host, std::string_view name, std::string_
    return node.has_value() && !instances.IsFull() ? instances.AddInt(*node) : NEVRA_OK;
 }
 
-NevraStatus ReadRegionNode(LinuxHost &host, std::string_view name, std::string_view region, int64_t node,
+NevraStatus ReadRegionNode(LinuxHost &host, std::string_view volumeName, std::string_view region, int64_t node,
                            PMemRegionNumaRecord &record)
 {
-   const std::optional<Volume> volume = FindVolumeInRegion(host, name, region);
+   const std::optional<Volume> volume = FindVolumeInRegion(host, volumeName, region);
    const std::optional<uint32_t> own = volume.has_value() ? NumaNodeOf(host, volume->region) : std::nullopt;
    if (!own.has_value() || *own != node) {
       return NEVRA_NOT_FOUND;

@@ -16,23 +16,23 @@ namespace nevra {
 NevraStatus ListVolumes(LinuxHost &host, Nevra_ParamList &instances);
 
 // "Not found" for an unknown volume.
-NevraStatus ReadVolume(LinuxHost &host, std::string_view volume, PMemVolumeInfoRecord &record);
-NevraStatus ReadVolume(LinuxHost &host, std::string_view volume, PMemRegionStoreRecord &record);
-NevraStatus ReadVolume(LinuxHost &host, std::string_view volume, PMemCleanRecord &record);
+NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemVolumeInfoRecord &record);
+NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemRegionStoreRecord &record);
+NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemCleanRecord &record);
 
 // One extent, numbered 0, where the kernel tells its address.
-NevraStatus ListExtents(LinuxHost &host, std::string_view volume, Nevra_ParamList &instances);
-NevraStatus ReadExtent(LinuxHost &host, std::string_view volume, int64_t extent, PMemExtentRecord &record);
+NevraStatus ListExtents(LinuxHost &host, std::string_view volumeName, Nevra_ParamList &instances);
+NevraStatus ReadExtent(LinuxHost &host, std::string_view volumeName, int64_t extent, PMemExtentRecord &record);
 
 // The one region that the volume lies in, named like its device.
-NevraStatus ListRegions(LinuxHost &host, std::string_view volume, Nevra_ParamList &instances);
-NevraStatus ReadRegion(LinuxHost &host, std::string_view volume, std::string_view region,
+NevraStatus ListRegions(LinuxHost &host, std::string_view volumeName, Nevra_ParamList &instances);
+NevraStatus ReadRegion(LinuxHost &host, std::string_view volumeName, std::string_view region,
                        PMemRegionRecord &record);
 
 // The NUMA node of the region.
-NevraStatus ListRegionNodes(LinuxHost &host, std::string_view volume, std::string_view region,
+NevraStatus ListRegionNodes(LinuxHost &host, std::string_view volumeName, std::string_view region,
                             Nevra_ParamList &instances);
-NevraStatus ReadRegionNode(LinuxHost &host, std::string_view volume, std::string_view region, int64_t node,
+NevraStatus ReadRegionNode(LinuxHost &host, std::string_view volumeName, std::string_view region, int64_t node,
                            PMemRegionNumaRecord &record);
 
 // The persistent-memory DIMMs, by the number of their device.

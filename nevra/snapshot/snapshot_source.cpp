@@ -50,8 +50,9 @@ class SnapshotSource : public Source {
    NevraStatus Refuse(NodeAnswers &answers, const char *what);
    NevraStatus TakeKeys(const Nevra_ParamList &keys, SnapshotKeyShape shape, uint64_t *words);
    size_t Find(const KeyTable &table, const uint64_t *words);
-   void FetchAhead(const KeyTable &table);
-   NevraStatus FindFailure(const KeyTable &table, std::span<const uint32_t> statuses, const uint64_t *words);
+   void FetchAhead(const KeyTable &table) const;
+   NevraStatus FindFailure(const KeyTable &table, std::span<const uint32_t> statuses,
+                           const uint64_t *words) const;
    NevraStatus AppendTexts(std::span<const uint64_t> values, NodeAnswers &answers,
                            Nevra_ParamList &instances);
 
@@ -173,7 +174,7 @@ size_t SnapshotSource::Find(const KeyTable &table, const uint64_t *words)
 // A report reads all of one instance before the next. Touching its records together has the processor get
 // them from memory at once, instead of one after the other as they are read; by loads, since it drops a
 // prefetch whose page it does not know yet.
-void SnapshotSource::FetchAhead(const KeyTable &table)
+void SnapshotSource::FetchAhead(const KeyTable &table) const
 {
    constexpr size_t kCacheLine = 64;
    for (const SnapshotNode *node : nodesInUse) {
@@ -189,7 +190,7 @@ void SnapshotSource::FetchAhead(const KeyTable &table)
 
 // The status that the snapshot has for an instance without content.
 NevraStatus SnapshotSource::FindFailure(const KeyTable &table, std::span<const uint32_t> statuses,
-                                        const uint64_t *words)
+                                        const uint64_t *words) const
 {
    const size_t position = FindKey(table, words, lastPosition);
    if (position == kNoPosition) {

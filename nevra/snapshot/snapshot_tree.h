@@ -34,6 +34,10 @@ struct SnapshotTree {
    SnapshotTree() = default;
    SnapshotTree(SnapshotTree &&) = default;
    SnapshotTree &operator=(SnapshotTree &&) = default;
+   // The keys of the indexes lie in the texts, which a copy would leave behind.
+   SnapshotTree(const SnapshotTree &) = delete;
+   SnapshotTree &operator=(const SnapshotTree &) = delete;
+   ~SnapshotTree() = default;
 
    std::string signature; // 32 lower-case hexadecimal digits
    std::string kernelBuild;

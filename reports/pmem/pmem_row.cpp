@@ -78,8 +78,8 @@ const FlagName regionFlagNames[] = {
 
 ReportColumn *PMemColumns(uint32_t mode)
 {
-   static ReportColumn *const columns[kPmemModeCount] = {regionStoreColumns, regionColumns, extentColumns,
-                                                         regionNumaColumns};
+   static constexpr ReportColumn *columns[kPmemModeCount] = {regionStoreColumns, regionColumns, extentColumns,
+                                                             regionNumaColumns};
    return columns[mode];
 }
 

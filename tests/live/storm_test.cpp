@@ -125,7 +125,8 @@ TEST(Storm, EveryReportIsWholeWhileProcessesAndCgroupsComeAndGo)
    Storm storm(own.made ? own.path : "");
    long runs = 0;
    size_t stormRows = 0;
-   for (const Clock::time_point end = Clock::now() + 6s; Clock::now() < end && !HasFailure(); runs++) {
+   for (const Clock::time_point end = Clock::now() + std::chrono::seconds(6);
+        Clock::now() < end && !HasFailure(); runs++) {
       const LiveReport groups = RunLiveReport("group-stats");
       for (const std::vector<std::string> &row : groups.rows) {
          stormRows += groups.Text(row, "name") == "hm-storm" ? 1 : 0;

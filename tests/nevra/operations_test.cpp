@@ -85,7 +85,7 @@ TEST(ParamList, CopiesItsTexts)
    const ListPtr list = MakeList();
    std::string text = "before";
    EXPECT_EQ(Nevra_ParamListAddString(list.get(), text.c_str()), 0U);
-   text = "behind";
+   text.assign("behind");
    const char *kept = nullptr;
    EXPECT_EQ(Nevra_ParamListGetString(list.get(), 0, &kept), 0U);
    EXPECT_STREQ(kept, "before");

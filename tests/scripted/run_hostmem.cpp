@@ -24,16 +24,16 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+std::string NewPath()
+{
+   static std::atomic<unsigned> count = 0;
+   return testing::TempDir() + "hostmem-script." + std::to_string(getpid()) + '.' + std::to_string(count++);
+}
+
 // The script and its trace; gone with this object.
 class ScriptFile {
  public:
-   explicit ScriptFile(const std::string &text)
-   {
-      static std::atomic<unsigned> count = 0;
-      path =
-         testing::TempDir() + "hostmem-script." + std::to_string(getpid()) + '.' + std::to_string(count++);
-      std::ofstream(path) << text;
-   }
+   explicit ScriptFile(const std::string &text) : path(NewPath()) { std::ofstream(path) << text; }
    ~ScriptFile()
    {
       std::error_code ignored;

@@ -23,7 +23,7 @@ TEST(LinuxHostMemory, EveryFigureAndTheirSum)
    tree.HostMemory();
    const CompMemMapStats stats = Comprehensive(tree);
    const uint64_t pageKB = nevra::PageKB();
-   const uint64_t ram = 0x200000 * uint64_t{4} - 1024 + 636; // 8 GB but for the hole below 1 MB
+   const uint64_t ram = uint64_t{4} * 0x200000 - 1024 + 636; // 8 GB but for the hole below 1 MB
    EXPECT_EQ(ram, +stats.total);
    EXPECT_EQ(8000000u, +stats.managedByMemMap);
    EXPECT_EQ(2000000u, +stats.free);
