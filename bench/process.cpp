@@ -50,6 +50,7 @@ ProcessRun RunProcess(const std::vector<std::string> &arguments, const std::stri
                       bool sampleMemory)
 {
    std::vector<char *> argv;
+   argv.reserve(arguments.size() + 1);
    for (const std::string &argument : arguments) {
       argv.push_back(const_cast<char *>(argument.c_str()));
    }

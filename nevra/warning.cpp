@@ -57,13 +57,13 @@ __attribute__((visibility("default"))) void Warning(const char *format, ...)
    va_end(again);
 }
 
-__attribute__((visibility("default"))) char *Str_Strcpy(char *destination, const char *text, size_t size)
+__attribute__((visibility("default"))) char *Str_Strcpy(char *destination, const char *source, size_t size)
 {
    if (size == 0) {
       return destination;
    }
-   const size_t length = strnlen(text, size - 1);
-   std::memcpy(destination, text, length);
+   const size_t length = strnlen(source, size - 1);
+   std::memcpy(destination, source, length);
    destination[length] = '\0';
    return destination;
 }

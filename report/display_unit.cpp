@@ -4,14 +4,12 @@
 
 NevraStatus ParseDisplayUnit(const char *text, bool allowBytes, DisplayUnit *unit)
 {
-   if (text == nullptr) {
+   if (text == nullptr || strcasecmp(text, "kb") == 0) {
       *unit = UNIT_KB;
    } else if (strcasecmp(text, "gb") == 0) {
       *unit = UNIT_GB;
    } else if (strcasecmp(text, "mb") == 0) {
       *unit = UNIT_MB;
-   } else if (strcasecmp(text, "kb") == 0) {
-      *unit = UNIT_KB;
    } else if (strcasecmp(text, "pg") == 0) {
       *unit = UNIT_PAGE;
    } else if (allowBytes && strcasecmp(text, "b") == 0) {

@@ -17,6 +17,7 @@ bool ParseCaptureTime(std::string_view text, int64_t *seconds)
 {
    const std::string copy(text);
    tm calendar = {};
+   // NOLINTNEXTLINE(cert-err34-c): no number of such a width overflows
    if (std::sscanf(copy.c_str(), "%4d-%2d-%2dT%2d:%2d:%2dZ", &calendar.tm_year, &calendar.tm_mon,
                    &calendar.tm_mday, &calendar.tm_hour, &calendar.tm_min, &calendar.tm_sec) != 6) {
       return false;

@@ -52,10 +52,10 @@ class LineCountingInput {
    bool IsAtEnd() const { return next == end; }
 
    // The reader's interface for parsing in place, which a file has no use for.
-   Ch *PutBegin() { return nullptr; }
-   void Put(Ch) {}
-   void Flush() {}
-   size_t PutEnd(Ch *) { return 0; }
+   static Ch *PutBegin() { return nullptr; }
+   static void Put(Ch) {}
+   static void Flush() {}
+   static size_t PutEnd(Ch *) { return 0; }
 
  private:
    static constexpr size_t kBufferSize = 1 << 16;
@@ -154,7 +154,7 @@ class Importer {
    }
    bool Fail(const std::string &text);
    std::string Where() const;
-   bool See(size_t member, std::string_view name);
+   bool See(size_t number, std::string_view name);
 
    bool TakeName(std::string_view name);
    bool TakeFieldName(std::string_view name, size_t firstNumber);

@@ -11,9 +11,9 @@ class Progress {
  public:
    using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
-   // `what` is a verb's present participle ("reading"). Nothing is written to a stream that is no terminal.
-   explicit Progress(const char *what);
-   Progress(const char *what, FILE *stream, bool isTerminal, Clock clock);
+   // The participle, for example "reading", says what is done. Nothing is written to what is no terminal.
+   explicit Progress(const char *participle);
+   Progress(const char *participle, FILE *output, bool outputIsTerminal, Clock now);
    // Clears the line.
    ~Progress();
    Progress(const Progress &) = delete;

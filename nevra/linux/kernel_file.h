@@ -18,6 +18,8 @@ class FileDescriptor {
    explicit FileDescriptor(int descriptor) : number(descriptor) {}
    FileDescriptor(FileDescriptor &&other) noexcept : number(other.Release()) {}
    FileDescriptor &operator=(FileDescriptor &&other) noexcept;
+   FileDescriptor(const FileDescriptor &) = delete;
+   FileDescriptor &operator=(const FileDescriptor &) = delete;
    ~FileDescriptor() { Close(); }
 
    int Get() const { return number; }

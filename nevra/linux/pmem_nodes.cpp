@@ -245,8 +245,8 @@ NevraStatus ListRegionNodes(LinuxHost &host, std::string_view volumeName, std::s
    return node.has_value() && !instances.IsFull() ? instances.AddInt(*node) : NEVRA_OK;
 }
 
-NevraStatus ReadRegionNode(LinuxHost &host, std::string_view volumeName, std::string_view region, int64_t node,
-                           PMemRegionNumaRecord &record)
+NevraStatus ReadRegionNode(LinuxHost &host, std::string_view volumeName, std::string_view region,
+                           int64_t node, PMemRegionNumaRecord &record)
 {
    const std::optional<Volume> volume = FindVolumeInRegion(host, volumeName, region);
    const std::optional<uint32_t> own = volume.has_value() ? NumaNodeOf(host, volume->region) : std::nullopt;

@@ -22,7 +22,8 @@ NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemCleanRe
 
 // One extent, numbered 0, where the kernel tells its address.
 NevraStatus ListExtents(LinuxHost &host, std::string_view volumeName, Nevra_ParamList &instances);
-NevraStatus ReadExtent(LinuxHost &host, std::string_view volumeName, int64_t extent, PMemExtentRecord &record);
+NevraStatus ReadExtent(LinuxHost &host, std::string_view volumeName, int64_t extent,
+                       PMemExtentRecord &record);
 
 // The one region that the volume lies in, named like its device.
 NevraStatus ListRegions(LinuxHost &host, std::string_view volumeName, Nevra_ParamList &instances);
@@ -32,8 +33,8 @@ NevraStatus ReadRegion(LinuxHost &host, std::string_view volumeName, std::string
 // The NUMA node of the region.
 NevraStatus ListRegionNodes(LinuxHost &host, std::string_view volumeName, std::string_view region,
                             Nevra_ParamList &instances);
-NevraStatus ReadRegionNode(LinuxHost &host, std::string_view volumeName, std::string_view region, int64_t node,
-                           PMemRegionNumaRecord &record);
+NevraStatus ReadRegionNode(LinuxHost &host, std::string_view volumeName, std::string_view region,
+                           int64_t node, PMemRegionNumaRecord &record);
 
 // The persistent-memory DIMMs, by the number of their device.
 NevraStatus ListDimms(LinuxHost &host, Nevra_ParamList &instances);

@@ -1,4 +1,5 @@
-// The kernel's heaps: the caches of /proc/slabinfo, which only root may read. Caches of one name are one heap.
+// The kernel's heaps: the caches of /proc/slabinfo, which only root may read. Caches of one name are one
+// heap.
 #ifndef NEVRA_LINUX_SLAB_HEAPS_H
 #define NEVRA_LINUX_SLAB_HEAPS_H
 

@@ -256,15 +256,20 @@ std::string ZshAction(const CommandOption &option)
    const std::string form = option.shortForm.empty() ? option.longForm : option.shortForm;
    if (form == "-s") {
       return ":column:_values -s \\: column $columns";
-   } else if (form == "-u") {
+   }
+   if (form == "-u") {
       return ":unit:_values unit $units";
-   } else if ((form == "-i" || form == "-e") && option.longForm.ends_with("Filter")) {
+   }
+   if ((form == "-i" || form == "-e") && option.longForm.ends_with("Filter")) {
       return ":flag:_values -s \\: flag $flags";
-   } else if (form == "-c" || form == "-o") {
+   }
+   if (form == "-c" || form == "-o") {
       return ":file:_files";
-   } else if (form == "--root") {
+   }
+   if (form == "--root") {
       return ":folder:_files -/";
-   } else if (form == "-r") {
+   }
+   if (form == "-r") {
       return ":report:($reports)";
    }
    return ":" + (option.longForm.empty() ? "argument" : option.longForm.substr(2)) + ":";
@@ -279,12 +284,12 @@ std::string ZshOptions(const std::string &name, const std::vector<CommandOption>
       const bool both = !option.shortForm.empty() && !option.longForm.empty();
       const std::string exclusion = both ? "(" + option.shortForm + " " + option.longForm + ")" : "";
       if (!option.shortForm.empty()) {
-         text += "         " +
-                 Quote(exclusion + option.shortForm + (option.takesArgument ? "+" : "") + meaning) + "\n";
+         text += "         ";
+         text += Quote(exclusion + option.shortForm + (option.takesArgument ? "+" : "") + meaning) + "\n";
       }
       if (!option.longForm.empty()) {
-         text += "         " +
-                 Quote(exclusion + option.longForm + (option.takesArgument ? "=" : "") + meaning) + "\n";
+         text += "         ";
+         text += Quote(exclusion + option.longForm + (option.takesArgument ? "=" : "") + meaning) + "\n";
       }
    }
    return text + "      )\n";
@@ -336,15 +341,20 @@ std::string FishArguments(const CommandOption &option)
    const std::string form = option.shortForm.empty() ? option.longForm : option.shortForm;
    if (form == "-s") {
       return "-x -a '(__hostmem_list columns)'";
-   } else if (form == "-u") {
+   }
+   if (form == "-u") {
       return "-x -a '(__hostmem_words units)'";
-   } else if ((form == "-i" || form == "-e") && option.longForm.ends_with("Filter")) {
+   }
+   if ((form == "-i" || form == "-e") && option.longForm.ends_with("Filter")) {
       return "-x -a '(__hostmem_list flags)'";
-   } else if (form == "-c" || form == "-o") {
+   }
+   if (form == "-c" || form == "-o") {
       return "-r -F";
-   } else if (form == "--root") {
+   }
+   if (form == "--root") {
       return "-x -a '(__fish_complete_directories)'";
-   } else if (form == "-r") {
+   }
+   if (form == "-r") {
       return "-x -a '(__hostmem_words reports)'";
    }
    return "-x";

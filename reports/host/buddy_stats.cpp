@@ -139,7 +139,7 @@ void KeepBuddies(const Nevra_ParamList *instances, BuddyTable *table)
 void FindBuddies(BuddyTable *table)
 {
    constexpr uint32_t kMostInstances = 99;
-   constexpr size_t kStorageBytes = 128 * kMostInstances;
+   constexpr size_t kStorageBytes = size_t{128} * kMostInstances;
    ParamListPtr instances(
       Nevra_ParamListCreateAndAllocateParams(NEVRA_LIST_INSTANCE, kMostInstances, kStorageBytes));
    if (instances == nullptr ||
