@@ -105,7 +105,7 @@ void WriteReportSeeds(const fs::path &folder)
 {
    for (const char *name : reportNames) {
       for (int question = 1; question <= 12; question++) {
-         for (const char *answer : {"1", "7abcdefgh"}) {
+         for (const char *answer : {"1", "7abcdefgh", "8xyz"}) {
             const std::string seed = std::to_string(question) + " " + answer + "\n";
             WriteFile(folder / (std::string(name) + "-" + std::to_string(question) + "-" + answer[0]),
                       std::string("-r\n") + name + "\n---\n" + seed);

@@ -28,7 +28,8 @@ enum AnswerKind : uint8_t {
    kListsTwice,
    kListsItself,
    kIsLargest,
-   kIsOther
+   kIsOther,
+   kIsWild
 };
 
 std::vector<uint8_t> sampleBytes;
@@ -68,15 +69,15 @@ NevraStatus FailureOf(Answer &answer)
    return answer.kind == kFails ? NEVRA_FAILURE + answer.Take() : NEVRA_NOT_FOUND;
 }
 
-// Other figures for everything that is one.
-void ChangeFigures(const nevra::RecordLayout &layout, Answer &answer, uint8_t *record)
+// Other figures for everything that is one; of a wild answer other texts as well.
+void ChangeFields(const nevra::RecordLayout &layout, Answer &answer, uint8_t *record)
 {
    for (const nevra::RecordField &field : layout.fields) {
       for (uint32_t i = 0; i < field.count; i++) {
          uint8_t *at = record + field.offset + i * field.size;
          if (field.kind == FieldKind::Structure) {
-            ChangeFigures(*field.structure, answer, at);
-         } else if (field.kind != FieldKind::Text) {
+            ChangeFields(*field.structure, answer, at);
+         } else if (field.kind != FieldKind::Text || answer.kind == kIsWild) {
             std::generate_n(at, field.size,
                             [&] { return answer.kind == kIsLargest ? uint8_t{0xff} : answer.Take(); });
          }
@@ -96,9 +97,9 @@ class MadeUpHost : public nevra::Source {
       }
       const NevraStatus status = GetSound(node, keys, record);
       // As many memory nodes as a report would ask for in an hour are not left to chance.
-      if (status == NEVRA_OK && (answer.kind == kIsLargest || answer.kind == kIsOther) &&
+      if (status == NEVRA_OK && answer.kind >= kIsLargest && answer.kind <= kIsWild &&
           node.id != NodeId::memory_memInfo) {
-         ChangeFigures(*node.record, answer, static_cast<uint8_t *>(record));
+         ChangeFields(*node.record, answer, static_cast<uint8_t *>(record));
       }
       return status;
    }
@@ -221,6 +222,11 @@ void BeginRun(std::string_view text)
          answers[question] = {static_cast<uint8_t>(line[1]), line.substr(2)};
       }
    }
+}
+
+bool HasWildAnswers()
+{
+   return std::ranges::any_of(answers, [](const auto &answer) { return answer.second.kind == kIsWild; });
 }
 
 void EndRun()

@@ -21,6 +21,9 @@ void SetSampleHost(const std::vector<uint8_t> &snapshot);
 // its end.
 void BeginRun(std::string_view answers);
 
+// Whether texts are not what a platform gives: the tool bounds them, and prints them as they are.
+bool HasWildAnswers();
+
 // The run is over: the platform is as it was before the first.
 void EndRun();
 
