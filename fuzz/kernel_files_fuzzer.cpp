@@ -10,8 +10,8 @@
 #include "nevra/linux/kernel_text.h"
 #include "nevra/linux/process.h"
 #include "nevra/linux/process_memory.h"
-#include "nevra/linux/shown_text.h"
 #include "nevra/linux/vm_process.h"
+#include "nevra/shown_text.h"
 
 namespace {
 
@@ -64,6 +64,9 @@ void ShowText(std::string_view text)
       const unsigned char byte = static_cast<unsigned char>(c);
       Require(byte >= 0x20 && byte != 0x7f, "no control character is shown");
    }
+   Require(nevra::IsShownText(field), "what is stored is fit to be shown");
+   Require(text.size() >= sizeof field || nevra::IsShownText(text) == (text == field),
+           "what is fit to be shown is stored as it is");
    char again[64];
    nevra::StoreShownText(again, sizeof again, field);
    Require(std::memcmp(field, again, sizeof field) == 0, "what is fit to be shown stays as it is");

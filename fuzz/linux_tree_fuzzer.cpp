@@ -17,8 +17,8 @@
 #include "fuzz/linux_tree.h"
 #include "nevra/definitions.h"
 #include "nevra/linux/linux_source.h"
-#include "nevra/linux/shown_text.h"
 #include "nevra/records.h"
+#include "nevra/shown_text.h"
 #include "nevra/snapshot/capture.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "nevra/snapshot/snapshot_verify.h"
@@ -100,13 +100,6 @@ Answer Ask(nevra::Source &source, const NevraNodeDef &node, bool isList, const N
 
 // ---- one answer
 
-bool IsShown(std::string_view text)
-{
-   std::string shown(text.size() + 1, 'x');
-   nevra::StoreShownText(shown.data(), shown.size(), text);
-   return text == shown.c_str();
-}
-
 void CheckTexts(const nevra::RecordLayout &layout, const uint8_t *record, const char *path)
 {
    for (const nevra::RecordField &field : layout.fields) {
@@ -117,7 +110,7 @@ void CheckTexts(const nevra::RecordLayout &layout, const uint8_t *record, const 
          } else if (field.kind == FieldKind::Text) {
             const char *text = reinterpret_cast<const char *>(at);
             const size_t length = strnlen(text, field.size);
-            Require(length < field.size && IsShown({text, length}),
+            Require(length < field.size && nevra::IsShownText({text, length}),
                     std::string(path) + ": a text that is not fit to be shown");
          }
       }
@@ -136,7 +129,7 @@ void CheckAnswer(const NevraNodeDef &node, const Answer &answer)
       Require(instances.insert(instance).second, std::string(node.path) + ": lists an instance twice");
       Require(instance.text.has_value() == nevra::IsTextKey(node.listed),
               std::string(node.path) + ": lists an instance of another type");
-      Require(IsShown(instance.text.value_or("")),
+      Require(nevra::IsShownText(instance.text.value_or("")),
               std::string(node.path) + ": lists a text that is not fit to be shown");
    }
 }

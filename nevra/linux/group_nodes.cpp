@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "nevra/linux/kernel_text.h"
-#include "nevra/linux/shown_text.h"
+#include "nevra/shown_text.h"
 
 namespace nevra {
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "nevra/linux/kernel_text.h"
-#include "nevra/linux/shown_text.h"
+#include "nevra/shown_text.h"
 
 namespace nevra {
 

@@ -8,7 +8,7 @@
 #include "nevra/linux/group_nodes.h"
 #include "nevra/linux/kernel_text.h"
 #include "nevra/linux/process_memory.h"
-#include "nevra/linux/shown_text.h"
+#include "nevra/shown_text.h"
 
 namespace nevra {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "nevra/linux/kernel_text.h"
-#include "nevra/linux/shown_text.h"
+#include "nevra/shown_text.h"
 
 namespace nevra {
 

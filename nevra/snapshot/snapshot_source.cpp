@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "nevra/shown_text.h"
 #include "nevra/snapshot/snapshot_checksum.h"
 #include "nevra/snapshot/snapshot_file.h"
 
@@ -19,13 +20,69 @@ struct NodeAnswers {
    SnapshotNode *node = nullptr; // null: nothing
    bool recordsFit = false;      // the records are laid out as defined
    bool listsFit = false;
+   bool hasUnshownTexts = false; // in its records; known when they are trusted
    Trust trust = Trust::Unknown;
 };
+
+// Calls visit(text, size) for the text fields of a record, until one says false.
+template <typename Byte, typename Visit>
+bool ForEachText(const RecordLayout &layout, Byte *record, const Visit &visit)
+{
+   for (const RecordField &field : layout.fields) {
+      for (uint32_t i = 0; i < field.count; i++) {
+         Byte *at = record + field.offset + i * field.size;
+         const bool goesOn = field.kind == FieldKind::Structure ? ForEachText(*field.structure, at, visit)
+                             : field.kind == FieldKind::Text    ? visit(at, field.size)
+                                                                : true;
+         if (!goesOn) {
+            return false;
+         }
+      }
+   }
+   return true;
+}
+
+template <typename Byte> std::string_view TextOf(Byte *at, uint32_t size)
+{
+   const char *text = reinterpret_cast<const char *>(at);
+   return {text, strnlen(text, size)};
+}
+
+bool HoldsTexts(const RecordLayout &layout)
+{
+   return std::ranges::any_of(layout.fields, [](const RecordField &field) {
+      return field.kind == FieldKind::Text ||
+             (field.kind == FieldKind::Structure && HoldsTexts(*field.structure));
+   });
+}
+
+// Whether a text of a node's records could steer a terminal. Who made the snapshot chose them.
+bool HasUnshownTexts(const RecordLayout &layout, const SnapshotNode &node)
+{
+   bool areShown = true;
+   const size_t count = HoldsTexts(layout) ? node.keys.count : 0;
+   for (size_t i = 0; areShown && i < count; i++) {
+      areShown = ForEachText(layout, node.records.data() + i * node.recordSize,
+                             [](const uint8_t *at, uint32_t size) { return IsShownText(TextOf(at, size)); });
+   }
+   return !areShown;
+}
+
+// Makes the texts of a record fit to be shown.
+void ShowTexts(const RecordLayout &layout, void *record)
+{
+   ForEachText(layout, static_cast<uint8_t *>(record), [](uint8_t *at, uint32_t size) {
+      const std::string text(TextOf(at, size));
+      StoreShownText(reinterpret_cast<char *>(at), size, text);
+      return true;
+   });
+}
 
 class SnapshotSource : public Source {
  public:
    SnapshotSource(SnapshotFile opened, const char *path) : file(std::move(opened)), name(path)
    {
+      StoreShownText(kernelBuild, sizeof kernelBuild, file.kernelBuild);
       const bool sameDefinitions = std::strcmp(file.signature, DefinitionSignature()) == 0;
       for (SnapshotNode &node : file.nodes) {
          AddNode(node, sameDefinitions);
@@ -40,7 +97,7 @@ class SnapshotSource : public Source {
       return NEVRA_NOT_SUPPORTED;
    }
    const char *Signature() const override { return file.signature; }
-   const char *KernelBuildText() const override { return file.kernelBuild; }
+   const char *KernelBuildText() const override { return kernelBuild; }
 
  private:
    void AddNode(SnapshotNode &node, bool sameDefinitions);
@@ -58,6 +115,7 @@ class SnapshotSource : public Source {
 
    SnapshotFile file;
    std::string name;
+   char kernelBuild[64];
    NodeAnswers nodes[kNodeCount];
    std::vector<const SnapshotNode *> nodesInUse;
    std::vector<KeyTable> keysInUse; // each another
@@ -119,6 +177,7 @@ NevraStatus SnapshotSource::Enter(const NevraNodeDef &node, NodeAnswers **answer
          return Refuse(found, "its checksum does not hold");
       }
       found.trust = Trust::Holds;
+      found.hasUnshownTexts = found.recordsFit && HasUnshownTexts(*node.record, *found.node);
       ShareKeys(&found.node->keys);
       ShareKeys(&found.node->listKeys);
       nodesInUse.push_back(found.node);
@@ -220,6 +279,9 @@ NevraStatus SnapshotSource::Get(const NevraNodeDef &node, const Nevra_ParamList 
       return FindFailure(found.failedKeys, found.failedStatuses, words);
    }
    std::memcpy(record, found.records.data() + position * found.recordSize, found.recordSize);
+   if (answers->hasUnshownTexts) {
+      ShowTexts(*node.record, record);
+   }
    return NEVRA_OK;
 }
 
@@ -273,6 +335,10 @@ NevraStatus SnapshotSource::AppendTexts(std::span<const uint64_t> values, NodeAn
       const char *text = TextAt(file, value);
       if (text == nullptr) {
          return Refuse(answers, "a list points outside the texts");
+      }
+      // It is a key too, and would not be found again under another name.
+      if (!IsShownText(text)) {
+         return Refuse(answers, "lists a name that is not fit to be shown");
       }
       instances.AddLastingText(text);
    }

@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "nevra/linux/group_ids.h"
-#include "nevra/linux/shown_text.h"
 #include "nevra/linux/vm_process.h"
+#include "nevra/shown_text.h"
 
 namespace {
 
@@ -71,6 +71,17 @@ TEST(ShownText, FillsTheFieldAndTerminatesIt)
    EXPECT_STREQ("\xf0\x9f\x90\xa7", field);
    StoreShownText(field, sizeof field, "12345\xf0\x9f\x90\xa7");
    EXPECT_STREQ("12345", field);
+}
+
+TEST(ShownText, IsWhatStaysAsItIs)
+{
+   for (const char *text : {"", "plain", "caf\xc3\xa9 \xf0\x9f\x90\xa7 ~"}) {
+      EXPECT_TRUE(IsShownText(text)) << text;
+   }
+   for (const char *text : {"\n", "a\x1b[2J", "a\x7f", "\xff", "plain \xc2\x9b", "cut \xf0\x9f\x90"}) {
+      EXPECT_FALSE(IsShownText(text)) << text;
+   }
+   EXPECT_FALSE(IsShownText(std::string("a\0b", 3)));
 }
 
 VmCommand Parse(std::initializer_list<const char *> words)

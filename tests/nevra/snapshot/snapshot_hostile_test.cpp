@@ -218,6 +218,46 @@ TEST(SnapshotHostile, TextOffsetsOutsideTheTextsAreNotRead)
    EXPECT_EQ(Problem(bytes), "damaged: text 0 lies outside the texts");
 }
 
+// A snapshot may come from anybody, and what is in it reaches a terminal.
+TEST(SnapshotHostile, NamesAreReadWithoutWhatSteersATerminal)
+{
+   const auto bytes = Forge([](SnapshotT *root) {
+      NodeT *node = NodeOf(root, kName);
+      const std::string name = "a\x1b[2Jb\xff"
+                               "c\xc2\x9bm";
+      std::ranges::copy(name, node->records.begin() + node->record_size); // of group 0
+   });
+   const std::string record = AskRecord(*OpenBytes(bytes), NodeId::sched_groups_groupName, {0});
+   EXPECT_STREQ(record.c_str(), "0: a?[2Jb?c??m");
+   EXPECT_EQ(record.size(), GroupNameBytes("").size());
+   EXPECT_EQ(AskRecord(*OpenBytes(bytes), NodeId::sched_groups_groupName, {3}),
+             AskRecord(*OpenBytes(SmallSnapshot()), NodeId::sched_groups_groupName, {3}));
+   EXPECT_EQ(Problem(bytes), "sound");
+}
+
+TEST(SnapshotHostile, NameWithoutAnEndIsCutOff)
+{
+   const auto bytes = Forge([](SnapshotT *root) { std::ranges::fill(NodeOf(root, kName)->records, '\x1b'); });
+   EXPECT_EQ(AskRecord(*OpenBytes(bytes), NodeId::sched_groups_groupName, {0}),
+             GroupNameBytes(std::string(sizeof(GroupNameRecord) - 1, '?').c_str()));
+}
+
+TEST(SnapshotHostile, ListedNameThatSteersATerminalIsRefused)
+{
+   const auto bytes = Forge([](SnapshotT *root) { root->text_bytes[0] = '\x1b'; });
+   const auto source = OpenBytes(bytes);
+   testing::internal::CaptureStderr();
+   EXPECT_EQ(AskList(*source, NodeId::memory_lpage_nodeList_vmPools, {0}), Status(NEVRA_READ_ERROR));
+   EXPECT_EQ(testing::internal::GetCapturedStderr(),
+             "small: damaged: memory/lpage/nodeList/vmPools: lists a name that is not fit to be shown\n");
+}
+
+TEST(SnapshotHostile, BuildTextIsReadWithoutWhatSteersATerminal)
+{
+   const auto bytes = Forge([](SnapshotT *root) { root->kernel_build = "1\x1b[2J"; });
+   EXPECT_STREQ(OpenBytes(bytes)->KernelBuildText(), "1?[2J");
+}
+
 TEST(SnapshotHostile, UnsortedKeysGiveNotFoundAndNeverAnotherInstance)
 {
    const auto bytes = Forge([](SnapshotT *root) {

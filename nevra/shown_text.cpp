@@ -1,4 +1,4 @@
-#include "nevra/linux/shown_text.h"
+#include "nevra/shown_text.h"
 
 #include <algorithm>
 #include <cstring>
@@ -52,6 +52,23 @@ void StoreShownText(char *field, size_t size, std::string_view text)
       used += stored;
       text.remove_prefix(stored);
    }
+}
+
+bool IsShownText(std::string_view text)
+{
+   // Most texts are of these characters alone, and are looked through many bytes at once.
+   bool isPlain = true;
+   for (const char c : text) {
+      isPlain &= c >= 0x20 && c < 0x7f;
+   }
+   while (!isPlain && !text.empty()) {
+      const size_t length = ShownCharacterLength(text);
+      if (length == 0) {
+         return false;
+      }
+      text.remove_prefix(length);
+   }
+   return true;
 }
 
 } // namespace nevra
