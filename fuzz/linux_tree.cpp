@@ -141,7 +141,7 @@ void LinuxTree::Remove(const std::string &path)
    }
 }
 
-bool LinuxTree::Write(const std::string &path, const TreeEntry &entry)
+bool LinuxTree::Write(const std::string &path, const TreeEntry &entry) const
 {
    const fs::path at = fs::path(Root()) / path;
    std::error_code error;

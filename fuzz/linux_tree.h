@@ -43,7 +43,7 @@ class LinuxTree {
 
  private:
    void Remove(const std::string &path);
-   bool Write(const std::string &path, const TreeEntry &entry);
+   bool Write(const std::string &path, const TreeEntry &entry) const;
 
    MemoryFolder folder{"linux-tree"};
    TreeEntries entries;

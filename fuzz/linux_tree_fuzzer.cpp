@@ -104,7 +104,7 @@ void CheckTexts(const nevra::RecordLayout &layout, const uint8_t *record, const 
 {
    for (const nevra::RecordField &field : layout.fields) {
       for (uint32_t i = 0; i < field.count; i++) {
-         const uint8_t *at = record + field.offset + i * field.size;
+         const uint8_t *at = record + field.offset + field.size * size_t{i};
          if (field.kind == FieldKind::Structure) {
             CheckTexts(*field.structure, at, path);
          } else if (field.kind == FieldKind::Text) {

@@ -74,7 +74,7 @@ void ChangeFields(const nevra::RecordLayout &layout, Answer &answer, uint8_t *re
 {
    for (const nevra::RecordField &field : layout.fields) {
       for (uint32_t i = 0; i < field.count; i++) {
-         uint8_t *at = record + field.offset + i * field.size;
+         uint8_t *at = record + field.offset + field.size * size_t{i};
          if (field.kind == FieldKind::Structure) {
             ChangeFields(*field.structure, answer, at);
          } else if (field.kind != FieldKind::Text || answer.kind == kIsWild) {

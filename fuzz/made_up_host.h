@@ -19,7 +19,7 @@ void SetSampleHost(const std::vector<uint8_t> &snapshot);
 // fails, see AnswerKind, "12 7abc" has other figures, made of the bytes "abc". Texts stay as they are, since
 // a platform ends and bounds them. After two thousand questions everything fails, so that every run comes to
 // its end.
-void BeginRun(std::string_view answers);
+void BeginRun(std::string_view text);
 
 // Whether texts are not what a platform gives: the tool bounds them, and prints them as they are.
 bool HasWildAnswers();

@@ -38,6 +38,7 @@ size_t EvenPosition(const KeyTable &table, const uint64_t *key)
    if (word <= first || word >= last) {
       return word <= first ? 0 : table.count - 1;
    }
+   // NOLINTNEXTLINE(bugprone-incorrect-roundings): never negative
    return static_cast<size_t>((word - first) / (last - first) * static_cast<double>(table.count - 1) + 0.5);
 }
 

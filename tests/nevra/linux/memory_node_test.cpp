@@ -12,7 +12,6 @@ namespace {
 
 using nevra::NodeId;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 // Node 0 with all zones, node 1 without memory, node 2 with normal memory only.
 void MakeNodes(RecordedTree &tree)
