@@ -4,7 +4,7 @@
 JOBS ?= 2
 RELEASE := build/release
 
-.PHONY: all run test test-packages install uninstall deb sanitizers bench fuzz coverage format lint lint-quick clean
+.PHONY: all run test test-packages install uninstall deb sanitizers bench newcomer fuzz coverage format lint lint-quick clean
 
 all: packages-build
 	@cmake --preset release -DHOSTMEM_TESTS=OFF >/dev/null
@@ -56,6 +56,10 @@ bench: packages-bench
 	@cmake --build --preset release -j $(JOBS)
 	bench/run $(RELEASE) >$(RELEASE)/bench.md
 	@cat $(RELEASE)/bench.md
+
+# Times the way of somebody new to the project on a fresh Debian; as root.
+newcomer: packages-deb-test deb
+	bench/newcomer build/packages
 
 # Builds the fuzz targets and runs each for FUZZ_SECONDS, FUZZ_JOBS of them at a time.
 FUZZ_SECONDS ?= 60
