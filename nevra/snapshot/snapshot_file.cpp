@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <new>
 #include <set>
 #include <string_view>
@@ -15,7 +14,6 @@
 #include <unistd.h>
 
 #include "nevra/snapshot/snapshot_checksum.h"
-#include "nevra/snapshot/snapshot_directory.h"
 #include "nevra/snapshot/snapshot_format.h"
 #include "snapshot_generated.h"
 
@@ -48,6 +46,14 @@ NevraStatus Damaged(std::string *problem, std::string text)
    return NEVRA_METADATA_READ_ERROR;
 }
 
+template <typename Element> std::span<const Element> SpanOf(const flatbuffers::Vector<Element> *vector)
+{
+   if (vector == nullptr || vector->size() == 0) {
+      return {};
+   }
+   return {reinterpret_cast<const Element *>(vector->Data()), vector->size()};
+}
+
 template <typename Element> std::span<const uint8_t> BytesOf(std::span<const Element> vector)
 {
    return {reinterpret_cast<const uint8_t *>(vector.data()), vector.size_bytes()};
@@ -63,51 +69,23 @@ template <typename Element> bool IsAligned(std::span<const Element> vector)
    return reinterpret_cast<uintptr_t>(vector.data()) % alignof(Element) == 0;
 }
 
-constexpr size_t kLengthBytes = sizeof(flatbuffers::uoffset_t); // before a vector's elements
-
-// Takes a vector of the length that the directory states, if the file is long enough for it. The vector's own
-// length is left for LengthHolds.
+// Takes a vector whose length the directory states.
 template <typename Element>
-bool TakeVector(const SnapshotFile &file, const flatbuffers::Vector<Element> *vector, uint64_t length,
-                std::span<const Element> *taken)
+bool TakeVector(const flatbuffers::Vector<Element> *vector, uint64_t length, std::span<const Element> *taken)
 {
-   *taken = {};
-   if (length == 0) {
-      return true;
-   }
-   if (vector == nullptr) {
-      return false;
-   }
-   const size_t end = file.size - sizeof(Trailer);
-   const size_t start =
-      static_cast<size_t>(reinterpret_cast<const uint8_t *>(vector) - file.bytes.get()) + kLengthBytes;
-   if (start > end || length > (end - start) / sizeof(Element)) {
-      return false;
-   }
-   *taken = {reinterpret_cast<const Element *>(file.bytes.get() + start), static_cast<size_t>(length)};
-   return IsAligned(*taken);
+   *taken = SpanOf(vector);
+   return taken->size() == length && IsAligned(*taken);
 }
 
-bool TakeKeys(const SnapshotFile &file, const flatbuffers::Vector<uint64_t> *vector, SnapshotKeyShape shape,
-              uint32_t count, KeyTable *table)
+bool TakeKeys(const flatbuffers::Vector<uint64_t> *vector, SnapshotKeyShape shape, uint32_t count,
+              KeyTable *table)
 {
    std::span<const uint64_t> words;
-   if (!TakeVector(file, vector, uint64_t{count} * shape.count, &words)) {
+   if (!TakeVector(vector, uint64_t{count} * shape.count, &words)) {
       return false;
    }
    *table = {words.data(), shape.count, count};
    return shape.count > 0 || count <= 1; // without keys there is one instance at most
-}
-
-// True when the vector itself is as long as the directory says. Elements are given by their size.
-bool LengthHolds(std::span<const uint8_t> vector, size_t elementSize)
-{
-   if (vector.empty()) {
-      return true;
-   }
-   flatbuffers::uoffset_t length;
-   std::memcpy(&length, vector.data() - kLengthBytes, sizeof length);
-   return flatbuffers::EndianScalar(length) == vector.size() / elementSize;
 }
 
 bool TakeShape(const snapshot::KeyShape &stored, SnapshotKeyShape *shape)
@@ -116,7 +94,7 @@ bool TakeShape(const snapshot::KeyShape &stored, SnapshotKeyShape *shape)
    return shape->count <= kMaxKeys && shape->texts >> shape->count == 0;
 }
 
-bool TakeNode(const SnapshotFile &file, const Node &stored, SnapshotNode *node)
+bool TakeNode(const Node &stored, SnapshotNode *node)
 {
    node->path = stored.path()->c_str();
    node->definition = stored.definition();
@@ -127,24 +105,22 @@ bool TakeNode(const SnapshotFile &file, const Node &stored, SnapshotNode *node)
    const uint32_t starts = lists == 0 ? 0 : lists + 1;
    return TakeShape(*stored.record_shape(), &node->recordShape) &&
           TakeShape(*stored.list_shape(), &node->listShape) &&
-          TakeKeys(file, stored.keys(), node->recordShape, stored.record_count(), &node->keys) &&
-          TakeVector(file, stored.records(), uint64_t{stored.record_count()} * node->recordSize,
-                     &node->records) &&
-          TakeKeys(file, stored.failed_keys(), node->recordShape, stored.failed_count(), &node->failedKeys) &&
-          TakeVector(file, stored.failed_statuses(), stored.failed_count(), &node->failedStatuses) &&
-          TakeKeys(file, stored.list_keys(), node->listShape, lists, &node->listKeys) &&
-          TakeVector(file, stored.list_starts(), starts, &node->listStarts) &&
-          TakeVector(file, stored.list_values(), stored.value_count(), &node->listValues) &&
-          TakeKeys(file, stored.list_failed_keys(), node->listShape, stored.list_failed_count(),
+          TakeKeys(stored.keys(), node->recordShape, stored.record_count(), &node->keys) &&
+          TakeVector(stored.records(), uint64_t{stored.record_count()} * node->recordSize, &node->records) &&
+          TakeKeys(stored.failed_keys(), node->recordShape, stored.failed_count(), &node->failedKeys) &&
+          TakeVector(stored.failed_statuses(), stored.failed_count(), &node->failedStatuses) &&
+          TakeKeys(stored.list_keys(), node->listShape, lists, &node->listKeys) &&
+          TakeVector(stored.list_starts(), starts, &node->listStarts) &&
+          TakeVector(stored.list_values(), stored.value_count(), &node->listValues) &&
+          TakeKeys(stored.list_failed_keys(), node->listShape, stored.list_failed_count(),
                    &node->listFailedKeys) &&
-          TakeVector(file, stored.list_failed_statuses(), stored.list_failed_count(),
-                     &node->listFailedStatuses);
+          TakeVector(stored.list_failed_statuses(), stored.list_failed_count(), &node->listFailedStatuses);
 }
 
 NevraStatus TakeTexts(const Snapshot &root, SnapshotFile *file, std::string *problem)
 {
-   if (!TakeVector(*file, root.text_offsets(), root.text_count(), &file->textOffsets) ||
-       !TakeVector(*file, root.text_bytes(), root.text_size(), &file->textBytes)) {
+   if (!TakeVector(root.text_offsets(), root.text_count(), &file->textOffsets) ||
+       !TakeVector(root.text_bytes(), root.text_size(), &file->textBytes)) {
       return Damaged(problem, "the texts are not as long as the directory says");
    }
    file->textChecksum = root.text_checksum();
@@ -170,7 +146,7 @@ NevraStatus TakeNodes(const Snapshot &root, SnapshotFile *file, std::string *pro
       if (!IsPath(*stored->path())) {
          return Damaged(problem, "the path of a node is none");
       }
-      if (!TakeNode(*file, *stored, &node)) {
+      if (!TakeNode(*stored, &node)) {
          return Damaged(problem, std::string("the vectors of ") + stored->path()->c_str() +
                                     " are not as long as the directory says");
       }
@@ -278,11 +254,10 @@ NevraStatus CheckAndTake(SnapshotFile *file, std::string *problem)
                  std::to_string(kSnapshotFormatVersion);
       return NEVRA_VERSION_MISMATCH;
    }
-   const Snapshot &root = *snapshot::GetSnapshot(bytes);
-   if (!VerifyDirectory(verifier, root)) {
+   if (!snapshot::VerifySnapshotBuffer(verifier)) {
       return Damaged(problem, "the directory is malformed");
    }
-   return TakeRoot(root, file, problem);
+   return TakeRoot(*snapshot::GetSnapshot(bytes), file, problem);
 }
 
 NevraStatus StatusOfErrno(int error)
@@ -369,21 +344,13 @@ bool NodeHolds(const SnapshotNode &node)
       BytesOf(node.listFailedKeys),
       BytesOf(node.listFailedStatuses),
    };
-   constexpr size_t kElementSizes[] = {8, 1, 8, 4, 8, 4, 8, 8, 4};
-   static_assert(std::size(vectors) == std::size(kElementSizes));
-   for (size_t i = 0; i < std::size(vectors); i++) {
-      if (!LengthHolds(vectors[i], kElementSizes[i])) {
-         return false;
-      }
-   }
    return ChecksumOfVectors(vectors) == node.checksum;
 }
 
 bool TextsHold(const SnapshotFile &file)
 {
    const std::span<const uint8_t> vectors[] = {BytesOf(file.textOffsets), file.textBytes};
-   return LengthHolds(vectors[0], sizeof(uint32_t)) && LengthHolds(vectors[1], 1) &&
-          ChecksumOfVectors(vectors) == file.textChecksum;
+   return ChecksumOfVectors(vectors) == file.textChecksum;
 }
 
 const char *TextAt(const SnapshotFile &file, uint64_t index)
