@@ -22,7 +22,7 @@ Places PlacesFromArguments(int argc, char **argv)
 
 std::string SnapshotPath(const Places &places, unsigned groups, const char *order)
 {
-   const std::string path = places.work + "/" + std::to_string(groups) + "-" + order + ".snapshot";
+   std::string path = places.work + "/" + std::to_string(groups) + "-" + order + ".snapshot";
    if (!std::filesystem::exists(path)) {
       RunOnce({places.bin + "/make_snapshot", std::to_string(groups), order, path}, "/dev/null");
    }
@@ -84,7 +84,7 @@ std::string FindProgram(const std::string &name)
    const char *path = std::getenv("PATH");
    std::istringstream folders(path != nullptr ? path : "/usr/bin:/bin");
    for (std::string folder; std::getline(folders, folder, ':');) {
-      const std::string program = folder + "/" + name;
+      std::string program = folder + "/" + name;
       if (access(program.c_str(), X_OK) == 0) {
          return program;
       }
