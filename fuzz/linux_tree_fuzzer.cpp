@@ -15,10 +15,10 @@
 
 #include "fuzz/fuzz_check.h"
 #include "fuzz/linux_tree.h"
+#include "fuzz/record_texts.h"
 #include "nevra/definitions.h"
 #include "nevra/linux/linux_source.h"
 #include "nevra/records.h"
-#include "nevra/shown_text.h"
 #include "nevra/snapshot/capture.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "nevra/snapshot/snapshot_verify.h"
@@ -26,7 +26,6 @@
 
 namespace {
 
-using nevra::FieldKind;
 using nevra::NodeId;
 
 struct ListDeleter {
@@ -100,37 +99,19 @@ Answer Ask(nevra::Source &source, const NevraNodeDef &node, bool isList, const N
 
 // ---- one answer
 
-void CheckTexts(const nevra::RecordLayout &layout, const uint8_t *record, const char *path)
-{
-   for (const nevra::RecordField &field : layout.fields) {
-      for (uint32_t i = 0; i < field.count; i++) {
-         const uint8_t *at = record + field.offset + field.size * size_t{i};
-         if (field.kind == FieldKind::Structure) {
-            CheckTexts(*field.structure, at, path);
-         } else if (field.kind == FieldKind::Text) {
-            const char *text = reinterpret_cast<const char *>(at);
-            const size_t length = strnlen(text, field.size);
-            Require(length < field.size && nevra::IsShownText({text, length}),
-                    std::string(path) + ": a text that is not fit to be shown");
-         }
-      }
-   }
-}
-
 void CheckAnswer(const NevraNodeDef &node, const Answer &answer)
 {
    Require(answer.status == NEVRA_OK || answer.status == NEVRA_NOT_FOUND,
            std::string(node.path) + ": neither an answer nor \"Not found\"");
    if (!answer.record.empty()) {
-      CheckTexts(*node.record, answer.record.data(), node.path);
+      RequireShownTexts(node, answer.record.data());
    }
    std::set<Param> instances;
    for (const Param &instance : answer.instances) {
       Require(instances.insert(instance).second, std::string(node.path) + ": lists an instance twice");
       Require(instance.text.has_value() == nevra::IsTextKey(node.listed),
               std::string(node.path) + ": lists an instance of another type");
-      Require(nevra::IsShownText(instance.text.value_or("")),
-              std::string(node.path) + ": lists a text that is not fit to be shown");
+      RequireShownInstance(node, instance.text.value_or(""));
    }
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "fuzz/fuzz_check.h"
+#include "fuzz/record_texts.h"
 #include "nevra/records.h"
 #include "nevra/snapshot/snapshot_checksum.h"
 #include "nevra/snapshot/snapshot_file.h"
@@ -126,17 +127,10 @@ void ReadRecord(nevra::Source &source, const NevraNodeDef &node, const Nevra_Par
    if (node.record != nullptr && keys.Used() == node.recordKeys.size()) {
       // Of exactly this size, so that a write past the end shows.
       std::vector<uint8_t> record(node.record->size);
-      source.Get(node, keys, record.data());
+      if (source.Get(node, keys, record.data()) == NEVRA_OK) {
+         RequireShownTexts(node, record.data());
+      }
    }
-}
-
-size_t ReadTexts(const Nevra_ParamList &list)
-{
-   size_t length = 0;
-   for (uint32_t i = 0; i < list.Used(); i++) {
-      length += list[i].text != nullptr ? std::strlen(list[i].text) : 0;
-   }
-   return length;
 }
 
 void ReadList(nevra::Source &source, const NevraNodeDef &node, const Nevra_ParamList &keys)
@@ -146,9 +140,9 @@ void ReadList(nevra::Source &source, const NevraNodeDef &node, const Nevra_Param
    }
    for (const uint32_t capacity : {0u, 3u, Nevra_ParamList::kUnbounded}) {
       const ListPtr list(Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, capacity));
-      if (source.List(node, keys, *list) == NEVRA_OK) {
-         volatile size_t length = ReadTexts(*list);
-         static_cast<void>(length);
+      const NevraStatus status = source.List(node, keys, *list);
+      for (uint32_t i = 0; status == NEVRA_OK && i < list->Used(); i++) {
+         RequireShownInstance(node, (*list)[i].text != nullptr ? (*list)[i].text : "");
       }
    }
 }
