@@ -748,11 +748,11 @@ char *Str_Strcpy(char *destination, const char *source, size_t size)
 }
 
 // The C library's clock and waiting, so that banners and the profiler run by the script.
-time_t time(time_t *now) noexcept
+time_t time(time_t *timer) noexcept
 {
    const time_t scripted = TheScript().now;
-   if (now != nullptr) {
-      *now = scripted;
+   if (timer != nullptr) {
+      *timer = scripted;
    }
    return scripted;
 }
