@@ -114,6 +114,7 @@ Figures RunContender(const Contender &contender)
    }
    long long wall = 0;
    long long cpu = 0;
+   // NOLINTNEXTLINE(cert-err34-c): our own program wrote them
    if (std::sscanf(run.standardError.c_str(), "%lld %lld", &wall, &cpu) != 2 || wall <= 0) {
       std::fprintf(stderr, "%s: no times: %s\n", contender.command[0].c_str(), run.standardError.c_str());
       std::exit(1);
