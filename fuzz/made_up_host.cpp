@@ -132,11 +132,17 @@ class MadeUpHost : public nevra::Source {
       return NEVRA_OK;
    }
 
-   const char *Signature() const override { return sample->Signature(); }
-   const char *KernelBuildText() const override { return sample->KernelBuildText(); }
+   const char *Signature() const override
+   {
+      return HasOtherDefinitions() ? "0123456789abcdef0123456789abcdef" : sample->Signature();
+   }
+   const char *KernelBuildText() const override { return "a build text longer than what is shown of it"; }
 
  private:
    using Address = std::array<int64_t, nevra::kMaxKeys>;
+
+   // The question before the first.
+   static bool HasOtherDefinitions() { return answers.contains(0); }
 
    static Address AddressOf(const Nevra_ParamList &keys)
    {

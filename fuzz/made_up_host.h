@@ -13,12 +13,12 @@
 // What the host answers where the input says nothing else.
 void SetSampleHost(const std::vector<uint8_t> &snapshot);
 
-// A run of the tool begins: the host answers by `answers`, which stay the caller's.
+// A run of the tool begins: the host answers as `text` says, which stays the caller's.
 //
 // A line is the number of a question, from 1, and what is answered otherwise than by the sample: "12 1"
-// fails, see AnswerKind, "12 7abc" has other figures, made of the bytes "abc". Texts stay as they are, since
-// a platform ends and bounds them. After two thousand questions everything fails, so that every run comes to
-// its end.
+// fails, see AnswerKind, "12 7abc" has other figures, made of the bytes "abc", and "12 8abc" texts of them,
+// without an end. "0 1" is a host of other definitions. After two thousand questions everything fails, so
+// that every run comes to its end.
 void BeginRun(std::string_view text);
 
 // Whether texts are not what a platform gives: the tool bounds them, and prints them as they are.
