@@ -150,6 +150,93 @@ TEST(LinuxPersistentMemory, EachVolumeHasANameOfItsOwn)
    EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes), ElementsAre("namespace0.0", kUuid, longName));
 }
 
+TEST(LinuxPersistentMemory, NothingIsKnownOfVolumesAndRegionsThatAreNotThere)
+{
+   RecordedTree tree;
+   MakePersistentMemory(tree);
+   LiveSource source(tree.Root());
+   const NodeId regions = NodeId::memory_pmem_volumes_regionStore_regions;
+   const NodeId numa = NodeId::memory_pmem_volumes_regionStore_regions_numaAllocInfo;
+   const NodeId region = NodeId::memory_pmem_volumes_regionStore_regions_info;
+   std::vector<int64_t> none;
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionStoreRecord>(
+                                 NodeId::memory_pmem_volumes_regionStore_info, {"namespace0.1"}));
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<PMemCleanRecord>(NodeId::memory_pmem_volumes_regionStore_isClean, {"none"}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::memory_pmem_volumes_extents, {"none"}, &none));
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<PMemExtentRecord>(NodeId::memory_pmem_volumes_extents, {"none", 0}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(regions, {"none"}, &none));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionRecord>(region, {"none", "region0"}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(numa, {"none", "region0"}, &none));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(numa, {kUuid, "region1"}, &none));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionNumaRecord>(numa, {"none", "region0", 1}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionNumaRecord>(numa, {"namespace1.0", "region1", 0}))
+      << "its node is unknown";
+}
+
+TEST(LinuxPersistentMemory, ModesThatMakeABlockDevice)
+{
+   RecordedTree tree;
+   const std::string nd = "sys/bus/nd/devices/";
+   const char *const modes[] = {"raw", "sector", "safe", "memory", "fsdax", "devdax", "dax", "unknown"};
+   for (size_t i = 0; i < std::size(modes); i++) {
+      const std::string number = std::to_string(i);
+      tree.File(nd + "region" + number + "/size", std::to_string(kGB) + "\n");
+      tree.File(nd + "region" + number + "/available_size", std::to_string(kGB) + "\n");
+      tree.File(nd + "namespace" + number + ".0/size", std::to_string(kGB) + "\n");
+      tree.File(nd + "namespace" + number + ".0/mode", std::string(modes[i]) + "\n");
+   }
+   LiveSource source(tree.Root());
+   for (size_t i = 0; i < std::size(modes); i++) {
+      const std::string number = std::to_string(i);
+      const auto region = source.Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
+                                                        {"namespace" + number + ".0", "region" + number});
+      EXPECT_EQ(i < 5 ? 0x10u : 0u, +region.flags) << modes[i];
+      EXPECT_EQ(0u, +region.openCount) << modes[i];
+   }
+}
+
+TEST(LinuxPersistentMemory, NumaNodesBeyondTheMaskAreNodesStill)
+{
+   RecordedTree tree;
+   const std::string nd = "sys/bus/nd/devices/";
+   const NodeId numa = NodeId::memory_pmem_volumes_regionStore_regions_numaAllocInfo;
+   const NodeId info = NodeId::memory_pmem_volumes_regionStore_regions_info;
+   const char *const nodes[] = {"63", "64", "1024", "x"};
+   for (size_t i = 0; i < std::size(nodes); i++) {
+      const std::string number = std::to_string(i);
+      tree.File(nd + "region" + number + "/numa_node", std::string(nodes[i]) + "\n");
+      tree.File(nd + "namespace" + number + ".0/size", std::to_string(kGB) + "\n");
+   }
+   LiveSource source(tree.Root());
+   const auto mask = [&](const char *volume, const char *region) {
+      return source.Read<PMemRegionRecord>(info, {volume, region}).numaAffinityMask;
+   };
+   EXPECT_EQ(uint64_t{1} << 63, mask("namespace0.0", "region0"));
+   EXPECT_EQ(0u, mask("namespace1.0", "region1"));
+   EXPECT_EQ(0u, mask("namespace2.0", "region2"));
+   EXPECT_THAT(source.List(numa, {"namespace0.0", "region0"}), ElementsAre(63));
+   EXPECT_THAT(source.List(numa, {"namespace1.0", "region1"}), ElementsAre(64));
+   EXPECT_THAT(source.List(numa, {"namespace2.0", "region2"}), IsEmpty()) << "no kernel has so many";
+   EXPECT_THAT(source.List(numa, {"namespace3.0", "region3"}), IsEmpty());
+}
+
+TEST(LinuxPersistentMemory, OnlyNumberedDevicesAreVolumesAndDimms)
+{
+   RecordedTree tree;
+   const std::string nd = "sys/bus/nd/devices/";
+   for (const char *name : {"namespace", "namespace_seed", "namespace:0", "namespace5.0"}) {
+      tree.File(nd + name + "/size", "4194304\n");
+   }
+   for (const char *name : {"nmem", "nmemory", "nmem7", "nmem2147483647", "nmem2147483648"}) {
+      tree.Folder(nd + name);
+   }
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes), ElementsAre("namespace5.0"));
+   EXPECT_THAT(source.List(NodeId::hardware_nvd_dimm), ElementsAre(7, 2147483647));
+}
+
 TEST(LinuxPersistentMemory, NoneWithoutTheBus)
 {
    RecordedTree tree;
@@ -182,14 +269,16 @@ TEST(LinuxHardware, ProcessorModels)
    RecordedTree tree;
    tree.File("proc/cpuinfo",
              "processor\t: 0\nvendor_id\t: GenuineIntel\nmodel\t\t: 85\nmodel name\t: A 12\n\n"
-             "processor\t: 1\nmodel\t\t: 999\n\nprocessor\t: 2\nmodel name\t: none\n");
+             "processor\t: 1\nmodel\t\t: 999\n\nprocessor\t: 2\nmodel name\t: none\n\n"
+             "processor\t: many\nmodel\t\t: 4\n\nprocessor\t: 5\nmodel\t\t: 6\n");
    LiveSource source(tree.Root());
    const auto model = [&source](int64_t cpu) {
       return source.Read<CpuInfoRecord>(NodeId::hardware_cpu_cpuList, {cpu}).model;
    };
    EXPECT_EQ(85, model(0));
    EXPECT_EQ(255, model(1));
-   EXPECT_EQ(0, model(2));
+   EXPECT_EQ(0, model(2)) << "not the next one's";
+   EXPECT_EQ(6, model(5));
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CpuInfoRecord>(NodeId::hardware_cpu_cpuList, {3}));
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CpuInfoRecord>(NodeId::hardware_cpu_cpuList, {-1}));
 }
@@ -211,6 +300,7 @@ TEST(LinuxHardware, PciFunctionsByTheirAddress)
    tree.Folder(pci + "0000:00:1f.0");
    tree.Folder(pci + "10000:01:00.0");
    tree.Folder(pci + "not-a-device");
+   tree.Folder(pci + "80000000:00:01.0");
    LiveSource source(tree.Root());
    EXPECT_THAT(source.List(NodeId::hardware_pci_seg), ElementsAre(0, 0x10000));
    EXPECT_THAT(source.List(NodeId::hardware_pci_seg_bus, {0}), ElementsAre(0, 0x3f));
@@ -219,6 +309,8 @@ TEST(LinuxHardware, PciFunctionsByTheirAddress)
    std::vector<int64_t> none;
    EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::hardware_pci_seg_bus, {7}, &none));
    const NodeId header = NodeId::hardware_pci_seg_bus_slot_func_pciConfigHeader;
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<PciConfigHeaderRecord>(header, {0, 0x3f, 10, int64_t{1} << 32}));
    const auto record = source.Read<PciConfigHeaderRecord>(header, {0, 0x3f, 10, 2});
    EXPECT_EQ(0x8086, +record.vendorID);
    EXPECT_EQ(0x2042, +record.deviceID);
@@ -259,6 +351,51 @@ TEST(LinuxHardware, PciRegistersAreReadAndWritten)
    const auto gone = LiveSource::MakeList({0, 0x3f, 10, 3, 4, 0});
    const auto values = LiveSource::MakeList({1}, NEVRA_LIST_VALUES);
    EXPECT_EQ(NEVRA_NOT_FOUND, (*source).Set(nevra::Definition(node), *gone, *values));
+}
+
+TEST(LinuxHardware, RegistersBeyondTheFileAreNotFoundAndNotWritten)
+{
+   RecordedTree tree;
+   const std::string config = "sys/bus/pci/devices/0000:3f:0a.2/config";
+   tree.File(config, Config().substr(0, 64)); // as the kernel shows it without privileges
+   LiveSource source(tree.Root());
+   const NodeId node = NodeId::hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr;
+   EXPECT_EQ(0x20428086u, source.Read<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 4, 0}).value);
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 4, 64}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 4, 62}));
+   tree.File(config, "\x86");
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigHeaderRecord>(
+                                 NodeId::hardware_pci_seg_bus_slot_func_pciConfigHeader, {0, 0x3f, 10, 2}));
+}
+
+TEST(LinuxHardware, WritesThatTheDeviceDoesNotTakeAreErrors)
+{
+   RecordedTree tree;
+   const std::string devices = "sys/bus/pci/devices/";
+   tree.Link(devices + "0000:00:01.0/config", "/dev/full");
+   tree.Folder(devices + "0000:00:02.0/config");
+   LiveSource source(tree.Root());
+   const NodeId node = NodeId::hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr;
+   const auto set = [&](int slot, const std::vector<LiveSource::Key> &numbers) {
+      const auto keys = LiveSource::MakeList({0, 0, slot, 0, 4, 0});
+      const auto values = LiveSource::MakeList(numbers, NEVRA_LIST_VALUES);
+      return (*source).Set(nevra::Definition(node), *keys, *values);
+   };
+   EXPECT_EQ(NEVRA_WRITE_ERROR, set(1, {1}));
+   EXPECT_EQ(NEVRA_NOT_FOUND, set(2, {1})) << "a folder";
+   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(1, {}));
+   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(1, {1, 2}));
+   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(1, {"1"}));
+}
+
+TEST(LinuxHardware, OnlyRegistersAreWritten)
+{
+   RecordedTree tree;
+   LiveSource source(tree.Root());
+   const auto keys = LiveSource::MakeList({0});
+   const auto values = LiveSource::MakeList({1}, NEVRA_LIST_VALUES);
+   EXPECT_EQ(NEVRA_NOT_SUPPORTED,
+             (*source).Set(nevra::Definition(NodeId::sched_groups_groupFlags), *keys, *values));
 }
 
 } // namespace

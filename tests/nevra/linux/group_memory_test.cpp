@@ -125,6 +125,21 @@ TEST(LinuxGroupMemory, AncestorsLimitWhatIsBelowThem)
    EXPECT_EQ(2500u, +stats.allocTgt);
 }
 
+TEST(LinuxGroupMemory, ThrottlingIsThePartOfPeriodsThatWere)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   const auto percent = [&tree](const char *cpuStat) {
+      tree.V2("a", "cpu.stat", cpuStat);
+      LiveSource source(tree.Root());
+      return StatsOf(source, static_cast<int64_t>(tree.V2Id("a"))).throttlePct;
+   };
+   EXPECT_EQ(70, percent("usage_usec 5\nnr_periods 10\nnr_throttled 3\n"));
+   EXPECT_EQ(0, percent("nr_periods 10\nnr_throttled 30\n"));
+   EXPECT_EQ(100, percent("nr_periods 0\nnr_throttled 0\n")) << "no limit is set";
+   EXPECT_EQ(100, percent("usage_usec 5\n"));
+}
+
 TEST(LinuxGroupMemory, CapacityIsWhatTheChildrenReserve)
 {
    RecordedTree tree;

@@ -188,6 +188,20 @@ TEST(LinuxGroups, KernelThreadsAreKnownByTheirParentWhereTheKernelDoesNotTell)
    EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 10));
 }
 
+TEST(LinuxGroups, APidTwoThatIsNotTheDaemonHasNoKernelThreads)
+{
+   for (const char *status : {"Name:\tkthreadd\nPPid:\t1\nThreads:\t1\n", // of somebody
+                              "Name:\tkthreadd\nPPid:\t0\nVmSize:\t100 kB\nThreads:\t1\n", "State:\tX\n"}) {
+      RecordedTree tree;
+      tree.MountV2();
+      tree.File("proc/2/status", status);
+      tree.Process(3, {.name = "child\\", .parent = 2, .kthread = ""});
+      LiveSource source(tree.Root());
+      EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 3)) << status;
+      EXPECT_EQ("child\\", NameOf(source, kProcess + 3)) << "half an escape";
+   }
+}
+
 TEST(LinuxGroups, InAContainerPidTwoIsAnOrdinaryProcess)
 {
    RecordedTree tree;
@@ -241,8 +255,17 @@ TEST(LinuxGroups, AProcessWithAVmDescriptorIsAVm)
       EXPECT_EQ(1u, +source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs);
    }
    tree.File("sys/module/kvm_intel/refcnt", "0\n");
-   LiveSource idle(tree.Root());
-   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(idle, kProcess + 70)) << "the kernel says that no VM runs";
+   {
+      LiveSource idle(tree.Root());
+      EXPECT_EQ(kPre | kUw | kLf, FlagsOf(idle, kProcess + 70)) << "the kernel says that no VM runs";
+   }
+   tree.File("sys/module/kvm_amd/refcnt", "1\n");
+   tree.Process(72, {.name = "closed", .vmSize = 5000, .vmRss = 100, .threads = 4});
+   LiveSource busy(tree.Root());
+   EXPECT_EQ(kPre | kVmFlag, FlagsOf(busy, kProcess + 70));
+   EXPECT_EQ(kVmmFlag | kLf, FlagsOf(busy, kVmm + 70)) << "below the VM, not below the root";
+   EXPECT_EQ(kUw | kVmFlag | kLf, FlagsOf(busy, kEmulator + 70));
+   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(busy, kProcess + 72)) << "its descriptors may not be read";
 }
 
 TEST(LinuxGroups, AProcessThatRunsAnEmulatorIsAVmWhateverItCallsItself)
@@ -320,6 +343,62 @@ TEST(LinuxGroups, MountsAreFoundWithoutMountinfoAndWithBlanksInTheirNames)
    tree.File("c groups/a.slice/cgroup.procs", "");
    LiveSource source(tree.Root());
    EXPECT_THAT(MembersOf(source, 0), ElementsAre(static_cast<int64_t>(tree.Inode("c groups/a.slice"))));
+}
+
+TEST(LinuxGroups, OnlyOctalNumbersInMountPathsAreCharacters)
+{
+   RecordedTree tree;
+   const std::string name = "c\\9\\08\\1";
+   tree.File("proc/mounts", "cgroup2 /c\\9\\08\\1 cgroup2 rw 0 0\n");
+   tree.File(name + "/cgroup.controllers", "memory\n");
+   tree.File(name + "/a.slice/cgroup.procs", "");
+   LiveSource source(tree.Root());
+   EXPECT_THAT(MembersOf(source, 0), ElementsAre(static_cast<int64_t>(tree.Inode(name + "/a.slice"))));
+}
+
+TEST(LinuxGroups, MountsThatCannotBeOpenedArePassedOver)
+{
+   RecordedTree tree;
+   tree.File("proc/self/mountinfo", "30 23 0:26 / /gone rw - cgroup2 cgroup2 rw\n"
+                                    "31 23 0:27 / /sys/fs/cgroup/v2 rw - cgroup2 cgroup2 rw\n"
+                                    "34 31 0:31 / /gone rw - cgroup cgroup rw,memory\n"
+                                    "35 31 0:32 / /sys/fs/cgroup/memory rw - cgroup cgroup rw,memory\n");
+   tree.V1("a", "cgroup.procs", "");
+   {
+      LiveSource source(tree.Root());
+      EXPECT_THAT(MembersOf(source, 0), ElementsAre(static_cast<int64_t>(tree.V1Id("a"))));
+   }
+   tree.Folder("sys/fs/cgroup/v2/b");
+   LiveSource source(tree.Root());
+   EXPECT_THAT(MembersOf(source, 0), ElementsAre(static_cast<int64_t>(tree.V1Id("a"))))
+      << "the unified hierarchy does not say that it has the memory controller";
+}
+
+TEST(LinuxGroups, WhereOnlyASubtreeIsMountedPathsBeginWithIt)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   tree.File("proc/self/mountinfo", "30 23 0:26 /pods/web /sys/fs/cgroup rw - cgroup2 cgroup2 rw\n");
+   tree.V2("a/b", "cgroup.procs", "");
+   tree.V2("a", "cgroup.procs", "");
+   tree.Process(77, {.name = "inside"});
+   tree.File("proc/77/cgroup", "0::/pods/web/a//b\n");
+   tree.Process(78, {.name = "outside"});
+   tree.File("proc/78/cgroup", "0::/pods/db/a\n");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(static_cast<int64_t>(tree.V2Id("a/b")), ParentOf(source, kProcess + 77));
+   EXPECT_EQ(0, ParentOf(source, kProcess + 78));
+}
+
+TEST(LinuxGroups, InV1AProcessIsAskedForItsMemoryCgroup)
+{
+   RecordedTree tree;
+   tree.MountV1();
+   tree.V1("docker", "cgroup.procs", "");
+   tree.Process(77, {.name = "stray"});
+   tree.File("proc/77/cgroup", "7:cpu,cpuacct:/other\n6:hugetlb,memory:/docker\n0::/\n");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(static_cast<int64_t>(tree.V1Id("docker")), ParentOf(source, kProcess + 77));
 }
 
 TEST(LinuxGroups, WithoutCgroupsEveryProcessIsBelowTheRoot)
@@ -407,6 +486,37 @@ TEST(LinuxGroups, UnknownIdsAreNotFound)
                             kEmulator + 400, kProcess + 0x400000, INT64_MAX, INT64_MIN}) {
       EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GroupNameRecord>(NodeId::sched_groups_groupName, {id}))
          << id;
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GroupTagRecord>(NodeId::sched_groups_groupTag, {id})) << id;
+      EXPECT_EQ(NEVRA_NOT_FOUND,
+                source.StatusOf<ParentGroupIDRecord>(NodeId::sched_groups_parentGroupID, {id}))
+         << id;
+      std::vector<int64_t> none;
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::sched_groups_members_memClients, {id}, &none))
+         << id;
+   }
+}
+
+TEST(LinuxGroups, UnknownLeadersAreNotFound)
+{
+   RecordedTree tree;
+   MakeHost(tree);
+   LiveSource source(tree.Root());
+   for (const int64_t leader :
+        {int64_t{0}, int64_t{-1}, int64_t{4242}, int64_t{0x400000}, int64_t{0x10000000}, kVmm, kVmm + 400,
+         kEmulator + 4242, kProcess + 400, INT64_MAX}) {
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<TotalCommonStatsRecord>(
+                                    NodeId::sched_memClients_kelmar_totalCommon, {leader}))
+         << leader;
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<VmmGroupInfoRecord>(NodeId::vm_vmmGroupInfo, {leader}))
+         << leader;
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {leader}))
+         << leader;
+      EXPECT_EQ(NEVRA_NOT_FOUND,
+                source.StatusOf<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {leader, "promotion"}))
+         << leader;
+      std::vector<int64_t> none;
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::sched_memClients_remapTypes, {leader}, &none))
+         << leader;
    }
 }
 

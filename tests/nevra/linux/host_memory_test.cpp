@@ -53,6 +53,18 @@ TEST(LinuxHostMemory, TotalIsWhatIsManagedWhereAddressesAreHidden)
    EXPECT_EQ(8000000u, +Comprehensive(tree).total);
 }
 
+TEST(LinuxHostMemory, RangesThatAreNoneAreNotMemory)
+{
+   RecordedTree tree;
+   tree.HostMemory();
+   tree.File("proc/iomem", "System RAM\n1000-\n-1fff : System RAM\nx-y : System RAM\n2000-1000 : System RAM\n"
+                           "5000-5000 : System RAM\n100000-1fffff : System RAM (kexec)\n200000-2fffff\n"
+                           "  100000-1003ff : Kernel code\n");
+   const CompMemMapStats stats = Comprehensive(tree);
+   EXPECT_EQ(1u, +stats.kernelCode);
+   EXPECT_EQ(8000000u, +stats.total) << "less than the kernel manages cannot be all";
+}
+
 TEST(LinuxHostMemory, AKernelWithFewerLinesGivesZeros)
 {
    RecordedTree tree;

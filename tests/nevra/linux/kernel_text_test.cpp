@@ -84,6 +84,37 @@ TEST(ShownText, IsWhatStaysAsItIs)
    EXPECT_FALSE(IsShownText(std::string("a\0b", 3)));
 }
 
+// What is shown of the text in a field with room.
+std::string Shown(std::string_view text)
+{
+   char field[64];
+   StoreShownText(field, sizeof field, text);
+   return field;
+}
+
+TEST(ShownText, OnlyWholeAndProperCharactersAreShown)
+{
+   // The first and the last of each length, and those around what is left out.
+   for (const char *shown :
+        {" ", "~", "\xc2\xa0", "\xc3\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xec\x80\x80", "\xed\x9f\xbf",
+         "\xee\x80\x80", "\xef\xbf\xbf", "\xf0\x90\x80\x80", "\xf1\x80\x80\x80", "\xf4\x8f\xbf\xbf"}) {
+      EXPECT_EQ(shown, Shown(shown));
+   }
+   EXPECT_EQ("?", Shown("\x7f"));
+   EXPECT_EQ("??", Shown("\xc2\x80")) << "a control character";
+   EXPECT_EQ("??", Shown("\xc2\x9f"));
+   EXPECT_EQ("??", Shown("\xc1\xbf")) << "longer than need be";
+   EXPECT_EQ("???", Shown("\xe0\x9f\xbf"));
+   EXPECT_EQ("????", Shown("\xf0\x8f\xbf\xbf"));
+   EXPECT_EQ("???", Shown("\xed\xbf\xbf")) << "half a pair";
+   EXPECT_EQ("????", Shown("\xf4\x90\x80\x80")) << "beyond the last character";
+   EXPECT_EQ("????", Shown("\xf5\x80\x80\x80"));
+   EXPECT_EQ("??", Shown("\xe2\x82")) << "cut short";
+   EXPECT_EQ("??a", Shown("\xe2\x82"
+                          "a"));
+   EXPECT_EQ("?\xc3\xa9", Shown("\xbf\xc3\xa9"));
+}
+
 VmCommand Parse(std::initializer_list<const char *> words)
 {
    std::string line;
@@ -104,6 +135,12 @@ TEST(VmCommand, NameAndMemoryInEveryForm)
    EXPECT_EQ(4u << 20, Parse({"qemu", "-m", "4G"}).memoryKB);
    EXPECT_EQ(2048u, Parse({"qemu", "-m", "size=2048k"}).memoryKB);
    EXPECT_EQ(8u << 20, Parse({"qemu", "-m", "1G,slots=2,maxmem=8g"}).largestMemoryKB);
+   EXPECT_EQ(3u << 30, Parse({"qemu", "-m", "3T"}).memoryKB);
+   EXPECT_EQ(4u, Parse({"qemu", "-m", "4096b"}).memoryKB);
+   EXPECT_EQ(kUnlimited, Parse({"qemu", "-m", "99999999999T"}).memoryKB);
+   EXPECT_EQ(2u << 20, Parse({"qemu", "-m", "slots=2,size=2G"}).memoryKB);
+   EXPECT_EQ(std::nullopt, Parse({"qemu", "-m", "slots=2,4G"}).memoryKB)
+      << "only the first goes without its key";
    EXPECT_EQ(std::nullopt, Parse({"qemu", "-m", "lots"}).memoryKB);
    EXPECT_EQ(std::nullopt, Parse({"qemu", "-m", "5X"}).memoryKB);
    EXPECT_EQ("/etc/vm.cfg", Parse({"qemu", "-readconfig", "/etc/vm.cfg"}).configPath);

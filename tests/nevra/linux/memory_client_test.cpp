@@ -97,6 +97,8 @@ TEST(LinuxUserWorld, WithoutMappingsTheStatusHasToDo)
    EXPECT_EQ(0u, +record.touched);
    EXPECT_EQ(1992u, +record.swappable);
    EXPECT_EQ(0u, +UserWorld(source, 41).mapped);
+   tree.File("proc/40/smaps_rollup", "");
+   EXPECT_EQ(4000u, +UserWorld(source, 40).mapped) << "an empty file is as good as none";
 }
 
 TEST(LinuxUserWorld, OnlyProcessesAndEmulatorsAreUserWorlds)
@@ -277,6 +279,42 @@ TEST(LinuxVm, CompressionIsThatOfSwappedMemory)
              source.StatusOf<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {kEmulator + 70}));
 }
 
+TEST(LinuxVm, CompressionWithoutKernelFiguresIsTheSettingsAlone)
+{
+   RecordedTree tree;
+   MakeVm(tree);
+   const auto zip = [&tree] {
+      LiveSource source(tree.Root());
+      return source.Read<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {70});
+   };
+   tree.File("sys/module/zswap/parameters/enabled", "Y\n");
+   tree.File("sys/module/zswap/parameters/max_pool_percent", "200\n");
+   EXPECT_EQ(8000000u, +zip().maxCache) << "no more than all memory";
+   tree.V2("m.scope", "cgroup.procs", "70\n71\n");
+   tree.Process(71, {.name = "helper", .vmSize = 100, .vmRss = 50});
+   EXPECT_EQ(8000000u, +zip().totalCache);
+   EXPECT_EQ(0u, +zip().usedCache) << "the cgroup's figures are not the VM's alone";
+   tree.Remove("proc/meminfo");
+   EXPECT_EQ(0u, +zip().maxCache);
+   tree.File("sys/module/zswap/parameters/enabled", "N\n");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {70}));
+}
+
+TEST(LinuxVm, FiguresOfACgroupThatVanishedReadZero)
+{
+   RecordedTree tree;
+   MakeVm(tree);
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.List(NodeId::sched_groups_members_groups, {0}), testing::SizeIs(1));
+   tree.Remove("sys/fs/cgroup/m.scope");
+   const auto swap = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
+   EXPECT_EQ(16u, +swap.swapped);
+   EXPECT_EQ(0u, swap.swapIn + swap.swapOut + swap.totalReg);
+   EXPECT_EQ(0u, +source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70}).nrAllocSuccess);
+   EXPECT_THAT(source.ListTexts(NodeId::sched_memClients_remapTypes, {70}), IsEmpty());
+}
+
 TEST(LinuxVm, LargePagesOfTheGuestMapping)
 {
    RecordedTree tree;
@@ -314,6 +352,14 @@ TEST(LinuxVm, RemapTypesAreTheMigrationsThatTheKernelCounts)
    EXPECT_EQ(3u, +read("demotion").remapped);
    EXPECT_EQ(NEVRA_NOT_FOUND,
              source.StatusOf<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {kEmulator + 70, "x"}));
+   tree.V2("m.scope", "memory.stat", "numa_pages_migrated 100\n");
+   LiveSource old(tree.Root());
+   EXPECT_THAT(old.ListTexts(NodeId::sched_memClients_remapTypes, {70}), ElementsAre("numa-balancing"));
+   EXPECT_EQ(0u,
+             +old.Read<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {70, "numa-balancing"}).added)
+      << "it counts what it moves, not what it looks at";
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             old.StatusOf<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {70, "promotion"}));
    tree.V2("m.scope", "memory.stat", "anon 5\n");
    LiveSource older(tree.Root());
    EXPECT_THAT(older.ListTexts(NodeId::sched_memClients_remapTypes, {kEmulator + 70}), IsEmpty());
@@ -326,6 +372,9 @@ TEST(GuestMapping, IsTheOneOfTheGuestsSizeElseTheLargest)
    EXPECT_EQ(16u, +nevra::ParseGuestMapping(kSmaps, std::nullopt)->rss);
    EXPECT_EQ(std::nullopt, nevra::ParseGuestMapping("", 5).has_value() ? std::optional(1) : std::nullopt);
    EXPECT_FALSE(nevra::ParseGuestMapping("-\n--\n:::\nSize\n\xff- -\n", 5).has_value());
+   EXPECT_EQ(7u,
+             +nevra::ParseGuestMapping("1-2 r\nSize: 9 kB\n3-4\nRss: 7 kB\na-b: 5 kB\nPss: 1 kB\n", 9)->rss)
+      << "neither an address alone nor a key with a dash begins a mapping";
 }
 
 } // namespace

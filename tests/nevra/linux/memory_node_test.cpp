@@ -92,6 +92,31 @@ TEST(LinuxBuddies, GarbageAndMissingFiles)
       source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"});
    EXPECT_EQ(0u, +buddy.orders[0].numUsed);
    EXPECT_EQ(1u, +source.Read<MemInfoRecord>(NodeId::memory_memInfo).numMemNodes);
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-01-hi"}));
+   tree.Remove("proc/buddyinfo");
+   EXPECT_EQ(NEVRA_NOT_FOUND,
+             source.StatusOf<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"}));
+}
+
+TEST(LinuxBuddies, OrdersThatTheRecordHasNoRoomForAreLeftOut)
+{
+   if (nevra::PageKB() != 4) {
+      GTEST_SKIP() << "pages of this host are not 4 KB";
+   }
+   RecordedTree tree;
+   tree.File("proc/zoneinfo", "lines before\nthe first zone 5\nNode 0, zone Normal\n  managed 1000\n");
+   std::string line = "Node 0, zone Normal";
+   for (int order = 0; order < 64; order++) {
+      line += " 1";
+   }
+   tree.File("proc/buddyinfo", line + "\n");
+   LiveSource source(tree.Root());
+   const auto buddy =
+      source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"});
+   for (const BuddyOrder &order : buddy.orders) {
+      EXPECT_EQ(1u, +order.numFree);
+   }
 }
 
 TEST(LinuxLargePages, PoolsOfEveryNode)
@@ -105,6 +130,9 @@ TEST(LinuxLargePages, PoolsOfEveryNode)
    tree.File(node0 + "hugepages/hugepages-1048576kB/free_hugepages", "1\n");
    tree.File(node0 + "meminfo", "Node 0 MemTotal:  100 kB\nNode 0 AnonHugePages:    6144 kB\n"
                                 "Node 0 ShmemHugePages:  2048 kB\nNode 0 FileHugePages:     0 kB\n");
+   for (const char *odd : {"hugepages-", "hugepages-64", "hugepages-xkB", "64kB", "demote"}) {
+      tree.Folder(node0 + "hugepages/" + odd);
+   }
    tree.File("sys/devices/system/node/node2/hugepages/hugepages-2048kB/nr_hugepages", "3\n");
    tree.File("sys/kernel/mm/transparent_hugepage/enabled", "always [madvise] never\n");
    tree.File("proc/vmstat",
@@ -136,6 +164,12 @@ TEST(LinuxLargePages, PoolsOfEveryNode)
    EXPECT_EQ(0u, +pool(1, "thp").nrDefragAttempts) << "the host's counters count once";
    EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_vmPools,
                                                                {0, "../../../../proc"}));
+   for (const int64_t node : {-1, 2}) {
+      std::vector<int64_t> none;
+      EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::memory_lpage_nodeList_vmPools, {node}, &none));
+      EXPECT_EQ(NEVRA_NOT_FOUND,
+                source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_vmPools, {node, "thp"}));
+   }
 }
 
 TEST(LinuxHeaps, AreTheSlabCaches)
@@ -152,6 +186,8 @@ TEST(LinuxHeaps, AreTheSlabCaches)
              "dentry             90    100    192   21    1 : tunables    0    0    0 : slabdata      5      "
              "5      0\n"
              "broken 1 2\n"
+             "nothing 1 2 3 4 5 : tunables 0 0 0 : slabdata\n"
+             "words a b c d e : tunables 0 0 0 : slabdata 1 1 0\n\n"
              "huge  99999999999 99999999999 4096 8 8 : tunables 0 0 0 : slabdata 99999999999 99999999999 0\n"
              "zero  0 0 0 0 0 : tunables 0 0 0 : slabdata 0 0 0\n");
    LiveSource source(tree.Root());
