@@ -1,7 +1,10 @@
 #include "snapshot-tool/snapshot_diff.h"
 
+#include <functional>
+
 #include <gtest/gtest.h>
 
+#include "tests/nevra/snapshot/forged_snapshot.h"
 #include "tests/nevra/snapshot/small_tree.h"
 #include "tests/snapshot-tool/json_kit.h"
 
@@ -98,6 +101,66 @@ TEST(Diff, NodesOfOneSideAreNamed)
    EXPECT_EQ(Diff(Node("sched/globalStats/numVMs", R"("records": [{}])"),
                   Node("system/heaps", R"("lists": [{"instances": []}])")),
              "sched/globalStats/numVMs: only in A\nsystem/heaps: only in B\n");
+}
+
+TEST(Diff, FailedListingsAreShownByTheirStatus)
+{
+   const char *path = "sched/groups/members/groups";
+   EXPECT_EQ(Diff(Node(path, R"("lists": [{"keys": [0], "instances": [1]}],
+                              "listFailures": [{"keys": [1], "status": 1}, {"keys": [2], "status": 1}])"),
+                  Node(path, R"("lists": [{"keys": [1], "instances": []}],
+                              "listFailures": [{"keys": [0], "status": 1}, {"keys": [3], "status": 1}])")),
+             "sched/groups/members/groups [0] instances: status 0x0 -> status 0x1\n"
+             "sched/groups/members/groups [1] instances: status 0x1 -> status 0x0\n"
+             "sched/groups/members/groups [2] instances: only in A\n"
+             "sched/groups/members/groups [3] instances: only in B\n");
+}
+
+// ---- nodes that this build does not know
+
+std::string DiffOfForgeries(const std::function<void(nevra::snapshot::NodeT *)> &left,
+                            const std::function<void(nevra::snapshot::NodeT *)> &right)
+{
+   const auto forge = [](const std::function<void(nevra::snapshot::NodeT *)> &change) {
+      return Forge(
+         [&](nevra::snapshot::SnapshotT *root) { change(NodeOf(root, "sched/groups/groupFlags")); });
+   };
+   const nevra::SnapshotFile leftFile = Open(forge(left));
+   const nevra::SnapshotFile rightFile = Open(forge(right));
+   return Written([&](FILE *output) {
+      Progress progress("comparing", stderr, false, std::chrono::steady_clock::now);
+      DiffSnapshots(leftFile, rightFile, output, &progress);
+   });
+}
+
+TEST(Diff, RecordsOfUnknownNodesAreBytes)
+{
+   // Of the groups -2, 0, 3 and 7, in this order.
+   const auto unknown = [](nevra::snapshot::NodeT *node) { node->path = "sched/new"; };
+   const auto changed = [](nevra::snapshot::NodeT *node) {
+      node->path = "sched/new";
+      node->records[2 * 4 + 1] = 0xab;
+   };
+   EXPECT_EQ(DiffOfForgeries(unknown, unknown), "");
+   EXPECT_EQ(DiffOfForgeries(unknown, changed), "sched/new [3]: 04000000 -> 04ab0000\n");
+}
+
+TEST(Diff, NodesThatAreDefinedOtherwiseAreNotCompared)
+{
+   const auto same = [](nevra::snapshot::NodeT *) {};
+   const std::function<void(nevra::snapshot::NodeT *)> others[] = {
+      [](nevra::snapshot::NodeT *node) { node->definition++; },
+      [](nevra::snapshot::NodeT *node) {
+         node->record_size = 8;
+         node->records.resize(2 * node->records.size());
+      },
+      [](nevra::snapshot::NodeT *node) { node->record_shape->mutate_texts(1); },
+      [](nevra::snapshot::NodeT *node) { node->list_shape->mutate_count(1); },
+      [](nevra::snapshot::NodeT *node) { node->lists_texts = !node->lists_texts; },
+   };
+   for (const auto &other : others) {
+      EXPECT_EQ(DiffOfForgeries(same, other), "sched/groups/groupFlags: defined otherwise\n");
+   }
 }
 
 } // namespace

@@ -1,4 +1,6 @@
 // Exports of snapshots that this build did not make.
+#include <functional>
+
 #include <gtest/gtest.h>
 
 #include "nevra/snapshot/snapshot_verify.h"
@@ -47,6 +49,22 @@ TEST(ExportRefuses, ListsOfANodeThatHasNone)
                 node->list_starts = {0, 0};
              })),
              "cannot be exported: this build defines sched/groups/groupName otherwise");
+}
+
+TEST(ExportRefuses, NodesThatTheirDefinitionDoesNotBearOut)
+{
+   const std::function<void(nevra::snapshot::NodeT *)> lies[] = {
+      [](nevra::snapshot::NodeT *node) {
+         node->record_size += 4;
+         node->records.resize(node->records.size() + 4 * node->record_count);
+      },
+      [](nevra::snapshot::NodeT *node) { node->list_shape->mutate_count(node->list_shape->count() + 1); },
+      [](nevra::snapshot::NodeT *node) { node->lists_texts = !node->lists_texts; },
+   };
+   for (const auto &lie : lies) {
+      EXPECT_EQ(ExportProblem(Forge([&](SnapshotT *root) { lie(NodeOf(root, "sched/groups/groupName")); })),
+                "cannot be exported: this build defines sched/groups/groupName otherwise");
+   }
 }
 
 TEST(Export, KeepsTheSignatureOfAKernelWhoseNodesAreDefinedAlike)

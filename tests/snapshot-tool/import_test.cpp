@@ -183,6 +183,56 @@ TEST(ImportRefuses, OtherRoots)
    EXPECT_EQ(Problem(std::string(100000, '[')), "line 1: an array has no meaning here");
 }
 
+TEST(ImportRefuses, ValuesOfAnotherKindWhereverTheyStand)
+{
+   EXPECT_EQ(Problem(R"({"host": true})"), "line 1: true and false have no meaning here");
+   EXPECT_EQ(Problem(R"({"nodes": "none"})"), "line 1: a text has no meaning here");
+   EXPECT_EQ(Problem(R"({"captured": {"hex": "00"}})"), "line 1: an object has no meaning here");
+   EXPECT_EQ(Problem(R"({"host": ["elm"]})"), "line 1: an array has no meaning here");
+   EXPECT_EQ(NodeProblem(kName, R"("records": ["x"])"),
+             "line 1: sched/groups/groupName, records[0]: a text has no meaning here");
+   EXPECT_EQ(NodeProblem(kName, R"("records": [7])"),
+             "line 1: sched/groups/groupName, records[0]: a number has no meaning here");
+   EXPECT_EQ(NodeProblem(kName, R"("records": [[]])"),
+             "line 1: sched/groups/groupName, records[0]: an array has no meaning here");
+   EXPECT_EQ(RecordProblem(kName, R"("keys": [[]])"),
+             "line 1: sched/groups/groupName, records[0], keys: an array has no meaning here");
+   EXPECT_EQ(RecordProblem(kName, R"("keys": [{"hex": "00"}])"),
+             "line 1: sched/groups/groupName, records[0], keys: an object has no meaning here");
+   EXPECT_EQ(RecordProblem("system/heaps/stats", R"("keys": ["a", {"hex": "00"}])"),
+             "line 1: system/heaps/stats, records[0], keys: an object has no meaning here");
+   EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": ["x"])"),
+             "line 1: sched/groups/groupName, records[0], name: an array has no meaning here");
+   EXPECT_EQ(RecordProblem("system/buddy/comprehensive", R"("keys": ["b"], "orders": ["x"])"),
+             "line 1: system/buddy/comprehensive, records[0], orders[0]: a text has no meaning here");
+   EXPECT_EQ(
+      RecordProblem("system/buddy/comprehensive", R"("keys": ["b"], "orders": [{"numFree": [1]}])"),
+      "line 1: system/buddy/comprehensive, records[0], orders[0], numFree: an array has no meaning here");
+   EXPECT_EQ(
+      RecordProblem("system/buddy/comprehensive", R"("keys": ["b"], "orders": [{"numFree": "1"}])"),
+      "line 1: system/buddy/comprehensive, records[0], orders[0], numFree: a text has no meaning here");
+   EXPECT_EQ(
+      RecordProblem("system/buddy/comprehensive", R"("keys": ["b"], "orders": [{"numFree": {}}])"),
+      "line 1: system/buddy/comprehensive, records[0], orders[0], numFree: an object has no meaning here");
+}
+
+TEST(ImportRefuses, HexThatIsMoreOrLessThanOneText)
+{
+   EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": {"hex": "00", "hex": "00"})"),
+             "line 1: sched/groups/groupName, records[0]: hex is given twice");
+   EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": {"text": "00"})"),
+             "line 1: sched/groups/groupName, records[0]: there is no member text");
+   EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": {"hex": 0})"),
+             "line 1: sched/groups/groupName, records[0]: a number has no meaning here");
+   for (const char *hex : {"1", "123", "0x", "g0", "0/", "0:", "`0", "G0", "0@", "\u00e9"}) {
+      EXPECT_EQ(
+         RecordProblem(kAlloc, std::string(R"("keys": [0], "reserved32": ")") + hex + '"'),
+         "line 1: sched/groups/memAllocationInKB, records[0], reserved32: not pairs of hexadecimal digits")
+         << hex;
+   }
+   EXPECT_EQ(RecordProblem(kAlloc, R"("keys": [0], "reserved32": "09afAF9f")"), "");
+}
+
 TEST(ImportRefuses, HeadersThatAreNone)
 {
    EXPECT_EQ(Problem(R"({"hosts": "elm"})"), "line 1: there is no member hosts");
@@ -326,6 +376,20 @@ TEST(ImportRefuses, ListsAndFailuresThatAreNone)
    EXPECT_EQ(
       NodeProblem(kName, R"("failures": [{"keys": [0], "status": "bad"}])"),
       "line 1: sched/groups/groupName, failures[0]: a status is a number, or a text like \"0xbad0003\"");
+   for (const char *status : {"-1", "4294967296", "\"0x\"", "\"0x1g\"", "\"0x10000000000000000\""}) {
+      EXPECT_THAT(NodeProblem(kName, std::string(R"("failures": [{"keys": [0], "status": )") + status + "}]"),
+                  testing::StartsWith("line 1: sched/groups/groupName, failures[0]: "))
+         << status;
+   }
+   EXPECT_EQ(NodeProblem(kName, R"("failures": [{"status": 1, "keys": [0], "status": 1}])"),
+             "line 1: sched/groups/groupName, failures[0]: status is given twice");
+   EXPECT_EQ(NodeProblem(kName, R"("records": [{"keys": [0], "status": 1}])"),
+             "line 1: sched/groups/groupName, records[0]: GroupNameRecord has no field status");
+   EXPECT_EQ(NodeProblem(kChildren, R"("lists": [{"keys": [0], "instances": [], "status": 1}])"),
+             "line 1: sched/groups/members/groups, lists[0]: there is no member status");
+   EXPECT_EQ(NodeProblem(kChildren, R"("listFailures": [{"keys": [0], "status": "0xbad0003"}])"), "");
+   EXPECT_EQ(NodeProblem(kChildren, R"("listFailures": [{"keys": [0]}])"),
+             "line 1: sched/groups/members/groups, listFailures[0]: the status is missing");
    EXPECT_EQ(NodeProblem(kName, R"("failures": [{"keys": [0], "name": "x"}])"),
              "line 1: sched/groups/groupName, failures[0]: there is no member name");
 }

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include "tests/nevra/snapshot/forged_snapshot.h"
 #include "tests/nevra/snapshot/small_tree.h"
 #include "tests/snapshot-tool/json_kit.h"
 
@@ -114,6 +115,44 @@ TEST_F(SnapshotTool, TargetThatCannotBeWrittenIsAFailure)
    EXPECT_THAT(Names(), testing::ElementsAre("a.json"));
 }
 
+TEST_F(SnapshotTool, SourceThatCannotBeReadIsAFailure)
+{
+   fs::create_directory(folder / "folder");
+   EXPECT_EQ(Run("import missing.json -o b").output,
+             "hostmem-snapshot: missing.json: cannot be read: No such file or directory\n");
+   EXPECT_EQ(Run("import folder -o b").output, "hostmem-snapshot: folder: cannot be read\n");
+   EXPECT_EQ(Run("import - -o b < folder").output, "hostmem-snapshot: standard input: cannot be read\n");
+   EXPECT_EQ(Run("import - -o b < /dev/null").output,
+             "hostmem-snapshot: standard input: line 1: The document is empty.\n");
+   Write("twice.json",
+         R"({"nodes": {"sched/groups/groupName": {"records": [{"keys": [5]}, {"keys": [5]}]}}})");
+   const Outcome outcome = Run("import twice.json -o b");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.output,
+             "hostmem-snapshot: twice.json: sched/groups/groupName is answered twice for [5]\n");
+   EXPECT_THAT(Names(), testing::UnorderedElementsAre("folder", "twice.json"));
+   for (const char *command : {"info", "verify", "export", "diff folder"}) {
+      EXPECT_EQ(Run(std::string(command) + " folder").output,
+                "hostmem-snapshot: folder: not a snapshot: not a regular file\n")
+         << command;
+   }
+}
+
+TEST_F(SnapshotTool, DiskThatIsFullIsAFailure)
+{
+   WriteSmallSnapshot("a");
+   Run("export a > a.json");
+   const Outcome outcome = Run("import a.json -o b > /dev/null; exit $?");
+   EXPECT_EQ(outcome.status, 0);
+   // A limit of one kilobyte stands for the disk; the signal that goes with it is ignored by the shell.
+   const Outcome limited = RunCommand(
+      "cd " + folder.string() + " && trap '' XFSZ && ulimit -f 1 && " SNAPSHOT_TOOL " import a.json -o c");
+   EXPECT_EQ(limited.status, 1);
+   EXPECT_THAT(limited.output,
+               testing::StartsWith("hostmem-snapshot: c: cannot be written: File too large\n"));
+   EXPECT_FALSE(fs::exists(Path("c")));
+}
+
 TEST_F(SnapshotTool, OutputThatCannotBeWrittenIsAFailure)
 {
    WriteSmallSnapshot("a");
@@ -155,6 +194,27 @@ TEST_F(SnapshotTool, InfoShowsHeaderAndNodes)
          "   records   failures      lists   listFail        bytes  node\n",
          "         4          1          0          0          300  sched/groups/groupName\n",
          "         0          0          2          1           56  sched/groups/members/groups\n"}) {
+      EXPECT_THAT(outcome.output, testing::HasSubstr(line));
+   }
+}
+
+TEST_F(SnapshotTool, InfoTellsWhatThisBuildDoesNotKnowAndShowsNoControlBytes)
+{
+   const std::vector<uint8_t> bytes = Forge([](nevra::snapshot::SnapshotT *root) {
+      root->host = "el\x1b[2Jm\x7f";
+      root->kernel_build = "build\t17";
+      root->definition_signature = "0123456789abcdef0123456789abcdef";
+      NodeOf(root, "sched/groups/groupName")->path = "sched/new";
+      NodeOf(root, "sched/groups/groupFlags")->definition++;
+   });
+   Write("a", {bytes.begin(), bytes.end()});
+   const Outcome outcome = Run("info a");
+   EXPECT_EQ(outcome.status, 0);
+   for (const char *line : {"host                   el?[2Jm?\n", "kernel build           build?17\n",
+                            "definition signature   0123456789abcdef0123456789abcdef (another build's)\n",
+                            "  sched/new  (unknown to this build)\n",
+                            "  sched/groups/groupFlags  (defined otherwise by this build)\n",
+                            "  sched/groups/members/groups\n"}) {
       EXPECT_THAT(outcome.output, testing::HasSubstr(line));
    }
 }
@@ -202,6 +262,54 @@ TEST_F(SnapshotTool, CaptureOfAnEmptyTreeCanBeRepeated)
       "cd " + folder.string() + " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root");
    EXPECT_EQ(outcome.output, "elm_7-20231114T221320Z.snapshot\n");
    EXPECT_EQ(Read("elm_7-20231114T221320Z.snapshot"), Read("a"));
+}
+
+TEST_F(SnapshotTool, CaptureWithoutAFixedTimeIsOfNow)
+{
+   fs::create_directories(folder / "root/proc/sys/kernel");
+   const auto yearOf = [this](const std::string &epoch) {
+      EXPECT_EQ(
+         RunCommand("cd " + folder.string() + " && " + epoch + " " SNAPSHOT_TOOL " capture --root root -o a")
+            .output,
+         "");
+      const std::string info = Run("info a").output;
+      const size_t at = info.find("captured               ");
+      return at != std::string::npos ? info.substr(at + 23, 4) : info;
+   };
+   const std::string thisYear = RunCommand("date -u +%Y").output.substr(0, 4);
+   EXPECT_GE(yearOf("env -u SOURCE_DATE_EPOCH"), thisYear);
+   EXPECT_EQ(yearOf("SOURCE_DATE_EPOCH=0"), "1970");
+   for (const char *none : {"''", "-1", "soon", "12x", "253402300800", "99999999999999999999"}) {
+      EXPECT_GE(yearOf(std::string("SOURCE_DATE_EPOCH=") + none), thisYear) << none;
+   }
+}
+
+TEST_F(SnapshotTool, CaptureOfAHostWithoutANameIsNamedHost)
+{
+   fs::create_directories(folder / "root/proc");
+   const Outcome outcome = RunCommand(
+      "cd " + folder.string() + " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root");
+   EXPECT_EQ(outcome.output, "host-20231114T221320Z.snapshot\n");
+   fs::create_directories(folder / "root/proc/sys/kernel");
+   Write("root/proc/sys/kernel/hostname", "a-Z_0.9 [`{@/\n");
+   EXPECT_EQ(RunCommand("cd " + folder.string() +
+                        " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root")
+                .output,
+             "a-Z_0_9______-20231114T221320Z.snapshot\n");
+}
+
+TEST_F(SnapshotTool, CaptureThatCannotBeKeptOrNamedIsAFailure)
+{
+   fs::create_directories(folder / "root/proc");
+   Write("file", "");
+   EXPECT_EQ(Run("capture --root file -o a").output, "hostmem-snapshot: file: not a folder\n");
+   Outcome outcome = Run("capture --root root -o missing/a");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.output, "hostmem-snapshot: missing/a: cannot be written: No such file or directory\n");
+   outcome = Run("capture --root root > /dev/full");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.output,
+             "hostmem-snapshot: standard output: cannot be written: No space left on device\n");
 }
 
 TEST_F(SnapshotTool, CaptureOfAMissingTreeIsAFailure)

@@ -1,5 +1,6 @@
 #include "nevra/snapshot/replace_file.h"
 
+#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -91,6 +92,44 @@ TEST_F(ReplaceFileTest, FolderThatIsMissingIsAProblem)
    EXPECT_FALSE(Replace("new"));
    EXPECT_EQ(problem, "cannot be written: No such file or directory");
    EXPECT_THAT(Names(), testing::IsEmpty());
+}
+
+TEST_F(ReplaceFileTest, PathsThatNoSystemTakesAreAProblem)
+{
+   std::ofstream(folder / "file") << "no folder";
+   path = folder / "file" / "target";
+   EXPECT_FALSE(Replace("new"));
+   EXPECT_EQ(problem, "cannot be written: Not a directory");
+   path = folder / std::string(255, 'x'); // with what makes it temporary it is too long
+   EXPECT_FALSE(Replace("new"));
+   EXPECT_EQ(problem, "cannot be written: File name too long");
+   EXPECT_THAT(Names(), testing::ElementsAre("file"));
+}
+
+TEST_F(ReplaceFileTest, PathAsLongAsTheSystemTakesHasNoRoomForATemporaryOne)
+{
+   // Folders of 200 characters, up to the longest path that can be opened.
+   fs::path deep = folder;
+   while (deep.native().size() + 201 < PATH_MAX - 8) {
+      deep /= std::string(200, 'd');
+      fs::create_directory(deep);
+   }
+   path = deep / std::string(PATH_MAX - 2 - deep.native().size(), 'f');
+   ASSERT_EQ(path.native().size(), size_t{PATH_MAX - 1});
+   EXPECT_FALSE(Replace("new"));
+   EXPECT_EQ(problem, "cannot be written: File name too long");
+   EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(ReplaceFileTest, SignalThatTheProgramIgnoresStaysIgnored)
+{
+   const auto former = std::signal(SIGHUP, SIG_IGN);
+   const std::string content = "new";
+   const std::span<const uint8_t> bytes(reinterpret_cast<const uint8_t *>(content.data()), content.size());
+   const std::span<const uint8_t> parts[] = {bytes};
+   EXPECT_TRUE(nevra::ReplaceFile(path.c_str(), parts, &problem, [](uint64_t) { raise(SIGHUP); })) << problem;
+   EXPECT_EQ(std::signal(SIGHUP, former), SIG_IGN);
+   EXPECT_EQ(Content(), "new");
 }
 
 TEST_F(ReplaceFileTest, WriteThatFailsLeavesTheOldFile)

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -184,6 +185,46 @@ TEST_F(SnapshotFiles, Folder)
    const Outcome outcome = Open(folder.c_str());
    EXPECT_EQ(outcome.status, NEVRA_METADATA_READ_ERROR);
    EXPECT_EQ(outcome.warning, folder.string() + ": not a snapshot: not a regular file\n");
+}
+
+TEST_F(SnapshotFiles, WhatStandsInTheWay)
+{
+   Write("no folder");
+   Outcome outcome = Open((path / "file").c_str());
+   EXPECT_EQ(outcome.status, NEVRA_NOT_FOUND);
+   EXPECT_EQ(outcome.warning, path.string() + "/file: cannot be read: Not a directory\n");
+   const std::string longName = folder / std::string(300, 'x');
+   outcome = Open(longName.c_str());
+   EXPECT_EQ(outcome.status, NEVRA_IO_ERROR);
+   EXPECT_EQ(outcome.warning, longName + ": cannot be read: File name too long\n");
+}
+
+TEST_F(SnapshotFiles, LargerThanASnapshotCanBe)
+{
+   const std::vector<uint8_t> bytes = SmallSnapshot();
+   Write({bytes.begin(), bytes.end()});
+   std::filesystem::resize_file(path, uint64_t{3} << 30); // a hole, not three gigabytes
+   Outcome outcome = Open(path.c_str());
+   EXPECT_EQ(outcome.status, NEVRA_METADATA_READ_ERROR);
+   EXPECT_EQ(outcome.warning, path.string() + ": damaged: larger than a snapshot can be\n");
+   // More than there are addresses for.
+   std::error_code error;
+   std::filesystem::resize_file(path, uint64_t{1} << 43, error);
+   if (error) {
+      GTEST_SKIP() << "no file here is as large: " << error.message();
+   }
+   rlimit former;
+   ASSERT_EQ(getrlimit(RLIMIT_AS, &former), 0);
+   const rlimit little = {uint64_t{1} << 42, former.rlim_max};
+#ifndef __SANITIZE_ADDRESS__ // which has taken more for itself
+   ASSERT_EQ(setrlimit(RLIMIT_AS, &little), 0);
+   outcome = Open(path.c_str());
+   ASSERT_EQ(setrlimit(RLIMIT_AS, &former), 0);
+   EXPECT_EQ(outcome.status, NEVRA_OUT_OF_MEMORY);
+   EXPECT_EQ(outcome.warning, path.string() + ": cannot be read: Cannot allocate memory\n");
+#else
+   (void)little;
+#endif
 }
 
 TEST_F(SnapshotFiles, FifoDoesNotHang)

@@ -21,6 +21,7 @@ namespace {
 constexpr char kName[] = "sched/groups/groupName";
 constexpr char kGroups[] = "sched/groups/members/groups";
 constexpr char kPools[] = "memory/lpage/nodeList/vmPools";
+constexpr char kStates[] = "sched/globalStats/memory/stateTransitions";
 
 std::string Problem(const std::vector<uint8_t> &bytes)
 {
@@ -216,6 +217,37 @@ TEST(SnapshotHostile, BuildTextIsReadWithoutWhatSteersATerminal)
 {
    const auto bytes = Forge([](SnapshotT *root) { root->kernel_build = "1\x1b[2J"; });
    EXPECT_STREQ(OpenBytes(bytes)->KernelBuildText(), "1?[2J");
+}
+
+TEST(SnapshotHostile, TextsOutOfOrderAreFoundByVerification)
+{
+   EXPECT_EQ(Problem(Forge([](SnapshotT *root) { std::swap(root->text_offsets[1], root->text_offsets[2]); })),
+             "damaged: text 2 is out of order");
+   EXPECT_EQ(Problem(Forge([](SnapshotT *root) { root->text_offsets[1] = root->text_offsets[0]; })),
+             "damaged: text 1 is out of order")
+      << "the same text twice";
+}
+
+TEST(SnapshotHostile, KeysOutsideTheTextsAreFoundByVerification)
+{
+   EXPECT_EQ(
+      Problem(Forge([](SnapshotT *root) { NodeOf(root, kStates)->keys.back() = 1000; })),
+      "damaged: the keys of sched/globalStats/memory/stateTransitions are out of order or point outside "
+      "the texts");
+   EXPECT_EQ(
+      Problem(Forge([](SnapshotT *root) { NodeOf(root, kPools)->failed_keys.back() = 1000; })),
+      "damaged: the keys of memory/lpage/nodeList/vmPools are out of order or point outside the texts");
+   EXPECT_EQ(Problem(Forge([](SnapshotT *root) { NodeOf(root, kGroups)->list_failed_keys[0] = 3; })),
+             "damaged: the keys of sched/groups/members/groups are out of order or point outside the texts");
+}
+
+TEST(SnapshotHostile, ListsOutsideTheTextsAndListingsThatSucceededToFailAreFoundByVerification)
+{
+   EXPECT_EQ(Problem(Forge([](SnapshotT *root) { NodeOf(root, kPools)->list_values[1] = 1000; })),
+             "damaged: the lists of memory/lpage/nodeList/vmPools point outside their values or the texts");
+   EXPECT_EQ(
+      Problem(Forge([](SnapshotT *root) { NodeOf(root, kGroups)->list_failed_statuses[0] = NEVRA_OK; })),
+      "damaged: a failure of sched/groups/members/groups has the status of success");
 }
 
 TEST(SnapshotHostile, UnsortedKeysGiveNotFoundAndNeverAnotherInstance)

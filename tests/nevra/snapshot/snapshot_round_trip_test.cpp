@@ -186,4 +186,14 @@ TEST(SnapshotWriter, DirectoryLiesInFrontOfEverythingThatGrows)
    EXPECT_LT(directorySize(11), 1500u);
 }
 
+TEST(SnapshotSource, CannotBeSet)
+{
+   const auto source = OpenBytes(SmallSnapshot());
+   const NevraNodeDef &node =
+      nevra::Definition(NodeId::hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr);
+   Nevra_ParamList *empty = Nevra_ParamList::Create(NEVRA_LIST_VALUES, 0);
+   EXPECT_EQ(source->Set(node, *empty, *empty), NEVRA_NOT_SUPPORTED);
+   Nevra_ParamList::Destroy(empty);
+}
+
 } // namespace
