@@ -29,5 +29,8 @@ int main(int argc, char **argv)
    std::ofstream output(argv[5]);
    output << page;
    output.close();
+   if (!output) {
+      std::fprintf(stderr, "%s: cannot be written\n", argv[5]);
+   }
    return output ? 0 : 1;
 }

@@ -37,5 +37,8 @@ int main(int argc, char **argv)
       output << (line == "@TABLES@" ? tables : line + "\n");
    }
    output.close();
+   if (!output) {
+      std::fprintf(stderr, "%s: cannot be written\n", argv[4]);
+   }
    return output ? 0 : 1;
 }
