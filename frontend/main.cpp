@@ -1,7 +1,9 @@
 // The command line of hostmem: the options of the tool as a whole, then one report.
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include <getopt.h>
 #include <unistd.h>
@@ -131,10 +133,18 @@ bool OutputArrived()
    return false;
 }
 
+// Nobody catches what operator new would throw. What was printed up to here is written.
+void EndWithoutMemory()
+{
+   Warning("Out of memory\n");
+   std::exit(kFailure);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
+   std::set_new_handler(EndWithoutMemory);
    BufferStandardOutput();
    const int exitStatus = Run(argc, argv);
    return OutputArrived() ? exitStatus : kFailure;

@@ -47,8 +47,10 @@ template <typename Operation> NevraStatus Guarded(Operation operation) noexcept
 
 const Nevra_ParamList &OrEmpty(const Nevra_ParamList *params)
 {
-   static const Nevra_ParamList *const empty = Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, 0);
-   return params != nullptr ? *params : *empty;
+   // Not made by Create, which needs memory: without entries, it takes none.
+   static constinit Nevra_ParamList empty{};
+   empty.kind = NEVRA_LIST_INSTANCE;
+   return params != nullptr ? *params : empty;
 }
 
 bool KeysMatch(std::span<const KeyDomain> domains, const Nevra_ParamList &params)

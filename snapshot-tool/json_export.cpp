@@ -13,6 +13,7 @@
 
 #include "nevra/snapshot/snapshot_checksum.h"
 #include "snapshot-tool/capture_time.h"
+#include "snapshot-tool/json_memory.h"
 #include "snapshot-tool/json_text.h"
 
 namespace {
@@ -23,13 +24,15 @@ using nevra::RecordLayout;
 using nevra::SnapshotFile;
 using nevra::SnapshotNode;
 
-using EntryWriter = rapidjson::Writer<rapidjson::StringBuffer>;
-using FileWriter = rapidjson::PrettyWriter<rapidjson::FileWriteStream>;
+using Utf8 = rapidjson::UTF8<>;
+using TextBuffer = rapidjson::GenericStringBuffer<Utf8, JsonMemory>;
+using EntryWriter = rapidjson::Writer<TextBuffer, Utf8, Utf8, JsonMemory>;
+using FileWriter = rapidjson::PrettyWriter<rapidjson::FileWriteStream, Utf8, Utf8, JsonMemory>;
 
 struct Export {
    const SnapshotFile &file;
    FileWriter &out;
-   rapidjson::StringBuffer line; // one instance
+   TextBuffer line; // one instance
    Progress *progress;
    uint64_t done;
    uint64_t total;
@@ -257,7 +260,7 @@ bool IsDefinedHere(const SnapshotNode &node)
 
 std::string TextAsJson(std::string_view text)
 {
-   rapidjson::StringBuffer buffer;
+   TextBuffer buffer;
    EntryWriter writer(buffer);
    WriteText(writer, text);
    return {buffer.GetString(), buffer.GetSize()};
@@ -265,7 +268,7 @@ std::string TextAsJson(std::string_view text)
 
 std::string FieldAsJson(const RecordField &field, const uint8_t *element)
 {
-   rapidjson::StringBuffer buffer;
+   TextBuffer buffer;
    EntryWriter writer(buffer);
    WriteElement(writer, field, element);
    return {buffer.GetString(), buffer.GetSize()};
@@ -274,7 +277,7 @@ std::string FieldAsJson(const RecordField &field, const uint8_t *element)
 std::string WordsAsJson(const SnapshotFile &file, std::span<const uint64_t> words,
                         nevra::SnapshotKeyShape shape)
 {
-   rapidjson::StringBuffer buffer;
+   TextBuffer buffer;
    EntryWriter writer(buffer);
    writer.StartArray();
    for (size_t i = 0; i < words.size(); i++) {
@@ -286,7 +289,7 @@ std::string WordsAsJson(const SnapshotFile &file, std::span<const uint64_t> word
 
 std::string ListAsJson(const SnapshotFile &file, std::span<const uint64_t> values, bool areTexts)
 {
-   rapidjson::StringBuffer buffer;
+   TextBuffer buffer;
    EntryWriter writer(buffer);
    WriteList(writer, file, values, areTexts);
    return {buffer.GetString(), buffer.GetSize()};

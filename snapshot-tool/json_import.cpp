@@ -14,6 +14,7 @@
 
 #include "nevra/snapshot/snapshot_format.h"
 #include "snapshot-tool/capture_time.h"
+#include "snapshot-tool/json_memory.h"
 #include "snapshot-tool/json_text.h"
 
 namespace {
@@ -698,7 +699,7 @@ bool Parse(LineCountingInput *input, Importer *importer, std::string *problem)
 {
    // Iterative: nesting that goes on and on must not exhaust the stack.
    constexpr unsigned kFlags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
-   rapidjson::Reader reader;
+   rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory> reader;
    if (!reader.Parse<kFlags>(*input, *importer)) {
       if (problem->empty()) {
          *problem = rapidjson::GetParseError_En(reader.GetParseErrorCode());
