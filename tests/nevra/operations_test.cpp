@@ -1,6 +1,7 @@
 // The exported operations of the library: parameter lists, the checks before a source is asked, and
 // diagnostics.
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -8,7 +9,9 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -35,6 +38,9 @@ TEST(ParamList, IsMadeForTheTwoKindsOnly)
 {
    EXPECT_NE(MakeList(NEVRA_LIST_VALUES, 1), nullptr);
    EXPECT_NE(MakeList(NEVRA_LIST_INSTANCE, 1), nullptr);
+   for (const int kind : {NEVRA_LIST_VALUES, NEVRA_LIST_INSTANCE}) {
+      EXPECT_NE(ListPtr(Nevra_ParamListCreateAndAllocateParams(kind, 1, 1)), nullptr);
+   }
    for (const int kind : {-1, 2, INT_MAX, INT_MIN}) {
       EXPECT_EQ(MakeList(kind, 1), nullptr);
       EXPECT_EQ(Nevra_ParamListCreateAndAllocateParams(kind, 1, 1), nullptr);
@@ -124,6 +130,20 @@ TEST(ParamList, RemovesTheLastEntry)
    EXPECT_EQ(text, nullptr);
    EXPECT_EQ(Nevra_ParamListRemoveLastParam(list.get()), 0U);
    EXPECT_EQ(Nevra_ParamListRemoveLastParam(list.get()), NEVRA_NOT_FOUND);
+}
+
+TEST(ParamList, AnyNumberOfThemLiveAtOnce)
+{
+   std::vector<ListPtr> lists;
+   for (int64_t i = 0; i < 200; i++) {
+      lists.push_back(MakeList());
+      ASSERT_EQ(Nevra_ParamListAddInt(lists.back().get(), i), 0U);
+   }
+   for (int64_t i = 0; i < 200; i++) {
+      int64_t number = -1;
+      EXPECT_EQ(Nevra_ParamListGetInt64(lists[static_cast<size_t>(i)].get(), 0, &number), 0U);
+      EXPECT_EQ(number, i);
+   }
 }
 
 TEST(ParamList, ChecksTheTypeOfAnEntry)
@@ -451,6 +471,58 @@ TEST_F(WarningTest, WritesALongMessageWhole)
    EXPECT_EQ(Writes(), expected);
 }
 
+TEST_F(WarningTest, DropsWhatCannotBeWritten)
+{
+   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+   dup2(full, STDERR_FILENO);
+   close(full);
+   Warning("lost\n");
+   dup2(ends[0], STDERR_FILENO);
+   Warning("next\n");
+   EXPECT_EQ(Writes(), std::vector<std::string>{"next\n"});
+}
+
+// Standard error that blocks, until a signal has come a few times.
+int blockedPipe[2];
+int alarms;
+
+void ReadAtTheThirdAlarm(int)
+{
+   char bytes[8192];
+   if (++alarms >= 3 && read(blockedPipe[0], bytes, sizeof bytes) < 0) {
+      alarms = 0;
+   }
+}
+
+TEST_F(WarningTest, IsWrittenWholeWhenSignalsComeBetween)
+{
+   ASSERT_EQ(pipe2(blockedPipe, O_CLOEXEC), 0);
+   const int room = fcntl(blockedPipe[1], F_SETPIPE_SZ, 4096);
+   ASSERT_GT(room, 0);
+   fcntl(blockedPipe[0], F_SETFL, O_NONBLOCK);
+   const std::string full(static_cast<size_t>(room), 'f');
+   ASSERT_EQ(write(blockedPipe[1], full.data(), full.size()), room);
+   dup2(blockedPipe[1], STDERR_FILENO);
+   struct sigaction action = {};
+   struct sigaction former = {};
+   action.sa_handler = ReadAtTheThirdAlarm; // no SA_RESTART: the write is interrupted
+   ASSERT_EQ(sigaction(SIGALRM, &action, &former), 0);
+   const itimerval often = {{0, 20000}, {0, 20000}};
+   ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
+   Warning("%s\n", std::string(3 * full.size(), 'w').c_str());
+   const itimerval never = {};
+   setitimer(ITIMER_REAL, &never, nullptr);
+   sigaction(SIGALRM, &former, nullptr);
+   Restore();
+   EXPECT_GE(alarms, 3);
+   char last[8192] = {};
+   const ssize_t length = read(blockedPipe[0], last, sizeof last - 1);
+   ASSERT_GT(length, 0);
+   EXPECT_EQ(last[length - 1], '\n') << "the end of the message";
+   close(blockedPipe[0]);
+   close(blockedPipe[1]);
+}
+
 TEST(StrStrcpy, CopiesWhatFitsAndEndsIt)
 {
    char text[8];
@@ -466,6 +538,37 @@ TEST(StrStrcpy, CopiesWhatFitsAndEndsIt)
    EXPECT_STREQ(Str_Strcpy(text, "abc", sizeof text), "abc");
    EXPECT_EQ(Str_Strcpy(text, "xyz", 0), text);
    EXPECT_STREQ(text, "abc");
+}
+
+// ---- cache files; each stays for all that follows
+
+TEST(UseCache, RefusesWhatItDoesNotKnow)
+{
+   EXPECT_EQ(Nevra_UseCache(nullptr, 0), NEVRA_BAD_PARAMETER);
+   EXPECT_EQ(Nevra_UseCache(SAMPLE_SNAPSHOT, 1), NEVRA_BAD_PARAMETER);
+}
+
+TEST(UseCache, TextsOfAListOutliveTheCacheTheyCameFrom)
+{
+   const auto heaps = [] {
+      Nevra_ParamList *list = nullptr;
+      EXPECT_EQ(Nevra_GetInstanceListAlloc(NEVRA_NODE_system_heaps, nullptr, &list), 0U);
+      return ListPtr(list);
+   };
+   const auto first = [](const ListPtr &list) {
+      const char *text = "";
+      EXPECT_EQ(Nevra_ParamListGetString(list.get(), 0, &text), 0U);
+      return std::string(text);
+   };
+   ASSERT_EQ(Nevra_UseCache(SAMPLE_SNAPSHOT, 0), 0U);
+   const ListPtr list = heaps();
+   const std::string name = first(list);
+   EXPECT_NE(name, "");
+   ASSERT_EQ(Nevra_UseCache(SAMPLE_SNAPSHOT, 0), 0U);
+   EXPECT_EQ(first(list), name);
+   EXPECT_EQ(first(heaps()), name);
+   EXPECT_EQ(Nevra_UseCache("/nonexistent/snapshot", 0), NEVRA_NOT_FOUND);
+   EXPECT_EQ(first(heaps()), name) << "a cache that cannot be opened leaves the one before";
 }
 
 } // namespace
