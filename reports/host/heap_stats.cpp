@@ -1,8 +1,8 @@
 #include "reports/host/heap_stats.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <string>
 
 #include "nevra/records.h"
@@ -54,9 +54,13 @@ struct HeapTotals {
    uint32_t numShrinkOps;
 };
 
+struct FreeMemory {
+   void operator()(void *block) const { std::free(block); }
+};
+
 // The heaps of one run, in list order.
 struct Heaps {
-   std::unique_ptr<HeapStatsRecord[]> records;
+   std::unique_ptr<HeapStatsRecord[], FreeMemory> records;
    uint32_t count;
    HeapTotals totals;
 };
@@ -189,7 +193,8 @@ bool ReadHeap(const Nevra_ParamList *heapList, uint32_t index, Nevra_ParamList *
 
 bool ReadHeaps(const Nevra_ParamList *heapList, uint32_t listed, Heaps *heaps)
 {
-   heaps->records.reset(new (std::nothrow) HeapStatsRecord[listed]);
+   // Not by new: its handler would end the program.
+   heaps->records.reset(static_cast<HeapStatsRecord *>(std::malloc(listed * sizeof(HeapStatsRecord))));
    if (heaps->records == nullptr) {
       Warning("KelmarHeapGetMemMapStats: malloc() for stats failure\n");
       return false;

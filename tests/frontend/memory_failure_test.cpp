@@ -96,6 +96,31 @@ TEST_F(MemoryFailure, NeverGivesOtherGroupsThanThereAre)
    });
 }
 
+TEST_F(MemoryFailure, IsToldByTheHeapReportWhereItsRecordsFindNone)
+{
+   int told = 0;
+   FailEveryAllocation(HOSTMEM " -c " SAMPLE_SNAPSHOT " -r heap-stats -q", [&told](const Ended &run) {
+      if (run.err == "KelmarHeapGetMemMapStats: malloc() for stats failure\n") {
+         told++;
+         EXPECT_EQ(run.status, 0);
+         EXPECT_EQ(run.out, "");
+      }
+   });
+   EXPECT_EQ(told, 1);
+}
+
+TEST_F(MemoryFailure, IsToldInOneLine)
+{
+   int told = 0;
+   FailEveryAllocation(HOSTMEM " -c " SAMPLE_SNAPSHOT " -r comp-stats -q", [&told](const Ended &run) {
+      if (run.err == "Out of memory\n") {
+         told++;
+         EXPECT_EQ(run.status, 1);
+      }
+   });
+   EXPECT_GT(told, 0);
+}
+
 TEST_F(MemoryFailure, EndsAReportOfThisHostWithAStatus)
 {
    for (const char *report : {"comp-stats", "buddy-stats", "heap-stats"}) {
