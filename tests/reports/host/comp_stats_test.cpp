@@ -118,6 +118,16 @@ TEST(CompStats, PrintsOneRow)
    EXPECT_EQ(run.exitStatus, 0);
 }
 
+TEST(CompStats, LeavesTheTimeOutPastTheCalendarsLastYear)
+{
+   Scenario scenario = Host();
+   scenario.Time(INT64_MAX);
+   const RunResult run = RunReport(scenario);
+   EXPECT_EQ(run.OutLines()[1], " COMPREHENSIVE STATS: ");
+   EXPECT_EQ(run.OutLines()[2], " ---------------------------------------------");
+   EXPECT_EQ(run.exitStatus, 0);
+}
+
 TEST(CompStats, PrintsCsv)
 {
    const RunResult run = RunReport(Host(), {"-q"});
