@@ -12,8 +12,8 @@
 struct JsonMemory {
    static constexpr bool kNeedFree = true;
 
-   void *Malloc(size_t size) { return size > 0 ? ::operator new(size) : nullptr; }
-   void *Realloc(void *block, size_t oldSize, size_t size)
+   static void *Malloc(size_t size) { return size > 0 ? ::operator new(size) : nullptr; }
+   static void *Realloc(void *block, size_t oldSize, size_t size)
    {
       void *moved = Malloc(size);
       if (block != nullptr && moved != nullptr) {
