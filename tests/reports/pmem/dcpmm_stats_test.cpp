@@ -746,7 +746,9 @@ class DcpmmStatsFaults : public DcpmmStats {
 TEST_F(DcpmmStatsFaults, EndTheReportAndKeepWhatWasCounted)
 {
    // The CPU, the DIMMs, the sockets, 62 registers written and 30 counters read.
-   EXPECT_EQ(Check({}, false, 1), 3u + 1u + 18u + 62u * 10u + 30u * 11u);
+   constexpr unsigned kCalls = 3u + 1u + 18u + 62u * 10u + 30u * 11u;
+   constexpr unsigned kStride = kAreFaultsSampled ? 7 : 1;
+   EXPECT_EQ(Check({}, false, kStride), (kCalls + kStride - 1) / kStride);
 }
 
 TEST_F(DcpmmStatsFaults, EndTheReportInCsvModeToo)
