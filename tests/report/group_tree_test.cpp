@@ -184,7 +184,9 @@ TEST(TraverseGroups, SurvivesEveryFault)
 {
    RunOptions options;
    options.executable = QUERY_PROGRAM;
-   EXPECT_GT(CheckEveryFault(Tree(), {"walk", "0", "12", "0"}, nullptr, options), 100U);
+   EXPECT_EQ(CheckEveryFault(Tree(), {"walk", "0", "12", "0"}, nullptr, options),
+             8 /* creates */ +
+                kFaultStatusCount * (8 /* adds */ + 8 /* removes */ + 8 /* listings */ + 7 /* child IDs */));
 }
 
 } // namespace

@@ -88,9 +88,9 @@ TEST(ScriptedPlatform, GivesFurtherAnswersInTurn)
 TEST(ScriptedPlatform, InjectsEveryFaultOnce)
 {
    // Per group: a listing, seven reads; each makes a list and adds a key; a child ID is read once.
-   const unsigned statuses = static_cast<unsigned>(kFaultStatuses.size());
    const unsigned reads = 2 * 8;
-   const unsigned expected = reads + statuses * (reads /* add */ + reads /* read */ + reads /* remove */ + 1);
+   const unsigned expected =
+      reads + kFaultStatusCount * (reads /* add */ + reads /* read */ + reads /* remove */ + 1);
    EXPECT_EQ(CheckEveryFault(TwoGroups(), kGroupNames), expected);
 }
 
