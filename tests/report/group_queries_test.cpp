@@ -405,8 +405,8 @@ TEST(VmmAllocation, SurvivesEveryFault)
    RunOptions options;
    options.executable = QUERY_PROGRAM;
    EXPECT_EQ(CheckEveryFault(VmWithChildren(), {"vmmAlloc", std::to_string(kGroup)}, nullptr, options),
-             5 /* creates */ + kFaultStatusCount * (5 /* adds */ + 5 /* removes */ + 4 /* reads */ +
-                                                    1 /* listing */ + 2 /* child IDs */));
+             5 /* creates */ + kFaultsPerCall * (5 /* adds */ + 5 /* removes */ + 4 /* reads */ +
+                                                 1 /* listing */ + 2 /* child IDs */));
 }
 
 } // namespace

@@ -186,7 +186,7 @@ TEST(TraverseGroups, SurvivesEveryFault)
    options.executable = QUERY_PROGRAM;
    EXPECT_EQ(CheckEveryFault(Tree(), {"walk", "0", "12", "0"}, nullptr, options),
              8 /* creates */ +
-                kFaultStatusCount * (8 /* adds */ + 8 /* removes */ + 8 /* listings */ + 7 /* child IDs */));
+                kFaultsPerCall * (8 /* adds */ + 8 /* removes */ + 8 /* listings */ + 7 /* child IDs */));
 }
 
 } // namespace

@@ -256,7 +256,13 @@ std::vector<Fault> PossibleFaults(const RunResult &clean)
       const unsigned call = ++calls[operation];
       const bool givesNull =
          operation.starts_with("Nevra_ParamListCreate") || operation == "Nevra_ParamListGetParam";
-      for (const NevraStatus status : givesNull ? std::vector<NevraStatus>{NEVRA_FAILURE} : kFaultStatuses) {
+      std::vector<NevraStatus> statuses = kFaultStatuses;
+      if (givesNull) {
+         statuses = {NEVRA_FAILURE};
+      } else if (kAreFaultsSampled) {
+         statuses = {kFaultStatuses[call % kFaultStatuses.size()]};
+      }
+      for (const NevraStatus status : statuses) {
          faults.push_back({operation, call, status, i, clean.trace[i]});
       }
    }

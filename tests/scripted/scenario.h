@@ -272,7 +272,8 @@ struct ExpectedFault {
 };
 
 // The statuses with which each call is made to fail. Under the address sanitizer, where a process takes
-// fifteen times as long to start, only "Not found", which several reads pass over, and one that none does.
+// fifteen times as long to start, each call fails with one only, by turns "Not found", which several reads
+// pass over, and one that none does.
 #ifdef __SANITIZE_ADDRESS__
 inline const std::vector<NevraStatus> kFaultStatuses = {0xbad0003, 0xbad0007};
 inline constexpr bool kAreFaultsSampled = true;
@@ -281,7 +282,7 @@ inline const std::vector<NevraStatus> kFaultStatuses = {0xbad0001, 0xbad0003, 0x
                                                         0xbad0031};
 inline constexpr bool kAreFaultsSampled = false;
 #endif
-inline const unsigned kFaultStatusCount = static_cast<unsigned>(kFaultStatuses.size());
+inline const unsigned kFaultsPerCall = kAreFaultsSampled ? 1 : static_cast<unsigned>(kFaultStatuses.size());
 
 // The operations that are made to fail. GetParam and the creates give null.
 inline const std::vector<std::string> kFallibleOperations = {"Nevra_ParamListCreate",
@@ -301,9 +302,9 @@ inline const std::vector<std::string> kFallibleOperations = {"Nevra_ParamListCre
                                                              "Nevra_GetInstanceListAllocHint"};
 
 // Runs the scenario once without a fault, then again and again, each time with one of the fallible calls of
-// that first run failing, with each of the statuses in turn. Of every run it checks that it ran cleanly, that
+// that first run failing, with each of the statuses. Of every run it checks that it ran cleanly, that
 // all calls before the fault are those of the first run, and what `expect` asks for, if given.
-// Returns the number of faulty runs: one for each call that gives null, kFaultStatusCount for each other.
+// Returns the number of faulty runs: one for each call that gives null, kFaultsPerCall for each other.
 unsigned CheckEveryFault(const Scenario &scenario, const std::vector<std::string> &arguments,
                          const std::function<ExpectedFault(const Fault &)> &expect = nullptr,
                          const RunOptions &options = {});

@@ -90,7 +90,7 @@ TEST(ScriptedPlatform, InjectsEveryFaultOnce)
    // Per group: a listing, seven reads; each makes a list and adds a key; a child ID is read once.
    const unsigned reads = 2 * 8;
    const unsigned expected =
-      reads + kFaultStatusCount * (reads /* add */ + reads /* read */ + reads /* remove */ + 1);
+      reads + kFaultsPerCall * (reads /* add */ + reads /* read */ + reads /* remove */ + 1);
    EXPECT_EQ(CheckEveryFault(TwoGroups(), kGroupNames), expected);
 }
 

@@ -795,15 +795,15 @@ TEST(GroupStats, ReportsEveryFaultOfOneGroup)
    };
    const unsigned faults =
       CheckEveryFault(OneGroup(), {"-r", "group-stats", "-q", "-g", "7", "-s", "gid"}, expect);
-   EXPECT_EQ(faults, 8 /* creates */ + kFaultStatusCount *
-                                          (8 /* adds */ + 8 /* removes */ + 7 /* reads */ + 1 /* listing */));
+   EXPECT_EQ(faults, 8 /* creates */ +
+                        kFaultsPerCall * (8 /* adds */ + 8 /* removes */ + 7 /* reads */ + 1 /* listing */));
 }
 
 TEST(GroupStats, SurvivesEveryFaultOfATree)
 {
    EXPECT_EQ(CheckEveryFault(Tree(), {"-r", "group-stats", "-t", "-v", "-u", "mb"}),
-             5 * 8 + kFaultStatusCount * (5 * 8 /* adds */ + 5 * 8 /* removes */ + 5 * 7 /* reads */ +
-                                          5 /* listings */ + 4 /* child IDs */));
+             5 * 8 + kFaultsPerCall * (5 * 8 /* adds */ + 5 * 8 /* removes */ + 5 * 7 /* reads */ +
+                                       5 /* listings */ + 4 /* child IDs */));
 }
 
 TEST(GroupStats, ReturnsTheStatusOfTheLastChildRead)

@@ -368,7 +368,7 @@ TEST(CompStats, EndsAtEveryFault)
       return expected;
    });
    EXPECT_EQ(creates, 7U);
-   EXPECT_EQ(faults, 7 + kFaultStatusCount * (7 /* reads */ + 5 /* names */));
+   EXPECT_EQ(faults, 7 + kFaultsPerCall * (7 /* reads */ + 5 /* names */));
 }
 
 TEST(CompStats, ReadsNothingMoreAfterAFault)

@@ -165,7 +165,7 @@ TEST(PShareStats, PrintsNothingWhenTheReadFails)
                               ""};
       };
    };
-   const unsigned faults = 1 /* create */ + kFaultStatusCount /* the read */;
+   const unsigned faults = 1 /* create */ + kFaultsPerCall /* the read */;
    EXPECT_EQ(CheckEveryFault(With(kStats), {"-r", "pshare-stats"}, expect("KelmarPShareGetStats")), faults);
    EXPECT_EQ(CheckEveryFault(With(kStats), {"-r", "pshareHint-stats"}, expect("KelmarPShareHintGetStats")),
              faults);
