@@ -22,6 +22,7 @@ struct NodeAnswers {
    bool listsFit = false;
    bool hasUnshownTexts = false; // in its records; known when they are trusted
    Trust trust = Trust::Unknown;
+   uint64_t listings = 0; // answered, of a node whose instances list instances of their own kind
 };
 
 // Calls visit(text, size) for the text fields of a record, until one says false.
@@ -76,6 +77,21 @@ void ShowTexts(const RecordLayout &layout, void *record)
       StoreShownText(reinterpret_cast<char *>(at), size, text);
       return true;
    });
+}
+
+// Whether a walk down a tree that is asked for now might have no end: its lists have been asked for often
+// enough for many walks, and name an instance twice. Where each is in one list only, a walk that goes 12
+// levels deep meets it 12 times at most. Looked at once.
+bool IsEndlessTree(const NevraNodeDef &node, NodeAnswers *answers)
+{
+   constexpr uint64_t kWalks = 16;
+   if (node.listKeys.size() != 1 || node.listKeys[0] != node.listed ||
+       ++answers->listings != kWalks * answers->node->listKeys.count) {
+      return false;
+   }
+   std::vector<uint64_t> values(answers->node->listValues.begin(), answers->node->listValues.end());
+   std::ranges::sort(values);
+   return std::ranges::adjacent_find(values) != values.end();
 }
 
 class SnapshotSource : public Source {
@@ -309,6 +325,12 @@ NevraStatus SnapshotSource::List(const NevraNodeDef &node, const Nevra_ParamList
    std::span<const uint64_t> values;
    if (!ListAt(found, position, &values)) {
       return Refuse(*answers, "a list lies outside the values");
+   }
+   // No damage: a list may name an instance twice if the capture saw it move.
+   if (IsEndlessTree(node, answers)) {
+      answers->trust = Trust::Broken;
+      Warning("%s: %s: its tree has no end\n", name.c_str(), node.path);
+      return NEVRA_READ_ERROR;
    }
    const uint32_t room = instances.capacity - instances.Used();
    const size_t count = std::min<size_t>(values.size(), room);

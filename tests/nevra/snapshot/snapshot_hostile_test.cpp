@@ -145,6 +145,39 @@ TEST(SnapshotHostile, ListsThatPointOutsideTheirValuesAreRefused)
    }
 }
 
+// The lists of 0 and 3 are asked for, by turns, until one is refused; gives the number of answers.
+unsigned AnswersBeforeRefusal(nevra::Source &source, unsigned most)
+{
+   unsigned answers = 0;
+   while (answers < most && AskList(source, NodeId::sched_groups_members_groups,
+                                    {answers % 2 == 0 ? 0 : 3}) != Status(NEVRA_READ_ERROR)) {
+      answers++;
+   }
+   return answers;
+}
+
+TEST(SnapshotHostile, GroupsThatListAGroupTwiceAreNotWalkedForEver)
+{
+   const auto source = OpenBytes(Forge([](SnapshotT *root) { NodeOf(root, kGroups)->list_values = {0, 0}; }));
+   testing::internal::CaptureStderr();
+   // Two lists, sixteen times each.
+   EXPECT_EQ(AnswersBeforeRefusal(*source, 1000), 31U);
+   EXPECT_EQ(AnswersBeforeRefusal(*source, 1000), 0U);
+   EXPECT_EQ(testing::internal::GetCapturedStderr(),
+             "small: sched/groups/members/groups: its tree has no end\n");
+}
+
+TEST(SnapshotHostile, GroupsThatAreListedOnceAreWalkedAsOftenAsAsked)
+{
+   EXPECT_EQ(AnswersBeforeRefusal(*OpenBytes(SmallSnapshot()), 1000), 1000U);
+   // A group that is its own child is met once a level.
+   EXPECT_EQ(AnswersBeforeRefusal(*OpenBytes(Forge([](SnapshotT *root) {
+                NodeOf(root, kGroups)->list_values = {0, 3};
+             })),
+                                  1000),
+             1000U);
+}
+
 TEST(SnapshotHostile, ListThatPointsOutsideTheTextsIsRefused)
 {
    const auto bytes = Forge([](SnapshotT *root) { NodeOf(root, kPools)->list_values[1] = 1000; });
