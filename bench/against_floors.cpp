@@ -26,7 +26,7 @@ void MeasureGroupStats(const Places &places, const char *order, bool csv)
 {
    std::vector<std::string> report = {"group-stats"};
    if (csv) {
-      report.push_back("-q");
+      report.emplace_back("-q");
    }
    const Contender hostmem = {HostmemOnSnapshot(places, kGroups, order, report), places.work + "/output"};
    RunOnce(hostmem.command, hostmem.outputPath);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 
+#include <fcntl.h>
 #include <getopt.h>
 #include <unistd.h>
 
@@ -91,6 +92,17 @@ bool CheckDefinitions(bool force)
    return force;
 }
 
+// A file that is opened in the place of a standard stream that is closed would get what is meant for that.
+// What takes the place instead is not for writing, so that output still fails.
+void HoldStandardStreams()
+{
+   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; stream++) {
+      if (fcntl(stream, F_GETFD) < 0) {
+         open("/dev/null", O_RDONLY); // the lowest that is free
+      }
+   }
+}
+
 // A terminal gets each line as it comes; a file or a pipe gets a large report in large pieces.
 void BufferStandardOutput()
 {
@@ -145,6 +157,7 @@ void EndWithoutMemory()
 int main(int argc, char **argv)
 {
    std::set_new_handler(EndWithoutMemory);
+   HoldStandardStreams();
    BufferStandardOutput();
    const int exitStatus = Run(argc, argv);
    return OutputArrived() ? exitStatus : kFailure;

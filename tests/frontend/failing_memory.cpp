@@ -60,16 +60,16 @@ void *malloc(size_t size)
    return IsTheOne() ? nullptr : next(size);
 }
 
-void *calloc(size_t count, size_t size)
+void *calloc(size_t nmemb, size_t size)
 {
    static const auto next = Next<void *(size_t, size_t)>("calloc");
-   return IsTheOne() ? nullptr : next(count, size);
+   return IsTheOne() ? nullptr : next(nmemb, size);
 }
 
-void *realloc(void *block, size_t size)
+void *realloc(void *ptr, size_t size)
 {
    static const auto next = Next<void *(void *, size_t)>("realloc");
-   return IsTheOne() ? nullptr : next(block, size);
+   return IsTheOne() ? nullptr : next(ptr, size);
 }
 
 } // extern "C"

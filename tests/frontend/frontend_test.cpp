@@ -419,6 +419,17 @@ TEST(FrontEnd, SaysNothingOfAFullDiskWhenThereIsNoOutput)
    EXPECT_EQ(run.exitStatus, 1);
 }
 
+TEST(FrontEnd, FailsWhenStandardOutputIsClosed)
+{
+   RunOptions options;
+   options.program = kProgram;
+   options.closedStreams = {STDIN_FILENO, STDOUT_FILENO};
+   const RunResult run = RunHostmem(Host(), {"-r", "group-stats", "-q"}, options);
+   EXPECT_THAT(run, RanCleanly());
+   EXPECT_EQ(run.err, "Couldn't write the output: Bad file descriptor\n");
+   EXPECT_EQ(run.exitStatus, 1);
+}
+
 TEST(FrontEnd, IsEndedByThePipeThatNobodyReads)
 {
    const RunResult run = RunInto(PipeWithoutReader(), Host(), {"-r", "group-stats", "-q"});

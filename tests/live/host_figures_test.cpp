@@ -139,7 +139,7 @@ std::optional<std::string> CachesThatStoodStill(const std::string &before, const
    size_t count = 0;
    std::istringstream textBefore(before);
    for (std::string line; std::getline(textBefore, line);) {
-      if (linesAfter.count(line) != 0) {
+      if (linesAfter.contains(line)) {
          still += line + '\n';
          count++;
       }

@@ -103,6 +103,9 @@ Child Start(const std::vector<std::string> &arguments, const std::string &script
    if (process == 0) {
       dup2(options.standardOutput >= 0 ? options.standardOutput : out[1], STDOUT_FILENO);
       dup2(err[1], STDERR_FILENO);
+      for (const int stream : options.closedStreams) {
+         close(stream);
+      }
       if (options.workingDirectory.empty() || chdir(options.workingDirectory.c_str()) == 0) {
          execve(executable.c_str(), argv.data(), envp.data());
       }

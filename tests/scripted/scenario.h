@@ -207,6 +207,7 @@ struct RunOptions {
    std::string program;                  // argv[0]; empty: the path of what is run
    std::string executable;               // another program that uses the platform; empty: hostmem
    int standardOutput = -1;              // a descriptor to write to; -1: a pipe, whose text is gathered
+   std::vector<int> closedStreams;       // standard streams that are not open
 };
 
 struct RunResult {

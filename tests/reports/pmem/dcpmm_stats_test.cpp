@@ -170,11 +170,11 @@ class DcpmmStats : public testing::Test {
    }
    ~DcpmmStats() override { std::filesystem::remove_all(folder); }
 
-   RunResult Run(const Scenario &scenario, const std::vector<std::string> &options = {})
+   RunResult Run(const Scenario &scenario, const std::vector<std::string> &options = {},
+                 RunOptions runOptions = {})
    {
       std::vector<std::string> arguments = {"-r", "dcpmm-stats"};
       arguments.insert(arguments.end(), options.begin(), options.end());
-      RunOptions runOptions;
       runOptions.workingDirectory = folder;
       return RunHostmem(scenario, arguments, runOptions);
    }
@@ -434,6 +434,17 @@ TEST_F(DcpmmStats, NoticesThatTheFileCannotBeWritten)
    EXPECT_EQ(run.out, kAnnouncement + "\nITERATION 1 COMPLETED\n\n Cannot Write report output file");
    EXPECT_EQ(run.exitStatus, 1);
    EXPECT_THAT(run, RanCleanly());
+}
+
+// The file does not take the place of the stream, and get what is meant for that.
+TEST_F(DcpmmStats, KeepsItsFileCleanWhenStandardOutputIsClosed)
+{
+   RunOptions closed;
+   closed.closedStreams = {STDIN_FILENO, STDOUT_FILENO};
+   const RunResult run = Run(Sockets({{0, 24}}), {}, closed);
+   EXPECT_EQ(run.err, "Couldn't write the output: Bad file descriptor\n");
+   EXPECT_EQ(run.exitStatus, 1);
+   EXPECT_EQ(Contents(kFileName), Heading(1) + FileLines(1) + "\nITERATION 1 COMPLETED\n" + kRule);
 }
 
 TEST_F(DcpmmStats, OverwritesAFileOfTheSameName)
