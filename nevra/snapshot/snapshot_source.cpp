@@ -57,19 +57,22 @@ bool HoldsTexts(const RecordLayout &layout)
    });
 }
 
-// Whether a text of a node's records could steer a terminal. Who made the snapshot chose them.
+// Whether a text of a node's records could steer a terminal, or has no end. Who made the snapshot chose them.
 bool HasUnshownTexts(const RecordLayout &layout, const SnapshotNode &node)
 {
    bool areShown = true;
    const size_t count = HoldsTexts(layout) ? node.keys.count : 0;
    for (size_t i = 0; areShown && i < count; i++) {
-      areShown = ForEachText(layout, node.records.data() + i * node.recordSize,
-                             [](const uint8_t *at, uint32_t size) { return IsShownText(TextOf(at, size)); });
+      areShown =
+         ForEachText(layout, node.records.data() + i * node.recordSize, [](const uint8_t *at, uint32_t size) {
+            const std::string_view text = TextOf(at, size);
+            return text.size() < size && IsShownText(text);
+         });
    }
    return !areShown;
 }
 
-// Makes the texts of a record fit to be shown.
+// Makes the texts of a record fit to be shown, and ends them.
 void ShowTexts(const RecordLayout &layout, void *record)
 {
    ForEachText(layout, static_cast<uint8_t *>(record), [](uint8_t *at, uint32_t size) {

@@ -231,9 +231,12 @@ TEST(SnapshotHostile, NamesAreReadWithoutWhatSteersATerminal)
 
 TEST(SnapshotHostile, NameWithoutAnEndIsCutOff)
 {
-   const auto bytes = Forge([](SnapshotT *root) { std::ranges::fill(NodeOf(root, kName)->records, '\x1b'); });
-   EXPECT_EQ(AskRecord(*OpenBytes(bytes), NodeId::sched_groups_groupName, {0}),
-             GroupNameBytes(std::string(sizeof(GroupNameRecord) - 1, '?').c_str()));
+   for (const auto &[filled, shown] : {std::pair('\x1b', '?'), {'g', 'g'}}) {
+      const auto bytes =
+         Forge([filled](SnapshotT *root) { std::ranges::fill(NodeOf(root, kName)->records, filled); });
+      EXPECT_EQ(AskRecord(*OpenBytes(bytes), NodeId::sched_groups_groupName, {0}),
+                GroupNameBytes(std::string(sizeof(GroupNameRecord) - 1, shown).c_str()));
+   }
 }
 
 TEST(SnapshotHostile, ListedNameThatSteersATerminalIsRefused)
