@@ -4,7 +4,7 @@
 JOBS ?= 2
 RELEASE := build/release
 
-.PHONY: all run test test-packages install uninstall deb sanitizers bench newcomer fuzz coverage format lint lint-quick clean
+.PHONY: all run test test-packages install uninstall deb sanitizers bench newcomer fuzz fuzz-targets coverage format lint lint-quick clean
 
 all: packages-build
 	@cmake --preset release -DHOSTMEM_TESTS=OFF >/dev/null
@@ -64,10 +64,12 @@ newcomer: packages-deb-test deb
 # Builds the fuzz targets and runs each for FUZZ_SECONDS, FUZZ_JOBS of them at a time.
 FUZZ_SECONDS ?= 60
 FUZZ_JOBS ?= $(shell nproc)
-fuzz: packages-fuzz
+fuzz: fuzz-targets
+	fuzz/run build/fuzz $(FUZZ_SECONDS) $(FUZZ_JOBS)
+
+fuzz-targets: packages-fuzz
 	@cmake --preset fuzz
 	@cmake --build --preset fuzz -j $(JOBS)
-	fuzz/run build/fuzz $(FUZZ_SECONDS) $(FUZZ_JOBS)
 
 # Every test, then the lines and branches that ran, per file; fails below the marks of tests/coverage. The counts
 # start anew, and the build repeats what it makes with its own programs: the manuals, the completions, the samples.
