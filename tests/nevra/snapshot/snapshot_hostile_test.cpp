@@ -233,7 +233,7 @@ TEST(SnapshotHostile, NameWithoutAnEndIsCutOff)
 {
    for (const auto &[filled, shown] : {std::pair('\x1b', '?'), {'g', 'g'}}) {
       const auto bytes =
-         Forge([filled](SnapshotT *root) { std::ranges::fill(NodeOf(root, kName)->records, filled); });
+         Forge([byte = filled](SnapshotT *root) { std::ranges::fill(NodeOf(root, kName)->records, byte); });
       EXPECT_EQ(AskRecord(*OpenBytes(bytes), NodeId::sched_groups_groupName, {0}),
                 GroupNameBytes(std::string(sizeof(GroupNameRecord) - 1, shown).c_str()));
    }
