@@ -67,6 +67,7 @@ FUZZ_JOBS ?= $(shell nproc)
 fuzz: fuzz-targets
 	fuzz/run build/fuzz $(FUZZ_SECONDS) $(FUZZ_JOBS)
 
+# Builds them alone.
 fuzz-targets: packages-fuzz
 	@cmake --preset fuzz
 	@cmake --build --preset fuzz -j $(JOBS)

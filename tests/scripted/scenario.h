@@ -303,8 +303,8 @@ inline const std::vector<std::string> kFallibleOperations = {"Nevra_ParamListCre
                                                              "Nevra_GetInstanceListAllocHint"};
 
 // Runs the scenario once without a fault, then again and again, each time with one of the fallible calls of
-// that first run failing, with each of the statuses. Of every run it checks that it ran cleanly, that
-// all calls before the fault are those of the first run, and what `expect` asks for, if given.
+// that first run failing, with each of the statuses, or one by turns. Of every run it checks that it ran
+// cleanly, that all calls before the fault are those of the first run, and what `expect` asks for, if given.
 // Returns the number of faulty runs: one for each call that gives null, kFaultsPerCall for each other.
 unsigned CheckEveryFault(const Scenario &scenario, const std::vector<std::string> &arguments,
                          const std::function<ExpectedFault(const Fault &)> &expect = nullptr,
