@@ -98,100 +98,50 @@ template <size_t N> struct PathText {
    }
 };
 
-#define NEVRA_PATH(node) static constexpr PathText kPath_##node(#node);
+#define NEVRA_PATH(node, ...) static constexpr PathText kPath_##node(#node);
 NEVRA_NODES(NEVRA_PATH)
 
-template <typename Record>
-constexpr NevraNodeDef RecordNode(NodeId id, const char *path, std::span<const KeyDomain> keys,
-                                  bool settable = false)
+// What a row of NEVRA_NODES says of a node besides its name.
+struct NodeForm {
+   std::span<const KeyDomain> recordKeys;
+   const RecordLayout *record;
+   std::span<const KeyDomain> listKeys;
+   KeyDomain listed;
+   bool settable;
+};
+
+constexpr NodeForm Lists(std::span<const KeyDomain> keys, KeyDomain listed)
 {
-   return {id, path, keys, &LayoutOf<Record>::kLayout, kNone, KeyDomain::None, settable};
+   return {kNone, nullptr, keys, listed, false};
 }
 
-constexpr NevraNodeDef ListNode(NodeId id, const char *path, std::span<const KeyDomain> keys,
-                                KeyDomain listed)
+template <typename Record> constexpr NodeForm Records(std::span<const KeyDomain> keys)
 {
-   return {id, path, kNone, nullptr, keys, listed, false};
+   return {keys, &LayoutOf<Record>::kLayout, kNone, KeyDomain::None, false};
 }
 
-// A node whose listing gives the last key of its records.
-template <typename Record>
-constexpr NevraNodeDef ListedRecordNode(NodeId id, const char *path, std::span<const KeyDomain> keys)
+template <typename Record> constexpr NodeForm ListedRecords(std::span<const KeyDomain> keys)
 {
-   return {id, path, keys, &LayoutOf<Record>::kLayout, keys.first(keys.size() - 1), keys.back(), false};
+   return {keys, &LayoutOf<Record>::kLayout, keys.first(keys.size() - 1), keys.back(), false};
 }
 
-#define NODE(node) NodeId::node, kPath_##node.text
+template <typename Record> constexpr NodeForm Settable(std::span<const KeyDomain> keys)
+{
+   return {keys, &LayoutOf<Record>::kLayout, kNone, KeyDomain::None, true};
+}
+
+constexpr NevraNodeDef MakeNode(NodeId id, const char *path, NodeForm form)
+{
+   return {id, path, form.recordKeys, form.record, form.listKeys, form.listed, form.settable};
+}
+
+#define NEVRA_NODE_ROW(node, ...) MakeNode(NodeId::node, kPath_##node.text, __VA_ARGS__),
 
 } // namespace
 
-constexpr NevraNodeDef kDefinitionTable[kNodeCount] = {
-   ListNode(NODE(sched_groups_members_groups), kGroup, KeyDomain::Group),
-   ListNode(NODE(sched_groups_members_memClients), kGroup, KeyDomain::MemClient),
-   RecordNode<GroupNameRecord>(NODE(sched_groups_groupName), kGroup),
-   RecordNode<GroupTagRecord>(NODE(sched_groups_groupTag), kGroup),
-   RecordNode<ParentGroupIDRecord>(NODE(sched_groups_parentGroupID), kGroup),
-   RecordNode<GroupFlagsRecord>(NODE(sched_groups_groupFlags), kGroup),
-   RecordNode<GroupLeaderIDRecord>(NODE(sched_groups_groupLeaderID), kGroup),
-   RecordNode<GroupAllocRecord>(NODE(sched_groups_memAllocationInKB), kGroup),
-   RecordNode<GroupCapacityRecord>(NODE(sched_groups_stats_capacity), kGroup),
-   RecordNode<GroupMemoryStatsRecord>(NODE(sched_groups_stats_memoryStats), kGroup),
-   RecordNode<TotalCommonStatsRecord>(NODE(sched_memClients_kelmar_totalCommon), kMemClient),
-   RecordNode<VmmStatsRecord>(NODE(sched_memClients_kelmar_vmm), kGroupLeader),
-   RecordNode<UwStatsRecord>(NODE(sched_memClients_kelmar_uw), kGroupLeader),
-   RecordNode<GuestStatsRecord>(NODE(sched_memClients_kelmar_guest), kGroupLeader),
-   RecordNode<SwapInfoRecord>(NODE(sched_memClients_swapInfo), kVmmLeader),
-   RecordNode<MemzipInfoRecord>(NODE(sched_memClients_memzipInfo), kGroupLeader),
-   ListedRecordNode<RemapStatsRecord>(NODE(sched_memClients_remapTypes), kMemClientRemapType),
-   RecordNode<VmmLeaderIDRecord>(NODE(worldGroups_vmmLeaderID), kGroupLeader),
-   RecordNode<VmmGroupInfoRecord>(NODE(vm_vmmGroupInfo), kVmmLeader),
-   RecordNode<CompMemMapStats>(NODE(memory_comprehensive), kNone),
-   RecordNode<MemInfoRecord>(NODE(memory_memInfo), kNone),
-   RecordNode<MemNodeInfo>(NODE(memory_memNodes), kMemNode),
-   RecordNode<PShareStats>(NODE(memory_pshare_stats), kNone),
-   RecordNode<VmLPageRecord>(NODE(memory_lpage_vmLPage), kVmmLeader),
-   RecordNode<LPagePoolRecord>(NODE(memory_lpage_nodeList_psharePool), kMemNode),
-   ListedRecordNode<LPagePoolRecord>(NODE(memory_lpage_nodeList_vmPools), kMemNodePool),
-   RecordNode<GlobalMemSchedInfo>(NODE(sched_globalStats_memory_kelmar), kNone),
-   RecordNode<MemStateTransitions>(NODE(sched_globalStats_memory_stateTransitions), kMemState),
-   RecordNode<NumVMsRecord>(NODE(sched_globalStats_numVMs), kNone),
-   ListNode(NODE(system_buddy), kNone, KeyDomain::Buddy),
-   RecordNode<BuddyComprehensiveInfo>(NODE(system_buddy_comprehensive), kBuddy),
-   ListNode(NODE(system_heaps), kNone, KeyDomain::Heap),
-   RecordNode<HeapStatsRecord>(NODE(system_heaps_stats), kHeap),
-   ListNode(NODE(memory_pmem_volumes), kNone, KeyDomain::PMemVolume),
-   RecordNode<PMemVolumeInfoRecord>(NODE(memory_pmem_volumes_info), kVolume),
-   ListedRecordNode<PMemExtentRecord>(NODE(memory_pmem_volumes_extents), kVolumeExtent),
-   RecordNode<PMemRegionStoreRecord>(NODE(memory_pmem_volumes_regionStore_info), kVolume),
-   RecordNode<PMemCleanRecord>(NODE(memory_pmem_volumes_regionStore_isClean), kVolume),
-   ListNode(NODE(memory_pmem_volumes_regionStore_regions), kVolume, KeyDomain::PMemRegion),
-   RecordNode<PMemRegionRecord>(NODE(memory_pmem_volumes_regionStore_regions_info), kVolumeRegion),
-   ListedRecordNode<PMemRegionNumaRecord>(NODE(memory_pmem_volumes_regionStore_regions_numaAllocInfo),
-                                          kVolumeRegionNuma),
-   RecordNode<CpuInfoRecord>(NODE(hardware_cpu_cpuList), kCpu),
-   ListNode(NODE(hardware_nvd_dimm), kNone, KeyDomain::Dimm),
-   ListNode(NODE(hardware_pci_seg), kNone, KeyDomain::PciSegment),
-   ListNode(NODE(hardware_pci_seg_bus), kPciSegment, KeyDomain::PciBus),
-   ListNode(NODE(hardware_pci_seg_bus_slot), kPciBus, KeyDomain::PciSlot),
-   ListNode(NODE(hardware_pci_seg_bus_slot_func), kPciSlot, KeyDomain::PciFunction),
-   RecordNode<PciConfigHeaderRecord>(NODE(hardware_pci_seg_bus_slot_func_pciConfigHeader), kPciFunction),
-   RecordNode<PciConfigRegRecord>(NODE(hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr), kPciRegister,
-                                  true),
-};
+constexpr NevraNodeDef kDefinitionTable[kNodeCount] = {NEVRA_NODES(NEVRA_NODE_ROW)};
 
 namespace {
-
-constexpr bool InNodeIdOrder()
-{
-   size_t expected = 0;
-   for (const NevraNodeDef &definition : kDefinitionTable) {
-      if (static_cast<size_t>(definition.id) != expected++) {
-         return false;
-      }
-   }
-   return true;
-}
-static_assert(InNodeIdOrder(), "the table is indexed by NodeId");
 
 void AppendKeys(std::string &text, std::span<const KeyDomain> keys)
 {

@@ -69,60 +69,68 @@ bool IsTextKey(KeyDomain domain);
 // The name of a domain in messages and in the readable form of a snapshot.
 const char *KeyDomainName(KeyDomain domain);
 
-// Every node, in the order of the table: the part of its identifier behind NEVRA_NODE_.
-#define NEVRA_NODES(NODE)                                                                                    \
-   NODE(sched_groups_members_groups)                                                                         \
-   NODE(sched_groups_members_memClients)                                                                     \
-   NODE(sched_groups_groupName)                                                                              \
-   NODE(sched_groups_groupTag)                                                                               \
-   NODE(sched_groups_parentGroupID)                                                                          \
-   NODE(sched_groups_groupFlags)                                                                             \
-   NODE(sched_groups_groupLeaderID)                                                                          \
-   NODE(sched_groups_memAllocationInKB)                                                                      \
-   NODE(sched_groups_stats_capacity)                                                                         \
-   NODE(sched_groups_stats_memoryStats)                                                                      \
-   NODE(sched_memClients_kelmar_totalCommon)                                                                 \
-   NODE(sched_memClients_kelmar_vmm)                                                                         \
-   NODE(sched_memClients_kelmar_uw)                                                                          \
-   NODE(sched_memClients_kelmar_guest)                                                                       \
-   NODE(sched_memClients_swapInfo)                                                                           \
-   NODE(sched_memClients_memzipInfo)                                                                         \
-   NODE(sched_memClients_remapTypes)                                                                         \
-   NODE(worldGroups_vmmLeaderID)                                                                             \
-   NODE(vm_vmmGroupInfo)                                                                                     \
-   NODE(memory_comprehensive)                                                                                \
-   NODE(memory_memInfo)                                                                                      \
-   NODE(memory_memNodes)                                                                                     \
-   NODE(memory_pshare_stats)                                                                                 \
-   NODE(memory_lpage_vmLPage)                                                                                \
-   NODE(memory_lpage_nodeList_psharePool)                                                                    \
-   NODE(memory_lpage_nodeList_vmPools)                                                                       \
-   NODE(sched_globalStats_memory_kelmar)                                                                     \
-   NODE(sched_globalStats_memory_stateTransitions)                                                           \
-   NODE(sched_globalStats_numVMs)                                                                            \
-   NODE(system_buddy)                                                                                        \
-   NODE(system_buddy_comprehensive)                                                                          \
-   NODE(system_heaps)                                                                                        \
-   NODE(system_heaps_stats)                                                                                  \
-   NODE(memory_pmem_volumes)                                                                                 \
-   NODE(memory_pmem_volumes_info)                                                                            \
-   NODE(memory_pmem_volumes_extents)                                                                         \
-   NODE(memory_pmem_volumes_regionStore_info)                                                                \
-   NODE(memory_pmem_volumes_regionStore_isClean)                                                             \
-   NODE(memory_pmem_volumes_regionStore_regions)                                                             \
-   NODE(memory_pmem_volumes_regionStore_regions_info)                                                        \
-   NODE(memory_pmem_volumes_regionStore_regions_numaAllocInfo)                                               \
-   NODE(hardware_cpu_cpuList)                                                                                \
-   NODE(hardware_nvd_dimm)                                                                                   \
-   NODE(hardware_pci_seg)                                                                                    \
-   NODE(hardware_pci_seg_bus)                                                                                \
-   NODE(hardware_pci_seg_bus_slot)                                                                           \
-   NODE(hardware_pci_seg_bus_slot_func)                                                                      \
-   NODE(hardware_pci_seg_bus_slot_func_pciConfigHeader)                                                      \
-   NODE(hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr)
+// Every node: the part of its identifier after NEVRA_NODE_, from which its path is made, and what it is. This
+// is the only list; a new node is a row here. definitions.cpp has the key lists and explains the forms.
+//
+//   Lists(keys, domain)           a listing of the domain's values below the keys
+//   Records<Record>(keys)         a record for the instance that the keys address
+//   ListedRecords<Record>(keys)   the same, and a listing of the last key's values below the other keys
+//   Settable<Record>(keys)        a record that takes Nevra_Set as well
+// clang-format off
+#define NEVRA_NODES(NODE)                                                                                                \
+   NODE(sched_groups_members_groups, Lists(kGroup, KeyDomain::Group))                                                    \
+   NODE(sched_groups_members_memClients, Lists(kGroup, KeyDomain::MemClient))                                            \
+   NODE(sched_groups_groupName, Records<GroupNameRecord>(kGroup))                                                        \
+   NODE(sched_groups_groupTag, Records<GroupTagRecord>(kGroup))                                                          \
+   NODE(sched_groups_parentGroupID, Records<ParentGroupIDRecord>(kGroup))                                                \
+   NODE(sched_groups_groupFlags, Records<GroupFlagsRecord>(kGroup))                                                      \
+   NODE(sched_groups_groupLeaderID, Records<GroupLeaderIDRecord>(kGroup))                                                \
+   NODE(sched_groups_memAllocationInKB, Records<GroupAllocRecord>(kGroup))                                               \
+   NODE(sched_groups_stats_capacity, Records<GroupCapacityRecord>(kGroup))                                               \
+   NODE(sched_groups_stats_memoryStats, Records<GroupMemoryStatsRecord>(kGroup))                                         \
+   NODE(sched_memClients_kelmar_totalCommon, Records<TotalCommonStatsRecord>(kMemClient))                                \
+   NODE(sched_memClients_kelmar_vmm, Records<VmmStatsRecord>(kGroupLeader))                                              \
+   NODE(sched_memClients_kelmar_uw, Records<UwStatsRecord>(kGroupLeader))                                                \
+   NODE(sched_memClients_kelmar_guest, Records<GuestStatsRecord>(kGroupLeader))                                          \
+   NODE(sched_memClients_swapInfo, Records<SwapInfoRecord>(kVmmLeader))                                                  \
+   NODE(sched_memClients_memzipInfo, Records<MemzipInfoRecord>(kGroupLeader))                                            \
+   NODE(sched_memClients_remapTypes, ListedRecords<RemapStatsRecord>(kMemClientRemapType))                               \
+   NODE(worldGroups_vmmLeaderID, Records<VmmLeaderIDRecord>(kGroupLeader))                                               \
+   NODE(vm_vmmGroupInfo, Records<VmmGroupInfoRecord>(kVmmLeader))                                                        \
+   NODE(memory_comprehensive, Records<CompMemMapStats>(kNone))                                                           \
+   NODE(memory_memInfo, Records<MemInfoRecord>(kNone))                                                                   \
+   NODE(memory_memNodes, Records<MemNodeInfo>(kMemNode))                                                                 \
+   NODE(memory_pshare_stats, Records<PShareStats>(kNone))                                                                \
+   NODE(memory_lpage_vmLPage, Records<VmLPageRecord>(kVmmLeader))                                                        \
+   NODE(memory_lpage_nodeList_psharePool, Records<LPagePoolRecord>(kMemNode))                                            \
+   NODE(memory_lpage_nodeList_vmPools, ListedRecords<LPagePoolRecord>(kMemNodePool))                                     \
+   NODE(sched_globalStats_memory_kelmar, Records<GlobalMemSchedInfo>(kNone))                                             \
+   NODE(sched_globalStats_memory_stateTransitions, Records<MemStateTransitions>(kMemState))                              \
+   NODE(sched_globalStats_numVMs, Records<NumVMsRecord>(kNone))                                                          \
+   NODE(system_buddy, Lists(kNone, KeyDomain::Buddy))                                                                    \
+   NODE(system_buddy_comprehensive, Records<BuddyComprehensiveInfo>(kBuddy))                                             \
+   NODE(system_heaps, Lists(kNone, KeyDomain::Heap))                                                                     \
+   NODE(system_heaps_stats, Records<HeapStatsRecord>(kHeap))                                                             \
+   NODE(memory_pmem_volumes, Lists(kNone, KeyDomain::PMemVolume))                                                        \
+   NODE(memory_pmem_volumes_info, Records<PMemVolumeInfoRecord>(kVolume))                                                \
+   NODE(memory_pmem_volumes_extents, ListedRecords<PMemExtentRecord>(kVolumeExtent))                                     \
+   NODE(memory_pmem_volumes_regionStore_info, Records<PMemRegionStoreRecord>(kVolume))                                   \
+   NODE(memory_pmem_volumes_regionStore_isClean, Records<PMemCleanRecord>(kVolume))                                      \
+   NODE(memory_pmem_volumes_regionStore_regions, Lists(kVolume, KeyDomain::PMemRegion))                                  \
+   NODE(memory_pmem_volumes_regionStore_regions_info, Records<PMemRegionRecord>(kVolumeRegion))                          \
+   NODE(memory_pmem_volumes_regionStore_regions_numaAllocInfo, ListedRecords<PMemRegionNumaRecord>(kVolumeRegionNuma))   \
+   NODE(hardware_cpu_cpuList, Records<CpuInfoRecord>(kCpu))                                                              \
+   NODE(hardware_nvd_dimm, Lists(kNone, KeyDomain::Dimm))                                                                \
+   NODE(hardware_pci_seg, Lists(kNone, KeyDomain::PciSegment))                                                           \
+   NODE(hardware_pci_seg_bus, Lists(kPciSegment, KeyDomain::PciBus))                                                     \
+   NODE(hardware_pci_seg_bus_slot, Lists(kPciBus, KeyDomain::PciSlot))                                                   \
+   NODE(hardware_pci_seg_bus_slot_func, Lists(kPciSlot, KeyDomain::PciFunction))                                         \
+   NODE(hardware_pci_seg_bus_slot_func_pciConfigHeader, Records<PciConfigHeaderRecord>(kPciFunction))                    \
+   NODE(hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr, Settable<PciConfigRegRecord>(kPciRegister))
+// clang-format on
 
 enum class NodeId : uint8_t {
-#define NEVRA_NODE_ID(node) node,
+#define NEVRA_NODE_ID(node, ...) node,
    NEVRA_NODES(NEVRA_NODE_ID)
 #undef NEVRA_NODE_ID
 };
@@ -130,7 +138,7 @@ enum class NodeId : uint8_t {
 // The most keys that an instance has.
 inline constexpr size_t kMaxKeys = 6;
 
-#define NEVRA_COUNT_NODE(node) +1 // NOLINT(bugprone-macro-parentheses): a summand
+#define NEVRA_COUNT_NODE(node, ...) +1 // NOLINT(bugprone-macro-parentheses): a summand
 inline constexpr size_t kNodeCount = 0 NEVRA_NODES(NEVRA_COUNT_NODE);
 #undef NEVRA_COUNT_NODE
 

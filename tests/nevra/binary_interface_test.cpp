@@ -83,7 +83,7 @@ Names PlatformInterface()
                   "Nevra_CheckSig",
                   "Warning",
                   "Str_Strcpy"};
-#define NODE_NAME(node) names.insert("NEVRA_NODE_" #node);
+#define NODE_NAME(node, ...) names.insert("NEVRA_NODE_" #node);
    NEVRA_NODES(NODE_NAME)
 #undef NODE_NAME
    return names;

@@ -299,7 +299,7 @@ std::vector<std::string> WrongKeys(const std::string &right)
 }
 
 const NevraNode kIdentifiers[] = {
-#define IDENTIFIER(node) NEVRA_NODE_##node,
+#define IDENTIFIER(node, ...) NEVRA_NODE_##node,
    NEVRA_NODES(IDENTIFIER)
 #undef IDENTIFIER
 };

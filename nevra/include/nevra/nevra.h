@@ -54,7 +54,7 @@ enum {
 };
 
 /*
- * Node identifiers. Behind each: the keys of its record and the record's type, and what a listing of it
+ * Node identifiers. After each: the keys of its record and the record's type, and what a listing of it
  * takes and gives.
  */
 
