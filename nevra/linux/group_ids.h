@@ -8,7 +8,7 @@
 //   the VM's VMM         0x20000000 + pid    0x20000000 + pid
 //   the VM's emulator    0x60000000 + pid    0x60000000 + pid
 //
-// All fit in 31 bits, so that they can be typed behind -g. Each of the three groups of a VM has a leader of
+// All fit in 31 bits, so that they can be typed after -g. Each of the three groups of a VM has a leader of
 // its own: the emulator carries the VM's flag as well, and would give every VM a second row if the records of
 // a VM could be read under its leader.
 #ifndef NEVRA_LINUX_GROUP_IDS_H

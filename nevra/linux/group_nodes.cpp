@@ -297,13 +297,13 @@ NevraStatus ListMemberMemClients(LinuxHost &host, int64_t id, Nevra_ParamList &i
       return NEVRA_NOT_FOUND;
    }
    GroupLeaderIDRecord leader;
-   if (IsKernelThread(*group) || instances.IsFull() || ReadGroup(host, id, leader) != NEVRA_OK) {
+   if (IsKernelThread(*group) || instances.IsFull() || ReadGroupLeader(host, id, leader) != NEVRA_OK) {
       return NEVRA_OK;
    }
    return instances.AddInt(leader.leaderID);
 }
 
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupNameRecord &record)
+NevraStatus ReadGroupName(LinuxHost &host, int64_t id, GroupNameRecord &record)
 {
    const std::optional<Group> group = FindGroup(host, id);
    if (!group.has_value()) {
@@ -325,7 +325,7 @@ NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupNameRecord &record)
    return NEVRA_OK;
 }
 
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupTagRecord &record)
+NevraStatus ReadGroupTag(LinuxHost &host, int64_t id, GroupTagRecord &record)
 {
    const std::optional<Group> group = FindGroup(host, id);
    if (!group.has_value()) {
@@ -341,7 +341,7 @@ NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupTagRecord &record)
    return NEVRA_OK;
 }
 
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, ParentGroupIDRecord &record)
+NevraStatus ReadParentGroup(LinuxHost &host, int64_t id, ParentGroupIDRecord &record)
 {
    const std::optional<Group> group = FindGroup(host, id);
    if (!group.has_value()) {
@@ -360,7 +360,7 @@ NevraStatus ReadGroup(LinuxHost &host, int64_t id, ParentGroupIDRecord &record)
    return NEVRA_OK;
 }
 
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupFlagsRecord &record)
+NevraStatus ReadGroupFlags(LinuxHost &host, int64_t id, GroupFlagsRecord &record)
 {
    const std::optional<Group> group = FindGroup(host, id);
    if (!group.has_value()) {
@@ -371,7 +371,7 @@ NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupFlagsRecord &record)
    return NEVRA_OK;
 }
 
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupLeaderIDRecord &record)
+NevraStatus ReadGroupLeader(LinuxHost &host, int64_t id, GroupLeaderIDRecord &record)
 {
    const std::optional<Group> group = FindGroup(host, id);
    if (!group.has_value() || group->kind == GroupKind::Cgroup) {
@@ -393,7 +393,7 @@ void FillAlloc(LinuxHost &host, const Group &group, GroupAllocRecord &record)
    record.minLimit = Signed(kUnlimited);
 }
 
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupAllocRecord &record)
+NevraStatus ReadGroupAllocation(LinuxHost &host, int64_t id, GroupAllocRecord &record)
 {
    const std::optional<Group> group = FindGroup(host, id);
    if (!group.has_value() || !LimitsOfGroup(host, *group).has_value()) {
@@ -403,7 +403,7 @@ NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupAllocRecord &record)
    return NEVRA_OK;
 }
 
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupCapacityRecord &record)
+NevraStatus ReadGroupCapacity(LinuxHost &host, int64_t id, GroupCapacityRecord &record)
 {
    const std::optional<Group> group = FindGroup(host, id);
    const std::optional<GroupLimits> limits = group.has_value() ? LimitsOfGroup(host, *group) : std::nullopt;
@@ -434,7 +434,7 @@ NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupCapacityRecord &record)
    return NEVRA_OK;
 }
 
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupMemoryStatsRecord &record)
+NevraStatus ReadGroupMemory(LinuxHost &host, int64_t id, GroupMemoryStatsRecord &record)
 {
    const std::optional<Group> group = FindGroup(host, id);
    if (!group.has_value()) {

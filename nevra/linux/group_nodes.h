@@ -54,14 +54,14 @@ EffectiveLimits EffectiveLimitsOfGroup(LinuxHost &host, const Group &group);
 // The records and listings; "Not found" when the group is gone.
 NevraStatus ListMemberGroups(LinuxHost &host, int64_t id, Nevra_ParamList &instances);
 NevraStatus ListMemberMemClients(LinuxHost &host, int64_t id, Nevra_ParamList &instances);
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupNameRecord &record);
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupTagRecord &record);
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, ParentGroupIDRecord &record);
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupFlagsRecord &record);
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupLeaderIDRecord &record);
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupAllocRecord &record);
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupCapacityRecord &record);
-NevraStatus ReadGroup(LinuxHost &host, int64_t id, GroupMemoryStatsRecord &record);
+NevraStatus ReadGroupName(LinuxHost &host, int64_t id, GroupNameRecord &record);
+NevraStatus ReadGroupTag(LinuxHost &host, int64_t id, GroupTagRecord &record);
+NevraStatus ReadParentGroup(LinuxHost &host, int64_t id, ParentGroupIDRecord &record);
+NevraStatus ReadGroupFlags(LinuxHost &host, int64_t id, GroupFlagsRecord &record);
+NevraStatus ReadGroupLeader(LinuxHost &host, int64_t id, GroupLeaderIDRecord &record);
+NevraStatus ReadGroupAllocation(LinuxHost &host, int64_t id, GroupAllocRecord &record);
+NevraStatus ReadGroupCapacity(LinuxHost &host, int64_t id, GroupCapacityRecord &record);
+NevraStatus ReadGroupMemory(LinuxHost &host, int64_t id, GroupMemoryStatsRecord &record);
 NevraStatus ReadVmmLeader(LinuxHost &host, int64_t leader, VmmLeaderIDRecord &record);
 
 } // namespace nevra

@@ -74,7 +74,7 @@ bool IsRegister(const Nevra_ParamList &keys)
 
 } // namespace
 
-NevraStatus ReadCpu(LinuxHost &host, int64_t cpu, CpuInfoRecord &record)
+NevraStatus ReadCpuModel(LinuxHost &host, int64_t cpu, CpuInfoRecord &record)
 {
    std::optional<std::string_view> text = host.Files().ReadAll(host.Proc(), "cpuinfo");
    bool isTheOne = false;

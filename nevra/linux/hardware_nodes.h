@@ -13,7 +13,7 @@
 namespace nevra {
 
 // "Not found" for a processor that /proc/cpuinfo does not list.
-NevraStatus ReadCpu(LinuxHost &host, int64_t cpu, CpuInfoRecord &record);
+NevraStatus ReadCpuModel(LinuxHost &host, int64_t cpu, CpuInfoRecord &record);
 
 // The segments, or the buses, slots or functions of what `keys` addresses, as numbers.
 NevraStatus ListPci(LinuxHost &host, const Nevra_ParamList &keys, Nevra_ParamList &instances);

@@ -1,26 +1,11 @@
 #include "nevra/linux/host_nodes.h"
 
 #include <algorithm>
-#include <limits>
 #include <optional>
 
 #include "nevra/linux/kernel_text.h"
 
 namespace nevra {
-
-namespace {
-
-uint64_t PagesToKB(uint64_t pages)
-{
-   return MultiplyClamped(pages, PageKB());
-}
-
-uint32_t Narrow(uint64_t value)
-{
-   return static_cast<uint32_t>(std::min<uint64_t>(value, std::numeric_limits<uint32_t>::max()));
-}
-
-} // namespace
 
 // The columns add up: total is what is discarded, the kernel's code, data and heap, the memory map, reserved
 // low memory, both kinds of clients and what is free. The clients' share is what the kernel does not break
@@ -129,7 +114,7 @@ NevraStatus ReadPageSharing(LinuxHost &host, PShareStats &record)
    return NEVRA_OK;
 }
 
-NevraStatus ReadNumVMs(LinuxHost &host, NumVMsRecord &record)
+NevraStatus CountVms(LinuxHost &host, NumVMsRecord &record)
 {
    uint32_t count = 0;
    for (const ProcessEntry &entry : host.Processes().processes) {

@@ -20,7 +20,7 @@ NevraStatus ReadStateTransitions(LinuxHost &host, std::string_view state, MemSta
 // Same-page merging; "Not found" where the kernel has none.
 NevraStatus ReadPageSharing(LinuxHost &host, PShareStats &record);
 
-NevraStatus ReadNumVMs(LinuxHost &host, NumVMsRecord &record);
+NevraStatus CountVms(LinuxHost &host, NumVMsRecord &record);
 
 } // namespace nevra
 

@@ -1,4 +1,4 @@
-// Reading files that the kernel makes up on the spot, relative to a directory that is already open.
+// Reading files that the kernel generates when they are read, relative to a directory that is already open.
 #ifndef NEVRA_LINUX_KERNEL_FILE_H
 #define NEVRA_LINUX_KERNEL_FILE_H
 
@@ -56,7 +56,7 @@ class KernelFileReader {
    // The file's text, valid until the next read through this object; nothing when it is missing, refused or
    // not a file. What lies beyond `limit` bytes is cut off.
    //
-   // ReadRecord is for files that the kernel hands over in one piece, as most of those with figures are: it
+   // ReadRecord is for files that the kernel returns in one piece, as most of those with figures are: it
    // takes a short read for the end and so saves a system call for each. ReadAll reads until the end.
    std::optional<std::string_view> ReadRecord(int directory, const char *path);
    std::optional<std::string_view> ReadAll(int directory, const char *path, size_t limit = kLargestFile);

@@ -140,4 +140,9 @@ uint64_t PageKB()
    return bytes > 1024 ? static_cast<uint64_t>(bytes) / 1024 : 4;
 }
 
+uint64_t PagesToKB(uint64_t pages)
+{
+   return MultiplyClamped(pages, PageKB());
+}
+
 } // namespace nevra

@@ -22,7 +22,7 @@ std::string_view TakeLine(std::string_view &text);
 std::string_view TakeWord(std::string_view &text);
 std::string_view TakeUntil(std::string_view &text, char separator);
 
-// The decimal, or hexadecimal, number that the text begins with, behind blanks; a value of more than 64 bits
+// The decimal, or hexadecimal, number that the text begins with, after blanks; a value of more than 64 bits
 // is given as all ones.
 std::optional<uint64_t> ParseNumber(std::string_view text);
 std::optional<uint64_t> ParseHexNumber(std::string_view text);
@@ -37,6 +37,13 @@ uint64_t AddClamped(uint64_t a, uint64_t b);
 uint64_t MultiplyClamped(uint64_t a, uint64_t b);
 uint64_t SubtractClamped(uint64_t a, uint64_t b); // 0 when b is the larger
 
+// The value in a narrower field: the field's largest where it does not fit.
+template <typename Integer = uint32_t> Integer Narrow(uint64_t value)
+{
+   constexpr uint64_t kLargest = static_cast<uint64_t>(std::numeric_limits<Integer>::max());
+   return static_cast<Integer>(value < kLargest ? value : kLargest);
+}
+
 // A figure in a file of "key value" or "Key:   value kB" lines, by the key without its colon.
 struct KeyedFigure {
    std::string_view key;
@@ -47,7 +54,7 @@ struct KeyedFigure {
 // when the figures come in the order of the file.
 size_t ReadKeyedFigures(std::string_view text, std::span<const KeyedFigure> figures);
 
-// Splits a line of either form; the value is what stands behind the key's blanks.
+// Splits a line of either form; the value is what follows the key's blanks.
 struct KeyedLine {
    std::string_view key;
    std::string_view value;
@@ -56,6 +63,7 @@ KeyedLine SplitKeyedLine(std::string_view line);
 
 // KB in one page of memory on this host.
 uint64_t PageKB();
+uint64_t PagesToKB(uint64_t pages);
 
 } // namespace nevra
 

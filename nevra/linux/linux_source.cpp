@@ -1,6 +1,12 @@
 #include "nevra/linux/linux_source.h"
 
+#include <array>
+#include <cstdint>
 #include <cstring>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 
 #include "nevra/linux/group_nodes.h"
 #include "nevra/linux/hardware_nodes.h"
@@ -16,35 +22,142 @@ namespace nevra {
 
 namespace {
 
-// Reads a record by its type and hands it over: the caller's buffer may lie anywhere.
-template <typename Record, typename Reader> NevraStatus Fill(void *destination, Reader read)
+using GetFunction = NevraStatus (*)(LinuxHost &, const Nevra_ParamList &keys, void *record);
+using ListFunction = NevraStatus (*)(LinuxHost &, const Nevra_ParamList &keys, Nevra_ParamList &instances);
+using SetFunction = NevraStatus (*)(LinuxHost &, const Nevra_ParamList &keys, int64_t value);
+
+// Hands a function its keys as the types that it takes: in order as integers and texts, or all in their list.
+template <typename Key> Key KeyAt(const Nevra_ParamList &keys, uint32_t index)
 {
-   Record record{};
-   const NevraStatus status = read(record);
+   if constexpr (std::is_same_v<Key, const Nevra_ParamList &>) {
+      return keys;
+   } else if constexpr (std::is_same_v<Key, int64_t>) {
+      return keys[index].integer;
+   } else {
+      static_assert(std::is_same_v<Key, std::string_view>);
+      return keys[index].text;
+   }
+}
+
+// Calls function(host, keys..., answer).
+template <typename... Parameters, typename Answer, size_t... Index>
+NevraStatus CallWithKeys(NevraStatus (*function)(LinuxHost &, Parameters...), LinuxHost &host,
+                         const Nevra_ParamList &keys, Answer &answer, std::index_sequence<Index...>)
+{
+   using Types = std::tuple<Parameters...>;
+   return function(host, KeyAt<std::tuple_element_t<Index, Types>>(keys, Index)..., answer);
+}
+
+template <typename... Parameters>
+using AnswerOf =
+   std::remove_reference_t<std::tuple_element_t<sizeof...(Parameters) - 1, std::tuple<Parameters...>>>;
+
+// The record is filled apart from the caller's buffer, which may lie anywhere.
+template <typename... Parameters>
+NevraStatus GetBy(NevraStatus (*read)(LinuxHost &, Parameters...), LinuxHost &host,
+                  const Nevra_ParamList &keys, void *destination)
+{
+   AnswerOf<Parameters...> record{};
+   const NevraStatus status =
+      CallWithKeys(read, host, keys, record, std::make_index_sequence<sizeof...(Parameters) - 1>());
    if (status == NEVRA_OK) {
       std::memcpy(destination, &record, sizeof record);
    }
    return status;
 }
 
-template <typename Record> NevraStatus GetOfGroup(LinuxHost &host, const Nevra_ParamList &keys, void *record)
+template <typename... Parameters>
+NevraStatus ListBy(NevraStatus (*list)(LinuxHost &, Parameters...), LinuxHost &host,
+                   const Nevra_ParamList &keys, Nevra_ParamList &instances)
 {
-   return Fill<Record>(record, [&](Record &filled) { return ReadGroup(host, keys[0].integer, filled); });
+   return CallWithKeys(list, host, keys, instances, std::make_index_sequence<sizeof...(Parameters) - 1>());
 }
 
-template <typename Record> NevraStatus GetOfClient(LinuxHost &host, const Nevra_ParamList &keys, void *record)
+template <auto Read> NevraStatus Get(LinuxHost &host, const Nevra_ParamList &keys, void *record)
 {
-   return Fill<Record>(record, [&](Record &filled) { return ReadClient(host, keys[0].integer, filled); });
+   return GetBy(Read, host, keys, record);
 }
 
-template <typename Record> NevraStatus GetOfVmm(LinuxHost &host, const Nevra_ParamList &keys, void *record)
+template <auto Function>
+NevraStatus List(LinuxHost &host, const Nevra_ParamList &keys, Nevra_ParamList &instances)
 {
-   return Fill<Record>(record, [&](Record &filled) { return ReadVmm(host, keys[0].integer, filled); });
+   return ListBy(Function, host, keys, instances);
 }
 
-template <typename Record> NevraStatus GetOfVolume(LinuxHost &host, const Nevra_ParamList &keys, void *record)
+// What answers for a node; null: "Not found" here.
+struct NodeFunctions {
+   NodeId node;
+   GetFunction get = nullptr;
+   ListFunction list = nullptr;
+   SetFunction set = nullptr;
+};
+
+constexpr NodeFunctions kNodesOnLinux[] = {
+   {NodeId::sched_groups_members_groups, nullptr, List<ListMemberGroups>},
+   {NodeId::sched_groups_members_memClients, nullptr, List<ListMemberMemClients>},
+   {NodeId::sched_groups_groupName, Get<ReadGroupName>},
+   {NodeId::sched_groups_groupTag, Get<ReadGroupTag>},
+   {NodeId::sched_groups_parentGroupID, Get<ReadParentGroup>},
+   {NodeId::sched_groups_groupFlags, Get<ReadGroupFlags>},
+   {NodeId::sched_groups_groupLeaderID, Get<ReadGroupLeader>},
+   {NodeId::sched_groups_memAllocationInKB, Get<ReadGroupAllocation>},
+   {NodeId::sched_groups_stats_capacity, Get<ReadGroupCapacity>},
+   {NodeId::sched_groups_stats_memoryStats, Get<ReadGroupMemory>},
+   {NodeId::sched_memClients_kelmar_vmm, Get<ReadVm>},
+   {NodeId::sched_memClients_kelmar_uw, Get<ReadUserWorld>},
+   {NodeId::sched_memClients_swapInfo, Get<ReadVmSwap>},
+   {NodeId::sched_memClients_memzipInfo, Get<ReadVmCompression>},
+   {NodeId::sched_memClients_remapTypes, Get<ReadRemapStats>, List<ListRemapTypes>},
+   {NodeId::worldGroups_vmmLeaderID, Get<ReadVmmLeader>},
+   {NodeId::vm_vmmGroupInfo, Get<ReadVmNames>},
+   {NodeId::memory_comprehensive, Get<ReadComprehensive>},
+   {NodeId::memory_memInfo, Get<ReadMemNodeCount>},
+   {NodeId::memory_memNodes, Get<ReadMemNode>},
+   {NodeId::memory_pshare_stats, Get<ReadPageSharing>},
+   {NodeId::memory_lpage_vmLPage, Get<ReadVmLargePages>},
+   {NodeId::memory_lpage_nodeList_psharePool, Get<ReadTwoMegabytePool>},
+   {NodeId::memory_lpage_nodeList_vmPools, Get<ReadLargePagePool>, List<ListLargePagePools>},
+   {NodeId::sched_globalStats_memory_kelmar, Get<ReadGlobalMemSched>},
+   {NodeId::sched_globalStats_memory_stateTransitions, Get<ReadStateTransitions>},
+   {NodeId::sched_globalStats_numVMs, Get<CountVms>},
+   {NodeId::system_buddy, nullptr, List<ListBuddies>},
+   {NodeId::system_buddy_comprehensive, Get<ReadBuddy>},
+   {NodeId::system_heaps, nullptr, List<ListHeaps>},
+   {NodeId::system_heaps_stats, Get<ReadHeap>},
+   {NodeId::memory_pmem_volumes, nullptr, List<ListVolumes>},
+   {NodeId::memory_pmem_volumes_info, Get<ReadVolumeInfo>},
+   {NodeId::memory_pmem_volumes_extents, Get<ReadExtent>, List<ListExtents>},
+   {NodeId::memory_pmem_volumes_regionStore_info, Get<ReadRegionStore>},
+   {NodeId::memory_pmem_volumes_regionStore_isClean, Get<ReadVolumeCleanness>},
+   {NodeId::memory_pmem_volumes_regionStore_regions, nullptr, List<ListRegions>},
+   {NodeId::memory_pmem_volumes_regionStore_regions_info, Get<ReadRegion>},
+   {NodeId::memory_pmem_volumes_regionStore_regions_numaAllocInfo, Get<ReadRegionNode>,
+    List<ListRegionNodes>},
+   {NodeId::hardware_cpu_cpuList, Get<ReadCpuModel>},
+   {NodeId::hardware_nvd_dimm, nullptr, List<ListDimms>},
+   {NodeId::hardware_pci_seg, nullptr, List<ListPci>},
+   {NodeId::hardware_pci_seg_bus, nullptr, List<ListPci>},
+   {NodeId::hardware_pci_seg_bus_slot, nullptr, List<ListPci>},
+   {NodeId::hardware_pci_seg_bus_slot_func, nullptr, List<ListPci>},
+   {NodeId::hardware_pci_seg_bus_slot_func_pciConfigHeader, Get<ReadPciHeader>},
+   {NodeId::hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr, Get<ReadPciRegister>, nullptr,
+    WritePciRegister},
+};
+
+constexpr std::array<NodeFunctions, kNodeCount> FunctionsByNode()
 {
-   return Fill<Record>(record, [&](Record &filled) { return ReadVolume(host, keys[0].text, filled); });
+   std::array<NodeFunctions, kNodeCount> functions{};
+   for (const NodeFunctions &row : kNodesOnLinux) {
+      functions[static_cast<size_t>(row.node)] = row;
+   }
+   return functions;
+}
+
+constexpr std::array<NodeFunctions, kNodeCount> kFunctionsByNode = FunctionsByNode();
+
+const NodeFunctions &FunctionsOf(const NevraNodeDef &node)
+{
+   return kFunctionsByNode[static_cast<size_t>(node.id)];
 }
 
 class LinuxSource : public Source {
@@ -60,173 +173,33 @@ class LinuxSource : public Source {
    const char *KernelBuildText() const override { return DefinitionBuildText(); }
 
  private:
-   NevraStatus GetOfHost(NodeId id, const Nevra_ParamList &keys, void *record);
-   NevraStatus GetOfPersistentMemory(NodeId id, const Nevra_ParamList &keys, void *record);
-
    LinuxHost host;
 };
 
 NevraStatus LinuxSource::Get(const NevraNodeDef &node, const Nevra_ParamList &keys, void *record)
 {
-   switch (node.id) {
-   case NodeId::sched_groups_groupName:
-      return GetOfGroup<GroupNameRecord>(host, keys, record);
-   case NodeId::sched_groups_groupTag:
-      return GetOfGroup<GroupTagRecord>(host, keys, record);
-   case NodeId::sched_groups_parentGroupID:
-      return GetOfGroup<ParentGroupIDRecord>(host, keys, record);
-   case NodeId::sched_groups_groupFlags:
-      return GetOfGroup<GroupFlagsRecord>(host, keys, record);
-   case NodeId::sched_groups_groupLeaderID:
-      return GetOfGroup<GroupLeaderIDRecord>(host, keys, record);
-   case NodeId::sched_groups_memAllocationInKB:
-      return GetOfGroup<GroupAllocRecord>(host, keys, record);
-   case NodeId::sched_groups_stats_capacity:
-      return GetOfGroup<GroupCapacityRecord>(host, keys, record);
-   case NodeId::sched_groups_stats_memoryStats:
-      return GetOfGroup<GroupMemoryStatsRecord>(host, keys, record);
-   case NodeId::sched_memClients_kelmar_uw:
-      return GetOfClient<UwStatsRecord>(host, keys, record);
-   case NodeId::sched_memClients_kelmar_vmm:
-      return GetOfClient<VmmStatsRecord>(host, keys, record);
-   case NodeId::sched_memClients_memzipInfo:
-      return GetOfClient<MemzipInfoRecord>(host, keys, record);
-   case NodeId::sched_memClients_swapInfo:
-      return GetOfVmm<SwapInfoRecord>(host, keys, record);
-   case NodeId::vm_vmmGroupInfo:
-      return GetOfVmm<VmmGroupInfoRecord>(host, keys, record);
-   case NodeId::memory_lpage_vmLPage:
-      return GetOfVmm<VmLPageRecord>(host, keys, record);
-   case NodeId::sched_memClients_remapTypes:
-      return Fill<RemapStatsRecord>(record, [&](RemapStatsRecord &filled) {
-         return ReadRemapStats(host, keys[0].integer, keys[1].text, filled);
-      });
-   case NodeId::worldGroups_vmmLeaderID:
-      return Fill<VmmLeaderIDRecord>(
-         record, [&](VmmLeaderIDRecord &filled) { return ReadVmmLeader(host, keys[0].integer, filled); });
-   case NodeId::memory_comprehensive:
-      return Fill<CompMemMapStats>(record,
-                                   [&](CompMemMapStats &filled) { return ReadComprehensive(host, filled); });
-   case NodeId::sched_globalStats_memory_kelmar:
-      return Fill<GlobalMemSchedInfo>(
-         record, [&](GlobalMemSchedInfo &filled) { return ReadGlobalMemSched(host, filled); });
-   case NodeId::sched_globalStats_memory_stateTransitions:
-      return Fill<MemStateTransitions>(record, [&](MemStateTransitions &filled) {
-         return ReadStateTransitions(host, keys[0].text, filled);
-      });
-   case NodeId::sched_globalStats_numVMs:
-      return Fill<NumVMsRecord>(record, [&](NumVMsRecord &filled) { return ReadNumVMs(host, filled); });
-   default:
-      return GetOfHost(node.id, keys, record);
-   }
-}
-
-NevraStatus LinuxSource::GetOfHost(NodeId id, const Nevra_ParamList &keys, void *record)
-{
-   switch (id) {
-   case NodeId::memory_memInfo:
-      return Fill<MemInfoRecord>(record, [&](auto &filled) { return ReadMemInfoRecord(host, filled); });
-   case NodeId::memory_memNodes:
-      return Fill<MemNodeInfo>(record,
-                               [&](auto &filled) { return ReadMemNode(host, keys[0].integer, filled); });
-   case NodeId::memory_pshare_stats:
-      return Fill<PShareStats>(record, [&](auto &filled) { return ReadPageSharing(host, filled); });
-   case NodeId::memory_lpage_nodeList_psharePool:
-      return Fill<LPagePoolRecord>(
-         record, [&](auto &filled) { return ReadSharedPool(host, keys[0].integer, filled); });
-   case NodeId::memory_lpage_nodeList_vmPools:
-      return Fill<LPagePoolRecord>(
-         record, [&](auto &filled) { return ReadPool(host, keys[0].integer, keys[1].text, filled); });
-   case NodeId::system_buddy_comprehensive:
-      return Fill<BuddyComprehensiveInfo>(
-         record, [&](auto &filled) { return ReadBuddy(host, keys[0].text, filled); });
-   case NodeId::system_heaps_stats:
-      return Fill<HeapStatsRecord>(record,
-                                   [&](auto &filled) { return ReadHeap(host, keys[0].text, filled); });
-   case NodeId::hardware_cpu_cpuList:
-      return Fill<CpuInfoRecord>(record,
-                                 [&](auto &filled) { return ReadCpu(host, keys[0].integer, filled); });
-   case NodeId::hardware_pci_seg_bus_slot_func_pciConfigHeader:
-      return Fill<PciConfigHeaderRecord>(record,
-                                         [&](auto &filled) { return ReadPciHeader(host, keys, filled); });
-   case NodeId::hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr:
-      return Fill<PciConfigRegRecord>(record,
-                                      [&](auto &filled) { return ReadPciRegister(host, keys, filled); });
-   default:
-      return GetOfPersistentMemory(id, keys, record);
-   }
-}
-
-NevraStatus LinuxSource::GetOfPersistentMemory(NodeId id, const Nevra_ParamList &keys, void *record)
-{
-   switch (id) {
-   case NodeId::memory_pmem_volumes_info:
-      return GetOfVolume<PMemVolumeInfoRecord>(host, keys, record);
-   case NodeId::memory_pmem_volumes_regionStore_info:
-      return GetOfVolume<PMemRegionStoreRecord>(host, keys, record);
-   case NodeId::memory_pmem_volumes_regionStore_isClean:
-      return GetOfVolume<PMemCleanRecord>(host, keys, record);
-   case NodeId::memory_pmem_volumes_extents:
-      return Fill<PMemExtentRecord>(
-         record, [&](auto &filled) { return ReadExtent(host, keys[0].text, keys[1].integer, filled); });
-   case NodeId::memory_pmem_volumes_regionStore_regions_info:
-      return Fill<PMemRegionRecord>(
-         record, [&](auto &filled) { return ReadRegion(host, keys[0].text, keys[1].text, filled); });
-   case NodeId::memory_pmem_volumes_regionStore_regions_numaAllocInfo:
-      return Fill<PMemRegionNumaRecord>(record, [&](auto &filled) {
-         return ReadRegionNode(host, keys[0].text, keys[1].text, keys[2].integer, filled);
-      });
-   default:
-      return NEVRA_NOT_FOUND;
-   }
+   const GetFunction get = FunctionsOf(node).get;
+   return get != nullptr ? get(host, keys, record) : NEVRA_NOT_FOUND;
 }
 
 NevraStatus LinuxSource::List(const NevraNodeDef &node, const Nevra_ParamList &keys,
                               Nevra_ParamList &instances)
 {
-   switch (node.id) {
-   case NodeId::sched_groups_members_groups:
-      return ListMemberGroups(host, keys[0].integer, instances);
-   case NodeId::sched_groups_members_memClients:
-      return ListMemberMemClients(host, keys[0].integer, instances);
-   case NodeId::sched_memClients_remapTypes:
-      return ListRemapTypes(host, keys[0].integer, instances);
-   case NodeId::memory_lpage_nodeList_vmPools:
-      return ListPools(host, keys[0].integer, instances);
-   case NodeId::system_buddy:
-      return ListBuddies(host, instances);
-   case NodeId::system_heaps:
-      return ListHeaps(host, instances);
-   case NodeId::memory_pmem_volumes:
-      return ListVolumes(host, instances);
-   case NodeId::memory_pmem_volumes_extents:
-      return ListExtents(host, keys[0].text, instances);
-   case NodeId::memory_pmem_volumes_regionStore_regions:
-      return ListRegions(host, keys[0].text, instances);
-   case NodeId::memory_pmem_volumes_regionStore_regions_numaAllocInfo:
-      return ListRegionNodes(host, keys[0].text, keys[1].text, instances);
-   case NodeId::hardware_nvd_dimm:
-      return ListDimms(host, instances);
-   case NodeId::hardware_pci_seg:
-   case NodeId::hardware_pci_seg_bus:
-   case NodeId::hardware_pci_seg_bus_slot:
-   case NodeId::hardware_pci_seg_bus_slot_func:
-      return ListPci(host, keys, instances);
-   default:
-      return NEVRA_NOT_FOUND;
-   }
+   const ListFunction list = FunctionsOf(node).list;
+   return list != nullptr ? list(host, keys, instances) : NEVRA_NOT_FOUND;
 }
 
 NevraStatus LinuxSource::Set(const NevraNodeDef &node, const Nevra_ParamList &keys,
                              const Nevra_ParamList &values)
 {
-   if (node.id != NodeId::hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr) {
+   const SetFunction set = FunctionsOf(node).set;
+   if (set == nullptr) {
       return NEVRA_NOT_SUPPORTED;
    }
    if (values.Used() != 1 || values[0].text != nullptr) {
       return NEVRA_BAD_PARAMETER;
    }
-   return WritePciRegister(host, keys, values[0].integer);
+   return set(host, keys, values[0].integer);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "nevra/linux/memory_client_nodes.h"
 
 #include <algorithm>
-#include <limits>
 #include <optional>
 #include <string>
 
@@ -16,16 +15,6 @@ namespace {
 
 constexpr uint64_t kLargePageKB = 2048;
 constexpr uint64_t kGigabytePageKB = uint64_t{1} << 20;
-
-uint32_t Narrow(uint64_t value)
-{
-   return static_cast<uint32_t>(std::min<uint64_t>(value, std::numeric_limits<uint32_t>::max()));
-}
-
-uint64_t PagesToKB(uint64_t pages)
-{
-   return MultiplyClamped(pages, PageKB());
-}
 
 bool IsUserWorld(const Group &group)
 {
@@ -47,7 +36,7 @@ const CgroupEvents *EventsOfGroup(LinuxHost &host, const Group &group)
 
 } // namespace
 
-NevraStatus ReadClient(LinuxHost &host, int64_t leader, UwStatsRecord &record)
+NevraStatus ReadUserWorld(LinuxHost &host, int64_t leader, UwStatsRecord &record)
 {
    const std::optional<Group> group = FindGroupOfLeader(host, leader);
    if (!group.has_value() || !IsUserWorld(*group)) {
@@ -97,7 +86,7 @@ NevraStatus ReadClient(LinuxHost &host, int64_t leader, UwStatsRecord &record)
    return NEVRA_OK;
 }
 
-NevraStatus ReadClient(LinuxHost &host, int64_t leader, VmmStatsRecord &record)
+NevraStatus ReadVm(LinuxHost &host, int64_t leader, VmmStatsRecord &record)
 {
    const std::optional<Group> group = FindOfKind(host, leader, GroupKind::Vm);
    if (!group.has_value()) {
@@ -129,7 +118,7 @@ NevraStatus ReadClient(LinuxHost &host, int64_t leader, VmmStatsRecord &record)
    return NEVRA_OK;
 }
 
-NevraStatus ReadClient(LinuxHost &host, int64_t leader, MemzipInfoRecord &record)
+NevraStatus ReadVmCompression(LinuxHost &host, int64_t leader, MemzipInfoRecord &record)
 {
    const std::optional<Group> group = FindOfKind(host, leader, GroupKind::Vm);
    if (!group.has_value() || host.Zswap() == nullptr) {
@@ -149,7 +138,7 @@ NevraStatus ReadClient(LinuxHost &host, int64_t leader, MemzipInfoRecord &record
    return NEVRA_OK;
 }
 
-NevraStatus ReadVmm(LinuxHost &host, int64_t leader, SwapInfoRecord &record)
+NevraStatus ReadVmSwap(LinuxHost &host, int64_t leader, SwapInfoRecord &record)
 {
    const std::optional<Group> group = FindOfKind(host, leader, GroupKind::Vmm);
    if (!group.has_value()) {
@@ -168,7 +157,7 @@ NevraStatus ReadVmm(LinuxHost &host, int64_t leader, SwapInfoRecord &record)
    return NEVRA_OK;
 }
 
-NevraStatus ReadVmm(LinuxHost &host, int64_t leader, VmmGroupInfoRecord &record)
+NevraStatus ReadVmNames(LinuxHost &host, int64_t leader, VmmGroupInfoRecord &record)
 {
    const std::optional<Group> group = FindOfKind(host, leader, GroupKind::Vmm);
    if (!group.has_value()) {
@@ -181,7 +170,7 @@ NevraStatus ReadVmm(LinuxHost &host, int64_t leader, VmmGroupInfoRecord &record)
    return NEVRA_OK;
 }
 
-NevraStatus ReadVmm(LinuxHost &host, int64_t leader, VmLPageRecord &record)
+NevraStatus ReadVmLargePages(LinuxHost &host, int64_t leader, VmLPageRecord &record)
 {
    const std::optional<Group> group = FindOfKind(host, leader, GroupKind::Vmm);
    if (!group.has_value()) {

@@ -13,18 +13,18 @@
 namespace nevra {
 
 // By the leader of a process or of a VM's emulator. "Not found" for everybody else, and when it is gone.
-NevraStatus ReadClient(LinuxHost &host, int64_t leader, UwStatsRecord &record);
+NevraStatus ReadUserWorld(LinuxHost &host, int64_t leader, UwStatsRecord &record);
 
 // By the leader of a VM.
-NevraStatus ReadClient(LinuxHost &host, int64_t leader, VmmStatsRecord &record);
+NevraStatus ReadVm(LinuxHost &host, int64_t leader, VmmStatsRecord &record);
 
 // By the leader of a VM; "Not found" unless the kernel compresses swapped memory.
-NevraStatus ReadClient(LinuxHost &host, int64_t leader, MemzipInfoRecord &record);
+NevraStatus ReadVmCompression(LinuxHost &host, int64_t leader, MemzipInfoRecord &record);
 
 // By the leader of a VMM.
-NevraStatus ReadVmm(LinuxHost &host, int64_t leader, SwapInfoRecord &record);
-NevraStatus ReadVmm(LinuxHost &host, int64_t leader, VmmGroupInfoRecord &record);
-NevraStatus ReadVmm(LinuxHost &host, int64_t leader, VmLPageRecord &record);
+NevraStatus ReadVmSwap(LinuxHost &host, int64_t leader, SwapInfoRecord &record);
+NevraStatus ReadVmNames(LinuxHost &host, int64_t leader, VmmGroupInfoRecord &record);
+NevraStatus ReadVmLargePages(LinuxHost &host, int64_t leader, VmLPageRecord &record);
 
 // The kinds of page migration that the kernel counts for a client: for the cgroup that it is alone in.
 NevraStatus ListRemapTypes(LinuxHost &host, int64_t client, Nevra_ParamList &instances);

@@ -23,11 +23,6 @@ constexpr uint64_t kSmallPerLarge = kLargePageKB / kSmallPageKB;
 constexpr size_t kMostPools = 64;
 constexpr size_t kOrders = std::size(BuddyComprehensiveInfo{}.orders);
 
-uint32_t Narrow(uint64_t value)
-{
-   return static_cast<uint32_t>(std::min<uint64_t>(value, std::numeric_limits<uint32_t>::max()));
-}
-
 // ---- buddies
 
 struct Buddy {
@@ -105,7 +100,7 @@ bool HasMemNode(LinuxHost &host, int64_t memNode)
    return memNode >= 0 && static_cast<uint64_t>(memNode) < host.Zones().nodes.size();
 }
 
-uint64_t ReadNumber(LinuxHost &host, const std::string &path)
+uint64_t ReadPageCount(LinuxHost &host, const std::string &path)
 {
    return ParseNumber(host.Files().ReadRecord(host.Root(), path.c_str()).value_or("")).value_or(0);
 }
@@ -122,8 +117,8 @@ void FillHugePages(LinuxHost &host, int64_t memNode, std::string_view pool, LPag
    std::string folder = NodeFolder(host, memNode) + "/hugepages/";
    folder.append(kHugePagesPrefix).append(pool);
    const uint64_t pageKB = PageSizeOfPool(pool).value_or(0);
-   const uint64_t pages = ReadNumber(host, folder + "/nr_hugepages");
-   const uint64_t freePages = ReadNumber(host, folder + "/free_hugepages");
+   const uint64_t pages = ReadPageCount(host, folder + "/nr_hugepages");
+   const uint64_t freePages = ReadPageCount(host, folder + "/free_hugepages");
    record.nrLPages = Narrow(MultiplyClamped(pages, pageKB) / kLargePageKB);
    record.nrFreeSPages = Narrow(MultiplyClamped(freePages, pageKB) / kSmallPageKB);
 }
@@ -181,7 +176,7 @@ std::vector<std::string> PoolsOf(LinuxHost &host, int64_t memNode)
 
 } // namespace
 
-NevraStatus ReadMemInfoRecord(LinuxHost &host, MemInfoRecord &record)
+NevraStatus ReadMemNodeCount(LinuxHost &host, MemInfoRecord &record)
 {
    record.numMemNodes = Narrow(host.Zones().nodes.size());
    return record.numMemNodes > 0 ? NEVRA_OK : NEVRA_NOT_FOUND;
@@ -232,7 +227,7 @@ NevraStatus ReadBuddy(LinuxHost &host, std::string_view name, BuddyComprehensive
    return NEVRA_OK;
 }
 
-NevraStatus ReadSharedPool(LinuxHost &host, int64_t memNode, LPagePoolRecord &record)
+NevraStatus ReadTwoMegabytePool(LinuxHost &host, int64_t memNode, LPagePoolRecord &record)
 {
    if (!HasMemNode(host, memNode)) {
       return NEVRA_NOT_FOUND;
@@ -241,7 +236,7 @@ NevraStatus ReadSharedPool(LinuxHost &host, int64_t memNode, LPagePoolRecord &re
    return NEVRA_OK;
 }
 
-NevraStatus ListPools(LinuxHost &host, int64_t memNode, Nevra_ParamList &instances)
+NevraStatus ListLargePagePools(LinuxHost &host, int64_t memNode, Nevra_ParamList &instances)
 {
    if (!HasMemNode(host, memNode)) {
       return NEVRA_NOT_FOUND;
@@ -255,7 +250,8 @@ NevraStatus ListPools(LinuxHost &host, int64_t memNode, Nevra_ParamList &instanc
    return NEVRA_OK;
 }
 
-NevraStatus ReadPool(LinuxHost &host, int64_t memNode, std::string_view name, LPagePoolRecord &record)
+NevraStatus ReadLargePagePool(LinuxHost &host, int64_t memNode, std::string_view name,
+                              LPagePoolRecord &record)
 {
    if (!HasMemNode(host, memNode)) {
       return NEVRA_NOT_FOUND;

@@ -15,7 +15,7 @@
 namespace nevra {
 
 // "Not found" where /proc/zoneinfo cannot be read.
-NevraStatus ReadMemInfoRecord(LinuxHost &host, MemInfoRecord &record);
+NevraStatus ReadMemNodeCount(LinuxHost &host, MemInfoRecord &record);
 NevraStatus ReadMemNode(LinuxHost &host, int64_t memNode, MemNodeInfo &record);
 
 // The buddies: "memmap-NN-lo" is the zones DMA and DMA32 of memory node NN, "memmap-NN-hi" the others.
@@ -23,12 +23,12 @@ NevraStatus ListBuddies(LinuxHost &host, Nevra_ParamList &instances);
 NevraStatus ReadBuddy(LinuxHost &host, std::string_view name, BuddyComprehensiveInfo &record);
 
 // The pool that is set aside for pages of 2 MB.
-NevraStatus ReadSharedPool(LinuxHost &host, int64_t memNode, LPagePoolRecord &record);
+NevraStatus ReadTwoMegabytePool(LinuxHost &host, int64_t memNode, LPagePoolRecord &record);
 
 // The other pools: those set aside for pages of other sizes, and "thp", what the kernel makes large by
 // itself.
-NevraStatus ListPools(LinuxHost &host, int64_t memNode, Nevra_ParamList &instances);
-NevraStatus ReadPool(LinuxHost &host, int64_t memNode, std::string_view name, LPagePoolRecord &record);
+NevraStatus ListLargePagePools(LinuxHost &host, int64_t memNode, Nevra_ParamList &instances);
+NevraStatus ReadLargePagePool(LinuxHost &host, int64_t memNode, std::string_view name, LPagePoolRecord &record);
 
 } // namespace nevra
 

@@ -39,15 +39,15 @@ std::string Path(const std::string &device, const char *file)
 }
 
 // The first line of one of a device's files; empty where there is none.
-std::string ReadText(LinuxHost &host, const std::string &device, const char *file)
+std::string ReadDeviceText(LinuxHost &host, const std::string &device, const char *file)
 {
    std::string_view text = host.Files().ReadRecord(host.Root(), Path(device, file).c_str()).value_or("");
    return std::string(TakeLine(text));
 }
 
-uint64_t ReadNumber(LinuxHost &host, const std::string &device, const char *file)
+uint64_t ReadDeviceNumber(LinuxHost &host, const std::string &device, const char *file)
 {
-   return ParseNumber(ReadText(host, device, file)).value_or(0);
+   return ParseNumber(ReadDeviceText(host, device, file)).value_or(0);
 }
 
 // The bad blocks of a device, "sector count" lines: how many there are.
@@ -65,12 +65,12 @@ uint64_t CountBadBlocks(LinuxHost &host, const std::string &device)
 
 std::optional<uint32_t> NumaNodeOf(LinuxHost &host, const std::string &device)
 {
-   const std::optional<int64_t> node = ParseSignedNumber(ReadText(host, device, "numa_node"));
+   const std::optional<int64_t> node = ParseSignedNumber(ReadDeviceText(host, device, "numa_node"));
    const bool isKnown = node.has_value() && *node >= 0 && *node < 1024;
    return isKnown ? std::optional(static_cast<uint32_t>(*node)) : std::nullopt;
 }
 
-// Numbers and dots behind the prefix.
+// Numbers and dots after the prefix.
 std::vector<std::string> DevicesNamed(const LinuxHost &host, std::string_view prefix)
 {
    std::vector<std::string> devices;
@@ -93,19 +93,19 @@ bool IsNameLeft(const std::vector<Volume> &volumes, const std::vector<std::strin
           std::ranges::find(volumes, uuid, &Volume::name) == volumes.end();
 }
 
-std::vector<Volume> Volumes(LinuxHost &host)
+std::vector<Volume> ReadVolumes(LinuxHost &host)
 {
    std::vector<Volume> volumes;
    const std::vector<std::string> devices = DevicesNamed(host, kNamespace);
    for (const std::string &device : devices) {
       // A namespace of size 0 is a seed: one that can be made, not one that is there.
-      const uint64_t bytes = ReadNumber(host, device, "size");
+      const uint64_t bytes = ReadDeviceNumber(host, device, "size");
       if (bytes == 0 || device.size() > kUuidLength) {
          continue;
       }
       std::string_view number = std::string_view(device).substr(kNamespace.size());
       const std::string region = "region" + std::string(TakeUntil(number, '.'));
-      const std::string uuid = ReadText(host, device, "uuid");
+      const std::string uuid = ReadDeviceText(host, device, "uuid");
       char name[kUuidLength + 1];
       StoreShownText(name, sizeof name, uuid);
       const bool hasUuid = uuid.size() == kUuidLength && IsNameLeft(volumes, devices, name);
@@ -116,7 +116,7 @@ std::vector<Volume> Volumes(LinuxHost &host)
 
 std::optional<Volume> FindVolume(LinuxHost &host, std::string_view name)
 {
-   for (Volume &volume : Volumes(host)) {
+   for (Volume &volume : ReadVolumes(host)) {
       if (volume.name == name) {
          return std::optional(std::move(volume));
       }
@@ -137,7 +137,7 @@ NevraStatus ListVolumes(LinuxHost &host, Nevra_ParamList &instances)
    if (!Exists(host.Root(), kDevices)) {
       return NEVRA_NOT_FOUND;
    }
-   for (const Volume &volume : Volumes(host)) {
+   for (const Volume &volume : ReadVolumes(host)) {
       const NevraStatus status = instances.IsFull() ? NEVRA_OK : instances.AddText(volume.name);
       if (status != NEVRA_OK) {
          return status;
@@ -146,12 +146,12 @@ NevraStatus ListVolumes(LinuxHost &host, Nevra_ParamList &instances)
    return NEVRA_OK;
 }
 
-NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemVolumeInfoRecord &)
+NevraStatus ReadVolumeInfo(LinuxHost &host, std::string_view volumeName, PMemVolumeInfoRecord &)
 {
    return FindVolume(host, volumeName).has_value() ? NEVRA_OK : NEVRA_NOT_FOUND;
 }
 
-NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemRegionStoreRecord &record)
+NevraStatus ReadRegionStore(LinuxHost &host, std::string_view volumeName, PMemRegionStoreRecord &record)
 {
    const std::optional<Volume> volume = FindVolume(host, volumeName);
    if (!volume.has_value()) {
@@ -159,12 +159,12 @@ NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemRegionS
    }
    record.total2MBlocks = volume->bytes / kBlockBytes;
    record.allocated2MBlocks = volume->bytes / kBlockBytes;
-   record.available2MBlocks = ReadNumber(host, volume->region, "available_size") / kBlockBytes;
+   record.available2MBlocks = ReadDeviceNumber(host, volume->region, "available_size") / kBlockBytes;
    record.totalRegions = 1;
    return NEVRA_OK;
 }
 
-NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemCleanRecord &record)
+NevraStatus ReadVolumeCleanness(LinuxHost &host, std::string_view volumeName, PMemCleanRecord &record)
 {
    const std::optional<Volume> volume = FindVolume(host, volumeName);
    if (!volume.has_value()) {
@@ -180,7 +180,7 @@ NevraStatus ListExtents(LinuxHost &host, std::string_view volumeName, Nevra_Para
    if (!volume.has_value()) {
       return NEVRA_NOT_FOUND;
    }
-   const bool hasAddress = ParseHexNumber(ReadText(host, volume->device, "resource")).value_or(0) > 0;
+   const bool hasAddress = ParseHexNumber(ReadDeviceText(host, volume->device, "resource")).value_or(0) > 0;
    return hasAddress && !instances.IsFull() ? instances.AddInt(0) : NEVRA_OK;
 }
 
@@ -188,7 +188,7 @@ NevraStatus ReadExtent(LinuxHost &host, std::string_view volumeName, int64_t ext
 {
    const std::optional<Volume> volume = extent == 0 ? FindVolume(host, volumeName) : std::nullopt;
    const uint64_t address =
-      volume.has_value() ? ParseHexNumber(ReadText(host, volume->device, "resource")).value_or(0) : 0;
+      volume.has_value() ? ParseHexNumber(ReadDeviceText(host, volume->device, "resource")).value_or(0) : 0;
    if (address == 0) {
       return NEVRA_NOT_FOUND;
    }
@@ -215,20 +215,21 @@ NevraStatus ReadRegion(LinuxHost &host, std::string_view volumeName, std::string
    if (!volume.has_value()) {
       return NEVRA_NOT_FOUND;
    }
-   const uint64_t bytes = ReadNumber(host, volume->region, "size");
-   const uint64_t allocated = SubtractClamped(bytes, ReadNumber(host, volume->region, "available_size"));
-   const std::string mode = ReadText(host, volume->device, "mode");
+   const uint64_t bytes = ReadDeviceNumber(host, volume->region, "size");
+   const uint64_t allocated =
+      SubtractClamped(bytes, ReadDeviceNumber(host, volume->region, "available_size"));
+   const std::string mode = ReadDeviceText(host, volume->device, "mode");
    const bool isBlockDevice =
       mode == "raw" || mode == "sector" || mode == "safe" || mode == "memory" || mode == "fsdax";
    record.size = bytes;
    record.reserved2MBlocks = allocated / kBlockBytes;
    record.allocated2MBlocks = allocated / kBlockBytes;
    record.flags = (allocated > 0 ? kAllocated : 0) |
-                  (ReadNumber(host, volume->region, "read_only") == 1 ? kReadOnly : 0) |
+                  (ReadDeviceNumber(host, volume->region, "read_only") == 1 ? kReadOnly : 0) |
                   (isBlockDevice ? kBlockDevice : 0);
    record.dataLossCounter =
       static_cast<uint32_t>(std::min<uint64_t>(CountBadBlocks(host, volume->region), UINT32_MAX));
-   record.openCount = ReadText(host, volume->device, "holder").empty() ? 0 : 1;
+   record.openCount = ReadDeviceText(host, volume->device, "holder").empty() ? 0 : 1;
    const std::optional<uint32_t> node = NumaNodeOf(host, volume->region);
    record.numaAffinityMask = node.has_value() && *node < 64 ? uint64_t{1} << *node : 0;
    return NEVRA_OK;

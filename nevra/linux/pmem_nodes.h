@@ -16,9 +16,9 @@ namespace nevra {
 NevraStatus ListVolumes(LinuxHost &host, Nevra_ParamList &instances);
 
 // "Not found" for an unknown volume.
-NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemVolumeInfoRecord &record);
-NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemRegionStoreRecord &record);
-NevraStatus ReadVolume(LinuxHost &host, std::string_view volumeName, PMemCleanRecord &record);
+NevraStatus ReadVolumeInfo(LinuxHost &host, std::string_view volumeName, PMemVolumeInfoRecord &record);
+NevraStatus ReadRegionStore(LinuxHost &host, std::string_view volumeName, PMemRegionStoreRecord &record);
+NevraStatus ReadVolumeCleanness(LinuxHost &host, std::string_view volumeName, PMemCleanRecord &record);
 
 // One extent, numbered 0, where the kernel tells its address.
 NevraStatus ListExtents(LinuxHost &host, std::string_view volumeName, Nevra_ParamList &instances);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <limits>
 #include <string_view>
 
 #include "nevra/linux/kernel_text.h"
@@ -28,11 +27,6 @@ std::string UnescapeName(std::string_view text)
       }
    }
    return name;
-}
-
-uint32_t Narrow(uint64_t value)
-{
-   return static_cast<uint32_t>(std::min<uint64_t>(value, std::numeric_limits<uint32_t>::max()));
 }
 
 } // namespace

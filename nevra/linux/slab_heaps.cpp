@@ -1,22 +1,11 @@
 #include "nevra/linux/slab_heaps.h"
 
-#include <algorithm>
-#include <limits>
 #include <set>
 
 #include "nevra/linux/kernel_text.h"
 #include "nevra/shown_text.h"
 
 namespace nevra {
-
-namespace {
-
-template <typename Integer> Integer Narrow(uint64_t value)
-{
-   return static_cast<Integer>(std::min(value, static_cast<uint64_t>(std::numeric_limits<Integer>::max())));
-}
-
-} // namespace
 
 NevraStatus ListHeaps(LinuxHost &host, Nevra_ParamList &instances)
 {
@@ -61,11 +50,11 @@ NevraStatus ReadHeap(LinuxHost &host, std::string_view name, HeapStatsRecord &re
    StoreShownText(record.name, sizeof record.name, name);
    record.dynGrow = 1;
    record.numRanges = Narrow<int32_t>(slabs);
-   record.overhead = Narrow<uint32_t>(SubtractClamped(size, objectBytes));
-   record.size = Narrow<uint32_t>(size);
-   record.avail = Narrow<uint32_t>(avail);
-   record.pctFreeOfCur = size >= 100 ? Narrow<uint32_t>(avail / (size / 100)) : 0;
-   record.avgAllocSize = objects > 0 ? Narrow<uint32_t>(objectBytes / objects) : 0;
+   record.overhead = Narrow(SubtractClamped(size, objectBytes));
+   record.size = Narrow(size);
+   record.avail = Narrow(avail);
+   record.pctFreeOfCur = size >= 100 ? Narrow(avail / (size / 100)) : 0;
+   record.avgAllocSize = objects > 0 ? Narrow(objectBytes / objects) : 0;
    return NEVRA_OK;
 }
 
