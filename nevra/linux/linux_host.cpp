@@ -12,10 +12,7 @@ namespace nevra {
 
 bool ReportedProcess::IsProtected(KernelFileReader &files)
 {
-   if (!isProtected.has_value()) {
-      isProtected = IsProtectedFromKilling(process, files);
-   }
-   return *isProtected;
+   return isProtected.Get([&] { return IsProtectedFromKilling(process, files); });
 }
 
 LinuxHost::LinuxHost(const std::string &rootFolder)
@@ -25,150 +22,111 @@ LinuxHost::LinuxHost(const std::string &rootFolder)
 
 const CgroupTree &LinuxHost::Cgroups()
 {
-   if (!cgroups.has_value()) {
-      cgroups = ReadCgroupTree(Root(), files);
-      limits.resize(cgroups->cgroups.size());
-   }
-   return *cgroups;
+   return cgroups.Get([this] { return ReadCgroupTree(Root(), files); });
 }
 
 const ProcessTable &LinuxHost::Processes()
 {
-   if (!processes.has_value()) {
-      processes = ReadProcessTable(Proc(), Cgroups(), files);
-   }
-   return *processes;
+   return processes.Get([this] { return ReadProcessTable(Proc(), Cgroups(), files); });
 }
 
 const CgroupLimits *LinuxHost::Limits(CgroupIndex cgroup)
 {
    const CgroupTree &tree = Cgroups();
-   KnownLimits &known = limits[cgroup];
-   if (known.known == Known::No) {
-      const std::optional<CgroupLimits> read = ReadCgroupLimits(tree, cgroup, files);
-      known.known = read.has_value() ? Known::Yes : Known::Gone;
-      known.limits = read.value_or(CgroupLimits());
-   }
-   return known.known == Known::Yes ? &known.limits : nullptr;
+   limits.resize(tree.cgroups.size());
+   return OrNull(limits[cgroup].Get([&] { return ReadCgroupLimits(tree, cgroup, files); }));
 }
 
 const CgroupUsage *LinuxHost::Usage(CgroupIndex cgroup)
 {
-   if (usageOf != cgroup) {
-      usage = ReadCgroupUsage(Cgroups(), cgroup, files);
-      usageOf = cgroup;
-   }
-   return usage.has_value() ? &*usage : nullptr;
+   return OrNull(usage.Get(cgroup, [&] { return ReadCgroupUsage(Cgroups(), cgroup, files); }));
 }
 
 const CgroupEvents *LinuxHost::Events(CgroupIndex cgroup)
 {
-   if (eventsOf != cgroup) {
-      events = ReadCgroupEvents(Cgroups(), cgroup, files);
-      eventsOf = cgroup;
+   return OrNull(events.Get(cgroup, [&] { return ReadCgroupEvents(Cgroups(), cgroup, files); }));
+}
+
+std::optional<ReportedProcess> LinuxHost::ReadReportedProcess(uint32_t pid)
+{
+   const std::optional<CgroupIndex> cgroup = FindCgroupOfProcess(Processes(), pid);
+   if (!cgroup.has_value()) {
+      return std::nullopt;
    }
-   return events.has_value() ? &*events : nullptr;
+   const bool hasDaemon = hasKernelThreadDaemon.Get([this] { return HasKernelThreadDaemon(Proc(), files); });
+   std::optional<Process> process = ReadProcess(Proc(), pid, hasDaemon, files);
+   if (!process.has_value()) {
+      return std::nullopt;
+   }
+   ReportedProcess read;
+   read.cgroup = *cgroup;
+   read.isVm = IsVm(*process, mayRunVms.Get([this] { return MayRunVms(Root(), files); }));
+   read.process = std::move(*process);
+   if (read.isVm) {
+      read.command = ReadVmCommand(read.process, files);
+      // A VM that ended in between would be listed without its name and with the emulator's memory.
+      if (!read.command.memoryKB.has_value() && HasEndedSince(read.process, files)) {
+         return std::nullopt;
+      }
+   }
+   return read;
 }
 
 ReportedProcess *LinuxHost::FindProcess(uint32_t pid)
 {
-   if (reportedPid != pid) {
-      reported.reset();
-      reportedPid = pid;
-      const std::optional<CgroupIndex> cgroup = FindCgroupOfProcess(Processes(), pid);
-      if (!cgroup.has_value()) {
-         return nullptr;
-      }
-      if (!hasKernelThreadDaemon.has_value()) {
-         hasKernelThreadDaemon = HasKernelThreadDaemon(Proc(), files);
-         mayRunVms = MayRunVms(Root(), files);
-      }
-      std::optional<Process> process = ReadProcess(Proc(), pid, *hasKernelThreadDaemon, files);
-      if (process.has_value()) {
-         reported.emplace();
-         reported->cgroup = *cgroup;
-         reported->isVm = IsVm(*process, *mayRunVms);
-         reported->process = std::move(*process);
-         if (reported->isVm) {
-            reported->command = ReadVmCommand(reported->process, files);
-         }
-      }
-      // A VM that ended in between would be listed without its name and with the emulator's memory.
-      if (reported.has_value() && reported->isVm && !reported->command.memoryKB.has_value() &&
-          HasEndedSince(reported->process, files)) {
-         reported.reset();
-      }
-   }
-   return reported.has_value() ? &*reported : nullptr;
+   std::optional<ReportedProcess> &found = reported.Get(pid, [&] { return ReadReportedProcess(pid); });
+   return found.has_value() ? &*found : nullptr;
 }
 
 const MemInfo *LinuxHost::Memory()
 {
-   if (!memoryIsKnown) {
-      const std::optional<std::string_view> text = files.ReadAll(Proc(), "meminfo");
-      memory = text.has_value() ? ParseMemInfo(*text) : std::nullopt;
-      memoryIsKnown = true;
-   }
-   return memory.has_value() ? &*memory : nullptr;
+   return OrNull(memory.Get([this] { return ParseMemInfo(files.ReadAll(Proc(), "meminfo").value_or("")); }));
 }
 
 const VmStat &LinuxHost::VmStatistics()
 {
-   if (!vmStatistics.has_value()) {
-      const std::optional<std::string_view> text = files.ReadAll(Proc(), "vmstat");
-      vmStatistics = ParseVmStat(text.value_or(""));
-   }
-   return *vmStatistics;
+   return vmStatistics.Get([this] { return ParseVmStat(files.ReadAll(Proc(), "vmstat").value_or("")); });
 }
 
 const ZoneSummary &LinuxHost::Zones()
 {
-   if (!zones.has_value()) {
-      const std::optional<std::string_view> text = files.ReadAll(Proc(), "zoneinfo");
-      zones = SummariseZones(ParseZones(text.value_or("")));
-   }
-   return *zones;
+   return zones.Get(
+      [this] { return SummariseZones(ParseZones(files.ReadAll(Proc(), "zoneinfo").value_or(""))); });
 }
 
 const std::vector<SlabCache> &LinuxHost::SlabCaches()
 {
-   if (!slabCaches.has_value()) {
-      slabCaches = ParseSlabInfo(files.ReadAll(Proc(), "slabinfo").value_or(""));
-   }
-   return *slabCaches;
+   return slabCaches.Get([this] { return ParseSlabInfo(files.ReadAll(Proc(), "slabinfo").value_or("")); });
 }
 
 const ZswapSettings *LinuxHost::Zswap()
 {
-   if (!zswapIsKnown) {
-      zswapIsKnown = true;
+   return OrNull(zswap.Get([this]() -> std::optional<ZswapSettings> {
       const std::optional<std::string_view> enabled =
          files.ReadRecord(Root(), "sys/module/zswap/parameters/enabled");
-      if (enabled.has_value() && enabled->starts_with('Y')) {
-         const std::optional<std::string_view> percent =
-            files.ReadRecord(Root(), "sys/module/zswap/parameters/max_pool_percent");
-         zswap = ZswapSettings{std::min<uint64_t>(ParseNumber(percent.value_or("")).value_or(0), 100)};
+      if (!enabled.has_value() || !enabled->starts_with('Y')) {
+         return std::nullopt;
       }
-   }
-   return zswap.has_value() ? &*zswap : nullptr;
+      const std::optional<std::string_view> percent =
+         files.ReadRecord(Root(), "sys/module/zswap/parameters/max_pool_percent");
+      return ZswapSettings{std::min<uint64_t>(ParseNumber(percent.value_or("")).value_or(0), 100)};
+   }));
 }
 
 uint64_t LinuxHost::MergedKB()
 {
-   if (!mergedKB.has_value()) {
+   return mergedKB.Get([this] {
       uint64_t pages = 0;
       for (const char *path : {"sys/kernel/mm/ksm/pages_sharing", "sys/kernel/mm/ksm/ksm_zero_pages"}) {
          const std::optional<std::string_view> text = files.ReadRecord(Root(), path);
          pages = AddClamped(pages, ParseNumber(text.value_or("")).value_or(0));
       }
-      mergedKB = MultiplyClamped(pages, PageKB());
-   }
-   return *mergedKB;
+      return PagesToKB(pages);
+   });
 }
 
 uint64_t LinuxHost::MergedKBOfProcess(uint32_t pid)
 {
-   constexpr uint64_t kNotAsked = kUnlimited;
    if (MergedKB() == 0) {
       return 0;
    }
@@ -179,18 +137,16 @@ uint64_t LinuxHost::MergedKBOfProcess(uint32_t pid)
    if (entry == entries.end() || entry->pid != pid) {
       return 0;
    }
-   mergedOfProcess.resize(entries.size(), kNotAsked);
-   uint64_t &merged = mergedOfProcess[static_cast<size_t>(entry - entries.begin())];
-   if (merged == kNotAsked) {
+   mergedOfProcess.resize(entries.size());
+   return mergedOfProcess[static_cast<size_t>(entry - entries.begin())].Get([&] {
       const std::optional<std::string_view> text =
          files.ReadRecord(Proc(), ProcessPath(pid, "ksm_stat").Text());
       uint64_t zeroPages = 0;
       uint64_t mergedPages = 0;
       const KeyedFigure figures[] = {{"ksm_zero_pages", &zeroPages}, {"ksm_merging_pages", &mergedPages}};
       ReadKeyedFigures(text.value_or(""), figures);
-      merged = std::min(MultiplyClamped(AddClamped(zeroPages, mergedPages), PageKB()), kNotAsked - 1);
-   }
-   return merged;
+      return PagesToKB(AddClamped(zeroPages, mergedPages));
+   });
 }
 
 } // namespace nevra

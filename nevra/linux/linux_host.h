@@ -12,6 +12,7 @@
 #include "nevra/linux/cgroup_tree.h"
 #include "nevra/linux/host_memory.h"
 #include "nevra/linux/kernel_file.h"
+#include "nevra/linux/once.h"
 #include "nevra/linux/process.h"
 #include "nevra/linux/process_table.h"
 #include "nevra/linux/vm_process.h"
@@ -28,7 +29,7 @@ struct ReportedProcess {
    bool IsProtected(KernelFileReader &files);
 
  private:
-   std::optional<bool> isProtected;
+   Once<bool> isProtected;
 };
 
 // /sys/module/zswap/parameters.
@@ -73,35 +74,26 @@ class LinuxHost {
    uint64_t MergedKBOfProcess(uint32_t pid);
 
  private:
-   enum class Known : uint8_t { No, Yes, Gone };
-   struct KnownLimits {
-      Known known = Known::No;
-      CgroupLimits limits;
-   };
+   std::optional<ReportedProcess> ReadReportedProcess(uint32_t pid);
 
    FileDescriptor root;
    FileDescriptor proc;
    KernelFileReader files;
-   std::optional<CgroupTree> cgroups;
-   std::optional<ProcessTable> processes;
-   std::vector<KnownLimits> limits;
-   std::optional<CgroupIndex> usageOf;
-   std::optional<CgroupUsage> usage;
-   std::optional<CgroupIndex> eventsOf;
-   std::optional<CgroupEvents> events;
-   uint32_t reportedPid = 0; // whose look-up `reported` is the result of
-   std::optional<ReportedProcess> reported;
-   std::optional<bool> hasKernelThreadDaemon;
-   std::optional<bool> mayRunVms;
-   bool memoryIsKnown = false;
-   std::optional<MemInfo> memory;
-   std::optional<VmStat> vmStatistics;
-   std::optional<ZoneSummary> zones;
-   std::optional<std::vector<SlabCache>> slabCaches;
-   bool zswapIsKnown = false;
-   std::optional<ZswapSettings> zswap;
-   std::optional<uint64_t> mergedKB;
-   std::vector<uint64_t> mergedOfProcess; // by position in the process table; all ones: not asked for yet
+   Once<CgroupTree> cgroups;
+   Once<ProcessTable> processes;
+   std::vector<Once<std::optional<CgroupLimits>>> limits; // by cgroup
+   OnceInARow<CgroupIndex, std::optional<CgroupUsage>> usage;
+   OnceInARow<CgroupIndex, std::optional<CgroupEvents>> events;
+   OnceInARow<uint32_t, std::optional<ReportedProcess>> reported; // by pid
+   Once<bool> hasKernelThreadDaemon;
+   Once<bool> mayRunVms;
+   Once<std::optional<MemInfo>> memory;
+   Once<VmStat> vmStatistics;
+   Once<ZoneSummary> zones;
+   Once<std::vector<SlabCache>> slabCaches;
+   Once<std::optional<ZswapSettings>> zswap;
+   Once<uint64_t> mergedKB;
+   std::vector<Once<uint64_t>> mergedOfProcess; // by position in the process table
 };
 
 } // namespace nevra
