@@ -125,18 +125,18 @@ void ExpectVmRow(const EmulatedGuest &guest, const GuestCase &expected)
 {
    const LiveReport report = RunVmStats();
    const std::vector<std::string> *const row = report.Find("dname", expected.shownName);
-   ASSERT_NE(nullptr, row) << expected.shownName;
-   EXPECT_EQ(expected.shownName, report.Text(*row, "name"));
-   EXPECT_EQ(ProcessGroup(guest.pid), report.Text(*row, "schedGrp"));
-   EXPECT_EQ(std::to_string(guest.pid), report.Text(*row, "worldGrp"));
-   EXPECT_EQ(expected.memSizeKB, report.Figure(*row, "memSize"));
-   EXPECT_EQ(expected.memSizeLimitKB, report.Figure(*row, "memSizeLimit"));
+   ASSERT_NE(row, nullptr) << expected.shownName;
+   EXPECT_EQ(report.Text(*row, "name"), expected.shownName);
+   EXPECT_EQ(report.Text(*row, "schedGrp"), ProcessGroup(guest.pid));
+   EXPECT_EQ(report.Text(*row, "worldGrp"), std::to_string(guest.pid));
+   EXPECT_EQ(report.Figure(*row, "memSize"), expected.memSizeKB);
+   EXPECT_EQ(report.Figure(*row, "memSizeLimit"), expected.memSizeLimitKB);
    const int64_t mapped = report.Figure(*row, "mapped");
-   EXPECT_LT(0, mapped);
+   EXPECT_GT(mapped, 0);
    EXPECT_LE(mapped, expected.memSizeKB);
-   EXPECT_EQ(mapped - report.Figure(*row, "sharedSaved"), report.Figure(*row, "consumed"));
+   EXPECT_EQ(report.Figure(*row, "consumed"), mapped - report.Figure(*row, "sharedSaved"));
    EXPECT_LE(report.Figure(*row, "touched"), mapped);
-   EXPECT_LT(0, report.Figure(*row, "ovhd"));
+   EXPECT_GT(report.Figure(*row, "ovhd"), 0);
 }
 
 void ExpectGroupRows(const EmulatedGuest &guest, const GuestCase &expected)
@@ -146,25 +146,25 @@ void ExpectGroupRows(const EmulatedGuest &guest, const GuestCase &expected)
    const std::vector<std::string> *const vmm = report.Find("gid", VmmGroup(guest.pid));
    const std::vector<std::string> *const emulator = report.Find("gid", EmulatorGroup(guest.pid));
    ASSERT_TRUE(vm != nullptr && vmm != nullptr && emulator != nullptr) << expected.shownName;
-   EXPECT_EQ(expected.shownName, report.Text(*vm, "name"));
-   EXPECT_EQ(expected.memSizeKB, report.Figure(*vm, "memSize"));
-   EXPECT_EQ("2", report.Text(*vm, "nChild"));
+   EXPECT_EQ(report.Text(*vm, "name"), expected.shownName);
+   EXPECT_EQ(report.Figure(*vm, "memSize"), expected.memSizeKB);
+   EXPECT_EQ(report.Text(*vm, "nChild"), "2");
    // A VM in the root cgroup is "pre" too.
    const std::string flags = report.Text(*vm, "flags");
    EXPECT_TRUE(flags == "vm" || flags == "pre:vm") << flags;
-   EXPECT_EQ("vmm", report.Text(*vmm, "name"));
-   EXPECT_EQ(expected.memSizeKB, report.Figure(*vmm, "memSize"));
-   EXPECT_EQ(ProcessGroup(guest.pid), report.Text(*emulator, "parGid"));
-   EXPECT_LT(expected.memSizeKB, report.Figure(*emulator, "memSize"));
+   EXPECT_EQ(report.Text(*vmm, "name"), "vmm");
+   EXPECT_EQ(report.Figure(*vmm, "memSize"), expected.memSizeKB);
+   EXPECT_EQ(report.Text(*emulator, "parGid"), ProcessGroup(guest.pid));
+   EXPECT_GT(report.Figure(*emulator, "memSize"), expected.memSizeKB);
 }
 
 void ExpectUwRow(const EmulatedGuest &guest)
 {
    const LiveReport report = RunLiveReport("uw-stats");
    const std::vector<std::string> *const emulator = report.Find("schedGrp", EmulatorGroup(guest.pid));
-   ASSERT_NE(nullptr, emulator);
-   EXPECT_EQ("(all)", report.Text(*emulator, "type"));
-   EXPECT_EQ(nullptr, report.Find("schedGrp", ProcessGroup(guest.pid)));
+   ASSERT_NE(emulator, nullptr);
+   EXPECT_EQ(report.Text(*emulator, "type"), "(all)");
+   EXPECT_EQ(report.Find("schedGrp", ProcessGroup(guest.pid)), nullptr);
 }
 
 TEST(EmulatedGuest, IsShownByNameAndConfiguredMemory)
@@ -184,7 +184,7 @@ TEST(EmulatedGuest, IsShownByNameAndConfiguredMemory)
    for (const GuestCase &expected : cases) {
       SCOPED_TRACE(expected.nameOption);
       const std::unique_ptr<EmulatedGuest> guest = StartGuest(expected.nameOption, expected.memoryOption);
-      ASSERT_NE(nullptr, guest);
+      ASSERT_NE(guest, nullptr);
       ExpectVmRow(*guest, expected);
       ExpectGroupRows(*guest, expected);
       ExpectUwRow(*guest);
@@ -198,10 +198,10 @@ TEST(EmulatedGuest, IsNoVmOnceItHasEnded)
       GTEST_SKIP() << "qemu-system-x86_64 is not installed";
    }
    const std::unique_ptr<EmulatedGuest> guest = StartGuest(Unique("ended"), "32");
-   ASSERT_NE(nullptr, guest);
+   ASSERT_NE(guest, nullptr);
    guest->End();
-   EXPECT_EQ(nullptr, RunVmStats().Find("schedGrp", ProcessGroup(guest->pid)));
-   EXPECT_EQ(nullptr, RunLiveReport("group-stats").Find("gid", VmmGroup(guest->pid)));
+   EXPECT_EQ(RunVmStats().Find("schedGrp", ProcessGroup(guest->pid)), nullptr);
+   EXPECT_EQ(RunLiveReport("group-stats").Find("gid", VmmGroup(guest->pid)), nullptr);
 }
 
 // Ends at another moment of a running report each time.
@@ -212,7 +212,7 @@ TEST(EmulatedGuest, DisappearsWhileReportsRun)
    }
    for (const auto moment : {0ms, 1ms, 2ms, 3ms, 5ms, 9ms, 17ms, 27ms}) {
       const std::unique_ptr<EmulatedGuest> guest = StartGuest(Unique("killed"), "32");
-      ASSERT_NE(nullptr, guest);
+      ASSERT_NE(guest, nullptr);
       const std::string group = ProcessGroup(guest->pid);
       std::atomic<bool> isGone = false;
       std::thread killer([&] {
@@ -227,9 +227,9 @@ TEST(EmulatedGuest, DisappearsWhileReportsRun)
          const std::vector<std::string> *const row = vms.Find("schedGrp", group);
          if (row != nullptr) {
             EXPECT_FALSE(wasGone);
-            EXPECT_EQ(Unique("killed"), vms.Text(*row, "dname"));
-            EXPECT_EQ(32 * 1024, vms.Figure(*row, "memSize"));
-            EXPECT_LT(0, vms.Figure(*row, "mapped"));
+            EXPECT_EQ(vms.Text(*row, "dname"), Unique("killed"));
+            EXPECT_EQ(vms.Figure(*row, "memSize"), 32 * 1024);
+            EXPECT_GT(vms.Figure(*row, "mapped"), 0);
             EXPECT_LE(vms.Figure(*row, "mapped"), 32 * 1024);
          }
          RunLiveReport("group-stats");

@@ -100,8 +100,8 @@ UwFigures ReadUwFigures(pid_t pid)
       ADD_FAILURE() << "no row for process " << pid;
       return {};
    }
-   EXPECT_EQ("uw", report.Text(*row, "type"));
-   EXPECT_EQ(std::to_string(pid), report.Text(*row, "worldGrp"));
+   EXPECT_EQ(report.Text(*row, "type"), "uw");
+   EXPECT_EQ(report.Text(*row, "worldGrp"), std::to_string(pid));
    const auto figure = [&](const char *column) { return report.Figure(*row, column); };
    return {figure("memSize"), figure("memBStore"), figure("mapped"),  figure("swappable"), figure("pageable"),
            figure("pinned"),  figure("shm"),       figure("swapped"), figure("consumed")};
@@ -109,7 +109,7 @@ UwFigures ReadUwFigures(pid_t pid)
 
 void ExpectGrowth(int64_t expected, int64_t before, int64_t after, int64_t slack, const char *column)
 {
-   EXPECT_NEAR(static_cast<double>(expected), static_cast<double>(after - before), static_cast<double>(slack))
+   EXPECT_NEAR(static_cast<double>(after - before), static_cast<double>(expected), static_cast<double>(slack))
       << column << " went from " << before << " to " << after;
 }
 
@@ -129,7 +129,7 @@ TEST(KnownAmounts, AnonymousMemoryIsMappedAndPageable)
    ExpectGrowth(kTaken, before.consumed + before.swapped, after.consumed + after.swapped, kSlack, "consumed");
    EXPECT_GE(after.swappable + after.swapped, kTaken);
    ExpectGrowth(0, before.shm, after.shm, kSlack, "shm");
-   EXPECT_EQ(0, after.pinned);
+   EXPECT_EQ(after.pinned, 0);
 }
 
 TEST(KnownAmounts, SharedMemoryIsShm)
@@ -160,7 +160,7 @@ TEST(KnownAmounts, LockedMemoryIsPinned)
       GTEST_SKIP() << "this user may not lock " << kTaken << " KB";
    }
    const UwFigures after = ReadUwFigures(process.pid);
-   EXPECT_EQ(kTaken, after.pinned - before.pinned);
+   EXPECT_EQ(after.pinned - before.pinned, kTaken);
    ExpectGrowth(kTaken, before.memSize, after.memSize, kMB, "memSize");
    ExpectGrowth(kTaken, before.mapped + before.swapped, after.mapped + after.swapped, kSlack, "mapped");
    // What is locked cannot be reclaimed.

@@ -69,17 +69,17 @@ LiveReport RunLiveReport(const std::string &report, const std::vector<std::strin
    words.insert(words.end(), arguments.begin(), arguments.end());
    const int out = memfd_create("out", MFD_CLOEXEC);
    const int err = memfd_create("err", MFD_CLOEXEC);
-   EXPECT_EQ(0, RunProgram(words, out, err)) << report;
-   EXPECT_EQ("", TakeText(err)) << report;
+   EXPECT_EQ(RunProgram(words, out, err), 0) << report;
+   EXPECT_EQ(TakeText(err), "") << report;
    std::istringstream text(TakeText(out));
    LiveReport result;
    std::string line;
    std::getline(text, line);
    result.columns = SplitFields(line);
-   EXPECT_LT(1u, result.columns.size()) << report << ": " << line;
+   EXPECT_GT(result.columns.size(), 1u) << report << ": " << line;
    while (std::getline(text, line)) {
       std::vector<std::string> fields = SplitFields(line);
-      EXPECT_EQ(result.columns.size(), fields.size()) << report << ": " << line;
+      EXPECT_EQ(fields.size(), result.columns.size()) << report << ": " << line;
       fields.resize(result.columns.size());
       result.rows.push_back(std::move(fields));
    }

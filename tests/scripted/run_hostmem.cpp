@@ -279,17 +279,17 @@ void CheckFault(const Fault &fault, const RunResult &clean, const RunResult &run
    const std::vector<std::string> before(clean.trace.begin(),
                                          clean.trace.begin() + static_cast<ptrdiff_t>(fault.traceIndex));
    const size_t common = std::min(before.size(), run.trace.size());
-   EXPECT_EQ(JoinLines(before),
-             JoinLines({run.trace.begin(), run.trace.begin() + static_cast<ptrdiff_t>(common)}))
+   EXPECT_EQ(JoinLines({run.trace.begin(), run.trace.begin() + static_cast<ptrdiff_t>(common)}),
+             JoinLines(before))
       << "before the fault";
    if (expected.exitStatus) {
-      EXPECT_EQ(*expected.exitStatus, run.exitStatus);
+      EXPECT_EQ(run.exitStatus, *expected.exitStatus);
    }
    if (expected.err) {
-      EXPECT_EQ(*expected.err, run.err);
+      EXPECT_EQ(run.err, *expected.err);
    }
    if (expected.out) {
-      EXPECT_EQ(*expected.out, run.out);
+      EXPECT_EQ(run.out, *expected.out);
    }
 }
 

@@ -45,7 +45,7 @@ TEST(ScriptedPlatform, TracesEveryCall)
    expected += OneKeyRead("sched_groups_stats_capacity", 0, 24);
    expected += OneKeyRead("sched_groups_stats_memoryStats", 0, 320);
    expected += {"Nevra_ParamListDestroy(#2)"};
-   EXPECT_EQ(JoinLines(expected), JoinLines(run.trace));
+   EXPECT_EQ(JoinLines(run.trace), JoinLines(expected));
 }
 
 TEST(ScriptedPlatform, FixesTheTimeOfTheBanner)

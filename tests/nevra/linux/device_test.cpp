@@ -50,23 +50,23 @@ TEST(LinuxPersistentMemory, VolumesAndTheirRegions)
    MakePersistentMemory(tree);
    LiveSource source(tree.Root());
    EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes), ElementsAre(kUuid, "namespace1.0"));
-   EXPECT_EQ(NEVRA_OK, source.StatusOf<PMemVolumeInfoRecord>(NodeId::memory_pmem_volumes_info, {kUuid}));
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<PMemVolumeInfoRecord>(NodeId::memory_pmem_volumes_info, {"namespace0.1"}));
+   EXPECT_EQ(source.StatusOf<PMemVolumeInfoRecord>(NodeId::memory_pmem_volumes_info, {kUuid}), NEVRA_OK);
+   EXPECT_EQ(source.StatusOf<PMemVolumeInfoRecord>(NodeId::memory_pmem_volumes_info, {"namespace0.1"}),
+             NEVRA_NOT_FOUND);
 
    const auto store =
       source.Read<PMemRegionStoreRecord>(NodeId::memory_pmem_volumes_regionStore_info, {kUuid});
-   EXPECT_EQ(2048u, +store.total2MBlocks);
-   EXPECT_EQ(2048u, +store.allocated2MBlocks);
-   EXPECT_EQ(1024u, +store.available2MBlocks);
-   EXPECT_EQ(0u, +store.reserved2MBlocks);
-   EXPECT_EQ(1u, +store.totalRegions);
-   EXPECT_EQ(0u, +store.freeRegions);
+   EXPECT_EQ(+store.total2MBlocks, 2048u);
+   EXPECT_EQ(+store.allocated2MBlocks, 2048u);
+   EXPECT_EQ(+store.available2MBlocks, 1024u);
+   EXPECT_EQ(+store.reserved2MBlocks, 0u);
+   EXPECT_EQ(+store.totalRegions, 1u);
+   EXPECT_EQ(+store.freeRegions, 0u);
    const auto clean = [&source](const char *volume) {
       return source.Read<PMemCleanRecord>(NodeId::memory_pmem_volumes_regionStore_isClean, {volume}).isClean;
    };
-   EXPECT_EQ(1, clean(kUuid));
-   EXPECT_EQ(0, clean("namespace1.0")) << "it has bad blocks";
+   EXPECT_EQ(clean(kUuid), 1);
+   EXPECT_EQ(clean("namespace1.0"), 0) << "it has bad blocks";
 
    EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes_regionStore_regions, {kUuid}),
                ElementsAre("region0"));
@@ -74,17 +74,18 @@ TEST(LinuxPersistentMemory, VolumesAndTheirRegions)
       return source.Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
                                            {volume, name});
    };
-   EXPECT_EQ(8 * kGB, +region(kUuid, "region0").size);
-   EXPECT_EQ(3072u, +region(kUuid, "region0").allocated2MBlocks);
-   EXPECT_EQ(0x11u, +region(kUuid, "region0").flags) << "allocated, a block device";
-   EXPECT_EQ(1u, +region(kUuid, "region0").openCount);
-   EXPECT_EQ(2u, +region(kUuid, "region0").numaAffinityMask);
-   EXPECT_EQ(0u, +region(kUuid, "region0").dataLossCounter);
-   EXPECT_EQ(0x9u, +region("namespace1.0", "region1").flags) << "allocated, read-only";
-   EXPECT_EQ(9u, +region("namespace1.0", "region1").dataLossCounter);
-   EXPECT_EQ(0u, +region("namespace1.0", "region1").numaAffinityMask);
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionRecord>(
-                                 NodeId::memory_pmem_volumes_regionStore_regions_info, {kUuid, "region1"}));
+   EXPECT_EQ(+region(kUuid, "region0").size, 8 * kGB);
+   EXPECT_EQ(+region(kUuid, "region0").allocated2MBlocks, 3072u);
+   EXPECT_EQ(+region(kUuid, "region0").flags, 0x11u) << "allocated, a block device";
+   EXPECT_EQ(+region(kUuid, "region0").openCount, 1u);
+   EXPECT_EQ(+region(kUuid, "region0").numaAffinityMask, 2u);
+   EXPECT_EQ(+region(kUuid, "region0").dataLossCounter, 0u);
+   EXPECT_EQ(+region("namespace1.0", "region1").flags, 0x9u) << "allocated, read-only";
+   EXPECT_EQ(+region("namespace1.0", "region1").dataLossCounter, 9u);
+   EXPECT_EQ(+region("namespace1.0", "region1").numaAffinityMask, 0u);
+   EXPECT_EQ(source.StatusOf<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
+                                               {kUuid, "region1"}),
+             NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxPersistentMemory, ExtentsAndNumaNodes)
@@ -96,20 +97,20 @@ TEST(LinuxPersistentMemory, ExtentsAndNumaNodes)
    EXPECT_THAT(source.List(NodeId::memory_pmem_volumes_extents, {"namespace1.0"}), IsEmpty())
       << "its address may not be read";
    const auto extent = source.Read<PMemExtentRecord>(NodeId::memory_pmem_volumes_extents, {kUuid, 0});
-   EXPECT_EQ(0u, +extent.startBlk);
-   EXPECT_EQ(1048575u, +extent.endBlk);
-   EXPECT_EQ(0x240000u, +extent.startMPN);
-   EXPECT_EQ(0x240000u + 1048575, +extent.endMPN);
-   EXPECT_EQ(1u, +extent.numaNode);
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<PMemExtentRecord>(NodeId::memory_pmem_volumes_extents, {kUuid, 1}));
+   EXPECT_EQ(+extent.startBlk, 0u);
+   EXPECT_EQ(+extent.endBlk, 1048575u);
+   EXPECT_EQ(+extent.startMPN, 0x240000u);
+   EXPECT_EQ(+extent.endMPN, 0x240000u + 1048575);
+   EXPECT_EQ(+extent.numaNode, 1u);
+   EXPECT_EQ(source.StatusOf<PMemExtentRecord>(NodeId::memory_pmem_volumes_extents, {kUuid, 1}),
+             NEVRA_NOT_FOUND);
    const NodeId numa = NodeId::memory_pmem_volumes_regionStore_regions_numaAllocInfo;
    EXPECT_THAT(source.List(numa, {kUuid, "region0"}), ElementsAre(1));
    EXPECT_THAT(source.List(numa, {"namespace1.0", "region1"}), IsEmpty());
    const auto node = source.Read<PMemRegionNumaRecord>(numa, {kUuid, "region0", 1});
-   EXPECT_EQ(1u, +node.numaNode);
-   EXPECT_EQ(2048u, +node.num2MAllocated);
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionNumaRecord>(numa, {kUuid, "region0", 0}));
+   EXPECT_EQ(+node.numaNode, 1u);
+   EXPECT_EQ(+node.num2MAllocated, 2048u);
+   EXPECT_EQ(source.StatusOf<PMemRegionNumaRecord>(numa, {kUuid, "region0", 0}), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxPersistentMemory, HostileVolumesAreBounded)
@@ -123,10 +124,11 @@ TEST(LinuxPersistentMemory, HostileVolumesAreBounded)
    LiveSource source(tree.Root());
    EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes),
                ElementsAre("?[2Jx678-9abc-def0-1234-56789abcdef0", "namespace1"));
-   EXPECT_EQ(0u, +source
-                     .Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
-                                             {"namespace1", "region1"})
-                     .size);
+   EXPECT_EQ(+source
+                 .Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
+                                         {"namespace1", "region1"})
+                 .size,
+             0u);
 }
 
 // A copied namespace keeps its UUID.
@@ -159,19 +161,20 @@ TEST(LinuxPersistentMemory, NothingIsKnownOfVolumesAndRegionsThatAreNotThere)
    const NodeId numa = NodeId::memory_pmem_volumes_regionStore_regions_numaAllocInfo;
    const NodeId region = NodeId::memory_pmem_volumes_regionStore_regions_info;
    std::vector<int64_t> none;
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionStoreRecord>(
-                                 NodeId::memory_pmem_volumes_regionStore_info, {"namespace0.1"}));
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<PMemCleanRecord>(NodeId::memory_pmem_volumes_regionStore_isClean, {"none"}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::memory_pmem_volumes_extents, {"none"}, &none));
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<PMemExtentRecord>(NodeId::memory_pmem_volumes_extents, {"none", 0}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(regions, {"none"}, &none));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionRecord>(region, {"none", "region0"}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(numa, {"none", "region0"}, &none));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(numa, {kUuid, "region1"}, &none));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionNumaRecord>(numa, {"none", "region0", 1}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PMemRegionNumaRecord>(numa, {"namespace1.0", "region1", 0}))
+   EXPECT_EQ(
+      source.StatusOf<PMemRegionStoreRecord>(NodeId::memory_pmem_volumes_regionStore_info, {"namespace0.1"}),
+      NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<PMemCleanRecord>(NodeId::memory_pmem_volumes_regionStore_isClean, {"none"}),
+             NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.ListStatus(NodeId::memory_pmem_volumes_extents, {"none"}, &none), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<PMemExtentRecord>(NodeId::memory_pmem_volumes_extents, {"none", 0}),
+             NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.ListStatus(regions, {"none"}, &none), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<PMemRegionRecord>(region, {"none", "region0"}), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.ListStatus(numa, {"none", "region0"}, &none), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.ListStatus(numa, {kUuid, "region1"}, &none), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<PMemRegionNumaRecord>(numa, {"none", "region0", 1}), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<PMemRegionNumaRecord>(numa, {"namespace1.0", "region1", 0}), NEVRA_NOT_FOUND)
       << "its node is unknown";
 }
 
@@ -192,8 +195,8 @@ TEST(LinuxPersistentMemory, ModesThatMakeABlockDevice)
       const std::string number = std::to_string(i);
       const auto region = source.Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
                                                         {"namespace" + number + ".0", "region" + number});
-      EXPECT_EQ(i < 5 ? 0x10u : 0u, +region.flags) << modes[i];
-      EXPECT_EQ(0u, +region.openCount) << modes[i];
+      EXPECT_EQ(+region.flags, i < 5 ? 0x10u : 0u) << modes[i];
+      EXPECT_EQ(+region.openCount, 0u) << modes[i];
    }
 }
 
@@ -213,9 +216,9 @@ TEST(LinuxPersistentMemory, NumaNodesBeyondTheMaskAreNodesStill)
    const auto mask = [&](const char *volume, const char *region) {
       return source.Read<PMemRegionRecord>(info, {volume, region}).numaAffinityMask;
    };
-   EXPECT_EQ(uint64_t{1} << 63, mask("namespace0.0", "region0"));
-   EXPECT_EQ(0u, mask("namespace1.0", "region1"));
-   EXPECT_EQ(0u, mask("namespace2.0", "region2"));
+   EXPECT_EQ(mask("namespace0.0", "region0"), uint64_t{1} << 63);
+   EXPECT_EQ(mask("namespace1.0", "region1"), 0u);
+   EXPECT_EQ(mask("namespace2.0", "region2"), 0u);
    EXPECT_THAT(source.List(numa, {"namespace0.0", "region0"}), ElementsAre(63));
    EXPECT_THAT(source.List(numa, {"namespace1.0", "region1"}), ElementsAre(64));
    EXPECT_THAT(source.List(numa, {"namespace2.0", "region2"}), IsEmpty()) << "no kernel has so many";
@@ -242,7 +245,7 @@ TEST(LinuxPersistentMemory, NoneWithoutTheBus)
    RecordedTree tree;
    LiveSource source(tree.Root());
    std::vector<int64_t> none;
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::memory_pmem_volumes, {}, &none));
+   EXPECT_EQ(source.ListStatus(NodeId::memory_pmem_volumes, {}, &none), NEVRA_NOT_FOUND);
    EXPECT_THAT(source.List(NodeId::hardware_nvd_dimm), IsEmpty());
 }
 
@@ -275,12 +278,12 @@ TEST(LinuxHardware, ProcessorModels)
    const auto model = [&source](int64_t cpu) {
       return source.Read<CpuInfoRecord>(NodeId::hardware_cpu_cpuList, {cpu}).model;
    };
-   EXPECT_EQ(85, model(0));
-   EXPECT_EQ(255, model(1));
-   EXPECT_EQ(0, model(2)) << "not the next one's";
-   EXPECT_EQ(6, model(5));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CpuInfoRecord>(NodeId::hardware_cpu_cpuList, {3}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CpuInfoRecord>(NodeId::hardware_cpu_cpuList, {-1}));
+   EXPECT_EQ(model(0), 85);
+   EXPECT_EQ(model(1), 255);
+   EXPECT_EQ(model(2), 0) << "not the next one's";
+   EXPECT_EQ(model(5), 6);
+   EXPECT_EQ(source.StatusOf<CpuInfoRecord>(NodeId::hardware_cpu_cpuList, {3}), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<CpuInfoRecord>(NodeId::hardware_cpu_cpuList, {-1}), NEVRA_NOT_FOUND);
 }
 
 std::string Config()
@@ -307,15 +310,15 @@ TEST(LinuxHardware, PciFunctionsByTheirAddress)
    EXPECT_THAT(source.List(NodeId::hardware_pci_seg_bus_slot, {0, 0x3f}), ElementsAre(10));
    EXPECT_THAT(source.List(NodeId::hardware_pci_seg_bus_slot_func, {0, 0x3f, 10}), ElementsAre(2, 6));
    std::vector<int64_t> none;
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::hardware_pci_seg_bus, {7}, &none));
+   EXPECT_EQ(source.ListStatus(NodeId::hardware_pci_seg_bus, {7}, &none), NEVRA_NOT_FOUND);
    const NodeId header = NodeId::hardware_pci_seg_bus_slot_func_pciConfigHeader;
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<PciConfigHeaderRecord>(header, {0, 0x3f, 10, int64_t{1} << 32}));
+   EXPECT_EQ(source.StatusOf<PciConfigHeaderRecord>(header, {0, 0x3f, 10, int64_t{1} << 32}),
+             NEVRA_NOT_FOUND);
    const auto record = source.Read<PciConfigHeaderRecord>(header, {0, 0x3f, 10, 2});
-   EXPECT_EQ(0x8086, +record.vendorID);
-   EXPECT_EQ(0x2042, +record.deviceID);
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigHeaderRecord>(header, {0, 0x3f, 10, 6}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigHeaderRecord>(header, {0, -1, 10, 6}));
+   EXPECT_EQ(+record.vendorID, 0x8086);
+   EXPECT_EQ(+record.deviceID, 0x2042);
+   EXPECT_EQ(source.StatusOf<PciConfigHeaderRecord>(header, {0, 0x3f, 10, 6}), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<PciConfigHeaderRecord>(header, {0, -1, 10, 6}), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxHardware, PciRegistersAreReadAndWritten)
@@ -333,24 +336,24 @@ TEST(LinuxHardware, PciRegistersAreReadAndWritten)
       const auto values = LiveSource::MakeList({number}, NEVRA_LIST_VALUES);
       return (*source).Set(nevra::Definition(node), *keys, *values);
    };
-   EXPECT_EQ(0x04030201u, value(4, 0xa0));
-   EXPECT_EQ(0x0201u, value(2, 0xa0));
-   EXPECT_EQ(0x04u, value(1, 0xa3));
-   EXPECT_EQ(NEVRA_OK, set(4, 0xf4, 0x102));
-   EXPECT_EQ(0x102u, value(4, 0xf4));
-   EXPECT_EQ(NEVRA_OK, set(1, 0xf5, 0xff));
-   EXPECT_EQ(0xff02u, value(4, 0xf4));
-   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(1, 0xf5, 0x100));
-   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(4, 4093, 0));
-   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(3, 0, 0));
-   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(4, -4, 0));
-   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(4, 0, -1));
-   EXPECT_EQ(4096u, std::filesystem::file_size(tree.Root() + "/" + config));
-   EXPECT_EQ(NEVRA_BAD_PARAMETER, source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 8, 0}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 3, 4, 0}));
+   EXPECT_EQ(value(4, 0xa0), 0x04030201u);
+   EXPECT_EQ(value(2, 0xa0), 0x0201u);
+   EXPECT_EQ(value(1, 0xa3), 0x04u);
+   EXPECT_EQ(set(4, 0xf4, 0x102), NEVRA_OK);
+   EXPECT_EQ(value(4, 0xf4), 0x102u);
+   EXPECT_EQ(set(1, 0xf5, 0xff), NEVRA_OK);
+   EXPECT_EQ(value(4, 0xf4), 0xff02u);
+   EXPECT_EQ(set(1, 0xf5, 0x100), NEVRA_BAD_PARAMETER);
+   EXPECT_EQ(set(4, 4093, 0), NEVRA_BAD_PARAMETER);
+   EXPECT_EQ(set(3, 0, 0), NEVRA_BAD_PARAMETER);
+   EXPECT_EQ(set(4, -4, 0), NEVRA_BAD_PARAMETER);
+   EXPECT_EQ(set(4, 0, -1), NEVRA_BAD_PARAMETER);
+   EXPECT_EQ(std::filesystem::file_size(tree.Root() + "/" + config), 4096u);
+   EXPECT_EQ(source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 8, 0}), NEVRA_BAD_PARAMETER);
+   EXPECT_EQ(source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 3, 4, 0}), NEVRA_NOT_FOUND);
    const auto gone = LiveSource::MakeList({0, 0x3f, 10, 3, 4, 0});
    const auto values = LiveSource::MakeList({1}, NEVRA_LIST_VALUES);
-   EXPECT_EQ(NEVRA_NOT_FOUND, (*source).Set(nevra::Definition(node), *gone, *values));
+   EXPECT_EQ((*source).Set(nevra::Definition(node), *gone, *values), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxHardware, RegistersBeyondTheFileAreNotFoundAndNotWritten)
@@ -360,12 +363,13 @@ TEST(LinuxHardware, RegistersBeyondTheFileAreNotFoundAndNotWritten)
    tree.File(config, Config().substr(0, 64)); // as the kernel shows it without privileges
    LiveSource source(tree.Root());
    const NodeId node = NodeId::hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr;
-   EXPECT_EQ(0x20428086u, source.Read<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 4, 0}).value);
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 4, 64}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 4, 62}));
+   EXPECT_EQ(source.Read<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 4, 0}).value, 0x20428086u);
+   EXPECT_EQ(source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 4, 64}), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<PciConfigRegRecord>(node, {0, 0x3f, 10, 2, 4, 62}), NEVRA_NOT_FOUND);
    tree.File(config, "\x86");
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PciConfigHeaderRecord>(
-                                 NodeId::hardware_pci_seg_bus_slot_func_pciConfigHeader, {0, 0x3f, 10, 2}));
+   EXPECT_EQ(source.StatusOf<PciConfigHeaderRecord>(NodeId::hardware_pci_seg_bus_slot_func_pciConfigHeader,
+                                                    {0, 0x3f, 10, 2}),
+             NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxHardware, WritesThatTheDeviceDoesNotTakeAreErrors)
@@ -381,11 +385,11 @@ TEST(LinuxHardware, WritesThatTheDeviceDoesNotTakeAreErrors)
       const auto values = LiveSource::MakeList(numbers, NEVRA_LIST_VALUES);
       return (*source).Set(nevra::Definition(node), *keys, *values);
    };
-   EXPECT_EQ(NEVRA_WRITE_ERROR, set(1, {1}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, set(2, {1})) << "a folder";
-   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(1, {}));
-   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(1, {1, 2}));
-   EXPECT_EQ(NEVRA_BAD_PARAMETER, set(1, {"1"}));
+   EXPECT_EQ(set(1, {1}), NEVRA_WRITE_ERROR);
+   EXPECT_EQ(set(2, {1}), NEVRA_NOT_FOUND) << "a folder";
+   EXPECT_EQ(set(1, {}), NEVRA_BAD_PARAMETER);
+   EXPECT_EQ(set(1, {1, 2}), NEVRA_BAD_PARAMETER);
+   EXPECT_EQ(set(1, {"1"}), NEVRA_BAD_PARAMETER);
 }
 
 TEST(LinuxHardware, OnlyRegistersAreWritten)
@@ -394,8 +398,8 @@ TEST(LinuxHardware, OnlyRegistersAreWritten)
    LiveSource source(tree.Root());
    const auto keys = LiveSource::MakeList({0});
    const auto values = LiveSource::MakeList({1}, NEVRA_LIST_VALUES);
-   EXPECT_EQ(NEVRA_NOT_SUPPORTED,
-             (*source).Set(nevra::Definition(NodeId::sched_groups_groupFlags), *keys, *values));
+   EXPECT_EQ((*source).Set(nevra::Definition(NodeId::sched_groups_groupFlags), *keys, *values),
+             NEVRA_NOT_SUPPORTED);
 }
 
 } // namespace

@@ -47,7 +47,7 @@ std::vector<std::string> Listed(LiveSource &source, uint32_t room, NodeId node,
 {
    const LiveSource::ListPtr list = LiveSource::MakeList(keys);
    const LiveSource::ListPtr instances(Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, room));
-   EXPECT_EQ(NEVRA_OK, (*source).List(nevra::Definition(node), *list, *instances))
+   EXPECT_EQ((*source).List(nevra::Definition(node), *list, *instances), NEVRA_OK)
       << nevra::Definition(node).path;
    std::vector<std::string> names;
    for (uint32_t i = 0; i < instances->Used(); i++) {

@@ -55,27 +55,28 @@ TEST(LinuxGroupMemory, EveryFigureOfAV2Cgroup)
    LiveSource source(tree.Root());
    const int64_t group = static_cast<int64_t>(tree.V2Id("a.slice"));
    const GroupMemoryStatsRecord stats = StatsOf(source, group);
-   EXPECT_EQ(5000u, +stats.memSize);
-   EXPECT_EQ(5000u, +stats.consumed);
-   EXPECT_EQ(7000u, +stats.memSizePeak);
-   EXPECT_EQ(7000u, +stats.consumedPeak);
-   EXPECT_EQ(1024u, +stats.ovhd);
-   EXPECT_EQ(3072u, +stats.touched);
-   EXPECT_EQ(400u, +stats.bMin);
-   EXPECT_EQ(9000u, +stats.bMax);
-   EXPECT_EQ(400u, +stats.eMin);
-   EXPECT_EQ(8000u, +stats.allocTgt);
-   EXPECT_EQ(75, +stats.throttlePct);
-   EXPECT_EQ(0u, +stats.sharedSaved);
-   EXPECT_EQ(0u, stats.ovhdResv + stats.iMin + stats.bShares + stats.fShares + stats.bActive +
-                    stats.rMinPeak + stats.eMinPeak + stats.rMinChildPeak);
-   EXPECT_EQ(0, +stats.mps);
+   EXPECT_EQ(+stats.memSize, 5000u);
+   EXPECT_EQ(+stats.consumed, 5000u);
+   EXPECT_EQ(+stats.memSizePeak, 7000u);
+   EXPECT_EQ(+stats.consumedPeak, 7000u);
+   EXPECT_EQ(+stats.ovhd, 1024u);
+   EXPECT_EQ(+stats.touched, 3072u);
+   EXPECT_EQ(+stats.bMin, 400u);
+   EXPECT_EQ(+stats.bMax, 9000u);
+   EXPECT_EQ(+stats.eMin, 400u);
+   EXPECT_EQ(+stats.allocTgt, 8000u);
+   EXPECT_EQ(+stats.throttlePct, 75);
+   EXPECT_EQ(+stats.sharedSaved, 0u);
+   EXPECT_EQ(stats.ovhdResv + stats.iMin + stats.bShares + stats.fShares + stats.bActive + stats.rMinPeak +
+                stats.eMinPeak + stats.rMinChildPeak,
+             0u);
+   EXPECT_EQ(+stats.mps, 0);
 
    const GroupAllocRecord alloc = AllocOf(source, group);
-   EXPECT_EQ(400, +alloc.min);
-   EXPECT_EQ(9000, +alloc.max);
-   EXPECT_EQ(-1, +alloc.minLimit);
-   EXPECT_EQ(0, +alloc.shares);
+   EXPECT_EQ(+alloc.min, 400);
+   EXPECT_EQ(+alloc.max, 9000);
+   EXPECT_EQ(+alloc.minLimit, -1);
+   EXPECT_EQ(+alloc.shares, 0);
 }
 
 TEST(LinuxGroupMemory, KernelMemoryIsAddedUpWhereTheKernelDoesNot)
@@ -84,7 +85,7 @@ TEST(LinuxGroupMemory, KernelMemoryIsAddedUpWhereTheKernelDoesNot)
    tree.MountV2();
    tree.V2("a", "memory.stat", "anon 1\nkernel_stack 4096\npagetables 8192\npercpu 1024\nslab 16384\n");
    LiveSource source(tree.Root());
-   EXPECT_EQ(29u, +StatsOf(source, static_cast<int64_t>(tree.V2Id("a"))).ovhd);
+   EXPECT_EQ(+StatsOf(source, static_cast<int64_t>(tree.V2Id("a"))).ovhd, 29u);
 }
 
 TEST(LinuxGroupMemory, ACgroupWithoutTheMemoryControllerHasNoFiguresAndNoLimits)
@@ -95,12 +96,12 @@ TEST(LinuxGroupMemory, ACgroupWithoutTheMemoryControllerHasNoFiguresAndNoLimits)
    tree.V2("a", "cgroup.procs", "");
    LiveSource source(tree.Root());
    const int64_t group = static_cast<int64_t>(tree.V2Id("a"));
-   EXPECT_EQ(0u, +StatsOf(source, group).consumed);
-   EXPECT_EQ(100, +StatsOf(source, group).throttlePct);
-   EXPECT_EQ(0, +AllocOf(source, group).min);
-   EXPECT_EQ(-1, +AllocOf(source, group).max);
-   EXPECT_EQ(8000000u, +StatsOf(source, group).bMax) << "the host's memory is a limit";
-   EXPECT_EQ(0u, +StatsOf(source, group).allocTgt) << "nobody has set one";
+   EXPECT_EQ(+StatsOf(source, group).consumed, 0u);
+   EXPECT_EQ(+StatsOf(source, group).throttlePct, 100);
+   EXPECT_EQ(+AllocOf(source, group).min, 0);
+   EXPECT_EQ(+AllocOf(source, group).max, -1);
+   EXPECT_EQ(+StatsOf(source, group).bMax, 8000000u) << "the host's memory is a limit";
+   EXPECT_EQ(+StatsOf(source, group).allocTgt, 0u) << "nobody has set one";
 }
 
 TEST(LinuxGroupMemory, AncestorsLimitWhatIsBelowThem)
@@ -117,12 +118,12 @@ TEST(LinuxGroupMemory, AncestorsLimitWhatIsBelowThem)
    LiveSource source(tree.Root());
    const int64_t group = static_cast<int64_t>(tree.V2Id("a/b"));
    const GroupMemoryStatsRecord stats = StatsOf(source, group);
-   EXPECT_EQ(-1, +AllocOf(source, group).max);
-   EXPECT_EQ(5000, +AllocOf(source, group).min);
-   EXPECT_EQ(3000u, +stats.bMax);
-   EXPECT_EQ(3000u, +stats.bMin);
-   EXPECT_EQ(100u, +stats.eMin);
-   EXPECT_EQ(2500u, +stats.allocTgt);
+   EXPECT_EQ(+AllocOf(source, group).max, -1);
+   EXPECT_EQ(+AllocOf(source, group).min, 5000);
+   EXPECT_EQ(+stats.bMax, 3000u);
+   EXPECT_EQ(+stats.bMin, 3000u);
+   EXPECT_EQ(+stats.eMin, 100u);
+   EXPECT_EQ(+stats.allocTgt, 2500u);
 }
 
 TEST(LinuxGroupMemory, ThrottlingIsThePartOfPeriodsThatWere)
@@ -134,10 +135,10 @@ TEST(LinuxGroupMemory, ThrottlingIsThePartOfPeriodsThatWere)
       LiveSource source(tree.Root());
       return StatsOf(source, static_cast<int64_t>(tree.V2Id("a"))).throttlePct;
    };
-   EXPECT_EQ(70, percent("usage_usec 5\nnr_periods 10\nnr_throttled 3\n"));
-   EXPECT_EQ(0, percent("nr_periods 10\nnr_throttled 30\n"));
-   EXPECT_EQ(100, percent("nr_periods 0\nnr_throttled 0\n")) << "no limit is set";
-   EXPECT_EQ(100, percent("usage_usec 5\n"));
+   EXPECT_EQ(percent("usage_usec 5\nnr_periods 10\nnr_throttled 3\n"), 70);
+   EXPECT_EQ(percent("nr_periods 10\nnr_throttled 30\n"), 0);
+   EXPECT_EQ(percent("nr_periods 0\nnr_throttled 0\n"), 100) << "no limit is set";
+   EXPECT_EQ(percent("usage_usec 5\n"), 100);
 }
 
 TEST(LinuxGroupMemory, CapacityIsWhatTheChildrenReserve)
@@ -151,14 +152,14 @@ TEST(LinuxGroupMemory, CapacityIsWhatTheChildrenReserve)
    tree.V2("d", "memory.min", Bytes(50));
    LiveSource source(tree.Root());
    const GroupCapacityRecord root = CapacityOf(source, 0);
-   EXPECT_EQ(1050u, +root.conResv);
-   EXPECT_EQ(8000000u - 1050, +root.availResv);
+   EXPECT_EQ(+root.conResv, 1050u);
+   EXPECT_EQ(+root.availResv, 8000000u - 1050);
    const GroupCapacityRecord a = CapacityOf(source, static_cast<int64_t>(tree.V2Id("a")));
-   EXPECT_EQ(500u, +a.conResv);
-   EXPECT_EQ(500u, +a.availResv);
+   EXPECT_EQ(+a.conResv, 500u);
+   EXPECT_EQ(+a.availResv, 500u);
    const GroupCapacityRecord b = CapacityOf(source, static_cast<int64_t>(tree.V2Id("a/b")));
-   EXPECT_EQ(0u, +b.conResv);
-   EXPECT_EQ(300u, +b.availResv);
+   EXPECT_EQ(+b.conResv, 0u);
+   EXPECT_EQ(+b.availResv, 300u);
 }
 
 TEST(LinuxGroupMemory, TheRootIsTheHost)
@@ -168,14 +169,14 @@ TEST(LinuxGroupMemory, TheRootIsTheHost)
    tree.MountV2();
    LiveSource source(tree.Root());
    const GroupMemoryStatsRecord stats = StatsOf(source, 0);
-   EXPECT_EQ(6000000u, +stats.memSize);
-   EXPECT_EQ(6000000u, +stats.consumed);
-   EXPECT_EQ(456000u, +stats.ovhd);
-   EXPECT_EQ(500000u, +stats.touched);
-   EXPECT_EQ(8000000u, +stats.bMax);
-   EXPECT_EQ(8000000u, +stats.allocTgt);
-   EXPECT_EQ(0, +AllocOf(source, 0).min);
-   EXPECT_EQ(-1, +AllocOf(source, 0).max);
+   EXPECT_EQ(+stats.memSize, 6000000u);
+   EXPECT_EQ(+stats.consumed, 6000000u);
+   EXPECT_EQ(+stats.ovhd, 456000u);
+   EXPECT_EQ(+stats.touched, 500000u);
+   EXPECT_EQ(+stats.bMax, 8000000u);
+   EXPECT_EQ(+stats.allocTgt, 8000000u);
+   EXPECT_EQ(+AllocOf(source, 0).min, 0);
+   EXPECT_EQ(+AllocOf(source, 0).max, -1);
 }
 
 TEST(LinuxGroupMemory, EveryFigureOfAV1Cgroup)
@@ -195,16 +196,16 @@ TEST(LinuxGroupMemory, EveryFigureOfAV1Cgroup)
    LiveSource source(tree.Root());
    const int64_t group = static_cast<int64_t>(tree.V1Id("docker/abc"));
    const GroupMemoryStatsRecord stats = StatsOf(source, group);
-   EXPECT_EQ(5000u, +stats.consumed);
-   EXPECT_EQ(5000u, +stats.memSize);
-   EXPECT_EQ(6000u, +stats.consumedPeak);
-   EXPECT_EQ(80u, +stats.ovhd);
-   EXPECT_EQ(3072u, +stats.touched);
-   EXPECT_EQ(7000u, +stats.bMax);
-   EXPECT_EQ(90, +stats.throttlePct);
-   EXPECT_EQ(7000, +AllocOf(source, group).max);
-   EXPECT_EQ(0, +AllocOf(source, group).min);
-   EXPECT_EQ(-1, +AllocOf(source, static_cast<int64_t>(tree.V1Id("docker"))).max) << "no limit";
+   EXPECT_EQ(+stats.consumed, 5000u);
+   EXPECT_EQ(+stats.memSize, 5000u);
+   EXPECT_EQ(+stats.consumedPeak, 6000u);
+   EXPECT_EQ(+stats.ovhd, 80u);
+   EXPECT_EQ(+stats.touched, 3072u);
+   EXPECT_EQ(+stats.bMax, 7000u);
+   EXPECT_EQ(+stats.throttlePct, 90);
+   EXPECT_EQ(+AllocOf(source, group).max, 7000);
+   EXPECT_EQ(+AllocOf(source, group).min, 0);
+   EXPECT_EQ(+AllocOf(source, static_cast<int64_t>(tree.V1Id("docker"))).max, -1) << "no limit";
 }
 
 TEST(LinuxGroupMemory, FiguresOfAProcess)
@@ -221,21 +222,21 @@ TEST(LinuxGroupMemory, FiguresOfAProcess)
    tree.Process(41, {.name = "zombie"});
    LiveSource source(tree.Root());
    const GroupMemoryStatsRecord stats = StatsOf(source, kProcess + 40);
-   EXPECT_EQ(9000u, +stats.memSize);
-   EXPECT_EQ(9100u, +stats.memSizePeak);
-   EXPECT_EQ(3000u, +stats.consumed);
-   EXPECT_EQ(3010u, +stats.consumedPeak);
-   EXPECT_EQ(44u, +stats.ovhd);
-   EXPECT_EQ(0u, +stats.touched);
-   EXPECT_EQ(0u, +stats.bMin) << "the reservation is for both processes";
-   EXPECT_EQ(0u, +stats.eMin);
-   EXPECT_EQ(5000u, +stats.bMax) << "the limit holds for each of them";
-   EXPECT_EQ(0u, +stats.allocTgt) << "the target is for both processes";
-   EXPECT_EQ(75, +stats.throttlePct);
-   EXPECT_EQ(0, +AllocOf(source, kProcess + 40).min);
-   EXPECT_EQ(-1, +AllocOf(source, kProcess + 40).max);
-   EXPECT_EQ(0u, +StatsOf(source, kProcess + 41).memSize);
-   EXPECT_EQ(0u, +CapacityOf(source, kProcess + 40).availResv);
+   EXPECT_EQ(+stats.memSize, 9000u);
+   EXPECT_EQ(+stats.memSizePeak, 9100u);
+   EXPECT_EQ(+stats.consumed, 3000u);
+   EXPECT_EQ(+stats.consumedPeak, 3010u);
+   EXPECT_EQ(+stats.ovhd, 44u);
+   EXPECT_EQ(+stats.touched, 0u);
+   EXPECT_EQ(+stats.bMin, 0u) << "the reservation is for both processes";
+   EXPECT_EQ(+stats.eMin, 0u);
+   EXPECT_EQ(+stats.bMax, 5000u) << "the limit holds for each of them";
+   EXPECT_EQ(+stats.allocTgt, 0u) << "the target is for both processes";
+   EXPECT_EQ(+stats.throttlePct, 75);
+   EXPECT_EQ(+AllocOf(source, kProcess + 40).min, 0);
+   EXPECT_EQ(+AllocOf(source, kProcess + 40).max, -1);
+   EXPECT_EQ(+StatsOf(source, kProcess + 41).memSize, 0u);
+   EXPECT_EQ(+CapacityOf(source, kProcess + 40).availResv, 0u);
 }
 
 TEST(LinuxGroupMemory, AProcessAloneInItsCgroupHasItsLimits)
@@ -248,14 +249,14 @@ TEST(LinuxGroupMemory, AProcessAloneInItsCgroupHasItsLimits)
    tree.V2("a", "memory.max", Bytes(5000));
    tree.Process(40, {.name = "one", .vmSize = 9000, .vmRss = 3000});
    LiveSource source(tree.Root());
-   EXPECT_EQ(100, +AllocOf(source, kProcess + 40).min);
-   EXPECT_EQ(5000, +AllocOf(source, kProcess + 40).max);
-   EXPECT_EQ(100u, +StatsOf(source, kProcess + 40).eMin);
-   EXPECT_EQ(5000u, +StatsOf(source, kProcess + 40).allocTgt);
-   EXPECT_EQ(100u, +CapacityOf(source, kProcess + 40).availResv);
-   EXPECT_EQ(100u, +CapacityOf(source, static_cast<int64_t>(tree.V2Id("a"))).conResv);
+   EXPECT_EQ(+AllocOf(source, kProcess + 40).min, 100);
+   EXPECT_EQ(+AllocOf(source, kProcess + 40).max, 5000);
+   EXPECT_EQ(+StatsOf(source, kProcess + 40).eMin, 100u);
+   EXPECT_EQ(+StatsOf(source, kProcess + 40).allocTgt, 5000u);
+   EXPECT_EQ(+CapacityOf(source, kProcess + 40).availResv, 100u);
+   EXPECT_EQ(+CapacityOf(source, static_cast<int64_t>(tree.V2Id("a"))).conResv, 100u);
    const auto flags = source.Read<GroupFlagsRecord>(NodeId::sched_groups_groupFlags, {kProcess + 40}).flags;
-   EXPECT_EQ(0x40u, flags & 0x40);
+   EXPECT_EQ(flags & 0x40, 0x40u);
 }
 
 TEST(LinuxGroupMemory, AVmIsItsGuestAndItsEmulator)
@@ -271,17 +272,17 @@ TEST(LinuxGroupMemory, AVmIsItsGuestAndItsEmulator)
                                             "512\0",
                                             12));
    LiveSource source(tree.Root());
-   EXPECT_EQ(512 * kMB, +StatsOf(source, kProcess + 70).memSize);
-   EXPECT_EQ(300000u, +StatsOf(source, kProcess + 70).consumed);
-   EXPECT_EQ(512 * kMB, +StatsOf(source, kVmm + 70).memSize);
-   EXPECT_EQ(900000u, +StatsOf(source, kEmulator + 70).memSize);
-   EXPECT_EQ(300000u, +StatsOf(source, kEmulator + 70).consumed);
-   EXPECT_EQ(static_cast<int64_t>(64 * kMB), +AllocOf(source, kProcess + 70).min);
-   EXPECT_EQ(static_cast<int64_t>(64 * kMB), +AllocOf(source, kVmm + 70).min);
-   EXPECT_EQ(static_cast<int64_t>(1024 * kMB), +AllocOf(source, kVmm + 70).max);
-   EXPECT_EQ(0, +AllocOf(source, kEmulator + 70).min);
-   EXPECT_EQ(64 * kMB, +CapacityOf(source, kProcess + 70).conResv);
-   EXPECT_EQ(0u, +CapacityOf(source, kProcess + 70).availResv);
+   EXPECT_EQ(+StatsOf(source, kProcess + 70).memSize, 512 * kMB);
+   EXPECT_EQ(+StatsOf(source, kProcess + 70).consumed, 300000u);
+   EXPECT_EQ(+StatsOf(source, kVmm + 70).memSize, 512 * kMB);
+   EXPECT_EQ(+StatsOf(source, kEmulator + 70).memSize, 900000u);
+   EXPECT_EQ(+StatsOf(source, kEmulator + 70).consumed, 300000u);
+   EXPECT_EQ(+AllocOf(source, kProcess + 70).min, static_cast<int64_t>(64 * kMB));
+   EXPECT_EQ(+AllocOf(source, kVmm + 70).min, static_cast<int64_t>(64 * kMB));
+   EXPECT_EQ(+AllocOf(source, kVmm + 70).max, static_cast<int64_t>(1024 * kMB));
+   EXPECT_EQ(+AllocOf(source, kEmulator + 70).min, 0);
+   EXPECT_EQ(+CapacityOf(source, kProcess + 70).conResv, 64 * kMB);
+   EXPECT_EQ(+CapacityOf(source, kProcess + 70).availResv, 0u);
 }
 
 TEST(LinuxGroupMemory, MergedPagesAreSavings)
@@ -297,10 +298,10 @@ TEST(LinuxGroupMemory, MergedPagesAreSavings)
    tree.File("proc/41/ksm_stat", "ksm_rmap_items 9\nksm_merging_pages 20\n");
    const uint64_t pageKB = nevra::PageKB();
    LiveSource source(tree.Root());
-   EXPECT_EQ(1000 * pageKB, +StatsOf(source, 0).sharedSaved);
-   EXPECT_EQ(31 * pageKB, +StatsOf(source, static_cast<int64_t>(tree.V2Id("a"))).sharedSaved);
-   EXPECT_EQ(20 * pageKB, +StatsOf(source, static_cast<int64_t>(tree.V2Id("a/b"))).sharedSaved);
-   EXPECT_EQ(11 * pageKB, +StatsOf(source, kProcess + 40).sharedSaved);
+   EXPECT_EQ(+StatsOf(source, 0).sharedSaved, 1000 * pageKB);
+   EXPECT_EQ(+StatsOf(source, static_cast<int64_t>(tree.V2Id("a"))).sharedSaved, 31 * pageKB);
+   EXPECT_EQ(+StatsOf(source, static_cast<int64_t>(tree.V2Id("a/b"))).sharedSaved, 20 * pageKB);
+   EXPECT_EQ(+StatsOf(source, kProcess + 40).sharedSaved, 11 * pageKB);
 }
 
 } // namespace

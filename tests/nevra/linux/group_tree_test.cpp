@@ -107,13 +107,13 @@ TEST(LinuxGroups, EveryKindHasItsName)
    RecordedTree tree;
    MakeHost(tree);
    LiveSource source(tree.Root());
-   EXPECT_EQ("host", NameOf(source, 0));
-   EXPECT_EQ("cron.service", NameOf(source, static_cast<int64_t>(tree.V2Id("system.slice/cron.service"))));
-   EXPECT_EQ("cron", NameOf(source, kProcess + 400));
-   EXPECT_EQ("kworker/0:1-events", NameOf(source, kProcess + 9));
-   EXPECT_EQ("web", NameOf(source, kProcess + 1200));
-   EXPECT_EQ("vmm", NameOf(source, kVmm + 1200));
-   EXPECT_EQ("qemu-system-x86", NameOf(source, kEmulator + 1200));
+   EXPECT_EQ(NameOf(source, 0), "host");
+   EXPECT_EQ(NameOf(source, static_cast<int64_t>(tree.V2Id("system.slice/cron.service"))), "cron.service");
+   EXPECT_EQ(NameOf(source, kProcess + 400), "cron");
+   EXPECT_EQ(NameOf(source, kProcess + 9), "kworker/0:1-events");
+   EXPECT_EQ(NameOf(source, kProcess + 1200), "web");
+   EXPECT_EQ(NameOf(source, kVmm + 1200), "vmm");
+   EXPECT_EQ(NameOf(source, kEmulator + 1200), "qemu-system-x86");
 }
 
 TEST(LinuxGroups, TagIsTheTopLevelCgroupWithoutSlice)
@@ -122,14 +122,14 @@ TEST(LinuxGroups, TagIsTheTopLevelCgroupWithoutSlice)
    MakeHost(tree);
    tree.V2("monitoring.slice", "cgroup.procs", "");
    LiveSource source(tree.Root());
-   EXPECT_EQ("host", TagOf(source, 0));
-   EXPECT_EQ("host", TagOf(source, kProcess + 9));
-   EXPECT_EQ("system", TagOf(source, static_cast<int64_t>(tree.V2Id("system.slice"))));
-   EXPECT_EQ("system", TagOf(source, kProcess + 401));
-   EXPECT_EQ("user", TagOf(source, kProcess + 900));
-   EXPECT_EQ("machine", TagOf(source, kEmulator + 1200));
-   EXPECT_EQ("monitor", TagOf(source, static_cast<int64_t>(tree.V2Id("monitoring.slice"))));
-   EXPECT_EQ("init.sc", TagOf(source, static_cast<int64_t>(tree.V2Id("init.scope"))));
+   EXPECT_EQ(TagOf(source, 0), "host");
+   EXPECT_EQ(TagOf(source, kProcess + 9), "host");
+   EXPECT_EQ(TagOf(source, static_cast<int64_t>(tree.V2Id("system.slice"))), "system");
+   EXPECT_EQ(TagOf(source, kProcess + 401), "system");
+   EXPECT_EQ(TagOf(source, kProcess + 900), "user");
+   EXPECT_EQ(TagOf(source, kEmulator + 1200), "machine");
+   EXPECT_EQ(TagOf(source, static_cast<int64_t>(tree.V2Id("monitoring.slice"))), "monitor");
+   EXPECT_EQ(TagOf(source, static_cast<int64_t>(tree.V2Id("init.scope"))), "init.sc");
 }
 
 TEST(LinuxGroups, ParentsLeadBackToTheRoot)
@@ -139,14 +139,14 @@ TEST(LinuxGroups, ParentsLeadBackToTheRoot)
    LiveSource source(tree.Root());
    const int64_t slice = static_cast<int64_t>(tree.V2Id("system.slice"));
    const int64_t service = static_cast<int64_t>(tree.V2Id("system.slice/cron.service"));
-   EXPECT_EQ(-1, ParentOf(source, 0));
-   EXPECT_EQ(0, ParentOf(source, slice));
-   EXPECT_EQ(slice, ParentOf(source, service));
-   EXPECT_EQ(service, ParentOf(source, kProcess + 400));
-   EXPECT_EQ(0, ParentOf(source, kProcess + 9));
-   EXPECT_EQ(static_cast<int64_t>(tree.V2Id(kVmScope)), ParentOf(source, kProcess + 1200));
-   EXPECT_EQ(kProcess + 1200, ParentOf(source, kVmm + 1200));
-   EXPECT_EQ(kProcess + 1200, ParentOf(source, kEmulator + 1200));
+   EXPECT_EQ(ParentOf(source, 0), -1);
+   EXPECT_EQ(ParentOf(source, slice), 0);
+   EXPECT_EQ(ParentOf(source, service), slice);
+   EXPECT_EQ(ParentOf(source, kProcess + 400), service);
+   EXPECT_EQ(ParentOf(source, kProcess + 9), 0);
+   EXPECT_EQ(ParentOf(source, kProcess + 1200), static_cast<int64_t>(tree.V2Id(kVmScope)));
+   EXPECT_EQ(ParentOf(source, kVmm + 1200), kProcess + 1200);
+   EXPECT_EQ(ParentOf(source, kEmulator + 1200), kProcess + 1200);
 }
 
 TEST(LinuxGroups, FlagsOfEveryKind)
@@ -158,21 +158,21 @@ TEST(LinuxGroups, FlagsOfEveryKind)
    const auto flags = [&](const char *cgroup) {
       return FlagsOf(source, static_cast<int64_t>(tree.V2Id(cgroup)));
    };
-   EXPECT_EQ(kPre | kCo, FlagsOf(source, 0));
-   EXPECT_EQ(kPre | kCo, flags("system.slice"));
-   EXPECT_EQ(kPre | kLf, flags("empty.slice"));
-   EXPECT_EQ(kPre, flags("init.scope")) << "always there, not transient";
-   EXPECT_EQ(kSc | kPr, flags("system.slice/cron.service"));
-   EXPECT_EQ(kPre | kCo, flags("user.slice"));
-   EXPECT_EQ(kCo | kSc | kUg, flags("user.slice/user-1000.slice"));
-   EXPECT_EQ(kSc | kUg | kNp, flags("user.slice/user-1000.slice/session-3.scope"));
-   EXPECT_EQ(kUw | kLf | kPr, FlagsOf(source, kProcess + 400)) << "never killed for lack of memory";
-   EXPECT_EQ(kUw | kLf, FlagsOf(source, kProcess + 401));
-   EXPECT_EQ(kUw | kLf | kUg, FlagsOf(source, kProcess + 900));
-   EXPECT_EQ(kPre | kSys | kLf, FlagsOf(source, kProcess + 9));
-   EXPECT_EQ(kVmFlag, FlagsOf(source, kProcess + 1200));
-   EXPECT_EQ(kVmmFlag | kLf, FlagsOf(source, kVmm + 1200));
-   EXPECT_EQ(kUw | kVmFlag | kLf, FlagsOf(source, kEmulator + 1200));
+   EXPECT_EQ(FlagsOf(source, 0), kPre | kCo);
+   EXPECT_EQ(flags("system.slice"), kPre | kCo);
+   EXPECT_EQ(flags("empty.slice"), kPre | kLf);
+   EXPECT_EQ(flags("init.scope"), kPre) << "always there, not transient";
+   EXPECT_EQ(flags("system.slice/cron.service"), kSc | kPr);
+   EXPECT_EQ(flags("user.slice"), kPre | kCo);
+   EXPECT_EQ(flags("user.slice/user-1000.slice"), kCo | kSc | kUg);
+   EXPECT_EQ(flags("user.slice/user-1000.slice/session-3.scope"), kSc | kUg | kNp);
+   EXPECT_EQ(FlagsOf(source, kProcess + 400), kUw | kLf | kPr) << "never killed for lack of memory";
+   EXPECT_EQ(FlagsOf(source, kProcess + 401), kUw | kLf);
+   EXPECT_EQ(FlagsOf(source, kProcess + 900), kUw | kLf | kUg);
+   EXPECT_EQ(FlagsOf(source, kProcess + 9), kPre | kSys | kLf);
+   EXPECT_EQ(FlagsOf(source, kProcess + 1200), kVmFlag);
+   EXPECT_EQ(FlagsOf(source, kVmm + 1200), kVmmFlag | kLf);
+   EXPECT_EQ(FlagsOf(source, kEmulator + 1200), kUw | kVmFlag | kLf);
 }
 
 TEST(LinuxGroups, KernelThreadsAreKnownByTheirParentWhereTheKernelDoesNotTell)
@@ -183,9 +183,9 @@ TEST(LinuxGroups, KernelThreadsAreKnownByTheirParentWhereTheKernelDoesNotTell)
    tree.Process(9, {.name = "kworker/0:1", .parent = 2, .kthread = ""});
    tree.Process(10, {.name = "zombie", .parent = 1, .kthread = ""});
    LiveSource source(tree.Root());
-   EXPECT_EQ(kPre | kSys | kLf, FlagsOf(source, kProcess + 2));
-   EXPECT_EQ(kPre | kSys | kLf, FlagsOf(source, kProcess + 9));
-   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 10));
+   EXPECT_EQ(FlagsOf(source, kProcess + 2), kPre | kSys | kLf);
+   EXPECT_EQ(FlagsOf(source, kProcess + 9), kPre | kSys | kLf);
+   EXPECT_EQ(FlagsOf(source, kProcess + 10), kPre | kUw | kLf);
 }
 
 TEST(LinuxGroups, APidTwoThatIsNotTheDaemonHasNoKernelThreads)
@@ -197,8 +197,8 @@ TEST(LinuxGroups, APidTwoThatIsNotTheDaemonHasNoKernelThreads)
       tree.File("proc/2/status", status);
       tree.Process(3, {.name = "child\\", .parent = 2, .kthread = ""});
       LiveSource source(tree.Root());
-      EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 3)) << status;
-      EXPECT_EQ("child\\", NameOf(source, kProcess + 3)) << "half an escape";
+      EXPECT_EQ(FlagsOf(source, kProcess + 3), kPre | kUw | kLf) << status;
+      EXPECT_EQ(NameOf(source, kProcess + 3), "child\\") << "half an escape";
    }
 }
 
@@ -209,8 +209,8 @@ TEST(LinuxGroups, InAContainerPidTwoIsAnOrdinaryProcess)
    tree.Process(2, {.name = "kthreadd", .parent = 1, .vmSize = 500, .vmRss = 100, .kthread = ""});
    tree.Process(9, {.name = "child", .parent = 2, .kthread = ""});
    LiveSource source(tree.Root());
-   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 2));
-   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 9));
+   EXPECT_EQ(FlagsOf(source, kProcess + 2), kPre | kUw | kLf);
+   EXPECT_EQ(FlagsOf(source, kProcess + 9), kPre | kUw | kLf);
 }
 
 TEST(LinuxGroups, EachGroupOfAVmHasALeaderOfItsOwn)
@@ -221,21 +221,21 @@ TEST(LinuxGroups, EachGroupOfAVmHasALeaderOfItsOwn)
    const auto leader = [&](int64_t group) {
       return source.Read<GroupLeaderIDRecord>(NodeId::sched_groups_groupLeaderID, {group}).leaderID;
    };
-   EXPECT_EQ(400u, leader(kProcess + 400));
-   EXPECT_EQ(1200u, leader(kProcess + 1200));
-   EXPECT_EQ(0x20000000u + 1200, leader(kVmm + 1200));
-   EXPECT_EQ(0x60000000u + 1200, leader(kEmulator + 1200));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GroupLeaderIDRecord>(NodeId::sched_groups_groupLeaderID, {0}));
+   EXPECT_EQ(leader(kProcess + 400), 400u);
+   EXPECT_EQ(leader(kProcess + 1200), 1200u);
+   EXPECT_EQ(leader(kVmm + 1200), 0x20000000u + 1200);
+   EXPECT_EQ(leader(kEmulator + 1200), 0x60000000u + 1200);
+   EXPECT_EQ(source.StatusOf<GroupLeaderIDRecord>(NodeId::sched_groups_groupLeaderID, {0}), NEVRA_NOT_FOUND);
 
    const auto vmmLeader = [&](int64_t world, VmmLeaderIDRecord *record) {
       return source.Get(NodeId::worldGroups_vmmLeaderID, {world}, record);
    };
    VmmLeaderIDRecord record{};
-   EXPECT_EQ(NEVRA_OK, vmmLeader(1200, &record));
-   EXPECT_EQ(0x20000000u + 1200, +record.vmmLeaderID);
-   EXPECT_EQ(NEVRA_NOT_FOUND, vmmLeader(400, &record));
+   EXPECT_EQ(vmmLeader(1200, &record), NEVRA_OK);
+   EXPECT_EQ(+record.vmmLeaderID, 0x20000000u + 1200);
+   EXPECT_EQ(vmmLeader(400, &record), NEVRA_NOT_FOUND);
    // So that the emulator, which carries the VM's flag, is no second VM.
-   EXPECT_EQ(NEVRA_NOT_FOUND, vmmLeader(kEmulator + 1200, &record));
+   EXPECT_EQ(vmmLeader(kEmulator + 1200, &record), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxGroups, AProcessWithAVmDescriptorIsAVm)
@@ -249,23 +249,23 @@ TEST(LinuxGroups, AProcessWithAVmDescriptorIsAVm)
    tree.Link("proc/71/fd/12", "anon_inode:[eventpoll]");
    {
       LiveSource source(tree.Root());
-      EXPECT_EQ(kPre | kVmFlag, FlagsOf(source, kProcess + 70));
-      EXPECT_EQ("microvm", NameOf(source, kProcess + 70));
-      EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 71));
-      EXPECT_EQ(1u, +source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs);
+      EXPECT_EQ(FlagsOf(source, kProcess + 70), kPre | kVmFlag);
+      EXPECT_EQ(NameOf(source, kProcess + 70), "microvm");
+      EXPECT_EQ(FlagsOf(source, kProcess + 71), kPre | kUw | kLf);
+      EXPECT_EQ(+source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs, 1u);
    }
    tree.File("sys/module/kvm_intel/refcnt", "0\n");
    {
       LiveSource idle(tree.Root());
-      EXPECT_EQ(kPre | kUw | kLf, FlagsOf(idle, kProcess + 70)) << "the kernel says that no VM runs";
+      EXPECT_EQ(FlagsOf(idle, kProcess + 70), kPre | kUw | kLf) << "the kernel says that no VM runs";
    }
    tree.File("sys/module/kvm_amd/refcnt", "1\n");
    tree.Process(72, {.name = "closed", .vmSize = 5000, .vmRss = 100, .threads = 4});
    LiveSource busy(tree.Root());
-   EXPECT_EQ(kPre | kVmFlag, FlagsOf(busy, kProcess + 70));
-   EXPECT_EQ(kVmmFlag | kLf, FlagsOf(busy, kVmm + 70)) << "below the VM, not below the root";
-   EXPECT_EQ(kUw | kVmFlag | kLf, FlagsOf(busy, kEmulator + 70));
-   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(busy, kProcess + 72)) << "its descriptors may not be read";
+   EXPECT_EQ(FlagsOf(busy, kProcess + 70), kPre | kVmFlag);
+   EXPECT_EQ(FlagsOf(busy, kVmm + 70), kVmmFlag | kLf) << "below the VM, not below the root";
+   EXPECT_EQ(FlagsOf(busy, kEmulator + 70), kUw | kVmFlag | kLf);
+   EXPECT_EQ(FlagsOf(busy, kProcess + 72), kPre | kUw | kLf) << "its descriptors may not be read";
 }
 
 TEST(LinuxGroups, AProcessThatRunsAnEmulatorIsAVmWhateverItCallsItself)
@@ -277,8 +277,8 @@ TEST(LinuxGroups, AProcessThatRunsAnEmulatorIsAVmWhateverItCallsItself)
    tree.Process(71, {.name = "guest", .vmSize = 5000, .vmRss = 100, .threads = 3});
    tree.Link("proc/71/exe", "/opt/qemu-system-tools/guest");
    LiveSource source(tree.Root());
-   EXPECT_EQ(kPre | kVmFlag, FlagsOf(source, kProcess + 70));
-   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 71));
+   EXPECT_EQ(FlagsOf(source, kProcess + 70), kPre | kVmFlag);
+   EXPECT_EQ(FlagsOf(source, kProcess + 71), kPre | kUw | kLf);
 }
 
 TEST(LinuxGroups, AnEmulatorThatHasEndedIsAProcess)
@@ -287,7 +287,7 @@ TEST(LinuxGroups, AnEmulatorThatHasEndedIsAProcess)
    tree.MountV2();
    tree.File("proc/70/status", "Name:\tqemu-system-x86\nState:\tZ (zombie)\nPPid:\t1\nThreads:\t1\n");
    LiveSource source(tree.Root());
-   EXPECT_EQ(kPre | kUw | kLf, FlagsOf(source, kProcess + 70));
+   EXPECT_EQ(FlagsOf(source, kProcess + 70), kPre | kUw | kLf);
 }
 
 TEST(LinuxGroups, MemoryClientsAreTheLeaders)
@@ -319,7 +319,7 @@ TEST(LinuxGroups, V1TakesTheMemoryHierarchyWhereTheUnifiedOneHasNoMemory)
    EXPECT_THAT(MembersOf(source, 0), ElementsAre(docker, kProcess + 5));
    EXPECT_THAT(MembersOf(source, docker), ElementsAre(container));
    EXPECT_THAT(MembersOf(source, container), ElementsAre(kProcess + 6));
-   EXPECT_EQ("docker", TagOf(source, kProcess + 6));
+   EXPECT_EQ(TagOf(source, kProcess + 6), "docker");
 }
 
 TEST(LinuxGroups, V2IsTakenWhereItHasTheMemoryControllerBesideV1)
@@ -386,8 +386,8 @@ TEST(LinuxGroups, WhereOnlyASubtreeIsMountedPathsBeginWithIt)
    tree.Process(78, {.name = "outside"});
    tree.File("proc/78/cgroup", "0::/pods/db/a\n");
    LiveSource source(tree.Root());
-   EXPECT_EQ(static_cast<int64_t>(tree.V2Id("a/b")), ParentOf(source, kProcess + 77));
-   EXPECT_EQ(0, ParentOf(source, kProcess + 78));
+   EXPECT_EQ(ParentOf(source, kProcess + 77), static_cast<int64_t>(tree.V2Id("a/b")));
+   EXPECT_EQ(ParentOf(source, kProcess + 78), 0);
 }
 
 TEST(LinuxGroups, InV1AProcessIsAskedForItsMemoryCgroup)
@@ -398,7 +398,7 @@ TEST(LinuxGroups, InV1AProcessIsAskedForItsMemoryCgroup)
    tree.Process(77, {.name = "stray"});
    tree.File("proc/77/cgroup", "7:cpu,cpuacct:/other\n6:hugetlb,memory:/docker\n0::/\n");
    LiveSource source(tree.Root());
-   EXPECT_EQ(static_cast<int64_t>(tree.V1Id("docker")), ParentOf(source, kProcess + 77));
+   EXPECT_EQ(ParentOf(source, kProcess + 77), static_cast<int64_t>(tree.V1Id("docker")));
 }
 
 TEST(LinuxGroups, WithoutCgroupsEveryProcessIsBelowTheRoot)
@@ -408,8 +408,8 @@ TEST(LinuxGroups, WithoutCgroupsEveryProcessIsBelowTheRoot)
    LiveSource source(tree.Root());
    EXPECT_THAT(MembersOf(source, 0), ElementsAre(kProcess + 5));
    EXPECT_EQ(
-      10u,
-      +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 5}).consumed);
+      +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 5}).consumed,
+      10u);
 }
 
 TEST(LinuxGroups, AProcessThatNoCgroupListsIsAskedForItsOwn)
@@ -423,9 +423,9 @@ TEST(LinuxGroups, AProcessThatNoCgroupListsIsAskedForItsOwn)
    tree.Process(78, {.name = "stray"});
    tree.File("proc/78/cgroup", "0::/system.slice/gone.service (deleted)\n");
    LiveSource source(tree.Root());
-   EXPECT_EQ(static_cast<int64_t>(tree.V2Id("system.slice/x.service")), ParentOf(source, kProcess + 77));
-   EXPECT_EQ(static_cast<int64_t>(tree.V2Id("system.slice")), ParentOf(source, kProcess + 78));
-   EXPECT_EQ(kSc, FlagsOf(source, static_cast<int64_t>(tree.V2Id("system.slice/x.service"))));
+   EXPECT_EQ(ParentOf(source, kProcess + 77), static_cast<int64_t>(tree.V2Id("system.slice/x.service")));
+   EXPECT_EQ(ParentOf(source, kProcess + 78), static_cast<int64_t>(tree.V2Id("system.slice")));
+   EXPECT_EQ(FlagsOf(source, static_cast<int64_t>(tree.V2Id("system.slice/x.service"))), kSc);
 }
 
 TEST(LinuxGroups, AProcessListedByTwoCgroupsCountsOnce)
@@ -438,7 +438,7 @@ TEST(LinuxGroups, AProcessListedByTwoCgroupsCountsOnce)
    LiveSource source(tree.Root());
    const size_t members = MembersOf(source, static_cast<int64_t>(tree.V2Id("a.slice"))).size() +
                           MembersOf(source, static_cast<int64_t>(tree.V2Id("b.slice"))).size();
-   EXPECT_EQ(1u, members);
+   EXPECT_EQ(members, 1u);
 }
 
 TEST(LinuxGroups, AProcessThatVanishedIsNotFound)
@@ -447,15 +447,16 @@ TEST(LinuxGroups, AProcessThatVanishedIsNotFound)
    MakeHost(tree);
    LiveSource source(tree.Root());
    const int64_t service = static_cast<int64_t>(tree.V2Id("system.slice/cron.service"));
-   EXPECT_EQ(2u, MembersOf(source, service).size());
+   EXPECT_EQ(MembersOf(source, service).size(), 2u);
    tree.Remove("proc/401");
    std::vector<int64_t> members;
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.ListStatus(NodeId::sched_groups_members_groups, {kProcess + 401}, &members));
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<GroupFlagsRecord>(NodeId::sched_groups_groupFlags, {kProcess + 401}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats,
-                                                                      {kProcess + 401}));
+   EXPECT_EQ(source.ListStatus(NodeId::sched_groups_members_groups, {kProcess + 401}, &members),
+             NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<GroupFlagsRecord>(NodeId::sched_groups_groupFlags, {kProcess + 401}),
+             NEVRA_NOT_FOUND);
+   EXPECT_EQ(
+      source.StatusOf<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 401}),
+      NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxGroups, ACgroupThatVanishedIsNotFoundButItsProcessesStay)
@@ -464,17 +465,17 @@ TEST(LinuxGroups, ACgroupThatVanishedIsNotFoundButItsProcessesStay)
    MakeHost(tree);
    LiveSource source(tree.Root());
    const int64_t service = static_cast<int64_t>(tree.V2Id("system.slice/cron.service"));
-   EXPECT_EQ(2u, MembersOf(source, service).size());
+   EXPECT_EQ(MembersOf(source, service).size(), 2u);
    tree.Remove("sys/fs/cgroup/system.slice/cron.service");
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {service}));
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<GroupCapacityRecord>(NodeId::sched_groups_stats_capacity, {service}));
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {service}));
-   EXPECT_EQ(2000u,
-             +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 400})
-                 .consumed);
+   EXPECT_EQ(source.StatusOf<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {service}),
+             NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<GroupCapacityRecord>(NodeId::sched_groups_stats_capacity, {service}),
+             NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {service}),
+             NEVRA_NOT_FOUND);
+   EXPECT_EQ(
+      +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 400}).consumed,
+      2000u);
 }
 
 TEST(LinuxGroups, UnknownIdsAreNotFound)
@@ -484,14 +485,14 @@ TEST(LinuxGroups, UnknownIdsAreNotFound)
    LiveSource source(tree.Root());
    for (const int64_t id : {int64_t{-1}, int64_t{0x3fffffff}, kProcess, kProcess + 4242, kVmm + 400,
                             kEmulator + 400, kProcess + 0x400000, INT64_MAX, INT64_MIN}) {
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GroupNameRecord>(NodeId::sched_groups_groupName, {id}))
+      EXPECT_EQ(source.StatusOf<GroupNameRecord>(NodeId::sched_groups_groupName, {id}), NEVRA_NOT_FOUND)
          << id;
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GroupTagRecord>(NodeId::sched_groups_groupTag, {id})) << id;
-      EXPECT_EQ(NEVRA_NOT_FOUND,
-                source.StatusOf<ParentGroupIDRecord>(NodeId::sched_groups_parentGroupID, {id}))
+      EXPECT_EQ(source.StatusOf<GroupTagRecord>(NodeId::sched_groups_groupTag, {id}), NEVRA_NOT_FOUND) << id;
+      EXPECT_EQ(source.StatusOf<ParentGroupIDRecord>(NodeId::sched_groups_parentGroupID, {id}),
+                NEVRA_NOT_FOUND)
          << id;
       std::vector<int64_t> none;
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::sched_groups_members_memClients, {id}, &none))
+      EXPECT_EQ(source.ListStatus(NodeId::sched_groups_members_memClients, {id}, &none), NEVRA_NOT_FOUND)
          << id;
    }
 }
@@ -504,18 +505,19 @@ TEST(LinuxGroups, UnknownLeadersAreNotFound)
    for (const int64_t leader :
         {int64_t{0}, int64_t{-1}, int64_t{4242}, int64_t{0x400000}, int64_t{0x10000000}, kVmm, kVmm + 400,
          kEmulator + 4242, kProcess + 400, INT64_MAX}) {
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<TotalCommonStatsRecord>(
-                                    NodeId::sched_memClients_kelmar_totalCommon, {leader}))
+      EXPECT_EQ(
+         source.StatusOf<TotalCommonStatsRecord>(NodeId::sched_memClients_kelmar_totalCommon, {leader}),
+         NEVRA_NOT_FOUND)
          << leader;
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<VmmGroupInfoRecord>(NodeId::vm_vmmGroupInfo, {leader}))
+      EXPECT_EQ(source.StatusOf<VmmGroupInfoRecord>(NodeId::vm_vmmGroupInfo, {leader}), NEVRA_NOT_FOUND)
          << leader;
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {leader}))
+      EXPECT_EQ(source.StatusOf<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {leader}), NEVRA_NOT_FOUND)
          << leader;
-      EXPECT_EQ(NEVRA_NOT_FOUND,
-                source.StatusOf<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {leader, "promotion"}))
+      EXPECT_EQ(source.StatusOf<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {leader, "promotion"}),
+                NEVRA_NOT_FOUND)
          << leader;
       std::vector<int64_t> none;
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::sched_memClients_remapTypes, {leader}, &none))
+      EXPECT_EQ(source.ListStatus(NodeId::sched_memClients_remapTypes, {leader}, &none), NEVRA_NOT_FOUND)
          << leader;
    }
 }
@@ -537,17 +539,17 @@ TEST(LinuxGroups, NamesCannotSteerATerminal)
    const std::string folder = "new\nline " + std::string(80, 'x');
    tree.V2(folder, "cgroup.procs", "");
    LiveSource source(tree.Root());
-   EXPECT_EQ("evil?[2Jx", NameOf(source, kProcess + 20));
-   EXPECT_EQ("two?lines", NameOf(source, kProcess + 21));
-   EXPECT_EQ("back\\slash", NameOf(source, kProcess + 22));
-   EXPECT_EQ("(paren) thesis)", NameOf(source, kProcess + 23));
-   EXPECT_EQ("caf\xc3\xa9", NameOf(source, kProcess + 24));
-   EXPECT_EQ("bad??utf", NameOf(source, kProcess + 25));
-   EXPECT_EQ("c1??6n?", NameOf(source, kProcess + 26));
-   EXPECT_EQ(" blank?", NameOf(source, kProcess + 27));
+   EXPECT_EQ(NameOf(source, kProcess + 20), "evil?[2Jx");
+   EXPECT_EQ(NameOf(source, kProcess + 21), "two?lines");
+   EXPECT_EQ(NameOf(source, kProcess + 22), "back\\slash");
+   EXPECT_EQ(NameOf(source, kProcess + 23), "(paren) thesis)");
+   EXPECT_EQ(NameOf(source, kProcess + 24), "caf\xc3\xa9");
+   EXPECT_EQ(NameOf(source, kProcess + 25), "bad??utf");
+   EXPECT_EQ(NameOf(source, kProcess + 26), "c1??6n?");
+   EXPECT_EQ(NameOf(source, kProcess + 27), " blank?");
    const int64_t group = static_cast<int64_t>(tree.V2Id(folder));
-   EXPECT_EQ("new?line " + std::string(54, 'x'), NameOf(source, group)) << "63 characters";
-   EXPECT_EQ("new?lin", TagOf(source, group));
+   EXPECT_EQ(NameOf(source, group), "new?line " + std::string(54, 'x')) << "63 characters";
+   EXPECT_EQ(TagOf(source, group), "new?lin");
 }
 
 TEST(LinuxGroups, CutNamesEndWithAWholeCharacter)
@@ -561,9 +563,9 @@ TEST(LinuxGroups, CutNamesEndWithAWholeCharacter)
    tree.V2("a" + name, "cgroup.procs", "");
    tree.V2(name, "cgroup.procs", "");
    LiveSource source(tree.Root());
-   EXPECT_EQ(std::string(name, 0, 62), NameOf(source, static_cast<int64_t>(tree.V2Id(name))));
-   EXPECT_EQ(std::string("a").append(name, 0, 62),
-             NameOf(source, static_cast<int64_t>(tree.V2Id("a" + name))));
+   EXPECT_EQ(NameOf(source, static_cast<int64_t>(tree.V2Id(name))), std::string(name, 0, 62));
+   EXPECT_EQ(NameOf(source, static_cast<int64_t>(tree.V2Id("a" + name))),
+             std::string("a").append(name, 0, 62));
 }
 
 TEST(LinuxGroups, DeepTreesEnd)
@@ -584,10 +586,10 @@ TEST(LinuxGroups, DeepTreesEnd)
       levels++;
       members = MembersOf(source, members[0]);
    }
-   EXPECT_EQ(65, levels) << "64 cgroups and the process of the one that is too deep";
+   EXPECT_EQ(levels, 65) << "64 cgroups and the process of the one that is too deep";
    EXPECT_EQ(
-      5u,
-      +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 50}).consumed);
+      +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 50}).consumed,
+      5u);
 }
 
 TEST(LinuxGroups, LinksInTheCgroupTreeAreNotFollowed)
@@ -622,30 +624,30 @@ TEST(LinuxGroups, GarbageIsNotTakenForFigures)
    LiveSource source(tree.Root());
    const int64_t group = static_cast<int64_t>(tree.V2Id("a"));
    EXPECT_THAT(MembersOf(source, group), ElementsAre(kProcess + 60));
-   EXPECT_EQ(4u, MembersOf(source, 0).size());
+   EXPECT_EQ(MembersOf(source, 0).size(), 4u);
    const auto stats = source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {group});
-   EXPECT_EQ(0u, +stats.consumed);
-   EXPECT_EQ(0u, +stats.touched);
-   EXPECT_EQ(4u, +stats.ovhd);
-   EXPECT_EQ(0, +stats.throttlePct);
-   EXPECT_EQ(-1, +source.Read<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {group}).max);
+   EXPECT_EQ(+stats.consumed, 0u);
+   EXPECT_EQ(+stats.touched, 0u);
+   EXPECT_EQ(+stats.ovhd, 4u);
+   EXPECT_EQ(+stats.throttlePct, 0);
+   EXPECT_EQ(+source.Read<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {group}).max, -1);
    for (const int64_t pid : {60, 62, 63}) {
-      EXPECT_EQ(NEVRA_NOT_FOUND,
-                source.StatusOf<GroupFlagsRecord>(NodeId::sched_groups_groupFlags, {kProcess + pid}))
+      EXPECT_EQ(source.StatusOf<GroupFlagsRecord>(NodeId::sched_groups_groupFlags, {kProcess + pid}),
+                NEVRA_NOT_FOUND)
          << pid;
    }
    EXPECT_EQ(
-      0u,
-      +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 61}).consumed);
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CompMemMapStats>(NodeId::memory_comprehensive));
+      +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 61}).consumed,
+      0u);
+   EXPECT_EQ(source.StatusOf<CompMemMapStats>(NodeId::memory_comprehensive), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxGroups, AMissingRootFolderHasOneEmptyGroup)
 {
    LiveSource source("/nonexistent-folder");
    EXPECT_THAT(MembersOf(source, 0), IsEmpty());
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CompMemMapStats>(NodeId::memory_comprehensive));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar));
+   EXPECT_EQ(source.StatusOf<CompMemMapStats>(NodeId::memory_comprehensive), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar), NEVRA_NOT_FOUND);
 }
 
 } // namespace

@@ -24,17 +24,17 @@ TEST(LinuxHostMemory, EveryFigureAndTheirSum)
    const CompMemMapStats stats = Comprehensive(tree);
    const uint64_t pageKB = nevra::PageKB();
    const uint64_t ram = uint64_t{4} * 0x200000 - 1024 + 636; // 8 GB but for the hole below 1 MB
-   EXPECT_EQ(ram, +stats.total);
-   EXPECT_EQ(8000000u, +stats.managedByMemMap);
-   EXPECT_EQ(2000000u, +stats.free);
-   EXPECT_EQ(16384u, +stats.kernelCode);
+   EXPECT_EQ(+stats.total, ram);
+   EXPECT_EQ(+stats.managedByMemMap, 8000000u);
+   EXPECT_EQ(+stats.free, 2000000u);
+   EXPECT_EQ(+stats.kernelCode, 16384u);
    const uint64_t heap = 400000 + 20000 + 30000 + 1000 + 5000;
-   EXPECT_EQ(8192u + 4096 + 2048 + heap, +stats.dataAndHeap);
-   EXPECT_EQ(9000 * pageKB, +stats.buddyOvhd);
-   EXPECT_EQ(158 * pageKB, +stats.rsvdLow);
-   EXPECT_EQ(0u, +stats.reliableMem);
-   EXPECT_EQ(1000000u + 100000 + 40960, +stats.otherConsumed);
-   EXPECT_EQ(6000000u - heap - 1000 * pageKB - 1140960, +stats.orskaClientConsumed);
+   EXPECT_EQ(+stats.dataAndHeap, 8192u + 4096 + 2048 + heap);
+   EXPECT_EQ(+stats.buddyOvhd, 9000 * pageKB);
+   EXPECT_EQ(+stats.rsvdLow, 158 * pageKB);
+   EXPECT_EQ(+stats.reliableMem, 0u);
+   EXPECT_EQ(+stats.otherConsumed, 1000000u + 100000 + 40960);
+   EXPECT_EQ(+stats.orskaClientConsumed, 6000000u - heap - 1000 * pageKB - 1140960);
    EXPECT_EQ(+stats.total, stats.discarded + stats.kernelCode + stats.dataAndHeap + stats.buddyOvhd +
                               stats.rsvdLow + stats.orskaClientConsumed + stats.otherConsumed + stats.free);
 }
@@ -46,11 +46,11 @@ TEST(LinuxHostMemory, TotalIsWhatIsManagedWhereAddressesAreHidden)
    tree.File("proc/iomem", "00000000-00000000 : Reserved\n00000000-00000000 : System RAM\n"
                            "  00000000-00000000 : Kernel code\n");
    const CompMemMapStats stats = Comprehensive(tree);
-   EXPECT_EQ(8000000u, +stats.total);
-   EXPECT_EQ(0u, +stats.kernelCode);
-   EXPECT_EQ(0u, +stats.discarded);
+   EXPECT_EQ(+stats.total, 8000000u);
+   EXPECT_EQ(+stats.kernelCode, 0u);
+   EXPECT_EQ(+stats.discarded, 0u);
    tree.Remove("proc/iomem");
-   EXPECT_EQ(8000000u, +Comprehensive(tree).total);
+   EXPECT_EQ(+Comprehensive(tree).total, 8000000u);
 }
 
 TEST(LinuxHostMemory, RangesThatAreNoneAreNotMemory)
@@ -61,8 +61,8 @@ TEST(LinuxHostMemory, RangesThatAreNoneAreNotMemory)
                            "5000-5000 : System RAM\n100000-1fffff : System RAM (kexec)\n200000-2fffff\n"
                            "  100000-1003ff : Kernel code\n");
    const CompMemMapStats stats = Comprehensive(tree);
-   EXPECT_EQ(1u, +stats.kernelCode);
-   EXPECT_EQ(8000000u, +stats.total) << "less than the kernel manages cannot be all";
+   EXPECT_EQ(+stats.kernelCode, 1u);
+   EXPECT_EQ(+stats.total, 8000000u) << "less than the kernel manages cannot be all";
 }
 
 TEST(LinuxHostMemory, AKernelWithFewerLinesGivesZeros)
@@ -70,25 +70,25 @@ TEST(LinuxHostMemory, AKernelWithFewerLinesGivesZeros)
    RecordedTree tree;
    tree.File("proc/meminfo", "MemTotal: 1000 kB\nMemFree: 400 kB\n");
    const CompMemMapStats stats = Comprehensive(tree);
-   EXPECT_EQ(1000u, +stats.total);
-   EXPECT_EQ(400u, +stats.free);
-   EXPECT_EQ(0u, +stats.dataAndHeap);
-   EXPECT_EQ(0u, +stats.buddyOvhd);
-   EXPECT_EQ(0u, +stats.rsvdLow);
-   EXPECT_EQ(600u, +stats.orskaClientConsumed);
+   EXPECT_EQ(+stats.total, 1000u);
+   EXPECT_EQ(+stats.free, 400u);
+   EXPECT_EQ(+stats.dataAndHeap, 0u);
+   EXPECT_EQ(+stats.buddyOvhd, 0u);
+   EXPECT_EQ(+stats.rsvdLow, 0u);
+   EXPECT_EQ(+stats.orskaClientConsumed, 600u);
    LiveSource source(tree.Root());
    const auto global = source.Read<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar);
-   EXPECT_EQ(1000u, +global.managedByMemSched);
-   EXPECT_EQ(0u, +global.minFree);
-   EXPECT_EQ(5u, +global.memState) << "unknown";
+   EXPECT_EQ(+global.managedByMemSched, 1000u);
+   EXPECT_EQ(+global.minFree, 0u);
+   EXPECT_EQ(+global.memState, 5u) << "unknown";
 }
 
 TEST(LinuxHostMemory, WithoutMeminfoNothingIsFound)
 {
    RecordedTree tree;
    LiveSource source(tree.Root());
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<CompMemMapStats>(NodeId::memory_comprehensive));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar));
+   EXPECT_EQ(source.StatusOf<CompMemMapStats>(NodeId::memory_comprehensive), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxHostMemory, StateFollowsFreePagesAndWatermarks)
@@ -101,19 +101,19 @@ TEST(LinuxHostMemory, StateFollowsFreePagesAndWatermarks)
                                     "        present  5000\n        managed  5000\n");
       LiveSource source(tree.Root());
       const auto global = source.Read<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar);
-      EXPECT_EQ(67584u, +global.minFree);
-      EXPECT_EQ(8000000u, +global.managedByMemSched);
+      EXPECT_EQ(+global.minFree, 67584u);
+      EXPECT_EQ(+global.managedByMemSched, 8000000u);
       return global.memState;
    };
-   EXPECT_EQ(0u, stateWith(601));
-   EXPECT_EQ(1u, stateWith(600));
-   EXPECT_EQ(1u, stateWith(301));
-   EXPECT_EQ(2u, stateWith(300));
-   EXPECT_EQ(2u, stateWith(201));
-   EXPECT_EQ(3u, stateWith(200));
-   EXPECT_EQ(3u, stateWith(101));
-   EXPECT_EQ(4u, stateWith(100));
-   EXPECT_EQ(4u, stateWith(0));
+   EXPECT_EQ(stateWith(601), 0u);
+   EXPECT_EQ(stateWith(600), 1u);
+   EXPECT_EQ(stateWith(301), 1u);
+   EXPECT_EQ(stateWith(300), 2u);
+   EXPECT_EQ(stateWith(201), 2u);
+   EXPECT_EQ(stateWith(200), 3u);
+   EXPECT_EQ(stateWith(101), 3u);
+   EXPECT_EQ(stateWith(100), 4u);
+   EXPECT_EQ(stateWith(0), 4u);
 }
 
 TEST(LinuxHostMemory, TransitionsAreReclaimRunsAndTheirWayBack)
@@ -124,16 +124,17 @@ TEST(LinuxHostMemory, TransitionsAreReclaimRunsAndTheirWayBack)
    const auto of = [&source](const char *state) {
       return source.Read<MemStateTransitions>(NodeId::sched_globalStats_memory_stateTransitions, {state});
    };
-   EXPECT_EQ(0u, +of("high").numToLower);
-   EXPECT_EQ(0u, +of("clear").numToHigher);
-   EXPECT_EQ(12u, +of("clear").numToLower);
-   EXPECT_EQ(12u, +of("soft").numToHigher);
-   EXPECT_EQ(5u, +of("soft").numToLower);
-   EXPECT_EQ(5u, +of("hard").numToHigher);
-   EXPECT_EQ(0u, +of("hard").numToLower);
-   EXPECT_EQ(0u, +of("low").numToHigher);
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemStateTransitions>(
-                                 NodeId::sched_globalStats_memory_stateTransitions, {"unknown"}));
+   EXPECT_EQ(+of("high").numToLower, 0u);
+   EXPECT_EQ(+of("clear").numToHigher, 0u);
+   EXPECT_EQ(+of("clear").numToLower, 12u);
+   EXPECT_EQ(+of("soft").numToHigher, 12u);
+   EXPECT_EQ(+of("soft").numToLower, 5u);
+   EXPECT_EQ(+of("hard").numToHigher, 5u);
+   EXPECT_EQ(+of("hard").numToLower, 0u);
+   EXPECT_EQ(+of("low").numToHigher, 0u);
+   EXPECT_EQ(
+      source.StatusOf<MemStateTransitions>(NodeId::sched_globalStats_memory_stateTransitions, {"unknown"}),
+      NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxHostMemory, AHostThatIsStillLowHasNotComeBackYet)
@@ -147,17 +148,17 @@ TEST(LinuxHostMemory, AHostThatIsStillLowHasNotComeBackYet)
    const auto of = [&source](const char *state) {
       return source.Read<MemStateTransitions>(NodeId::sched_globalStats_memory_stateTransitions, {state});
    };
-   EXPECT_EQ(3u, +of("clear").numToLower);
-   EXPECT_EQ(2u, +of("soft").numToHigher);
-   EXPECT_EQ(7u, +of("soft").numToLower);
-   EXPECT_EQ(6u, +of("hard").numToHigher);
+   EXPECT_EQ(+of("clear").numToLower, 3u);
+   EXPECT_EQ(+of("soft").numToHigher, 2u);
+   EXPECT_EQ(+of("soft").numToLower, 7u);
+   EXPECT_EQ(+of("hard").numToHigher, 6u);
 }
 
 TEST(LinuxHostMemory, NoVmsWithoutAnyProcess)
 {
    RecordedTree tree;
    LiveSource source(tree.Root());
-   EXPECT_EQ(0u, +source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs);
+   EXPECT_EQ(+source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs, 0u);
 }
 
 } // namespace

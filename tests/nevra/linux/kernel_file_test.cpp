@@ -32,8 +32,8 @@ TEST(KernelFile, LongFilesAreReadWhole)
    tree.File("long", text);
    const FileDescriptor root = OpenRoot(tree);
    KernelFileReader files;
-   EXPECT_EQ(text, files.ReadAll(root.Get(), "long"));
-   EXPECT_EQ(text, files.ReadRecord(root.Get(), "long")) << "a full read is not the end";
+   EXPECT_EQ(files.ReadAll(root.Get(), "long"), text);
+   EXPECT_EQ(files.ReadRecord(root.Get(), "long"), text) << "a full read is not the end";
 }
 
 TEST(KernelFile, WhatLiesBeyondTheLimitIsCutOff)
@@ -43,25 +43,25 @@ TEST(KernelFile, WhatLiesBeyondTheLimitIsCutOff)
    tree.File("long", std::string(2 * KernelFileReader::kFirstRead, 'x'));
    const FileDescriptor root = OpenRoot(tree);
    KernelFileReader files;
-   EXPECT_EQ("0123", files.ReadAll(root.Get(), "ten", 4));
-   EXPECT_EQ("0123456789", files.ReadAll(root.Get(), "ten", 10));
-   EXPECT_EQ(std::string(KernelFileReader::kFirstRead + 1, 'x'),
-             files.ReadAll(root.Get(), "long", KernelFileReader::kFirstRead + 1));
+   EXPECT_EQ(files.ReadAll(root.Get(), "ten", 4), "0123");
+   EXPECT_EQ(files.ReadAll(root.Get(), "ten", 10), "0123456789");
+   EXPECT_EQ(files.ReadAll(root.Get(), "long", KernelFileReader::kFirstRead + 1),
+             std::string(KernelFileReader::kFirstRead + 1, 'x'));
 }
 
 TEST(KernelFile, WhatIsNoFileIsNotRead)
 {
    RecordedTree tree;
    tree.Folder("folder");
-   ASSERT_EQ(0, mkfifo((tree.Root() + "/pipe").c_str(), 0600));
+   ASSERT_EQ(mkfifo((tree.Root() + "/pipe").c_str(), 0600), 0);
    tree.File("empty", "");
    const FileDescriptor root = OpenRoot(tree);
    KernelFileReader files;
-   EXPECT_EQ(std::nullopt, files.ReadAll(root.Get(), "folder"));
-   EXPECT_EQ(std::nullopt, files.ReadAll(root.Get(), "missing"));
-   EXPECT_EQ(std::nullopt, files.ReadAll(-1, "empty"));
-   EXPECT_EQ("", files.ReadAll(root.Get(), "empty"));
-   EXPECT_EQ("", files.ReadRecord(root.Get(), "pipe")) << "and nobody waits for one who writes to it";
+   EXPECT_EQ(files.ReadAll(root.Get(), "folder"), std::nullopt);
+   EXPECT_EQ(files.ReadAll(root.Get(), "missing"), std::nullopt);
+   EXPECT_EQ(files.ReadAll(-1, "empty"), std::nullopt);
+   EXPECT_EQ(files.ReadAll(root.Get(), "empty"), "");
+   EXPECT_EQ(files.ReadRecord(root.Get(), "pipe"), "") << "and nobody waits for one who writes to it";
 }
 
 TEST(KernelFile, FoldersGiveTheKindOfNameThatIsAskedFor)
@@ -81,8 +81,8 @@ TEST(KernelFile, FoldersGiveTheKindOfNameThatIsAskedFor)
 
 TEST(KernelFile, PathsOfTheHostAreTakenBelowTheRoot)
 {
-   EXPECT_STREQ("sys/fs/cgroup", BelowRoot("//sys/fs/cgroup"));
-   EXPECT_STREQ(".", BelowRoot("/"));
+   EXPECT_STREQ(BelowRoot("//sys/fs/cgroup"), "sys/fs/cgroup");
+   EXPECT_STREQ(BelowRoot("/"), ".");
 }
 
 } // namespace

@@ -14,21 +14,21 @@ using namespace nevra;
 
 TEST(KernelText, NumbersStopAtTheirBounds)
 {
-   EXPECT_EQ(12u, ParseNumber(" \t12 kB"));
-   EXPECT_EQ(kUnlimited, ParseNumber("18446744073709551616"));
-   EXPECT_EQ(std::nullopt, ParseNumber("max"));
-   EXPECT_EQ(std::nullopt, ParseNumber(""));
-   EXPECT_EQ(std::nullopt, ParseNumber("-3"));
-   EXPECT_EQ(-1000, ParseSignedNumber("-1000\n"));
-   EXPECT_EQ(0xdeadu, ParseHexNumber("0xdead"));
-   EXPECT_EQ(0x5bu, ParseHexNumber("5b\n"));
-   EXPECT_EQ(kMaxPid, ParsePid("4194303"));
-   EXPECT_EQ(std::nullopt, ParsePid("4194304"));
-   EXPECT_EQ(std::nullopt, ParsePid("0"));
-   EXPECT_EQ(std::nullopt, ParsePid("12x"));
-   EXPECT_EQ(kUnlimited, AddClamped(kUnlimited - 1, 2));
-   EXPECT_EQ(kUnlimited, MultiplyClamped(uint64_t{1} << 63, 2));
-   EXPECT_EQ(0u, SubtractClamped(1, 2));
+   EXPECT_EQ(ParseNumber(" \t12 kB"), 12u);
+   EXPECT_EQ(ParseNumber("18446744073709551616"), kUnlimited);
+   EXPECT_EQ(ParseNumber("max"), std::nullopt);
+   EXPECT_EQ(ParseNumber(""), std::nullopt);
+   EXPECT_EQ(ParseNumber("-3"), std::nullopt);
+   EXPECT_EQ(ParseSignedNumber("-1000\n"), -1000);
+   EXPECT_EQ(ParseHexNumber("0xdead"), 0xdeadu);
+   EXPECT_EQ(ParseHexNumber("5b\n"), 0x5bu);
+   EXPECT_EQ(ParsePid("4194303"), kMaxPid);
+   EXPECT_EQ(ParsePid("4194304"), std::nullopt);
+   EXPECT_EQ(ParsePid("0"), std::nullopt);
+   EXPECT_EQ(ParsePid("12x"), std::nullopt);
+   EXPECT_EQ(AddClamped(kUnlimited - 1, 2), kUnlimited);
+   EXPECT_EQ(MultiplyClamped(uint64_t{1} << 63, 2), kUnlimited);
+   EXPECT_EQ(SubtractClamped(1, 2), 0u);
 }
 
 TEST(KernelText, KeyedFiguresAreFoundInAnyOrderAndForm)
@@ -37,22 +37,22 @@ TEST(KernelText, KeyedFiguresAreFoundInAnyOrderAndForm)
    uint64_t b = 7;
    uint64_t c = 7;
    const KeyedFigure figures[] = {{"a", &a}, {"Active(anon)", &b}, {"c", &c}};
-   EXPECT_EQ(2u, ReadKeyedFigures("x 1\nActive(anon):   5 kB\n\nab 3\n  a\t2\nc\n", figures));
-   EXPECT_EQ(2u, a);
-   EXPECT_EQ(5u, b);
-   EXPECT_EQ(7u, c);
+   EXPECT_EQ(ReadKeyedFigures("x 1\nActive(anon):   5 kB\n\nab 3\n  a\t2\nc\n", figures), 2u);
+   EXPECT_EQ(a, 2u);
+   EXPECT_EQ(b, 5u);
+   EXPECT_EQ(c, 7u);
 }
 
 TEST(GroupIds, CgroupsAreNeverTakenForProcesses)
 {
-   EXPECT_EQ(35u, CgroupIdOfInode(35));
-   EXPECT_EQ(0x40000000u, CgroupIdOfInode(0x40000000u)) << "no process has the ID 0";
-   EXPECT_EQ(0x140000001u, CgroupIdOfInode(0x40000001u));
-   EXPECT_EQ(0x120000005u, CgroupIdOfInode(0x20000005u));
-   EXPECT_EQ(0x160000005u, CgroupIdOfInode(0x60000005u));
-   EXPECT_EQ(0x40400000u, CgroupIdOfInode(0x40400000u));
-   EXPECT_EQ(0x7fffffffffffffffu, CgroupIdOfInode(0xffffffffffffffffu));
-   EXPECT_EQ(0x100000000u, CgroupIdOfInode(0x8000000000000000u)) << "never the root's";
+   EXPECT_EQ(CgroupIdOfInode(35), 35u);
+   EXPECT_EQ(CgroupIdOfInode(0x40000000u), 0x40000000u) << "no process has the ID 0";
+   EXPECT_EQ(CgroupIdOfInode(0x40000001u), 0x140000001u);
+   EXPECT_EQ(CgroupIdOfInode(0x20000005u), 0x120000005u);
+   EXPECT_EQ(CgroupIdOfInode(0x60000005u), 0x160000005u);
+   EXPECT_EQ(CgroupIdOfInode(0x40400000u), 0x40400000u);
+   EXPECT_EQ(CgroupIdOfInode(0xffffffffffffffffu), 0x7fffffffffffffffu);
+   EXPECT_EQ(CgroupIdOfInode(0x8000000000000000u), 0x100000000u) << "never the root's";
 }
 
 TEST(ShownText, FillsTheFieldAndTerminatesIt)
@@ -60,17 +60,17 @@ TEST(ShownText, FillsTheFieldAndTerminatesIt)
    char field[8];
    std::fill(std::begin(field), std::end(field), 'x');
    StoreShownText(field, sizeof field, "12345678");
-   EXPECT_STREQ("1234567", field);
+   EXPECT_STREQ(field, "1234567");
    StoreShownText(field, sizeof field, "");
-   EXPECT_EQ(std::string(8, '\0'), std::string(field, 8));
+   EXPECT_EQ(std::string(field, 8), std::string(8, '\0'));
    StoreShownText(field, sizeof field, std::string("a\0b", 3));
-   EXPECT_STREQ("a?b", field);
+   EXPECT_STREQ(field, "a?b");
    StoreShownText(field, sizeof field, "\xed\xa0\x80");
-   EXPECT_STREQ("???", field);
+   EXPECT_STREQ(field, "???");
    StoreShownText(field, sizeof field, "\xf0\x9f\x90\xa7");
-   EXPECT_STREQ("\xf0\x9f\x90\xa7", field);
+   EXPECT_STREQ(field, "\xf0\x9f\x90\xa7");
    StoreShownText(field, sizeof field, "12345\xf0\x9f\x90\xa7");
-   EXPECT_STREQ("12345", field);
+   EXPECT_STREQ(field, "12345");
 }
 
 TEST(ShownText, IsWhatStaysAsItIs)
@@ -98,21 +98,22 @@ TEST(ShownText, OnlyWholeAndProperCharactersAreShown)
    for (const char *shown :
         {" ", "~", "\xc2\xa0", "\xc3\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xec\x80\x80", "\xed\x9f\xbf",
          "\xee\x80\x80", "\xef\xbf\xbf", "\xf0\x90\x80\x80", "\xf1\x80\x80\x80", "\xf4\x8f\xbf\xbf"}) {
-      EXPECT_EQ(shown, Shown(shown));
+      EXPECT_EQ(Shown(shown), shown);
    }
-   EXPECT_EQ("?", Shown("\x7f"));
-   EXPECT_EQ("??", Shown("\xc2\x80")) << "a control character";
-   EXPECT_EQ("??", Shown("\xc2\x9f"));
-   EXPECT_EQ("??", Shown("\xc1\xbf")) << "longer than need be";
-   EXPECT_EQ("???", Shown("\xe0\x9f\xbf"));
-   EXPECT_EQ("????", Shown("\xf0\x8f\xbf\xbf"));
-   EXPECT_EQ("???", Shown("\xed\xbf\xbf")) << "half a pair";
-   EXPECT_EQ("????", Shown("\xf4\x90\x80\x80")) << "beyond the last character";
-   EXPECT_EQ("????", Shown("\xf5\x80\x80\x80"));
-   EXPECT_EQ("??", Shown("\xe2\x82")) << "cut short";
-   EXPECT_EQ("??a", Shown("\xe2\x82"
-                          "a"));
-   EXPECT_EQ("?\xc3\xa9", Shown("\xbf\xc3\xa9"));
+   EXPECT_EQ(Shown("\x7f"), "?");
+   EXPECT_EQ(Shown("\xc2\x80"), "??") << "a control character";
+   EXPECT_EQ(Shown("\xc2\x9f"), "??");
+   EXPECT_EQ(Shown("\xc1\xbf"), "??") << "longer than need be";
+   EXPECT_EQ(Shown("\xe0\x9f\xbf"), "???");
+   EXPECT_EQ(Shown("\xf0\x8f\xbf\xbf"), "????");
+   EXPECT_EQ(Shown("\xed\xbf\xbf"), "???") << "half a pair";
+   EXPECT_EQ(Shown("\xf4\x90\x80\x80"), "????") << "beyond the last character";
+   EXPECT_EQ(Shown("\xf5\x80\x80\x80"), "????");
+   EXPECT_EQ(Shown("\xe2\x82"), "??") << "cut short";
+   EXPECT_EQ(Shown("\xe2\x82"
+                   "a"),
+             "??a");
+   EXPECT_EQ(Shown("\xbf\xc3\xa9"), "?\xc3\xa9");
 }
 
 VmCommand Parse(std::initializer_list<const char *> words)
@@ -127,23 +128,23 @@ VmCommand Parse(std::initializer_list<const char *> words)
 
 TEST(VmCommand, NameAndMemoryInEveryForm)
 {
-   EXPECT_EQ("web", Parse({"qemu", "-name", "web"}).name);
-   EXPECT_EQ("web", Parse({"qemu", "--name", "web,process=x"}).name);
-   EXPECT_EQ("a,b", Parse({"qemu", "-name", "debug-threads=on,guest=a,,b"}).name);
-   EXPECT_EQ("", Parse({"qemu", "-name"}).name);
-   EXPECT_EQ(512u << 10, Parse({"qemu", "-m", "512"}).memoryKB);
-   EXPECT_EQ(4u << 20, Parse({"qemu", "-m", "4G"}).memoryKB);
-   EXPECT_EQ(2048u, Parse({"qemu", "-m", "size=2048k"}).memoryKB);
-   EXPECT_EQ(8u << 20, Parse({"qemu", "-m", "1G,slots=2,maxmem=8g"}).largestMemoryKB);
-   EXPECT_EQ(3u << 30, Parse({"qemu", "-m", "3T"}).memoryKB);
-   EXPECT_EQ(4u, Parse({"qemu", "-m", "4096b"}).memoryKB);
-   EXPECT_EQ(kUnlimited, Parse({"qemu", "-m", "99999999999T"}).memoryKB);
-   EXPECT_EQ(2u << 20, Parse({"qemu", "-m", "slots=2,size=2G"}).memoryKB);
-   EXPECT_EQ(std::nullopt, Parse({"qemu", "-m", "slots=2,4G"}).memoryKB)
+   EXPECT_EQ(Parse({"qemu", "-name", "web"}).name, "web");
+   EXPECT_EQ(Parse({"qemu", "--name", "web,process=x"}).name, "web");
+   EXPECT_EQ(Parse({"qemu", "-name", "debug-threads=on,guest=a,,b"}).name, "a,b");
+   EXPECT_EQ(Parse({"qemu", "-name"}).name, "");
+   EXPECT_EQ(Parse({"qemu", "-m", "512"}).memoryKB, 512u << 10);
+   EXPECT_EQ(Parse({"qemu", "-m", "4G"}).memoryKB, 4u << 20);
+   EXPECT_EQ(Parse({"qemu", "-m", "size=2048k"}).memoryKB, 2048u);
+   EXPECT_EQ(Parse({"qemu", "-m", "1G,slots=2,maxmem=8g"}).largestMemoryKB, 8u << 20);
+   EXPECT_EQ(Parse({"qemu", "-m", "3T"}).memoryKB, 3u << 30);
+   EXPECT_EQ(Parse({"qemu", "-m", "4096b"}).memoryKB, 4u);
+   EXPECT_EQ(Parse({"qemu", "-m", "99999999999T"}).memoryKB, kUnlimited);
+   EXPECT_EQ(Parse({"qemu", "-m", "slots=2,size=2G"}).memoryKB, 2u << 20);
+   EXPECT_EQ(Parse({"qemu", "-m", "slots=2,4G"}).memoryKB, std::nullopt)
       << "only the first goes without its key";
-   EXPECT_EQ(std::nullopt, Parse({"qemu", "-m", "lots"}).memoryKB);
-   EXPECT_EQ(std::nullopt, Parse({"qemu", "-m", "5X"}).memoryKB);
-   EXPECT_EQ("/etc/vm.cfg", Parse({"qemu", "-readconfig", "/etc/vm.cfg"}).configPath);
+   EXPECT_EQ(Parse({"qemu", "-m", "lots"}).memoryKB, std::nullopt);
+   EXPECT_EQ(Parse({"qemu", "-m", "5X"}).memoryKB, std::nullopt);
+   EXPECT_EQ(Parse({"qemu", "-readconfig", "/etc/vm.cfg"}).configPath, "/etc/vm.cfg");
 }
 
 } // namespace

@@ -37,7 +37,7 @@ std::map<std::string, uint64_t> KeyedFile(const std::string &path)
 // Fails unless `actual` lies between two readings, give or take what moves while they are taken.
 void ExpectNear(uint64_t before, uint64_t actual, uint64_t after, uint64_t slack, const char *what)
 {
-   EXPECT_LE(std::min(before, after), actual + slack) << what;
+   EXPECT_GE(actual + slack, std::min(before, after)) << what;
    EXPECT_LE(actual, std::max(before, after) + slack) << what;
 }
 
@@ -95,11 +95,11 @@ TEST(LiveHost, EveryProcessIsFoundOnce)
    const std::set<int64_t> after = ProcessesOfProc();
    for (const int64_t pid : before) {
       if (after.contains(pid)) {
-         EXPECT_EQ(1, found[pid]) << "process " << pid;
+         EXPECT_EQ(found[pid], 1) << "process " << pid;
       }
    }
    for (const auto &[pid, count] : found) {
-      EXPECT_EQ(1, count) << "process " << pid;
+      EXPECT_EQ(count, 1) << "process " << pid;
    }
 }
 
@@ -115,10 +115,10 @@ TEST(LiveHost, ThisProcessShowsItsOwnMemory)
    std::ifstream comm("/proc/self/comm");
    std::string name;
    std::getline(comm, name);
-   EXPECT_EQ(name, source.Read<GroupNameRecord>(NodeId::sched_groups_groupName, {self}).name);
-   EXPECT_EQ(getpid(),
-             static_cast<int64_t>(
-                source.Read<GroupLeaderIDRecord>(NodeId::sched_groups_groupLeaderID, {self}).leaderID));
+   EXPECT_EQ(source.Read<GroupNameRecord>(NodeId::sched_groups_groupName, {self}).name, name);
+   EXPECT_EQ(static_cast<int64_t>(
+                source.Read<GroupLeaderIDRecord>(NodeId::sched_groups_groupLeaderID, {self}).leaderID),
+             getpid());
 }
 
 TEST(LiveHost, ACgroupAndItsLimitAreShown)
@@ -140,15 +140,15 @@ TEST(LiveHost, ACgroupAndItsLimitAreShown)
       }
    }
    struct stat status = {};
-   ASSERT_EQ(0, stat(own.path.c_str(), &status));
+   ASSERT_EQ(stat(own.path.c_str(), &status), 0);
    LiveSource source("/");
    const int64_t group = static_cast<int64_t>(status.st_ino);
-   EXPECT_EQ(own.path,
-             hierarchy + "/" + source.Read<GroupNameRecord>(NodeId::sched_groups_groupName, {group}).name);
-   EXPECT_EQ(64 * 1024, +source.Read<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {group}).max);
-   EXPECT_EQ(64u * 1024,
-             +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {group}).bMax);
-   EXPECT_EQ(0, +source.Read<ParentGroupIDRecord>(NodeId::sched_groups_parentGroupID, {group}).parentGroupID);
+   EXPECT_EQ(hierarchy + "/" + source.Read<GroupNameRecord>(NodeId::sched_groups_groupName, {group}).name,
+             own.path);
+   EXPECT_EQ(+source.Read<GroupAllocRecord>(NodeId::sched_groups_memAllocationInKB, {group}).max, 64 * 1024);
+   EXPECT_EQ(+source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {group}).bMax,
+             64u * 1024);
+   EXPECT_EQ(+source.Read<ParentGroupIDRecord>(NodeId::sched_groups_parentGroupID, {group}).parentGroupID, 0);
 }
 
 } // namespace

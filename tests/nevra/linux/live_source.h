@@ -36,7 +36,7 @@ class LiveSource {
 
    template <typename Record> NevraStatus Get(nevra::NodeId id, const std::vector<Key> &keys, Record *record)
    {
-      EXPECT_EQ(sizeof(Record), nevra::Definition(id).record->size);
+      EXPECT_EQ(nevra::Definition(id).record->size, sizeof(Record));
       const ListPtr list = MakeList(keys);
       return source->Get(nevra::Definition(id), *list, record);
    }
@@ -45,7 +45,7 @@ class LiveSource {
    template <typename Record> Record Read(nevra::NodeId id, const std::vector<Key> &keys = {})
    {
       Record record{};
-      EXPECT_EQ(NEVRA_OK, Get(id, keys, &record)) << nevra::Definition(id).path;
+      EXPECT_EQ(Get(id, keys, &record), NEVRA_OK) << nevra::Definition(id).path;
       return record;
    }
 
@@ -61,7 +61,7 @@ class LiveSource {
       const ListPtr instances(Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, Nevra_ParamList::kUnbounded));
       const NevraStatus status = source->List(nevra::Definition(id), *list, *instances);
       for (uint32_t i = 0; status == NEVRA_OK && i < instances->Used(); i++) {
-         EXPECT_EQ(nullptr, (*instances)[i].text);
+         EXPECT_EQ((*instances)[i].text, nullptr);
          members->push_back((*instances)[i].integer);
       }
       return status;
@@ -70,7 +70,7 @@ class LiveSource {
    std::vector<int64_t> List(nevra::NodeId id, const std::vector<Key> &keys = {})
    {
       std::vector<int64_t> members;
-      EXPECT_EQ(NEVRA_OK, ListStatus(id, keys, &members)) << nevra::Definition(id).path;
+      EXPECT_EQ(ListStatus(id, keys, &members), NEVRA_OK) << nevra::Definition(id).path;
       return members;
    }
 
@@ -78,7 +78,7 @@ class LiveSource {
    {
       const ListPtr list = MakeList(keys);
       const ListPtr instances(Nevra_ParamList::Create(NEVRA_LIST_INSTANCE, Nevra_ParamList::kUnbounded));
-      EXPECT_EQ(NEVRA_OK, source->List(nevra::Definition(id), *list, *instances))
+      EXPECT_EQ(source->List(nevra::Definition(id), *list, *instances), NEVRA_OK)
          << nevra::Definition(id).path;
       std::vector<std::string> texts;
       for (uint32_t i = 0; i < instances->Used(); i++) {
@@ -96,7 +96,7 @@ class LiveSource {
    {
       ListPtr list(Nevra_ParamList::Create(kind, static_cast<uint32_t>(keys.size())));
       for (const Key &key : keys) {
-         EXPECT_EQ(NEVRA_OK, key.isText ? list->AddText(key.text) : list->AddInt(key.integer));
+         EXPECT_EQ(key.isText ? list->AddText(key.text) : list->AddInt(key.integer), NEVRA_OK);
       }
       return list;
    }

@@ -60,29 +60,29 @@ TEST(LinuxUserWorld, EveryFigure)
    tree.File("proc/40/smaps_rollup", kRollup);
    LiveSource source(tree.Root());
    const UwStatsRecord record = UserWorld(source, 40);
-   EXPECT_EQ(1024, +record.min);
-   EXPECT_EQ(8192, +record.max);
-   EXPECT_EQ(-1, +record.minLimit);
-   EXPECT_EQ(0, +record.shares);
-   EXPECT_EQ(-1, +record.memSizeLimit);
-   EXPECT_EQ(9000u, +record.memSize);
-   EXPECT_EQ(3500u, +record.touched);
-   EXPECT_EQ(4096u, +record.allocTgt);
-   EXPECT_EQ(6048u, +record.mapped) << "with the huge pages";
-   EXPECT_EQ(1500u + 2048, Consumed(record)) << "shared pages in parts";
-   EXPECT_EQ(1024u, +record.totalResv);
-   EXPECT_EQ(4u, +record.pinnedResv);
-   EXPECT_EQ(2020u + 1010, +record.memBStore);
-   EXPECT_EQ(16u, +record.swapBStore);
-   EXPECT_EQ(1250u, +record.swappable);
-   EXPECT_EQ(1010u, +record.shm);
-   EXPECT_EQ(20u, +record.cow);
-   EXPECT_EQ(2020u, +record.pageable);
-   EXPECT_EQ(1010u, +record.pageableUnacct);
-   EXPECT_EQ(16u, +record.swapped);
-   EXPECT_EQ(8u, +record.pinned);
-   EXPECT_EQ(0u, +record.prealloced);
-   EXPECT_EQ(0u, record.swapTgt + record.swapScope + record.useReliableMem);
+   EXPECT_EQ(+record.min, 1024);
+   EXPECT_EQ(+record.max, 8192);
+   EXPECT_EQ(+record.minLimit, -1);
+   EXPECT_EQ(+record.shares, 0);
+   EXPECT_EQ(+record.memSizeLimit, -1);
+   EXPECT_EQ(+record.memSize, 9000u);
+   EXPECT_EQ(+record.touched, 3500u);
+   EXPECT_EQ(+record.allocTgt, 4096u);
+   EXPECT_EQ(+record.mapped, 6048u) << "with the huge pages";
+   EXPECT_EQ(Consumed(record), 1500u + 2048) << "shared pages in parts";
+   EXPECT_EQ(+record.totalResv, 1024u);
+   EXPECT_EQ(+record.pinnedResv, 4u);
+   EXPECT_EQ(+record.memBStore, 2020u + 1010);
+   EXPECT_EQ(+record.swapBStore, 16u);
+   EXPECT_EQ(+record.swappable, 1250u);
+   EXPECT_EQ(+record.shm, 1010u);
+   EXPECT_EQ(+record.cow, 20u);
+   EXPECT_EQ(+record.pageable, 2020u);
+   EXPECT_EQ(+record.pageableUnacct, 1010u);
+   EXPECT_EQ(+record.swapped, 16u);
+   EXPECT_EQ(+record.pinned, 8u);
+   EXPECT_EQ(+record.prealloced, 0u);
+   EXPECT_EQ(record.swapTgt + record.swapScope + record.useReliableMem, 0u);
 }
 
 TEST(LinuxUserWorld, WithoutMappingsTheStatusHasToDo)
@@ -92,13 +92,13 @@ TEST(LinuxUserWorld, WithoutMappingsTheStatusHasToDo)
    tree.Process(41, {.name = "zombie"});
    LiveSource source(tree.Root());
    const UwStatsRecord record = UserWorld(source, 40);
-   EXPECT_EQ(4000u, +record.mapped);
-   EXPECT_EQ(4000u, Consumed(record));
-   EXPECT_EQ(0u, +record.touched);
-   EXPECT_EQ(1992u, +record.swappable);
-   EXPECT_EQ(0u, +UserWorld(source, 41).mapped);
+   EXPECT_EQ(+record.mapped, 4000u);
+   EXPECT_EQ(Consumed(record), 4000u);
+   EXPECT_EQ(+record.touched, 0u);
+   EXPECT_EQ(+record.swappable, 1992u);
+   EXPECT_EQ(+UserWorld(source, 41).mapped, 0u);
    tree.File("proc/40/smaps_rollup", "");
-   EXPECT_EQ(4000u, +UserWorld(source, 40).mapped) << "an empty file is as good as none";
+   EXPECT_EQ(+UserWorld(source, 40).mapped, 4000u) << "an empty file is as good as none";
 }
 
 TEST(LinuxUserWorld, OnlyProcessesAndEmulatorsAreUserWorlds)
@@ -110,13 +110,13 @@ TEST(LinuxUserWorld, OnlyProcessesAndEmulatorsAreUserWorlds)
    const auto status = [&source](int64_t leader) {
       return source.StatusOf<UwStatsRecord>(NodeId::sched_memClients_kelmar_uw, {leader});
    };
-   EXPECT_EQ(NEVRA_NOT_FOUND, status(2));
-   EXPECT_EQ(NEVRA_NOT_FOUND, status(70)) << "a VM";
-   EXPECT_EQ(NEVRA_NOT_FOUND, status(kVmm + 70));
-   EXPECT_EQ(NEVRA_OK, status(kEmulator + 70));
-   EXPECT_EQ(NEVRA_NOT_FOUND, status(71));
-   EXPECT_EQ(NEVRA_NOT_FOUND, status(-1));
-   EXPECT_EQ(NEVRA_NOT_FOUND, status(0));
+   EXPECT_EQ(status(2), NEVRA_NOT_FOUND);
+   EXPECT_EQ(status(70), NEVRA_NOT_FOUND) << "a VM";
+   EXPECT_EQ(status(kVmm + 70), NEVRA_NOT_FOUND);
+   EXPECT_EQ(status(kEmulator + 70), NEVRA_OK);
+   EXPECT_EQ(status(71), NEVRA_NOT_FOUND);
+   EXPECT_EQ(status(-1), NEVRA_NOT_FOUND);
+   EXPECT_EQ(status(0), NEVRA_NOT_FOUND);
 }
 
 constexpr char kSmaps[] = "400000-401000 r-xp 00000000 08:01 12   /usr/bin/qemu: a-b\n"
@@ -173,10 +173,10 @@ TEST(LinuxVm, OneThatEndsBetweenItsStatusAndItsMappingsIsNotFound)
    tree.File("proc/80/cmdline", std::string("qemu\0-m\00032\0", 11));
    tree.File("proc/80/smaps", "");
    LiveSource source(tree.Root());
-   EXPECT_EQ(40000u, +source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {80}).mapped);
+   EXPECT_EQ(+source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {80}).mapped, 40000u);
    // Now a zombie; its status is not read anew while it is being reported.
    tree.Process(80, {.name = "qemu-system-x86"});
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {80}));
+   EXPECT_EQ(source.StatusOf<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {80}), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxVm, EveryFigureOfItsMemory)
@@ -187,20 +187,21 @@ TEST(LinuxVm, EveryFigureOfItsMemory)
    tree.File("proc/70/ksm_stat", "ksm_merging_pages 500\n");
    LiveSource source(tree.Root());
    const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
-   EXPECT_EQ(1048576u, +record.memSize);
-   EXPECT_EQ(2097152u, +record.memSizeLimit);
-   EXPECT_EQ(600000u, +record.mapped);
-   EXPECT_EQ(500000u, +record.touched);
-   EXPECT_EQ(4000u, +record.shared);
-   EXPECT_EQ(500 * nevra::PageKB(), +record.sharedSaved);
-   EXPECT_EQ(4194304u, +record.allocTgt);
-   EXPECT_EQ(3072u, +record.zipped);
-   EXPECT_EQ(2048u, +record.zipSaved);
-   EXPECT_EQ(0u, record.vpmemRO + record.vpmemRW + record.vpmemUC + record.ballooned + record.balloonTgt +
-                    record.llswapped + record.llswapUsed + record.zero + record.swapTgt);
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {kEmulator + 70}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<GuestStatsRecord>(NodeId::sched_memClients_kelmar_guest, {70}));
+   EXPECT_EQ(+record.memSize, 1048576u);
+   EXPECT_EQ(+record.memSizeLimit, 2097152u);
+   EXPECT_EQ(+record.mapped, 600000u);
+   EXPECT_EQ(+record.touched, 500000u);
+   EXPECT_EQ(+record.shared, 4000u);
+   EXPECT_EQ(+record.sharedSaved, 500 * nevra::PageKB());
+   EXPECT_EQ(+record.allocTgt, 4194304u);
+   EXPECT_EQ(+record.zipped, 3072u);
+   EXPECT_EQ(+record.zipSaved, 2048u);
+   EXPECT_EQ(record.vpmemRO + record.vpmemRW + record.vpmemUC + record.ballooned + record.balloonTgt +
+                record.llswapped + record.llswapUsed + record.zero + record.swapTgt,
+             0u);
+   EXPECT_EQ(source.StatusOf<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {kEmulator + 70}),
+             NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<GuestStatsRecord>(NodeId::sched_memClients_kelmar_guest, {70}), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxVm, WithoutMappingsAllThatIsResidentIsTheGuests)
@@ -210,10 +211,10 @@ TEST(LinuxVm, WithoutMappingsAllThatIsResidentIsTheGuests)
    tree.Remove("proc/70/smaps");
    LiveSource source(tree.Root());
    const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
-   EXPECT_EQ(1048576u, +record.memSize);
-   EXPECT_EQ(700000u, +record.mapped);
-   EXPECT_EQ(0u, +record.touched);
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70}));
+   EXPECT_EQ(+record.memSize, 1048576u);
+   EXPECT_EQ(+record.mapped, 700000u);
+   EXPECT_EQ(+record.touched, 0u);
+   EXPECT_EQ(source.StatusOf<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70}), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxVm, SwapIsThatOfTheProcessAndItsCgroup)
@@ -222,14 +223,14 @@ TEST(LinuxVm, SwapIsThatOfTheProcessAndItsCgroup)
    MakeVm(tree);
    LiveSource source(tree.Root());
    const auto record = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
-   EXPECT_EQ(16u, +record.swapped);
-   EXPECT_EQ(10 * nevra::PageKB(), +record.swapIn);
-   EXPECT_EQ(20 * nevra::PageKB(), +record.swapOut);
-   EXPECT_EQ(1048576u, +record.totalReg);
-   EXPECT_EQ(1048576u - 1024, +record.freeReg);
-   EXPECT_EQ(1u, +record.curSwapper);
-   EXPECT_EQ(0, +record.isSwapping);
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {70}));
+   EXPECT_EQ(+record.swapped, 16u);
+   EXPECT_EQ(+record.swapIn, 10 * nevra::PageKB());
+   EXPECT_EQ(+record.swapOut, 20 * nevra::PageKB());
+   EXPECT_EQ(+record.totalReg, 1048576u);
+   EXPECT_EQ(+record.freeReg, 1048576u - 1024);
+   EXPECT_EQ(+record.curSwapper, 1u);
+   EXPECT_EQ(+record.isSwapping, 0);
+   EXPECT_EQ(source.StatusOf<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {70}), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxVm, CgroupFiguresCountOnlyForAVmAloneInItsCgroup)
@@ -240,9 +241,9 @@ TEST(LinuxVm, CgroupFiguresCountOnlyForAVmAloneInItsCgroup)
    tree.Process(71, {.name = "helper", .vmSize = 100, .vmRss = 50});
    LiveSource source(tree.Root());
    const auto swap = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
-   EXPECT_EQ(16u, +swap.swapped);
-   EXPECT_EQ(0u, swap.swapOut + swap.totalReg);
-   EXPECT_EQ(0u, +source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).zipped);
+   EXPECT_EQ(+swap.swapped, 16u);
+   EXPECT_EQ(swap.swapOut + swap.totalReg, 0u);
+   EXPECT_EQ(+source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).zipped, 0u);
    EXPECT_THAT(source.ListTexts(NodeId::sched_memClients_remapTypes, {70}), IsEmpty());
 }
 
@@ -252,9 +253,9 @@ TEST(LinuxVm, NamesOfTheVmAndItsConfiguration)
    MakeVm(tree);
    LiveSource source(tree.Root());
    const auto record = source.Read<VmmGroupInfoRecord>(NodeId::vm_vmmGroupInfo, {kVmm + 70});
-   EXPECT_STREQ("db", record.displayName);
-   EXPECT_STREQ("/etc/vm/db.cfg", record.configPath);
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<VmmGroupInfoRecord>(NodeId::vm_vmmGroupInfo, {70}));
+   EXPECT_STREQ(record.displayName, "db");
+   EXPECT_STREQ(record.configPath, "/etc/vm/db.cfg");
+   EXPECT_EQ(source.StatusOf<VmmGroupInfoRecord>(NodeId::vm_vmmGroupInfo, {70}), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxVm, CompressionIsThatOfSwappedMemory)
@@ -263,20 +264,20 @@ TEST(LinuxVm, CompressionIsThatOfSwappedMemory)
    MakeVm(tree);
    {
       LiveSource source(tree.Root());
-      EXPECT_EQ(NEVRA_NOT_FOUND,
-                source.StatusOf<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {70}));
+      EXPECT_EQ(source.StatusOf<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {70}),
+                NEVRA_NOT_FOUND);
    }
    tree.File("sys/module/zswap/parameters/enabled", "Y\n");
    tree.File("sys/module/zswap/parameters/max_pool_percent", "20\n");
    LiveSource source(tree.Root());
    const auto record = source.Read<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {70});
-   EXPECT_EQ(1600000u, +record.maxCache);
-   EXPECT_EQ(1600000u, +record.totalCache);
-   EXPECT_EQ(1024u, +record.usedCache);
-   EXPECT_EQ(40 * nevra::PageKB(), +record.zipped);
-   EXPECT_EQ(30 * nevra::PageKB(), +record.unZipped);
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {kEmulator + 70}));
+   EXPECT_EQ(+record.maxCache, 1600000u);
+   EXPECT_EQ(+record.totalCache, 1600000u);
+   EXPECT_EQ(+record.usedCache, 1024u);
+   EXPECT_EQ(+record.zipped, 40 * nevra::PageKB());
+   EXPECT_EQ(+record.unZipped, 30 * nevra::PageKB());
+   EXPECT_EQ(source.StatusOf<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {kEmulator + 70}),
+             NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxVm, CompressionWithoutKernelFiguresIsTheSettingsAlone)
@@ -289,16 +290,16 @@ TEST(LinuxVm, CompressionWithoutKernelFiguresIsTheSettingsAlone)
    };
    tree.File("sys/module/zswap/parameters/enabled", "Y\n");
    tree.File("sys/module/zswap/parameters/max_pool_percent", "200\n");
-   EXPECT_EQ(8000000u, +zip().maxCache) << "no more than all memory";
+   EXPECT_EQ(+zip().maxCache, 8000000u) << "no more than all memory";
    tree.V2("m.scope", "cgroup.procs", "70\n71\n");
    tree.Process(71, {.name = "helper", .vmSize = 100, .vmRss = 50});
-   EXPECT_EQ(8000000u, +zip().totalCache);
-   EXPECT_EQ(0u, +zip().usedCache) << "the cgroup's figures are not the VM's alone";
+   EXPECT_EQ(+zip().totalCache, 8000000u);
+   EXPECT_EQ(+zip().usedCache, 0u) << "the cgroup's figures are not the VM's alone";
    tree.Remove("proc/meminfo");
-   EXPECT_EQ(0u, +zip().maxCache);
+   EXPECT_EQ(+zip().maxCache, 0u);
    tree.File("sys/module/zswap/parameters/enabled", "N\n");
    LiveSource source(tree.Root());
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {70}));
+   EXPECT_EQ(source.StatusOf<MemzipInfoRecord>(NodeId::sched_memClients_memzipInfo, {70}), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxVm, FiguresOfACgroupThatVanishedReadZero)
@@ -309,9 +310,9 @@ TEST(LinuxVm, FiguresOfACgroupThatVanishedReadZero)
    EXPECT_THAT(source.List(NodeId::sched_groups_members_groups, {0}), testing::SizeIs(1));
    tree.Remove("sys/fs/cgroup/m.scope");
    const auto swap = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
-   EXPECT_EQ(16u, +swap.swapped);
-   EXPECT_EQ(0u, swap.swapIn + swap.swapOut + swap.totalReg);
-   EXPECT_EQ(0u, +source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70}).nrAllocSuccess);
+   EXPECT_EQ(+swap.swapped, 16u);
+   EXPECT_EQ(swap.swapIn + swap.swapOut + swap.totalReg, 0u);
+   EXPECT_EQ(+source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70}).nrAllocSuccess, 0u);
    EXPECT_THAT(source.ListTexts(NodeId::sched_memClients_remapTypes, {70}), IsEmpty());
 }
 
@@ -322,18 +323,18 @@ TEST(LinuxVm, LargePagesOfTheGuestMapping)
    {
       LiveSource source(tree.Root());
       const auto record = source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70});
-      EXPECT_EQ(201u, +record.nrBackings2M);
-      EXPECT_EQ(0u, +record.nrBackings1G);
-      EXPECT_EQ(11u, +record.nrAllocSuccess);
+      EXPECT_EQ(+record.nrBackings2M, 201u);
+      EXPECT_EQ(+record.nrBackings1G, 0u);
+      EXPECT_EQ(+record.nrAllocSuccess, 11u);
    }
    tree.File("proc/70/smaps", "7f0000000000-7f0040000000 rw-s 00000000 00:00 0 /dev/hugepages/x\n"
                               "Size:            1048576 kB\nKernelPageSize:  1048576 kB\nRss: 0 kB\n"
                               "Shared_Hugetlb:  1048576 kB\n");
    LiveSource source(tree.Root());
    const auto record = source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70});
-   EXPECT_EQ(0u, +record.nrBackings2M);
-   EXPECT_EQ(1u, +record.nrBackings1G);
-   EXPECT_EQ(1048576u, +source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).mapped);
+   EXPECT_EQ(+record.nrBackings2M, 0u);
+   EXPECT_EQ(+record.nrBackings1G, 1u);
+   EXPECT_EQ(+source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).mapped, 1048576u);
 }
 
 TEST(LinuxVm, RemapTypesAreTheMigrationsThatTheKernelCounts)
@@ -346,20 +347,20 @@ TEST(LinuxVm, RemapTypesAreTheMigrationsThatTheKernelCounts)
    const auto read = [&source](const char *type) {
       return source.Read<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {kEmulator + 70, type});
    };
-   EXPECT_EQ(200u, +read("numa-balancing").added);
-   EXPECT_EQ(100u, +read("numa-balancing").remapped);
-   EXPECT_EQ(7u, +read("promotion").remapped);
-   EXPECT_EQ(3u, +read("demotion").remapped);
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {kEmulator + 70, "x"}));
+   EXPECT_EQ(+read("numa-balancing").added, 200u);
+   EXPECT_EQ(+read("numa-balancing").remapped, 100u);
+   EXPECT_EQ(+read("promotion").remapped, 7u);
+   EXPECT_EQ(+read("demotion").remapped, 3u);
+   EXPECT_EQ(source.StatusOf<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {kEmulator + 70, "x"}),
+             NEVRA_NOT_FOUND);
    tree.V2("m.scope", "memory.stat", "numa_pages_migrated 100\n");
    LiveSource old(tree.Root());
    EXPECT_THAT(old.ListTexts(NodeId::sched_memClients_remapTypes, {70}), ElementsAre("numa-balancing"));
-   EXPECT_EQ(0u,
-             +old.Read<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {70, "numa-balancing"}).added)
+   EXPECT_EQ(+old.Read<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {70, "numa-balancing"}).added,
+             0u)
       << "it counts what it moves, not what it looks at";
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             old.StatusOf<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {70, "promotion"}));
+   EXPECT_EQ(old.StatusOf<RemapStatsRecord>(NodeId::sched_memClients_remapTypes, {70, "promotion"}),
+             NEVRA_NOT_FOUND);
    tree.V2("m.scope", "memory.stat", "anon 5\n");
    LiveSource older(tree.Root());
    EXPECT_THAT(older.ListTexts(NodeId::sched_memClients_remapTypes, {kEmulator + 70}), IsEmpty());
@@ -367,13 +368,13 @@ TEST(LinuxVm, RemapTypesAreTheMigrationsThatTheKernelCounts)
 
 TEST(GuestMapping, IsTheOneOfTheGuestsSizeElseTheLargest)
 {
-   EXPECT_EQ(600000u, +nevra::ParseGuestMapping(kSmaps, 1048576)->rss);
-   EXPECT_EQ(16u, +nevra::ParseGuestMapping(kSmaps, 5)->rss);
-   EXPECT_EQ(16u, +nevra::ParseGuestMapping(kSmaps, std::nullopt)->rss);
-   EXPECT_EQ(std::nullopt, nevra::ParseGuestMapping("", 5).has_value() ? std::optional(1) : std::nullopt);
+   EXPECT_EQ(+nevra::ParseGuestMapping(kSmaps, 1048576)->rss, 600000u);
+   EXPECT_EQ(+nevra::ParseGuestMapping(kSmaps, 5)->rss, 16u);
+   EXPECT_EQ(+nevra::ParseGuestMapping(kSmaps, std::nullopt)->rss, 16u);
+   EXPECT_EQ(nevra::ParseGuestMapping("", 5).has_value() ? std::optional(1) : std::nullopt, std::nullopt);
    EXPECT_FALSE(nevra::ParseGuestMapping("-\n--\n:::\nSize\n\xff- -\n", 5).has_value());
-   EXPECT_EQ(7u,
-             +nevra::ParseGuestMapping("1-2 r\nSize: 9 kB\n3-4\nRss: 7 kB\na-b: 5 kB\nPss: 1 kB\n", 9)->rss)
+   EXPECT_EQ(+nevra::ParseGuestMapping("1-2 r\nSize: 9 kB\n3-4\nRss: 7 kB\na-b: 5 kB\nPss: 1 kB\n", 9)->rss,
+             7u)
       << "neither an address alone nor a key with a dash begins a mapping";
 }
 

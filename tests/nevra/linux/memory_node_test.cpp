@@ -38,11 +38,11 @@ TEST(LinuxMemoryNodes, AreTheNumaNodesThatHaveMemory)
    RecordedTree tree;
    MakeNodes(tree);
    LiveSource source(tree.Root());
-   EXPECT_EQ(2u, +source.Read<MemInfoRecord>(NodeId::memory_memInfo).numMemNodes);
-   EXPECT_EQ(0, +source.Read<MemNodeInfo>(NodeId::memory_memNodes, {0}).numaNode);
-   EXPECT_EQ(2, +source.Read<MemNodeInfo>(NodeId::memory_memNodes, {1}).numaNode);
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemNodeInfo>(NodeId::memory_memNodes, {2}));
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemNodeInfo>(NodeId::memory_memNodes, {-1}));
+   EXPECT_EQ(+source.Read<MemInfoRecord>(NodeId::memory_memInfo).numMemNodes, 2u);
+   EXPECT_EQ(+source.Read<MemNodeInfo>(NodeId::memory_memNodes, {0}).numaNode, 0);
+   EXPECT_EQ(+source.Read<MemNodeInfo>(NodeId::memory_memNodes, {1}).numaNode, 2);
+   EXPECT_EQ(source.StatusOf<MemNodeInfo>(NodeId::memory_memNodes, {2}), NEVRA_NOT_FOUND);
+   EXPECT_EQ(source.StatusOf<MemNodeInfo>(NodeId::memory_memNodes, {-1}), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxBuddies, FreeBuffersByOrderAndUsedMemoryInPages)
@@ -56,21 +56,21 @@ TEST(LinuxBuddies, FreeBuffersByOrderAndUsedMemoryInPages)
    EXPECT_THAT(source.ListTexts(NodeId::system_buddy),
                ElementsAre("memmap-00-lo", "memmap-00-hi", "memmap-01-hi"));
    const auto low = source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-lo"});
-   EXPECT_EQ(5u, +low.orders[0].numFree);
-   EXPECT_EQ(3u, +low.orders[1].numFree);
-   EXPECT_EQ(1u, +low.orders[2].numFree);
-   EXPECT_EQ(0u, +low.orders[3].numFree);
-   EXPECT_EQ(13840u - (5 + 6 + 4), +low.orders[0].numUsed);
-   EXPECT_EQ(0u, +low.orders[1].numUsed);
+   EXPECT_EQ(+low.orders[0].numFree, 5u);
+   EXPECT_EQ(+low.orders[1].numFree, 3u);
+   EXPECT_EQ(+low.orders[2].numFree, 1u);
+   EXPECT_EQ(+low.orders[3].numFree, 0u);
+   EXPECT_EQ(+low.orders[0].numUsed, 13840u - (5 + 6 + 4));
+   EXPECT_EQ(+low.orders[1].numUsed, 0u);
    const auto high =
       source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"});
-   EXPECT_EQ(3u, +high.orders[10].numFree);
-   EXPECT_EQ(50000u - (100 + 20 + 8 + 3072), +high.orders[0].numUsed);
+   EXPECT_EQ(+high.orders[10].numFree, 3u);
+   EXPECT_EQ(+high.orders[0].numUsed, 50000u - (100 + 20 + 8 + 3072));
    const auto second =
       source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-01-hi"});
-   EXPECT_EQ(7u, +second.orders[0].numFree);
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-01-lo"}));
+   EXPECT_EQ(+second.orders[0].numFree, 7u);
+   EXPECT_EQ(source.StatusOf<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-01-lo"}),
+             NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxBuddies, GarbageAndMissingFiles)
@@ -79,8 +79,8 @@ TEST(LinuxBuddies, GarbageAndMissingFiles)
    {
       LiveSource source(tree.Root());
       std::vector<int64_t> none;
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::system_buddy, {}, &none));
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<MemInfoRecord>(NodeId::memory_memInfo));
+      EXPECT_EQ(source.ListStatus(NodeId::system_buddy, {}, &none), NEVRA_NOT_FOUND);
+      EXPECT_EQ(source.StatusOf<MemInfoRecord>(NodeId::memory_memInfo), NEVRA_NOT_FOUND);
    }
    tree.File("proc/zoneinfo",
              "Node 0, zone Normal\nmanaged 5\nNode x, zone Normal\nmanaged\nNode 70000, zone A\n"
@@ -90,13 +90,13 @@ TEST(LinuxBuddies, GarbageAndMissingFiles)
    LiveSource source(tree.Root());
    const auto buddy =
       source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"});
-   EXPECT_EQ(0u, +buddy.orders[0].numUsed);
-   EXPECT_EQ(1u, +source.Read<MemInfoRecord>(NodeId::memory_memInfo).numMemNodes);
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-01-hi"}));
+   EXPECT_EQ(+buddy.orders[0].numUsed, 0u);
+   EXPECT_EQ(+source.Read<MemInfoRecord>(NodeId::memory_memInfo).numMemNodes, 1u);
+   EXPECT_EQ(source.StatusOf<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-01-hi"}),
+             NEVRA_NOT_FOUND);
    tree.Remove("proc/buddyinfo");
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"}));
+   EXPECT_EQ(source.StatusOf<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"}),
+             NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxBuddies, OrdersThatTheRecordHasNoRoomForAreLeftOut)
@@ -115,7 +115,7 @@ TEST(LinuxBuddies, OrdersThatTheRecordHasNoRoomForAreLeftOut)
    const auto buddy =
       source.Read<BuddyComprehensiveInfo>(NodeId::system_buddy_comprehensive, {"memmap-00-hi"});
    for (const BuddyOrder &order : buddy.orders) {
-      EXPECT_EQ(1u, +order.numFree);
+      EXPECT_EQ(+order.numFree, 1u);
    }
 }
 
@@ -145,30 +145,30 @@ TEST(LinuxLargePages, PoolsOfEveryNode)
    const auto pool = [&source](int64_t node, const char *name) {
       return source.Read<LPagePoolRecord>(NodeId::memory_lpage_nodeList_vmPools, {node, name});
    };
-   EXPECT_EQ(10u, +shared(0).nrLPages);
-   EXPECT_EQ(4u * 512, +shared(0).nrFreeSPages);
-   EXPECT_EQ(3u, +shared(1).nrLPages);
-   EXPECT_EQ(NEVRA_NOT_FOUND,
-             source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_psharePool, {2}));
+   EXPECT_EQ(+shared(0).nrLPages, 10u);
+   EXPECT_EQ(+shared(0).nrFreeSPages, 4u * 512);
+   EXPECT_EQ(+shared(1).nrLPages, 3u);
+   EXPECT_EQ(source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_psharePool, {2}),
+             NEVRA_NOT_FOUND);
    EXPECT_THAT(source.ListTexts(NodeId::memory_lpage_nodeList_vmPools, {0}), ElementsAre("1048576kB", "thp"));
    EXPECT_THAT(source.ListTexts(NodeId::memory_lpage_nodeList_vmPools, {1}), ElementsAre("thp"));
-   EXPECT_EQ(1024u, +pool(0, "1048576kB").nrLPages);
-   EXPECT_EQ(262144u, +pool(0, "1048576kB").nrFreeSPages);
-   EXPECT_EQ(4u, +pool(0, "thp").nrLPages);
-   EXPECT_EQ(60u * 512, +pool(0, "thp").nrSPageAllocs);
-   EXPECT_EQ(8u, +pool(0, "thp").nrReapAttempts);
-   EXPECT_EQ(7u * 512, +pool(0, "thp").nrSPagesReaped);
-   EXPECT_EQ(9u, +pool(0, "thp").nrDefragAttempts);
-   EXPECT_EQ(4u, +pool(0, "thp").nrDefragCancelled);
-   EXPECT_EQ(5u, +pool(0, "thp").nrLPagesDefragged);
-   EXPECT_EQ(0u, +pool(1, "thp").nrDefragAttempts) << "the host's counters count once";
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_vmPools,
-                                                               {0, "../../../../proc"}));
+   EXPECT_EQ(+pool(0, "1048576kB").nrLPages, 1024u);
+   EXPECT_EQ(+pool(0, "1048576kB").nrFreeSPages, 262144u);
+   EXPECT_EQ(+pool(0, "thp").nrLPages, 4u);
+   EXPECT_EQ(+pool(0, "thp").nrSPageAllocs, 60u * 512);
+   EXPECT_EQ(+pool(0, "thp").nrReapAttempts, 8u);
+   EXPECT_EQ(+pool(0, "thp").nrSPagesReaped, 7u * 512);
+   EXPECT_EQ(+pool(0, "thp").nrDefragAttempts, 9u);
+   EXPECT_EQ(+pool(0, "thp").nrDefragCancelled, 4u);
+   EXPECT_EQ(+pool(0, "thp").nrLPagesDefragged, 5u);
+   EXPECT_EQ(+pool(1, "thp").nrDefragAttempts, 0u) << "the host's counters count once";
+   EXPECT_EQ(source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_vmPools, {0, "../../../../proc"}),
+             NEVRA_NOT_FOUND);
    for (const int64_t node : {-1, 2}) {
       std::vector<int64_t> none;
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::memory_lpage_nodeList_vmPools, {node}, &none));
-      EXPECT_EQ(NEVRA_NOT_FOUND,
-                source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_vmPools, {node, "thp"}));
+      EXPECT_EQ(source.ListStatus(NodeId::memory_lpage_nodeList_vmPools, {node}, &none), NEVRA_NOT_FOUND);
+      EXPECT_EQ(source.StatusOf<LPagePoolRecord>(NodeId::memory_lpage_nodeList_vmPools, {node, "thp"}),
+                NEVRA_NOT_FOUND);
    }
 }
 
@@ -178,7 +178,7 @@ TEST(LinuxHeaps, AreTheSlabCaches)
    {
       LiveSource source(tree.Root());
       std::vector<int64_t> none;
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.ListStatus(NodeId::system_heaps, {}, &none));
+      EXPECT_EQ(source.ListStatus(NodeId::system_heaps, {}, &none), NEVRA_NOT_FOUND);
    }
    tree.File("proc/slabinfo",
              "slabinfo - version: 2.1\n"
@@ -194,17 +194,17 @@ TEST(LinuxHeaps, AreTheSlabCaches)
    EXPECT_THAT(source.ListTexts(NodeId::system_heaps), ElementsAre("dentry", "huge", "zero"));
    const auto heap = source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"dentry"});
    const uint64_t size = 5 * nevra::PageKB() * 1024;
-   EXPECT_STREQ("dentry", heap.name);
-   EXPECT_EQ(size, +heap.size);
-   EXPECT_EQ(1920u, +heap.avail);
-   EXPECT_EQ(size - 19200, +heap.overhead);
-   EXPECT_EQ(5, +heap.numRanges);
-   EXPECT_EQ(192u, +heap.avgAllocSize);
-   EXPECT_EQ(1, +heap.dynGrow);
-   EXPECT_EQ(1920 / (size / 100), +heap.pctFreeOfCur);
-   EXPECT_EQ(UINT32_MAX, +source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"huge"}).size);
-   EXPECT_EQ(0u, +source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"zero"}).pctFreeOfCur);
-   EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<HeapStatsRecord>(NodeId::system_heaps_stats, {"broken"}));
+   EXPECT_STREQ(heap.name, "dentry");
+   EXPECT_EQ(+heap.size, size);
+   EXPECT_EQ(+heap.avail, 1920u);
+   EXPECT_EQ(+heap.overhead, size - 19200);
+   EXPECT_EQ(+heap.numRanges, 5);
+   EXPECT_EQ(+heap.avgAllocSize, 192u);
+   EXPECT_EQ(+heap.dynGrow, 1);
+   EXPECT_EQ(+heap.pctFreeOfCur, 1920 / (size / 100));
+   EXPECT_EQ(+source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"huge"}).size, UINT32_MAX);
+   EXPECT_EQ(+source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"zero"}).pctFreeOfCur, 0u);
+   EXPECT_EQ(source.StatusOf<HeapStatsRecord>(NodeId::system_heaps_stats, {"broken"}), NEVRA_NOT_FOUND);
 }
 
 TEST(LinuxHeaps, CachesOfOneNameAreOneHeap)
@@ -216,10 +216,10 @@ TEST(LinuxHeaps, CachesOfOneNameAreOneHeap)
    LiveSource source(tree.Root());
    EXPECT_THAT(source.ListTexts(NodeId::system_heaps), ElementsAre("a", "b"));
    const auto heap = source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"a"});
-   EXPECT_EQ((2 + 3 * 2) * nevra::PageKB() * 1024, +heap.size);
-   EXPECT_EQ(4u * 100 + 5 * 200, +heap.avail);
-   EXPECT_EQ(5, +heap.numRanges);
-   EXPECT_EQ((10u * 100 + 30 * 200) / 40, +heap.avgAllocSize);
+   EXPECT_EQ(+heap.size, (2 + 3 * 2) * nevra::PageKB() * 1024);
+   EXPECT_EQ(+heap.avail, 4u * 100 + 5 * 200);
+   EXPECT_EQ(+heap.numRanges, 5);
+   EXPECT_EQ(+heap.avgAllocSize, (10u * 100 + 30 * 200) / 40);
 }
 
 TEST(LinuxHeaps, HaveNamesThatMayBeShown)
@@ -229,7 +229,7 @@ TEST(LinuxHeaps, HaveNamesThatMayBeShown)
    tree.File("proc/slabinfo", "a\x1b[2J\0b 6 10 100 8 1 : tunables 0 0 0 : slabdata 2 2 0\n"s);
    LiveSource source(tree.Root());
    EXPECT_THAT(source.ListTexts(NodeId::system_heaps), ElementsAre("a?[2J?b"));
-   EXPECT_STREQ("a?[2J?b", source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"a?[2J?b"}).name);
+   EXPECT_STREQ(source.Read<HeapStatsRecord>(NodeId::system_heaps_stats, {"a?[2J?b"}).name, "a?[2J?b");
 }
 
 TEST(LinuxPageSharing, IsSamePageMerging)
@@ -237,7 +237,7 @@ TEST(LinuxPageSharing, IsSamePageMerging)
    RecordedTree tree;
    {
       LiveSource source(tree.Root());
-      EXPECT_EQ(NEVRA_NOT_FOUND, source.StatusOf<PShareStats>(NodeId::memory_pshare_stats));
+      EXPECT_EQ(source.StatusOf<PShareStats>(NodeId::memory_pshare_stats), NEVRA_NOT_FOUND);
    }
    const std::string ksm = "sys/kernel/mm/ksm/";
    tree.File(ksm + "run", "1\n");
@@ -248,12 +248,12 @@ TEST(LinuxPageSharing, IsSamePageMerging)
    LiveSource source(tree.Root());
    const auto stats = source.Read<PShareStats>(NodeId::memory_pshare_stats);
    const uint64_t small = nevra::PageKB() / 4;
-   EXPECT_EQ(1000 * small, +stats.cow);
-   EXPECT_EQ(100 * small, +stats.used);
-   EXPECT_EQ(907 * small, +stats.reclaimed);
-   EXPECT_EQ(7 * small, +stats.zero);
-   EXPECT_EQ(55 * small, +stats.hintActive);
-   EXPECT_EQ(0u, stats.cow1 + stats.totAdd + stats.totRemove + stats.peakRefCount);
+   EXPECT_EQ(+stats.cow, 1000 * small);
+   EXPECT_EQ(+stats.used, 100 * small);
+   EXPECT_EQ(+stats.reclaimed, 907 * small);
+   EXPECT_EQ(+stats.zero, 7 * small);
+   EXPECT_EQ(+stats.hintActive, 55 * small);
+   EXPECT_EQ(stats.cow1 + stats.totAdd + stats.totRemove + stats.peakRefCount, 0u);
 }
 
 } // namespace

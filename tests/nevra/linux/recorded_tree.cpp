@@ -50,7 +50,7 @@ void RecordedTree::Remove(const std::string &path)
 uint64_t RecordedTree::Inode(const std::string &path) const
 {
    struct stat status = {};
-   EXPECT_EQ(0, stat((fs::path(root) / path).c_str(), &status)) << path;
+   EXPECT_EQ(stat((fs::path(root) / path).c_str(), &status), 0) << path;
    return status.st_ino;
 }
 

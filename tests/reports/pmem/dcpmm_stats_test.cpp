@@ -630,7 +630,7 @@ TEST_F(DcpmmStats, FreezesProgramsResetsWaitsAndReads)
       for (const Call &call : CallsOfARun({2, 24}, csvMode).calls) {
          lines.push_back(call.line);
       }
-      EXPECT_EQ(JoinLines(lines), JoinLines(run.trace));
+      EXPECT_EQ(JoinLines(run.trace), JoinLines(lines));
    }
 }
 
