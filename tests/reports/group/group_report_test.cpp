@@ -1,6 +1,7 @@
 // What the reports with a Total row over the scheduler-group tree have in common: options, banner, header,
 // walk and totals.
 #include <gtest/gtest.h>
+#include <ostream>
 
 #include "tests/reports/group/vm_scenario.h"
 
@@ -19,6 +20,12 @@ struct ReportCase {
    bool hasFilters = false;          // -i and -e
    bool selectionFirst = false;      // looks at the selection before the unit
 };
+
+// How a failed test shows its case.
+void PrintTo(const ReportCase &report, std::ostream *out)
+{
+   *out << report.name;
+}
 
 const ReportCase kReports[] = {
    {.name = "vm-stats",
