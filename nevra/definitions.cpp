@@ -238,7 +238,7 @@ std::string CanonicalDefinitionText()
 
 const char *DefinitionBuildText()
 {
-   return "hostmem-nevra 1.0.0";
+   return "hostmem-nevra " HOSTMEM_VERSION;
 }
 
 } // namespace nevra

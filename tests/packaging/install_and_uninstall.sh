@@ -39,7 +39,8 @@ PROGRAM
 printf '#include <nevra/records.h>\nint main() { return sizeof(GroupNameRecord) == 64 ? 0 : 1; }\n' >"$work/program.cpp"
 PKG_CONFIG_PATH=$installed/lib/pkgconfig
 export PKG_CONFIG_PATH
-test "$(pkg-config --modversion nevra)" = 1.0.0
+version=$(sed -n 's/^project(hostmem VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
+test "$(pkg-config --modversion nevra)" = "$version"
 # shellcheck disable=SC2046 # words are meant to be split
 cc -o "$work/c-program" "$work/program.c" $(pkg-config --cflags --libs nevra)
 LD_LIBRARY_PATH=$installed/lib "$work/c-program"

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include "nevra/definitions.h"
 #include "tests/nevra/snapshot/forged_snapshot.h"
 #include "tests/nevra/snapshot/small_tree.h"
 #include "tests/snapshot-tool/json_kit.h"
@@ -352,7 +353,8 @@ TEST_F(SnapshotTool, ReportOnAForeignKernelsSnapshotNeedsForce)
    EXPECT_EQ(outcome.status, 1);
    EXPECT_THAT(outcome.output,
                testing::StartsWith("0xbad0018: md5 signature mismatch with running tarvos built on "
-                                   "small-host 1. (vs hostmem-nevra 1.0.0 for app sysinfo)\n"));
+                                   "small-host 1. (vs " +
+                                   std::string(nevra::DefinitionBuildText()) + " for app sysinfo)\n"));
    outcome = RunCommand(HOSTMEM " --force -c " + Path("a") + " -r comp-stats");
    EXPECT_EQ(outcome.status, 0);
    EXPECT_THAT(outcome.output, testing::HasSubstr("   8388608       1024         8126464"));
