@@ -21,7 +21,7 @@ run: packages-build
 test: packages-test
 	@cmake --preset release -DHOSTMEM_TESTS=ON
 	@cmake --build --preset release -j $(JOBS)
-	ctest --preset release -j $(JOBS)
+	tests/run release -j $(JOBS)
 
 # Installs to $(DESTDIR)$(PREFIX), and removes what was installed.
 PREFIX ?= /usr/local
@@ -47,7 +47,7 @@ test-packages: packages-deb-test deb
 sanitizers: packages-test
 	@cmake --preset sanitizers
 	@cmake --build --preset sanitizers -j $(JOBS)
-	ctest --preset sanitizers -j $(JOBS)
+	tests/run sanitizers -j $(JOBS)
 
 # Measures against floors and other tools, for about five minutes. What it found is in build/release/bench.md and
 # build/release/performance-growth.svg; bench/update-docs takes it into docs/.
@@ -79,7 +79,7 @@ coverage: packages-coverage
 	@find build/coverage -name '*.gcda' -delete
 	@ninja -C build/coverage -t clean -r CUSTOM_COMMAND >/dev/null
 	@cmake --build --preset coverage -j $(JOBS)
-	ctest --preset coverage -j $(JOBS)
+	tests/run coverage -j $(JOBS)
 	tests/coverage build/coverage
 
 # The record layouts are tables and keep their own form.
