@@ -1,98 +1,114 @@
-# The everyday commands. Each does all the set-up it needs: it installs the Debian packages that are missing
-# where it may, and names them where it may not.
+# The everyday commands; `make help` lists them. Each installs the Debian packages that it needs where it may, and
+# names them where it may not.
 
-JOBS ?= 2
+JOBS ?= $(shell nproc)
+PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 60
+FUZZ_JOBS ?= $(shell nproc)
 RELEASE := build/release
 
-.PHONY: all run test test-packages install uninstall deb sanitizers bench newcomer fuzz fuzz-targets coverage format lint lint-quick clean
+.PHONY: all help run test test-packages install uninstall deb sanitizers bench newcomer fuzz fuzz-targets \
+   coverage format lint lint-quick clean
 
-all: packages-build
+all: packages-build ## build the release, into build/release
 	@cmake --preset release -DHOSTMEM_TESTS=OFF >/dev/null
 	@cmake --build --preset release -j $(JOBS)
 
-# Builds, then reports on this host, live.
-run: packages-build
-	@cmake --preset release -DHOSTMEM_TESTS=OFF >/dev/null
-	@cmake --build --preset release -j $(JOBS) -- --quiet
-	$(RELEASE)/bin/hostmem -r comp-stats
-	$(RELEASE)/bin/hostmem -r group-stats
+help: ## list these commands
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "%-15s %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
+	@echo
+	@echo 'Variables: JOBS=$(JOBS) PREFIX=$(PREFIX) DESTDIR=$(DESTDIR) FUZZ_SECONDS=$(FUZZ_SECONDS) FUZZ_JOBS=$(FUZZ_JOBS)'
 
-# Builds and runs every test.
-test: packages-test
+# The reports show a selection of their columns that fits a terminal of 80.
+run: packages-build ## build, then report on this host, live
+	@cmake --preset release -DHOSTMEM_TESTS=OFF >/dev/null
+	@cmake --build --preset release -j $(JOBS)
+	$(RELEASE)/bin/hostmem -r comp-stats -u mb \
+	   -s total:kernelCode:dataAndHeap:otherConsumed:free:memState
+	$(RELEASE)/bin/hostmem -r group-stats -u mb -l 3 -e sys \
+	   -s gid:name:nChild:memSize:consumed
+
+test: packages-test ## build and run every test
 	@cmake --preset release -DHOSTMEM_TESTS=ON
 	@cmake --build --preset release -j $(JOBS)
 	tests/run release -j $(JOBS)
 
-# Installs to $(DESTDIR)$(PREFIX), and removes what was installed.
-PREFIX ?= /usr/local
-install: packages-build
+test-packages: packages-deb-test deb ## test the Debian packages and an installation; some tests need root
+	tests/packaging/run build/package build/packages
+
+install: packages-build ## install to $(DESTDIR)$(PREFIX)
 	@cmake --preset release -DHOSTMEM_TESTS=OFF -DCMAKE_INSTALL_PREFIX=$(PREFIX) >/dev/null
 	@cmake --build --preset release -j $(JOBS)
 	DESTDIR=$(DESTDIR) cmake --install $(RELEASE) --strip
 
-uninstall:
-	@sed 's,^,$(DESTDIR),' $(RELEASE)/install_manifest.txt | xargs -d '\n' rm -fv
+# The manifest ends without a newline, which sed adds.
+uninstall: ## remove what make install installed
+	@if [ ! -f $(RELEASE)/install_manifest.txt ]; then \
+	   echo 'make uninstall: nothing has been installed from this folder' >&2; \
+	   exit 1; \
+	fi
+	@removed=$$(sed 's,^,$(DESTDIR),' $(RELEASE)/install_manifest.txt | xargs -d '\n' rm -fv) || exit 1; \
+	if [ -n "$$removed" ]; then \
+	   echo "$$removed"; \
+	else \
+	   echo 'make uninstall: no installed file is left' >&2; \
+	fi
 
-# Makes the Debian packages, in build/packages. Their files carry the date of the newest entry of the changelog.
-deb: packages-deb
+# The date of the packages' files is that of the newest entry of the changelog.
+deb: packages-deb ## make the Debian packages, in build/packages
 	@cmake --preset package
 	@cmake --build --preset package -j $(JOBS)
 	packaging/make-packages build/package build/packages
 
-# Tests the packages and installations: builds the project elsewhere, and installs it into a fresh Debian.
-test-packages: packages-deb-test deb
-	tests/packaging/run build/package build/packages
-
-# Every test under the address, undefined-behaviour and leak sanitizers.
-sanitizers: packages-test
+sanitizers: packages-test ## every test under the address, undefined-behaviour and leak sanitizers
 	@cmake --preset sanitizers
 	@cmake --build --preset sanitizers -j $(JOBS)
 	tests/run sanitizers -j $(JOBS)
 
-# Measures against floors and other tools, for about five minutes. What it found is in build/release/bench.md and
-# build/release/performance-growth.svg; bench/update-docs takes it into docs/.
-bench: packages-bench
+# The figures go to build/release/bench.md and build/release/performance-growth.svg; bench/update-docs copies them
+# into docs/.
+bench: packages-bench ## measure against floors and other tools, for about five minutes
 	@cmake --preset release -DHOSTMEM_TESTS=OFF -DHOSTMEM_BENCH=ON
 	@cmake --build --preset release -j $(JOBS)
+	@echo 'Measuring, for about five minutes'
 	bench/run $(RELEASE) >$(RELEASE)/bench.md
 	@cat $(RELEASE)/bench.md
 
-# Times the way of somebody new to the project on a fresh Debian; as root.
-newcomer: packages-deb-test deb
+newcomer: packages-deb-test deb ## time the first steps on a fresh Debian; as root
+	@echo 'Making a fresh Debian, then building and testing in it, for several minutes'
 	bench/newcomer build/packages
 
-# Builds the fuzz targets and runs each for FUZZ_SECONDS, FUZZ_JOBS of them at a time.
-FUZZ_SECONDS ?= 60
-FUZZ_JOBS ?= $(shell nproc)
-fuzz: fuzz-targets
+fuzz: fuzz-targets ## run each fuzz target for FUZZ_SECONDS, FUZZ_JOBS of them at a time
+	@echo 'Each target runs for $(FUZZ_SECONDS) seconds, $(FUZZ_JOBS) at a time, and prints a line when it ends'
 	fuzz/run build/fuzz $(FUZZ_SECONDS) $(FUZZ_JOBS)
 
-# Builds them alone.
-fuzz-targets: packages-fuzz
+fuzz-targets: packages-fuzz ## build the fuzz targets
 	@cmake --preset fuzz
 	@cmake --build --preset fuzz -j $(JOBS)
 
-# Every test, then the lines and branches that ran, per file; fails below the marks of tests/coverage. The counts
-# start anew, and the build repeats what it makes with its own programs: the manuals, the completions, the samples.
-coverage: packages-coverage
+# The counts start anew, and the build repeats what it makes with its own programs: the manuals, the completions,
+# the samples.
+coverage: packages-coverage ## line and branch coverage per file; fails below the limits in tests/coverage
 	@cmake --preset coverage
 	@find build/coverage -name '*.gcda' -delete
 	@ninja -C build/coverage -t clean -r CUSTOM_COMMAND >/dev/null
 	@cmake --build --preset coverage -j $(JOBS)
 	tests/run coverage -j $(JOBS)
+	@echo 'Counting the lines and branches that ran, for about half a minute'
 	tests/coverage build/coverage
 
 # The record layouts are tables and keep their own form.
-format: packages-lint
+format: packages-lint ## apply the format
 	git ls-files '*.cpp' '*.h' ':!nevra/include/nevra/records.h' | xargs clang-format -i
 
-# Every static analysis; lint-quick is the part of it that continuous integration has the time for.
-lint lint-quick: packages-lint
+lint: packages-lint ## clang-format, shellcheck, cppcheck and clang-tidy; any finding fails
+lint-quick: packages-lint ## the same, with clang-tidy on shipped files only and without its slowest checks
+lint lint-quick:
 	@cmake --preset lint >/dev/null
-	@cmake --build --preset lint -j $(JOBS) -- --quiet
+	@cmake --build --preset lint -j $(JOBS)
 	JOBS=$(JOBS) lint/run build/lint $(if $(findstring quick,$@),quick)
 
-clean:
+clean: ## remove everything that was built
 	rm -rf build
 
 packages-%:

@@ -9,6 +9,13 @@ mkdir -p "$copy" "$root"
 (cd "$source" && tar --exclude=./build --exclude=./build-* --exclude=./.git -cf - .) | tar -xf - -C "$copy"
 cd "$copy"
 
+echo "-- nothing installed"
+if make uninstall 2>"$work/complaint"; then
+   echo "uninstall succeeds with nothing installed"
+   exit 1
+fi
+grep -Fx 'make uninstall: nothing has been installed from this folder' "$work/complaint"
+
 echo "-- a prefix that the dynamic linker does not know"
 make install PREFIX="$root/opt/hostmem"
 installed=$root/opt/hostmem
@@ -50,6 +57,7 @@ c++ -std=c++20 -o "$work/cxx-program" "$work/program.cpp" $(pkg-config --cflags 
 
 make uninstall
 test -z "$(find "$root" ! -type d)"
+make uninstall 2>&1 | grep -Fx 'make uninstall: no installed file is left'
 rm -rf "$root"
 
 echo "-- a system prefix, in a folder of its own"
