@@ -114,6 +114,21 @@ void WriteReportSeeds(const fs::path &folder)
    }
 }
 
+// Texts that steer a terminal, where a text may stand.
+void WriteSteeringSeeds(const fs::path &folder)
+{
+   int number = 0;
+   for (const char *text : {"\\u001b[2J", "\\u009b2J", "\u009b2J", "\x7f", "\\n", "\u202e", "\u2066"}) {
+      const std::string steering = std::string("\"") + text + "\"";
+      WriteFile(folder / ("steering" + std::to_string(number++) + ".json"),
+                "{\"host\": " + steering + ", \"kernelBuild\": " + steering +
+                   ", \"nodes\": {\"system/heaps\": {\"lists\": [{\"instances\": [" + steering +
+                   "]}]}, \"system/heaps/stats\": {\"records\": [{\"keys\": [" + steering +
+                   "], \"name\": " + steering + "}]}}}");
+      WriteFile(folder / ("steering" + std::to_string(number++) + ".json"), "{" + steering + ": 1}");
+   }
+}
+
 // The words that mean something to the import.
 void WriteDictionary(const fs::path &path)
 {
@@ -160,5 +175,9 @@ int main(int argc, char **argv)
       WriteSampleSeeds(folder, argv[i]);
    }
    WriteDictionary(folder / "import_fuzzer.dict");
+   WriteSteeringSeeds(folder / "import_fuzzer");
+   fs::copy(folder / "import_fuzzer", folder / "snapshot_tool_fuzzer", fs::copy_options::overwrite_existing);
+   fs::copy(folder / "import_fuzzer.dict", folder / "snapshot_tool_fuzzer.dict",
+            fs::copy_options::overwrite_existing);
    return 0;
 }

@@ -7,6 +7,14 @@ namespace nevra {
 
 namespace {
 
+// Of U+2000 to U+2fff, by the last two bytes: line and paragraph separators and the embeddings, overrides and
+// isolates of bidirectional text, after which a name may look like another, or a line like two.
+bool IsSteering(unsigned char second, unsigned char third)
+{
+   return (second == 0x80 && third >= 0xa8 && third <= 0xae) ||
+          (second == 0x81 && third >= 0xa6 && third <= 0xa9);
+}
+
 // The bytes of the UTF-8 character that the text begins with; 0 when it begins with none that may be shown.
 size_t ShownCharacterLength(std::string_view text)
 {
@@ -29,29 +37,55 @@ size_t ShownCharacterLength(std::string_view text)
    const bool refused = (first == 0xc2 && second < 0xa0) || (first == 0xe0 && second < 0xa0) ||
                         (first == 0xed && second >= 0xa0) || (first == 0xf0 && second < 0x90) ||
                         (first == 0xf4 && second >= 0x90);
-   return refused ? 0 : length;
+   return refused || (first == 0xe2 && IsSteering(second, byte(2))) ? 0 : length;
+}
+
+// Calls visit(length, isShown) for each character, and each byte that is part of none, until it gives false.
+template <typename Visit> void ForEachCharacter(std::string_view text, Visit visit)
+{
+   while (!text.empty()) {
+      const size_t length = ShownCharacterLength(text);
+      const size_t taken = std::max<size_t>(length, 1);
+      if (!visit(taken, length > 0)) {
+         return;
+      }
+      text.remove_prefix(taken);
+   }
 }
 
 } // namespace
+
+void MakeShown(std::span<char> text)
+{
+   char *at = text.data();
+   ForEachCharacter({text.data(), text.size()}, [&](size_t length, bool isShown) {
+      if (!isShown) {
+         *at = '?';
+      }
+      at += length;
+      return true;
+   });
+}
+
+std::string ShownText(std::string_view text)
+{
+   std::string shown(text);
+   MakeShown(shown);
+   return shown;
+}
 
 void StoreShownText(char *field, size_t size, std::string_view text)
 {
    std::memset(field, 0, size);
    size_t used = 0;
-   while (!text.empty()) {
-      const size_t length = ShownCharacterLength(text);
-      const size_t stored = std::max<size_t>(length, 1);
-      if (used + stored >= size) {
-         return;
+   ForEachCharacter(text, [&](size_t length, bool isShown) {
+      if (used + length >= size) {
+         return false;
       }
-      if (length == 0) {
-         field[used] = '?';
-      } else {
-         std::memcpy(field + used, text.data(), length);
-      }
-      used += stored;
-      text.remove_prefix(stored);
-   }
+      std::memcpy(field + used, isShown ? text.data() + used : "?", length);
+      used += length;
+      return true;
+   });
 }
 
 bool IsShownText(std::string_view text)
@@ -61,14 +95,11 @@ bool IsShownText(std::string_view text)
    for (const char c : text) {
       isPlain &= c >= 0x20 && c < 0x7f;
    }
-   while (!isPlain && !text.empty()) {
-      const size_t length = ShownCharacterLength(text);
-      if (length == 0) {
-         return false;
-      }
-      text.remove_prefix(length);
+   if (!isPlain) {
+      isPlain = true;
+      ForEachCharacter(text, [&](size_t, bool isShown) { return isPlain = isShown; });
    }
-   return true;
+   return isPlain;
 }
 
 } // namespace nevra

@@ -1,30 +1,43 @@
 // Diagnostics and text of the platform interface. Apart from the other operations, because the sources use
 // them too, in whatever program they are.
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <span>
+#include <string_view>
 
 #include <unistd.h>
 
 #include "nevra/nevra.h"
+#include "nevra/shown_text.h"
 
 namespace {
 
-void WriteToStandardError(const char *text, size_t length)
+// What stands in a message may be a stranger's: the name of a file, a text in it. A message is one line: the
+// newlines at the ends of its format are its own, any other is a stranger's too.
+void MakeMessageShown(std::string_view format, std::span<char> text)
 {
-   while (length > 0) {
-      const ssize_t written = write(STDERR_FILENO, text, length);
+   const size_t before = std::min(format.find_first_not_of('\n'), format.size());
+   const size_t after = format.size() - std::max(format.find_last_not_of('\n') + 1, before);
+   nevra::MakeShown(text.subspan(before, text.size() - before - after));
+}
+
+void WriteMessage(const char *format, std::span<char> text)
+{
+   MakeMessageShown(format, text);
+   while (!text.empty()) {
+      const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
       if (written < 0) {
          if (errno == EINTR) {
             continue;
          }
          return;
       }
-      text += written;
-      length -= static_cast<size_t>(written);
+      text = text.subspan(static_cast<size_t>(written));
    }
 }
 
@@ -43,15 +56,15 @@ __attribute__((visibility("default"))) void Warning(const char *format, ...)
    const int length = std::vsnprintf(text, sizeof text, format, arguments);
    va_end(arguments);
    if (length >= 0 && static_cast<size_t>(length) < sizeof text) {
-      WriteToStandardError(text, static_cast<size_t>(length));
+      WriteMessage(format, {text, static_cast<size_t>(length)});
    } else if (length >= 0) {
       const size_t size = static_cast<size_t>(length) + 1;
       std::unique_ptr<char[]> longText(new (std::nothrow) char[size]);
       if (longText != nullptr) {
          std::vsnprintf(longText.get(), size, format, again);
-         WriteToStandardError(longText.get(), size - 1);
+         WriteMessage(format, {longText.get(), size - 1});
       } else {
-         WriteToStandardError(text, sizeof text - 1);
+         WriteMessage(format, {text, sizeof text - 1});
       }
    }
    va_end(again);

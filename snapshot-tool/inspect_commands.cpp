@@ -2,11 +2,11 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "nevra/shown_text.h"
 #include "nevra/snapshot/snapshot_checksum.h"
 #include "nevra/snapshot/snapshot_format.h"
 #include "snapshot-tool/capture_time.h"
 #include "snapshot-tool/commands.h"
-#include "snapshot-tool/json_text.h"
 #include "snapshot-tool/message.h"
 
 namespace {
@@ -25,28 +25,15 @@ size_t BytesOfNode(const SnapshotNode &node)
 
 void PrintFact(const char *name, const std::string &value)
 {
-   std::printf("%-22s %s\n", name, value.c_str());
-}
-
-// A stranger's text must not speak to the terminal.
-std::string Shown(const char *text)
-{
-   std::string shown = text;
-   for (char &character : shown) {
-      const uint8_t byte = static_cast<uint8_t>(character);
-      if (byte < 0x20 || byte == 0x7f) {
-         character = '?';
-      }
-   }
-   return shown;
+   std::printf("%-22s %s\n", name, nevra::ShownText(value).c_str());
 }
 
 void PrintHeader(const SnapshotFile &file)
 {
    const bool ours = std::string(file.signature) == nevra::DefinitionSignature();
-   PrintFact("host", Shown(file.host));
+   PrintFact("host", file.host);
    PrintFact("captured", FormatCaptureTime(file.captured));
-   PrintFact("kernel build", Shown(file.kernelBuild));
+   PrintFact("kernel build", file.kernelBuild);
    PrintFact("definition signature",
              std::string(file.signature) + (ours ? " (this build's)" : " (another build's)"));
    PrintFact("format version", std::to_string(nevra::kSnapshotFormatVersion));
@@ -69,7 +56,8 @@ void PrintNodes(const SnapshotFile &file)
                "node");
    for (const SnapshotNode &node : file.nodes) {
       std::printf("%10zu %10zu %10zu %10zu %12zu  %s%s\n", node.keys.count, node.failedKeys.count,
-                  node.listKeys.count, node.listFailedKeys.count, BytesOfNode(node), node.path, Remark(node));
+                  node.listKeys.count, node.listFailedKeys.count, BytesOfNode(node),
+                  nevra::ShownText(node.path).c_str(), Remark(node));
    }
 }
 
@@ -92,6 +80,7 @@ int VerifyCommand(const std::string &path)
    if (!OpenForCommand(path, true, &file)) {
       return kExitFailed;
    }
-   std::printf("%s: sound, %zu nodes, %zu bytes\n", path.c_str(), file.nodes.size(), file.size);
+   std::printf("%s: sound, %zu nodes, %zu bytes\n", nevra::ShownText(path).c_str(), file.nodes.size(),
+               file.size);
    return FinishOutput() ? kExitDone : kExitFailed;
 }

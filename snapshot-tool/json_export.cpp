@@ -11,6 +11,7 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
+#include "nevra/shown_text.h"
 #include "nevra/snapshot/snapshot_checksum.h"
 #include "snapshot-tool/capture_time.h"
 #include "snapshot-tool/json_memory.h"
@@ -38,10 +39,32 @@ struct Export {
    uint64_t total;
 };
 
+// As a JSON string of ASCII characters, none of which can steer a terminal.
+std::string EscapedText(std::string_view text)
+{
+   TextBuffer buffer;
+   rapidjson::Writer<TextBuffer, Utf8, rapidjson::ASCII<>, JsonMemory> out(buffer);
+   out.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+   std::string escaped;
+   for (const char character : std::string_view(buffer.GetString(), buffer.GetSize())) {
+      if (character == '\x7f') { // which the library takes for any other
+         escaped += "\\u007f";
+      } else {
+         escaped += character;
+      }
+   }
+   return escaped;
+}
+
 template <typename Writer> void WriteText(Writer &out, std::string_view text)
 {
-   if (IsUtf8(text)) {
+   if (nevra::IsShownText(text)) {
       out.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+      return;
+   }
+   if (IsUtf8(text)) {
+      const std::string escaped = EscapedText(text);
+      out.RawValue(escaped.data(), escaped.size(), rapidjson::kStringType);
       return;
    }
    const std::string hex = HexOfBytes(text);

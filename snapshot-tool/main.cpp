@@ -19,6 +19,19 @@ struct Arguments {
    std::string root = "/";
 };
 
+bool HasSubcommand(const CLI::App &app, const std::string &name)
+{
+   return !app.get_subcommands([&](const CLI::App *subcommand) { return subcommand->check_name(name); })
+              .empty();
+}
+
+int RefuseCommandLine(const std::string &problem)
+{
+   Warning("hostmem-snapshot: %s\n", problem.c_str());
+   Warning("Run with --help for more information.\n");
+   return kExitTrouble;
+}
+
 int Run(int argc, char **argv)
 {
    CLI::App app("Makes and inspects snapshots, the cache files of hostmem -c.", "hostmem-snapshot");
@@ -44,10 +57,17 @@ int Run(int argc, char **argv)
    diff->add_option("A", arguments.file)->required();
    diff->add_option("B", arguments.other)->required();
 
+   if (argc > 1 && argv[1][0] != '-' && !HasSubcommand(app, argv[1])) {
+      return RefuseCommandLine(std::string("unknown subcommand ") + argv[1]);
+   }
    try {
       app.parse(argc, argv);
    } catch (const CLI::ParseError &error) {
-      return app.exit(error) == 0 && FinishOutput() ? kExitDone : kExitTrouble;
+      if (error.get_exit_code() == kExitDone) { // help
+         app.exit(error);
+         return FinishOutput() ? kExitDone : kExitTrouble;
+      }
+      return RefuseCommandLine(error.what());
    }
    if (*capture) {
       return CaptureCommand(arguments.root, arguments.output);

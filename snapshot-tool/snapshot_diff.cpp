@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "nevra/shown_text.h"
 #include "snapshot-tool/json_export.h"
 #include "snapshot-tool/json_text.h"
 
@@ -78,7 +79,7 @@ int CompareAcross(const Answers &left, const Answers &right)
 
 std::string NameOf(const Answers &answers)
 {
-   std::string name = answers.node->path;
+   std::string name = nevra::ShownText(answers.node->path);
    if (answers.shape.count > 0) {
       name += ' ' + WordsAsJson(*answers.file, {answers.Keys(), answers.shape.count}, answers.shape);
    }
@@ -193,7 +194,7 @@ void CompareNodes(Diff &diff, const SnapshotNode &left, const SnapshotNode &righ
    if (left.definition != right.definition || left.recordSize != right.recordSize ||
        left.recordShape != right.recordShape || left.listShape != right.listShape ||
        left.listsTexts != right.listsTexts) {
-      std::fprintf(diff.output, "%s: defined otherwise\n", left.path);
+      std::fprintf(diff.output, "%s: defined otherwise\n", nevra::ShownText(left.path).c_str());
       diff.differences++;
       return;
    }
@@ -236,12 +237,12 @@ uint64_t DiffSnapshots(const SnapshotFile &left, const SnapshotFile &right, FILE
       if (other != nullptr) {
          CompareNodes(diff, node, *other);
       } else {
-         ReportSingle(diff, node.path, true);
+         ReportSingle(diff, nevra::ShownText(node.path), true);
       }
    }
    for (const SnapshotNode &node : right.nodes) {
       if (FindNode(left, node.path) == nullptr) {
-         ReportSingle(diff, node.path, false);
+         ReportSingle(diff, nevra::ShownText(node.path), false);
       }
    }
    return diff.differences;

@@ -471,6 +471,16 @@ TEST_F(WarningTest, WritesALongMessageWhole)
    EXPECT_EQ(Writes(), expected);
 }
 
+TEST_F(WarningTest, ShowsNothingThatSteersATerminal)
+{
+   Warning("\nInvalid %s\n", "\x1b[2J a\nb\t\u009b\u202e\xff\u00e9");
+   Warning("%s\n", (std::string(2000, 'w') + '\x7f').c_str());
+   Warning("\n");
+   Warning("%s", "a\n");
+   EXPECT_EQ(Writes(), (std::vector<std::string>{"\nInvalid ?[2J a?b???????\u00e9\n",
+                                                 std::string(2000, 'w') + "?\n", "\n", "a?"}));
+}
+
 TEST_F(WarningTest, DropsWhatCannotBeWritten)
 {
    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);

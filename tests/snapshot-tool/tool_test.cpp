@@ -1,4 +1,5 @@
 // hostmem-snapshot as it is run.
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -220,6 +221,72 @@ TEST_F(SnapshotTool, InfoTellsWhatThisBuildDoesNotKnowAndShowsNoControlBytes)
    }
 }
 
+// Newline apart, no byte that steers a terminal, and no other direction of writing.
+void ExpectShown(const std::string &output)
+{
+   EXPECT_EQ(output.find_first_of("\x1b\x7f\x07\t\r"), std::string::npos) << output;
+   for (const char *steering : {"\u0085", "\u009b", "\u202e", "\u2066"}) {
+      EXPECT_EQ(output.find(steering), std::string::npos) << output;
+   }
+}
+
+TEST_F(SnapshotTool, ImportShowsNoControlCharactersOfWhatItRefuses)
+{
+   for (const char *name : {"\\u001b[2J", "\\u009b2J", "\u009b2J", "\x7f", "\\n", "\u202e"}) {
+      for (const std::string &json :
+           {std::string("{\"") + name + "\": 1}", std::string("{\"nodes\": {\"") + name + "\": {}}}",
+            std::string("{\"nodes\": {\"sched/groups/groupName\": {\"") + name + "\": []}}}",
+            std::string("{\"nodes\": {\"sched/groups/groupName\": {\"records\": [{\"") + name + "\": 1}]}}}",
+            std::string("{\"nodes\": {\"system/heaps/stats\": {\"records\": [{\"keys\": [\"") + name +
+               "\"]}, {\"keys\": [\"" + name + "\"]}]}}}"}) {
+         Write("bad.json", json);
+         const Outcome outcome = Run("import bad.json -o b");
+         EXPECT_EQ(outcome.status, 1) << json;
+         EXPECT_THAT(outcome.output, testing::StartsWith("hostmem-snapshot: bad.json: ")) << json;
+         EXPECT_THAT(outcome.output, testing::EndsWith("\n"));
+         EXPECT_EQ(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 1) << outcome.output;
+         ExpectShown(outcome.output);
+      }
+   }
+}
+
+TEST_F(SnapshotTool, NamesInASnapshotNeverSteerTheTerminal)
+{
+   const auto write = [this](const char *name, int flags) {
+      const std::vector<uint8_t> bytes = Forge([&](nevra::snapshot::SnapshotT *root) {
+         root->host = "el\u009b2Jm\u202e\x7f" + std::to_string(flags);
+         NodeOf(root, "sched/groups/groupFlags")->definition += flags;
+      });
+      Write(name, {bytes.begin(), bytes.end()});
+   };
+   write("a", 1);
+   write("b", 2);
+   const Outcome info = Run("info a");
+   EXPECT_THAT(info.output, testing::HasSubstr("host                   el??2Jm????1\n"));
+   ExpectShown(info.output);
+   const Outcome diff = Run("diff a b");
+   EXPECT_THAT(diff.output, testing::HasSubstr("\"el\\u009B2Jm\\u202E\\u007f1\" -> "));
+   ExpectShown(diff.output);
+   ExpectShown(Run("export a").output);
+   EXPECT_EQ(Run("verify $(printf 'mis\\033sing')").output,
+             "hostmem-snapshot: mis?sing: cannot be read: No such file or directory\n");
+   EXPECT_EQ(RunCommand(HOSTMEM " -c \"$(printf 'mis\\033\\nsing')\" -r comp-stats").output,
+             "mis??sing: cannot be read: No such file or directory\n"
+             "Couldn't open cache file mis??sing, error code: 195887107\n");
+}
+
+TEST_F(SnapshotTool, ExportEscapesWhatSteersATerminalAndImportTakesItBack)
+{
+   Write("a.json", "{\"host\": \"caf\u00e9 \u009b2J \u202e \x7f\", \"kernelBuild\": \"\u00e9\u20ac\"}");
+   ASSERT_EQ(Run("import a.json -o a").output, "");
+   const Outcome json = Run("export a");
+   EXPECT_THAT(json.output, testing::HasSubstr(R"("host": "caf\u00E9 \u009B2J \u202E \u007f",)"));
+   EXPECT_THAT(json.output, testing::HasSubstr("\"kernelBuild\": \"\u00e9\u20ac\","));
+   Write("b.json", json.output);
+   ASSERT_EQ(Run("import b.json -o b").output, "");
+   EXPECT_EQ(Read("a"), Read("b"));
+}
+
 TEST_F(SnapshotTool, DiffTellsByItsExitStatus)
 {
    WriteSmallSnapshot("a");
@@ -239,6 +306,13 @@ TEST_F(SnapshotTool, WrongCommandLineIsTwoAndHelpIsZero)
    for (const char *arguments : {"", "info", "frobnicate", "import a.json", "info a b", "--unknown"}) {
       EXPECT_EQ(Run(arguments).status, 2) << arguments;
    }
+   EXPECT_EQ(Run("$(printf 'frob\\033')").output, "hostmem-snapshot: unknown subcommand frob?\n"
+                                                  "Run with --help for more information.\n");
+   EXPECT_EQ(Run("").output, "hostmem-snapshot: A subcommand is required\n"
+                             "Run with --help for more information.\n");
+   EXPECT_EQ(Run("info a $(printf 'b\\033')").output,
+             "hostmem-snapshot: The following argument was not expected: b?\n"
+             "Run with --help for more information.\n");
    const Outcome outcome = Run("--help");
    EXPECT_EQ(outcome.status, 0);
    EXPECT_THAT(outcome.output,

@@ -198,7 +198,8 @@ NevraStatus Nevra_CheckSig(char *kernelBuild, size_t kernelBuildSize, const char
  * Diagnostics and text.
  */
 
-/* Writes one message to standard error, in one write. */
+/* Writes one message to standard error, in one write. This project's library writes '?' for every byte that
+   could steer a terminal, newlines that are not at an end of the format included. */
 #if defined(__GNUC__)
 __attribute__((format(printf, 1, 2)))
 #endif

@@ -116,6 +116,26 @@ TEST(ShownText, OnlyWholeAndProperCharactersAreShown)
    EXPECT_EQ(Shown("\xbf\xc3\xa9"), "?\xc3\xa9");
 }
 
+TEST(ShownText, NothingTurnsTheDirectionOrBreaksTheLine)
+{
+   for (const char *steering : {"\u2028", "\u2029", "\u202a", "\u202b", "\u202c", "\u202d", "\u202e",
+                                "\u2066", "\u2067", "\u2068", "\u2069"}) {
+      EXPECT_EQ(Shown(std::string("a") + steering + "b"), "a???b") << steering;
+      EXPECT_FALSE(IsShownText(steering)) << steering;
+   }
+   for (const char *plain : {"\u2027", "\u202f", "\u2065", "\u206a", "\u00a0", "\u05d0"}) {
+      EXPECT_EQ(Shown(plain), plain);
+      EXPECT_TRUE(IsShownText(plain)) << plain;
+   }
+}
+
+TEST(ShownText, ACopyIsAsLongAsTheText)
+{
+   EXPECT_EQ(nevra::ShownText("a\x1b[31m\n\u00e9\u0085\xff"), "a?[31m?\u00e9???");
+   EXPECT_EQ(nevra::ShownText(std::string(5000, '\x7f')), std::string(5000, '?'));
+   EXPECT_EQ(nevra::ShownText(""), "");
+}
+
 VmCommand Parse(std::initializer_list<const char *> words)
 {
    std::string line;
