@@ -1,6 +1,8 @@
 // The command line of hostmem, as a whole process on the scripted platform.
 #include <array>
 #include <csignal>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -8,7 +10,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "tests/frontend/usage_text.h"
 #include "tests/scripted/scenario.h"
 #include "tests/scripted/trace_lines.h"
 
@@ -19,10 +20,14 @@ namespace {
 constexpr char kProgram[] = "hostmem-by-name";
 constexpr char kUnexpected[] = "Unexpected or out-of-sequence argument detected\n";
 
+// The usage text as printed under this name: usage.txt has it word for word, irregularities included.
 std::string Usage(const std::string &program = kProgram)
 {
-   std::string text = kUsageText;
-   return text.replace(text.find("%s"), 2, program);
+   std::ifstream file(USAGE_TEXT);
+   std::string text{std::istreambuf_iterator<char>(file), {}};
+   const std::string name = "hostmem";
+   const size_t at = text.find(name);
+   return at == std::string::npos ? "no text in " USAGE_TEXT : text.replace(at, name.size(), program);
 }
 
 // A host that a report can be made of.
