@@ -4,6 +4,9 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <span>
+#include <string>
+#include <system_error>
 #include <vector>
 
 #include "nevra/definitions.h"
@@ -33,11 +36,37 @@ nevra::Source &CurrentSource()
    return *source;
 }
 
+// Says on standard error what the source could not read, once: the reports show rows, and no row says what is
+// missing.
+void SayWhatIsUnreadable()
+{
+   static const nevra::Source *saidOf = nullptr;
+   static size_t said = 0;
+   if (source == nullptr) {
+      return;
+   }
+   if (saidOf != source.get()) {
+      saidOf = source.get();
+      said = 0;
+   }
+   const std::span<const std::string> lines = source->Unreadable();
+   for (; said < lines.size(); said++) {
+      Warning("%s\n", lines[said].c_str());
+   }
+}
+
 // No C++ exception crosses the C interface.
 template <typename Operation> NevraStatus Guarded(Operation operation) noexcept
 {
    try {
-      return operation();
+      const NevraStatus status = operation();
+      SayWhatIsUnreadable();
+      return status;
+   } catch (const std::system_error &error) {
+      const std::errc code = static_cast<std::errc>(error.code().value());
+      return code == std::errc::too_many_files_open || code == std::errc::too_many_files_open_in_system
+                ? NEVRA_TOO_MANY_OPEN_FILES
+                : NEVRA_FAILURE;
    } catch (const std::bad_alloc &) {
       return NEVRA_OUT_OF_MEMORY;
    } catch (...) {

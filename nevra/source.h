@@ -5,6 +5,9 @@
 #ifndef NEVRA_SOURCE_H
 #define NEVRA_SOURCE_H
 
+#include <span>
+#include <string>
+
 #include "nevra/definitions.h"
 #include "nevra/param_list.h"
 
@@ -26,6 +29,11 @@ class Source {
    // Writes the values to an instance of a settable node.
    virtual NevraStatus Set(const NevraNodeDef &node, const Nevra_ParamList &keys,
                            const Nevra_ParamList &values) = 0;
+
+   // What could not be read so far and what is missing from the answers for it, a line each without a
+   // newline:
+   // "/proc/slabinfo: Permission denied; heaps are not shown". Lines are added, never taken away or changed.
+   virtual std::span<const std::string> Unreadable() const { return {}; }
 
    // The signature of the node definitions that this source answers by, 32 hexadecimal digits.
    virtual const char *Signature() const = 0;

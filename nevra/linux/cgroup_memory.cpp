@@ -10,14 +10,14 @@ namespace {
 // v1 writes the largest page-aligned number for "no limit".
 constexpr uint64_t kLargestV1LimitBytes = uint64_t{1} << 62;
 
-FileDescriptor OpenCgroup(int hierarchy, const CgroupTree &tree, CgroupIndex cgroup)
+FileDescriptor OpenCgroup(int hierarchy, const CgroupTree &tree, CgroupIndex cgroup, KernelFileReader &files)
 {
-   return OpenFolder(hierarchy, CgroupPath(tree, cgroup).c_str());
+   return files.OpenFolder(hierarchy, CgroupPath(tree, cgroup).c_str(), Missing::CgroupFolders);
 }
 
 std::optional<uint64_t> ReadKB(int folder, const char *name, KernelFileReader &files)
 {
-   const std::optional<std::string_view> text = files.ReadRecord(folder, name);
+   const std::optional<std::string_view> text = files.ReadRecord(folder, name, Missing::CgroupFiles);
    const std::optional<uint64_t> bytes = text.has_value() ? ParseNumber(*text) : std::nullopt;
    return bytes.has_value() ? std::optional(*bytes / 1024) : std::nullopt;
 }
@@ -38,7 +38,7 @@ struct StatLines {
 
 void ReadMemoryStat(int folder, const StatLines &lines, CgroupUsage &usage, KernelFileReader &files)
 {
-   const std::optional<std::string_view> text = files.ReadRecord(folder, "memory.stat");
+   const std::optional<std::string_view> text = files.ReadRecord(folder, "memory.stat", Missing::CgroupFiles);
    if (!text.has_value()) {
       return;
    }
@@ -66,7 +66,7 @@ void ReadMemoryStat(int folder, const StatLines &lines, CgroupUsage &usage, Kern
 
 void ReadThrottling(int folder, CgroupLimits &limits, KernelFileReader &files)
 {
-   const std::optional<std::string_view> text = files.ReadRecord(folder, "cpu.stat");
+   const std::optional<std::string_view> text = files.ReadRecord(folder, "cpu.stat", Missing::CgroupFiles);
    uint64_t periods = 0;
    uint64_t throttled = 0;
    const KeyedFigure figures[] = {{"nr_periods", &periods}, {"nr_throttled", &throttled}};
@@ -87,13 +87,13 @@ std::optional<CgroupLimits> ReadCgroupLimits(const CgroupTree &tree, CgroupIndex
    if (tree.mounts.version == CgroupVersion::None) {
       return limits;
    }
-   const FileDescriptor folder = OpenCgroup(tree.mounts.memory.Get(), tree, cgroup);
+   const FileDescriptor folder = OpenCgroup(tree.mounts.memory.Get(), tree, cgroup, files);
    if (!folder.IsOpen()) {
       return std::nullopt;
    }
    if (tree.mounts.version == CgroupVersion::V1) {
       limits.max = ReadLimitKB(folder.Get(), "memory.limit_in_bytes", files);
-      const FileDescriptor cpu = OpenCgroup(tree.mounts.cpu.Get(), tree, cgroup);
+      const FileDescriptor cpu = OpenCgroup(tree.mounts.cpu.Get(), tree, cgroup, files);
       if (cpu.IsOpen()) {
          ReadThrottling(cpu.Get(), limits, files);
       }
@@ -113,7 +113,7 @@ std::optional<CgroupUsage> ReadCgroupUsage(const CgroupTree &tree, CgroupIndex c
    if (tree.mounts.version == CgroupVersion::None) {
       return usage;
    }
-   const FileDescriptor folder = OpenCgroup(tree.mounts.memory.Get(), tree, cgroup);
+   const FileDescriptor folder = OpenCgroup(tree.mounts.memory.Get(), tree, cgroup, files);
    if (!folder.IsOpen()) {
       return std::nullopt;
    }
@@ -174,11 +174,11 @@ std::optional<CgroupEvents> ReadCgroupEvents(const CgroupTree &tree, CgroupIndex
    if (tree.mounts.version != CgroupVersion::V2) {
       return events;
    }
-   const FileDescriptor folder = OpenCgroup(tree.mounts.memory.Get(), tree, cgroup);
+   const FileDescriptor folder = OpenCgroup(tree.mounts.memory.Get(), tree, cgroup, files);
    if (!folder.IsOpen()) {
       return std::nullopt;
    }
-   ParseEvents(files.ReadRecord(folder.Get(), "memory.stat").value_or(""), events);
+   ParseEvents(files.ReadRecord(folder.Get(), "memory.stat", Missing::CgroupFiles).value_or(""), events);
    events.swapKB = ReadKB(folder.Get(), "memory.swap.current", files).value_or(0);
    events.swapMaxKB = ReadLimitKB(folder.Get(), "memory.swap.max", files);
    events.zswapMaxKB = ReadLimitKB(folder.Get(), "memory.zswap.max", files);

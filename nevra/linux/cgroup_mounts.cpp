@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include <unistd.h>
+
 #include "nevra/linux/kernel_text.h"
 
 namespace nevra {
@@ -35,6 +37,22 @@ std::string DecodePath(std::string_view text)
    return path;
 }
 
+// Whether the mount hides the processes of other users from this one. Root sees them all.
+bool HidesProcesses(std::string_view mountPoint, std::string_view type, std::string_view options)
+{
+   if (type != "proc" || mountPoint != "/proc" || geteuid() == 0) {
+      return false;
+   }
+   while (!options.empty()) {
+      const std::string_view option = TakeUntil(options, ',');
+      if (option == "hidepid=2" || option == "hidepid=4" || option == "hidepid=invisible" ||
+          option == "hidepid=ptraceable") {
+         return true;
+      }
+   }
+   return false;
+}
+
 void AddMount(std::vector<Mount> &mounts, std::string_view pathInHierarchy, std::string_view mountPoint,
               std::string_view type, std::string_view options)
 {
@@ -45,7 +63,7 @@ void AddMount(std::vector<Mount> &mounts, std::string_view pathInHierarchy, std:
 }
 
 // "36 35 98:0 /root /mount/point rw,noatime shared:1 - type source options"
-void ParseMountInfo(std::string_view text, std::vector<Mount> &mounts)
+void ParseMountInfo(std::string_view text, std::vector<Mount> &mounts, MissingFigures &notRead)
 {
    while (!text.empty()) {
       std::string_view line = TakeLine(text);
@@ -60,7 +78,11 @@ void ParseMountInfo(std::string_view text, std::vector<Mount> &mounts)
       } while (!word.empty() && word != "-");
       const std::string_view type = TakeWord(line);
       TakeWord(line);
-      AddMount(mounts, pathInHierarchy, mountPoint, type, TakeWord(line));
+      const std::string_view options = TakeWord(line);
+      if (HidesProcesses(mountPoint, type, options)) {
+         notRead.Note(Missing::OtherProcesses, "mounted with hidepid");
+      }
+      AddMount(mounts, pathInHierarchy, mountPoint, type, options);
    }
 }
 
@@ -86,9 +108,9 @@ bool HasWord(std::string_view words, std::string_view wanted, char separator)
    return false;
 }
 
-FileDescriptor OpenMount(int root, const Mount &mount)
+FileDescriptor OpenMount(int root, const Mount &mount, KernelFileReader &files)
 {
-   return OpenFolder(root, BelowRoot(mount.mountPoint.c_str()));
+   return files.OpenFolder(root, BelowRoot(mount.mountPoint.c_str()), Missing::CgroupFolders);
 }
 
 bool HasMemoryController(int folder, KernelFileReader &files)
@@ -98,13 +120,13 @@ bool HasMemoryController(int folder, KernelFileReader &files)
 }
 
 FileDescriptor OpenV1(int root, const std::vector<Mount> &mounts, std::string_view controller,
-                      std::string *pathInHierarchy)
+                      std::string *pathInHierarchy, KernelFileReader &files)
 {
    for (const Mount &mount : mounts) {
       if (mount.isV2 || !HasWord(mount.options, controller, ',')) {
          continue;
       }
-      FileDescriptor folder = OpenMount(root, mount);
+      FileDescriptor folder = OpenMount(root, mount, files);
       if (folder.IsOpen()) {
          *pathInHierarchy = mount.pathInHierarchy;
          return folder;
@@ -119,7 +141,7 @@ CgroupMounts FindCgroupMounts(int root, KernelFileReader &files)
 {
    std::vector<Mount> mounts;
    if (const std::optional<std::string_view> text = files.ReadAll(root, "proc/self/mountinfo")) {
-      ParseMountInfo(*text, mounts);
+      ParseMountInfo(*text, mounts, files.NotRead());
    }
    if (mounts.empty()) {
       if (const std::optional<std::string_view> text = files.ReadAll(root, "proc/mounts")) {
@@ -129,7 +151,7 @@ CgroupMounts FindCgroupMounts(int root, KernelFileReader &files)
 
    CgroupMounts found;
    for (const Mount &mount : mounts) {
-      FileDescriptor folder = mount.isV2 ? OpenMount(root, mount) : FileDescriptor();
+      FileDescriptor folder = mount.isV2 ? OpenMount(root, mount, files) : FileDescriptor();
       if (!folder.IsOpen()) {
          continue;
       }
@@ -144,12 +166,17 @@ CgroupMounts FindCgroupMounts(int root, KernelFileReader &files)
       }
    }
    std::string pathInHierarchy;
-   FileDescriptor memory = OpenV1(root, mounts, "memory", &pathInHierarchy);
+   FileDescriptor memory = OpenV1(root, mounts, "memory", &pathInHierarchy, files);
    if (memory.IsOpen()) {
       found.version = CgroupVersion::V1;
       found.pathInHierarchy = pathInHierarchy;
       found.memory = std::move(memory);
-      found.cpu = OpenV1(root, mounts, "cpu", &pathInHierarchy);
+      found.cpu = OpenV1(root, mounts, "cpu", &pathInHierarchy, files);
+   }
+   if (found.version == CgroupVersion::None) {
+      files.NotRead().Note(Missing::Hierarchy, "no hierarchy is mounted");
+   } else if (found.version == CgroupVersion::V2) {
+      files.NotRead().Note(Missing::MemoryController, "no memory controller");
    }
    return found;
 }

@@ -1,11 +1,13 @@
 #include "nevra/linux/cgroup_tree.h"
 
 #include <algorithm>
+#include <set>
 
 #include <sys/stat.h>
 
 #include "nevra/linux/group_ids.h"
 #include "nevra/linux/kernel_text.h"
+#include "nevra/records.h"
 
 namespace nevra {
 
@@ -13,7 +15,7 @@ namespace {
 
 void ReadMembers(CgroupTree &tree, CgroupIndex index, int folder, KernelFileReader &files)
 {
-   std::optional<std::string_view> text = files.ReadAll(folder, "cgroup.procs");
+   std::optional<std::string_view> text = files.ReadAll(folder, "cgroup.procs", Missing::CgroupFiles);
    while (text.has_value() && !text->empty()) {
       // Processes of a PID namespace that this one cannot see into are listed as 0.
       if (const std::optional<uint32_t> pid = ParsePid(TakeLine(*text))) {
@@ -45,18 +47,39 @@ void AddChild(CgroupTree &tree, CgroupIndex parent, int folder, std::string name
 
 void ReadChildren(CgroupTree &tree, CgroupIndex parent, int folder, KernelFileReader &files)
 {
-   const bool isDeepest = tree.cgroups[parent].depth >= CgroupTree::kMostLevels;
    std::vector<std::string> names =
-      isDeepest ? std::vector<std::string>()
-                : ListNames(folder, ".", EntryKind::Folders, CgroupTree::kMostCgroups - tree.cgroups.size());
+      files.ListNames(folder, ".", EntryKind::Folders, CgroupTree::kMostCgroups - tree.cgroups.size(),
+                      Missing::CgroupFolders);
+   if (!names.empty() && tree.cgroups[parent].depth >= CgroupTree::kMostLevels) {
+      files.NotRead().Note(Missing::DeepCgroups,
+                           "cgroups deeper than " + std::to_string(CgroupTree::kMostLevels) + " levels");
+      return;
+   }
    std::sort(names.begin(), names.end());
    for (std::string &name : names) {
-      const FileDescriptor child = OpenFolder(folder, name.c_str());
+      const FileDescriptor child = files.OpenFolder(folder, name.c_str(), Missing::CgroupFolders);
       if (child.IsOpen()) {
          const CgroupIndex index = static_cast<CgroupIndex>(tree.cgroups.size());
          AddChild(tree, parent, child.Get(), std::move(name));
          ReadMembers(tree, index, child.Get(), files);
       }
+   }
+}
+
+// group-stats adds up so many tags and no more. A tag is what fits of a top-level cgroup's name.
+void NoteManyTags(const CgroupTree &tree, MissingFigures &notRead)
+{
+   constexpr size_t kMostTags = 512;
+   const std::vector<CgroupIndex> &topLevel = tree.cgroups[kRootCgroup].children;
+   if (topLevel.size() < kMostTags) {
+      return; // one of them may be that of the root's own processes
+   }
+   std::set<std::string> tags = {std::string(kRootTag)};
+   for (const CgroupIndex index : topLevel) {
+      tags.emplace(TagOfCgroup(tree, index).substr(0, sizeof(GroupTagRecord::tag) - 1));
+   }
+   if (tags.size() > kMostTags) {
+      notRead.Note(Missing::ManyTags, "more than " + std::to_string(kMostTags) + " tags");
    }
 }
 
@@ -73,11 +96,16 @@ CgroupTree ReadCgroupTree(int root, KernelFileReader &files)
    }
    ReadMembers(tree, kRootCgroup, tree.mounts.memory.Get(), files);
    for (CgroupIndex index = 0; index < tree.cgroups.size(); index++) {
-      const FileDescriptor folder = OpenFolder(tree.mounts.memory.Get(), CgroupPath(tree, index).c_str());
+      const FileDescriptor folder =
+         files.OpenFolder(tree.mounts.memory.Get(), CgroupPath(tree, index).c_str(), Missing::CgroupFolders);
       if (folder.IsOpen()) {
          ReadChildren(tree, index, folder.Get(), files);
       }
    }
+   if (tree.cgroups.size() >= CgroupTree::kMostCgroups) {
+      files.NotRead().Note(Missing::CgroupFolders, "too many");
+   }
+   NoteManyTags(tree, files.NotRead());
    return tree;
 }
 
@@ -102,6 +130,14 @@ std::string_view TopLevelName(const CgroupTree &tree, CgroupIndex cgroup)
       cgroup = tree.cgroups[cgroup].parent;
    }
    return tree.cgroups[cgroup].name;
+}
+
+std::string_view TagOfCgroup(const CgroupTree &tree, CgroupIndex cgroup)
+{
+   constexpr std::string_view kSlice = ".slice";
+   std::string_view tag = cgroup != kRootCgroup ? TopLevelName(tree, cgroup) : kRootTag;
+   tag.remove_suffix(tag.ends_with(kSlice) ? kSlice.size() : 0);
+   return tag;
 }
 
 CgroupIndex FindCgroupByPath(const CgroupTree &tree, std::string_view path)

@@ -29,8 +29,9 @@ struct Cgroup {
 };
 
 struct CgroupTree {
-   // Deeper cgroups than this belong, with their processes, to their ancestor of this depth.
-   static constexpr uint32_t kMostLevels = 64;
+   // Deeper cgroups than this are left out, and their processes belong to their ancestor of this depth.
+   // Reports walk 12 levels of groups: the root, nine levels of cgroups, and below the last a VM and its VMM.
+   static constexpr uint32_t kMostLevels = 9;
    static constexpr size_t kMostCgroups = size_t{1} << 20;
 
    CgroupMounts mounts;
@@ -46,6 +47,10 @@ std::string CgroupPath(const CgroupTree &tree, CgroupIndex cgroup);
 
 // The name of the cgroup's ancestor, or itself, directly below the root; empty for the root.
 std::string_view TopLevelName(const CgroupTree &tree, CgroupIndex cgroup);
+
+// What group-stats sums up by: the top-level name without ".slice"; the root's is "host".
+inline constexpr std::string_view kRootTag = "host";
+std::string_view TagOfCgroup(const CgroupTree &tree, CgroupIndex cgroup);
 
 // The cgroup at a path as /proc/PID/cgroup gives it, or the closest ancestor of it that there is.
 CgroupIndex FindCgroupByPath(const CgroupTree &tree, std::string_view path);

@@ -25,7 +25,6 @@ constexpr uint32_t kContainer = 0x800;
 constexpr uint32_t kSubContainer = 0x1000;
 constexpr uint32_t kVmmContainer = 0x2000;
 
-constexpr std::string_view kHostName = "host";
 constexpr std::string_view kVmmName = "vmm";
 constexpr std::string_view kUserSlice = "user.slice";
 // The only scope that is always there: it holds the first process.
@@ -311,7 +310,7 @@ NevraStatus ReadGroupName(LinuxHost &host, int64_t id, GroupNameRecord &record)
    }
    std::string_view name;
    if (group->kind == GroupKind::Cgroup) {
-      name = group->cgroup == kRootCgroup ? kHostName : host.Cgroups().cgroups[group->cgroup].name;
+      name = group->cgroup == kRootCgroup ? kRootTag : host.Cgroups().cgroups[group->cgroup].name;
    } else if (group->kind == GroupKind::Vmm) {
       name = kVmmName;
    } else {
@@ -331,13 +330,7 @@ NevraStatus ReadGroupTag(LinuxHost &host, int64_t id, GroupTagRecord &record)
    if (!group.has_value()) {
       return NEVRA_NOT_FOUND;
    }
-   constexpr std::string_view kSlice = ".slice";
-   std::string_view tag = kHostName;
-   if (group->cgroup != kRootCgroup) {
-      tag = TopLevelName(host.Cgroups(), group->cgroup);
-      tag.remove_suffix(tag.ends_with(kSlice) ? kSlice.size() : 0);
-   }
-   StoreShownText(record.tag, sizeof record.tag, tag);
+   StoreShownText(record.tag, sizeof record.tag, TagOfCgroup(host.Cgroups(), group->cgroup));
    return NEVRA_OK;
 }
 

@@ -58,11 +58,10 @@ std::string ConfigPath(const Nevra_ParamList &keys)
    return path;
 }
 
-FileDescriptor OpenConfig(const LinuxHost &host, const Nevra_ParamList &keys, int access)
+FileDescriptor OpenConfig(LinuxHost &host, const Nevra_ParamList &keys, int access)
 {
    const std::string path = ConfigPath(keys);
-   return FileDescriptor(path.empty() ? -1
-                                      : openat(host.Root(), path.c_str(), access | O_CLOEXEC | O_NONBLOCK));
+   return path.empty() ? FileDescriptor() : host.Files().Open(host.Root(), path.c_str(), access | O_NONBLOCK);
 }
 
 bool IsRegister(const Nevra_ParamList &keys)
@@ -100,7 +99,8 @@ NevraStatus ReadCpuModel(LinuxHost &host, int64_t cpu, CpuInfoRecord &record)
 NevraStatus ListPci(LinuxHost &host, const Nevra_ParamList &keys, Nevra_ParamList &instances)
 {
    std::set<uint32_t> numbers;
-   for (const std::string &name : ListNames(host.Root(), kPciDevices, EntryKind::Any, kMostPciDevices)) {
+   for (const std::string &name :
+        host.Files().ListNames(host.Root(), kPciDevices, EntryKind::Any, kMostPciDevices)) {
       const std::optional<PciAddress> address = ParsePciAddress(name);
       bool isBelow = address.has_value() && keys.Used() < kAddressParts;
       for (uint32_t i = 0; isBelow && i < keys.Used(); i++) {

@@ -18,7 +18,12 @@ NevraStatus ReadComprehensive(LinuxHost &host, CompMemMapStats &record)
    }
    const MemInfo &memory = *host.Memory();
    const VmStat &vmstat = host.VmStatistics();
-   const IoMem ioMem = ParseIoMem(host.Files().ReadAll(host.Proc(), "iomem").value_or(""));
+   const std::optional<std::string_view> map =
+      host.Files().ReadAll(host.Proc(), "iomem", Missing::KernelAddresses);
+   const IoMem ioMem = ParseIoMem(map.value_or(""));
+   if (map.has_value() && ioMem.systemRamKB == 0) {
+      host.Files().NotRead().Note(Missing::KernelAddresses, "its addresses are hidden");
+   }
    const uint64_t rsvdLow = PagesToKB(host.Zones().reservedLowPages);
    const uint64_t heap = memory.KernelHeap();
    const uint64_t memmap = PagesToKB(vmstat.memmapPages);
@@ -96,7 +101,7 @@ NevraStatus ReadStateTransitions(LinuxHost &host, std::string_view state, MemSta
 // What merging has added and removed in total, and the shape of its tables, the kernel does not count.
 NevraStatus ReadPageSharing(LinuxHost &host, PShareStats &record)
 {
-   if (!Exists(host.Root(), "sys/kernel/mm/ksm/run")) {
+   if (!host.Files().Exists(host.Root(), "sys/kernel/mm/ksm/run")) {
       return NEVRA_NOT_FOUND;
    }
    const auto pages = [&host](const char *path) {

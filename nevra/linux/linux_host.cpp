@@ -1,7 +1,10 @@
 #include "nevra/linux/linux_host.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <initializer_list>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
@@ -15,9 +18,32 @@ bool ReportedProcess::IsProtected(KernelFileReader &files)
    return isProtected.Get([&] { return IsProtectedFromKilling(process, files); });
 }
 
-LinuxHost::LinuxHost(const std::string &rootFolder)
-    : root(open(rootFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), proc(OpenFolder(root.Get(), "proc"))
+namespace {
+
+// A file system that is not mounted leaves an empty folder.
+bool HasAny(KernelFileReader &files, int directory, std::initializer_list<const char *> names)
 {
+   return std::any_of(names.begin(), names.end(),
+                      [&](const char *name) { return files.Exists(directory, name); });
+}
+
+} // namespace
+
+LinuxHost::LinuxHost(const std::string &rootFolder)
+    : files(ReachOf(rootFolder)),
+      root(KernelFileReader().Open(AT_FDCWD, rootFolder.c_str(), O_RDONLY | O_DIRECTORY))
+{
+   if (!root.IsOpen()) {
+      files.NotRead().Note(Missing::Root, std::generic_category().message(errno));
+      return;
+   }
+   proc = files.OpenFolder(Root(), "proc", Missing::Proc);
+   if (!HasAny(files, Proc(), {"meminfo", "self"})) {
+      files.NotRead().Note(Missing::Proc, "not mounted");
+   }
+   if (!HasAny(files, Root(), {"sys/kernel", "sys/fs", "sys/devices", "sys/bus"})) {
+      files.NotRead().Note(Missing::Sys, "not mounted");
+   }
 }
 
 const CgroupTree &LinuxHost::Cgroups()
@@ -60,7 +86,7 @@ std::optional<ReportedProcess> LinuxHost::ReadReportedProcess(uint32_t pid)
    }
    ReportedProcess read;
    read.cgroup = *cgroup;
-   read.isVm = IsVm(*process, mayRunVms.Get([this] { return MayRunVms(Root(), files); }));
+   read.isVm = IsVm(*process, mayRunVms.Get([this] { return MayRunVms(Root(), files); }), files);
    read.process = std::move(*process);
    if (read.isVm) {
       read.command = ReadVmCommand(read.process, files);
@@ -80,23 +106,27 @@ ReportedProcess *LinuxHost::FindProcess(uint32_t pid)
 
 const MemInfo *LinuxHost::Memory()
 {
-   return OrNull(memory.Get([this] { return ParseMemInfo(files.ReadAll(Proc(), "meminfo").value_or("")); }));
+   return OrNull(memory.Get(
+      [this] { return ParseMemInfo(files.ReadAll(Proc(), "meminfo", Missing::MemInfo).value_or("")); }));
 }
 
 const VmStat &LinuxHost::VmStatistics()
 {
-   return vmStatistics.Get([this] { return ParseVmStat(files.ReadAll(Proc(), "vmstat").value_or("")); });
+   return vmStatistics.Get(
+      [this] { return ParseVmStat(files.ReadAll(Proc(), "vmstat", Missing::VmStat).value_or("")); });
 }
 
 const ZoneSummary &LinuxHost::Zones()
 {
-   return zones.Get(
-      [this] { return SummariseZones(ParseZones(files.ReadAll(Proc(), "zoneinfo").value_or(""))); });
+   return zones.Get([this] {
+      return SummariseZones(ParseZones(files.ReadAll(Proc(), "zoneinfo", Missing::ZoneInfo).value_or("")));
+   });
 }
 
 const std::vector<SlabCache> &LinuxHost::SlabCaches()
 {
-   return slabCaches.Get([this] { return ParseSlabInfo(files.ReadAll(Proc(), "slabinfo").value_or("")); });
+   return slabCaches.Get(
+      [this] { return ParseSlabInfo(files.ReadAll(Proc(), "slabinfo", Missing::SlabInfo).value_or("")); });
 }
 
 const ZswapSettings *LinuxHost::Zswap()
@@ -140,7 +170,7 @@ uint64_t LinuxHost::MergedKBOfProcess(uint32_t pid)
    mergedOfProcess.resize(entries.size());
    return mergedOfProcess[static_cast<size_t>(entry - entries.begin())].Get([&] {
       const std::optional<std::string_view> text =
-         files.ReadRecord(Proc(), ProcessPath(pid, "ksm_stat").Text());
+         files.ReadRecord(Proc(), ProcessPath(pid, "ksm_stat").Text(), Missing::MergedPages);
       uint64_t zeroPages = 0;
       uint64_t mergedPages = 0;
       const KeyedFigure figures[] = {{"ksm_zero_pages", &zeroPages}, {"ksm_merging_pages", &mergedPages}};

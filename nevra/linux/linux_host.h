@@ -44,6 +44,7 @@ class LinuxHost {
    int Root() const { return root.Get(); }
    int Proc() const { return proc.Get(); }
    KernelFileReader &Files() { return files; }
+   const MissingFigures &NotRead() const { return files.NotRead(); }
 
    const CgroupTree &Cgroups();
    const ProcessTable &Processes();
@@ -76,9 +77,9 @@ class LinuxHost {
  private:
    std::optional<ReportedProcess> ReadReportedProcess(uint32_t pid);
 
+   KernelFileReader files;
    FileDescriptor root;
    FileDescriptor proc;
-   KernelFileReader files;
    Once<CgroupTree> cgroups;
    Once<ProcessTable> processes;
    std::vector<Once<std::optional<CgroupLimits>>> limits; // by cgroup

@@ -3,14 +3,20 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <span>
+#include <string>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
 
+#include <fcntl.h>
+
 #include "nevra/linux/group_nodes.h"
 #include "nevra/linux/hardware_nodes.h"
 #include "nevra/linux/host_nodes.h"
+#include "nevra/linux/kernel_file.h"
+#include "nevra/linux/kernel_text.h"
 #include "nevra/linux/linux_host.h"
 #include "nevra/linux/memory_client_nodes.h"
 #include "nevra/linux/memory_node_nodes.h"
@@ -169,6 +175,7 @@ class LinuxSource : public Source {
                     Nevra_ParamList &instances) override;
    NevraStatus Set(const NevraNodeDef &node, const Nevra_ParamList &keys,
                    const Nevra_ParamList &values) override;
+   std::span<const std::string> Unreadable() const override { return host.NotRead().Lines(); }
    const char *Signature() const override { return DefinitionSignature(); }
    const char *KernelBuildText() const override { return DefinitionBuildText(); }
 
@@ -207,6 +214,14 @@ NevraStatus LinuxSource::Set(const NevraNodeDef &node, const Nevra_ParamList &ke
 std::unique_ptr<Source> MakeLinuxSource(const std::string &root)
 {
    return std::make_unique<LinuxSource>(root);
+}
+
+std::string ReadHostName(const std::string &root)
+{
+   KernelFileReader files(ReachOf(root));
+   const FileDescriptor folder = KernelFileReader().Open(AT_FDCWD, root.c_str(), O_RDONLY | O_DIRECTORY);
+   std::string_view text = files.ReadRecord(folder.Get(), "proc/sys/kernel/hostname").value_or("");
+   return std::string(TakeLine(text));
 }
 
 } // namespace nevra

@@ -12,6 +12,9 @@ namespace nevra {
 // Reads below the folder `root`: "/" for this host, another folder for a recorded tree.
 std::unique_ptr<Source> MakeLinuxSource(const std::string &root);
 
+// The name that the host gives itself; empty when it gives none.
+std::string ReadHostName(const std::string &root);
+
 } // namespace nevra
 
 #endif

@@ -160,7 +160,8 @@ std::vector<std::string> PoolsOf(LinuxHost &host, int64_t memNode)
 {
    const std::string folder = NodeFolder(host, memNode) + "/hugepages";
    std::vector<std::string> pools;
-   for (const std::string &entry : ListNames(host.Root(), folder.c_str(), EntryKind::Folders, kMostPools)) {
+   for (const std::string &entry :
+        host.Files().ListNames(host.Root(), folder.c_str(), EntryKind::Folders, kMostPools)) {
       std::string_view name = entry;
       name.remove_prefix(name.starts_with(kHugePagesPrefix) ? kHugePagesPrefix.size() : 0);
       if (name.size() < entry.size() && name != kTwoMegabytes && PageSizeOfPool(name).has_value()) {
@@ -168,7 +169,7 @@ std::vector<std::string> PoolsOf(LinuxHost &host, int64_t memNode)
       }
    }
    std::sort(pools.begin(), pools.end());
-   if (Exists(host.Root(), "sys/kernel/mm/transparent_hugepage/enabled")) {
+   if (host.Files().Exists(host.Root(), "sys/kernel/mm/transparent_hugepage/enabled")) {
       pools.emplace_back(kTransparent);
    }
    return pools;
@@ -194,7 +195,7 @@ NevraStatus ReadMemNode(LinuxHost &host, int64_t memNode, MemNodeInfo &record)
 
 NevraStatus ListBuddies(LinuxHost &host, Nevra_ParamList &instances)
 {
-   if (!Exists(host.Proc(), "buddyinfo")) {
+   if (!host.Files().Exists(host.Proc(), "buddyinfo")) {
       return NEVRA_NOT_FOUND;
    }
    for (const Buddy &buddy : BuddiesOf(host)) {
@@ -211,7 +212,7 @@ NevraStatus ReadBuddy(LinuxHost &host, std::string_view name, BuddyComprehensive
    const std::vector<Buddy> buddies = BuddiesOf(host);
    const auto buddy = std::find_if(buddies.begin(), buddies.end(),
                                    [name](const Buddy &candidate) { return candidate.name == name; });
-   std::optional<std::string_view> text = host.Files().ReadAll(host.Proc(), "buddyinfo");
+   std::optional<std::string_view> text = host.Files().ReadAll(host.Proc(), "buddyinfo", Missing::BuddyInfo);
    if (buddy == buddies.end() || !text.has_value()) {
       return NEVRA_NOT_FOUND;
    }

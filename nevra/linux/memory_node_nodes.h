@@ -28,7 +28,8 @@ NevraStatus ReadTwoMegabytePool(LinuxHost &host, int64_t memNode, LPagePoolRecor
 // The other pools: those set aside for pages of other sizes, and "thp", what the kernel makes large by
 // itself.
 NevraStatus ListLargePagePools(LinuxHost &host, int64_t memNode, Nevra_ParamList &instances);
-NevraStatus ReadLargePagePool(LinuxHost &host, int64_t memNode, std::string_view name, LPagePoolRecord &record);
+NevraStatus ReadLargePagePool(LinuxHost &host, int64_t memNode, std::string_view name,
+                              LPagePoolRecord &record);
 
 } // namespace nevra
 

@@ -39,9 +39,11 @@ std::string Path(const std::string &device, const char *file)
 }
 
 // The first line of one of a device's files; empty where there is none.
-std::string ReadDeviceText(LinuxHost &host, const std::string &device, const char *file)
+std::string ReadDeviceText(LinuxHost &host, const std::string &device, const char *file,
+                           Missing what = Missing::Nothing)
 {
-   std::string_view text = host.Files().ReadRecord(host.Root(), Path(device, file).c_str()).value_or("");
+   std::string_view text =
+      host.Files().ReadRecord(host.Root(), Path(device, file).c_str(), what).value_or("");
    return std::string(TakeLine(text));
 }
 
@@ -71,10 +73,10 @@ std::optional<uint32_t> NumaNodeOf(LinuxHost &host, const std::string &device)
 }
 
 // Numbers and dots after the prefix.
-std::vector<std::string> DevicesNamed(const LinuxHost &host, std::string_view prefix)
+std::vector<std::string> DevicesNamed(LinuxHost &host, std::string_view prefix)
 {
    std::vector<std::string> devices;
-   for (std::string &name : ListNames(host.Root(), kDevices, EntryKind::Any, kMostDevices)) {
+   for (std::string &name : host.Files().ListNames(host.Root(), kDevices, EntryKind::Any, kMostDevices)) {
       const bool isOne = name.starts_with(prefix) && name.size() > prefix.size() &&
                          name.find_first_not_of("0123456789.", prefix.size()) == std::string::npos;
       if (isOne) {
@@ -134,7 +136,7 @@ std::optional<Volume> FindVolumeInRegion(LinuxHost &host, std::string_view name,
 
 NevraStatus ListVolumes(LinuxHost &host, Nevra_ParamList &instances)
 {
-   if (!Exists(host.Root(), kDevices)) {
+   if (!host.Files().Exists(host.Root(), kDevices)) {
       return NEVRA_NOT_FOUND;
    }
    for (const Volume &volume : ReadVolumes(host)) {
@@ -180,7 +182,8 @@ NevraStatus ListExtents(LinuxHost &host, std::string_view volumeName, Nevra_Para
    if (!volume.has_value()) {
       return NEVRA_NOT_FOUND;
    }
-   const bool hasAddress = ParseHexNumber(ReadDeviceText(host, volume->device, "resource")).value_or(0) > 0;
+   const bool hasAddress =
+      ParseHexNumber(ReadDeviceText(host, volume->device, "resource", Missing::Extents)).value_or(0) > 0;
    return hasAddress && !instances.IsFull() ? instances.AddInt(0) : NEVRA_OK;
 }
 
@@ -188,7 +191,9 @@ NevraStatus ReadExtent(LinuxHost &host, std::string_view volumeName, int64_t ext
 {
    const std::optional<Volume> volume = extent == 0 ? FindVolume(host, volumeName) : std::nullopt;
    const uint64_t address =
-      volume.has_value() ? ParseHexNumber(ReadDeviceText(host, volume->device, "resource")).value_or(0) : 0;
+      volume.has_value()
+         ? ParseHexNumber(ReadDeviceText(host, volume->device, "resource", Missing::Extents)).value_or(0)
+         : 0;
    if (address == 0) {
       return NEVRA_NOT_FOUND;
    }

@@ -99,7 +99,8 @@ ProcessPath::ProcessPath(uint32_t pid, std::string_view file)
 std::optional<Process> ReadProcess(int proc, uint32_t pid, bool hasKernelThreadDaemon,
                                    KernelFileReader &files)
 {
-   const std::optional<std::string_view> text = files.ReadRecord(proc, ProcessPath(pid, "status").Text());
+   const std::optional<std::string_view> text =
+      files.ReadRecord(proc, ProcessPath(pid, "status").Text(), Missing::ProcessStatus);
    std::optional<ProcessStatus> status =
       text.has_value() ? ParseProcessStatus(*text, pid, hasKernelThreadDaemon) : std::nullopt;
    if (!status.has_value()) {

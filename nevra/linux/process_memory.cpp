@@ -69,32 +69,49 @@ uint64_t MappedMemory::Resident() const
 
 std::optional<MappedMemory> ReadMappedMemory(const Process &process, KernelFileReader &files)
 {
-   const std::optional<std::string_view> text =
-      files.ReadRecord(process.proc, ProcessPath(process.pid, "smaps_rollup").Text());
+   const std::optional<std::string_view> text = files.ReadRecord(
+      process.proc, ProcessPath(process.pid, "smaps_rollup").Text(), Missing::ProcessMappings);
    return text.has_value() && !text->empty() ? std::optional(ParseMapping(*text)) : std::nullopt;
+}
+
+size_t GuestMappingSearch::Take(std::string_view smaps, bool isEnd)
+{
+   const size_t length = smaps.size();
+   while (!smaps.empty() && !isFound) {
+      std::string_view rest = smaps;
+      const std::string_view text = TakeMapping(rest);
+      if (rest.empty() && !isEnd) {
+         break; // more lines of it may come
+      }
+      smaps = rest;
+      const MappedMemory mapping = ParseMapping(text);
+      isFound = guestKB.has_value() && mapping.size == *guestKB;
+      if (isFound || (mapping.size > 0 && (!best.has_value() || mapping.size > best->size))) {
+         best = mapping;
+      }
+   }
+   return length - smaps.size();
 }
 
 std::optional<MappedMemory> ParseGuestMapping(std::string_view smaps, std::optional<uint64_t> guestKB)
 {
-   std::optional<MappedMemory> found;
-   while (!smaps.empty()) {
-      const MappedMemory mapping = ParseMapping(TakeMapping(smaps));
-      if (guestKB.has_value() && mapping.size == *guestKB) {
-         return mapping;
-      }
-      if (mapping.size > 0 && (!found.has_value() || mapping.size > found->size)) {
-         found = mapping;
-      }
-   }
-   return found;
+   GuestMappingSearch search(guestKB);
+   search.Take(smaps, true);
+   return search.Best();
 }
 
 std::optional<MappedMemory> ReadGuestMapping(const Process &process, std::optional<uint64_t> guestKB,
                                              KernelFileReader &files)
 {
-   const std::optional<std::string_view> text =
-      files.ReadAll(process.proc, ProcessPath(process.pid, "smaps").Text());
-   return text.has_value() ? ParseGuestMapping(*text, guestKB) : std::nullopt;
+   GuestMappingSearch search(guestKB);
+   const bool isRead = files.ReadInParts(
+      process.proc, ProcessPath(process.pid, "smaps").Text(),
+      [&search](std::string_view text, bool isEnd) {
+         const size_t taken = search.Take(text, isEnd);
+         return search.IsFound() ? KernelFileReader::kEnough : taken;
+      },
+      Missing::GuestMappings);
+   return isRead ? search.Best() : std::nullopt;
 }
 
 } // namespace nevra

@@ -37,6 +37,23 @@ std::optional<MappedMemory> ReadMappedMemory(const Process &process, KernelFileR
 std::optional<MappedMemory> ReadGuestMapping(const Process &process, std::optional<uint64_t> guestKB,
                                              KernelFileReader &files);
 
+// The same search through a text that comes in parts, as the mappings of a process can be many.
+class GuestMappingSearch {
+ public:
+   explicit GuestMappingSearch(std::optional<uint64_t> guestSizeKB) : guestKB(guestSizeKB) {}
+
+   // Gives how many bytes it took: all mappings but the last, and that one, too, at the end.
+   size_t Take(std::string_view smaps, bool isEnd);
+
+   bool IsFound() const { return isFound; } // the one of exactly that size
+   const std::optional<MappedMemory> &Best() const { return best; }
+
+ private:
+   std::optional<uint64_t> guestKB;
+   std::optional<MappedMemory> best;
+   bool isFound = false;
+};
+
 std::optional<MappedMemory> ParseGuestMapping(std::string_view smaps, std::optional<uint64_t> guestKB);
 
 } // namespace nevra

@@ -76,7 +76,8 @@ void IndexByCgroup(ProcessTable &table, const CgroupTree &tree)
 ProcessTable ReadProcessTable(int proc, const CgroupTree &tree, KernelFileReader &files)
 {
    ProcessTable table;
-   for (const std::string &name : ListNames(proc, ".", EntryKind::Folders, size_t{kMaxPid} * 2)) {
+   for (const std::string &name :
+        files.ListNames(proc, ".", EntryKind::Folders, size_t{kMaxPid} * 2, Missing::Proc)) {
       if (const std::optional<uint32_t> pid = ParsePid(name)) {
          table.processes.push_back({*pid, kUnknownCgroup});
       }

@@ -21,54 +21,44 @@ constexpr size_t kMostDescriptors = 1024;
 constexpr size_t kLongestCommand = size_t{1} << 20;
 
 // An emulator may give itself another name ("-name guest=a,process=b"), but not to its program.
-bool RunsEmulator(const Process &process)
+bool RunsEmulator(const Process &process, Missing what, KernelFileReader &files)
 {
-   char target[4096];
-   const ssize_t length =
-      readlinkat(process.proc, ProcessPath(process.pid, "exe").Text(), target, sizeof target);
-   const std::string_view path(target, length > 0 ? static_cast<size_t>(length) : 0);
-   return path.substr(path.rfind('/') + 1).starts_with(kEmulatorPrefix);
+   const std::string path =
+      files.ReadLink(process.proc, ProcessPath(process.pid, "exe").Text(), what);
+   return std::string_view(path).substr(path.rfind('/') + 1).starts_with(kEmulatorPrefix);
 }
 
-bool HoldsVmDescriptor(const Process &process)
+bool HoldsVmDescriptor(const Process &process, KernelFileReader &files)
 {
-   const FileDescriptor folder = OpenFolder(process.proc, ProcessPath(process.pid, "fd").Text());
+   const FileDescriptor folder =
+      files.OpenFolder(process.proc, ProcessPath(process.pid, "fd").Text(), Missing::ProcessMarks);
    if (!folder.IsOpen()) {
       return false;
    }
-   for (const std::string &name : ListNames(folder.Get(), ".", EntryKind::Links, kMostDescriptors)) {
-      char target[64];
-      const ssize_t length = readlinkat(folder.Get(), name.c_str(), target, sizeof target);
-      if (length > 0 && std::string_view(target, static_cast<size_t>(length)) == kVmDescriptor) {
+   for (const std::string &name : files.ListNames(folder.Get(), ".", EntryKind::Links, kMostDescriptors)) {
+      if (files.ReadLink(folder.Get(), name.c_str()) == kVmDescriptor) {
          return true;
       }
    }
    return false;
 }
 
-// "4096", "4G", "512M": megabytes where there is no unit.
+// "4096", "4G", "512M": megabytes where there is no unit. Anybody can write anything there: what no processor
+// can address is not believed, so that it cannot make a sum overflow.
 std::optional<uint64_t> ParseMemoryKB(std::string_view text)
 {
+   constexpr uint64_t kLargestKB = uint64_t{1} << 42; // physical addresses of 52 bits
    const std::optional<uint64_t> number = ParseNumber(text);
-   if (!number.has_value()) {
-      return std::nullopt;
-   }
    const size_t unitAt = text.find_first_not_of("0123456789");
    const char unit = unitAt != std::string_view::npos ? text[unitAt] : 'M';
-   switch (std::toupper(static_cast<unsigned char>(unit))) {
-   case 'B':
-      return *number / 1024;
-   case 'K':
-      return *number;
-   case 'M':
-      return MultiplyClamped(*number, uint64_t{1} << 10);
-   case 'G':
-      return MultiplyClamped(*number, uint64_t{1} << 20);
-   case 'T':
-      return MultiplyClamped(*number, uint64_t{1} << 30);
-   default:
+   const size_t power =
+      std::string_view("BKMGT").find(static_cast<char>(std::toupper(static_cast<unsigned char>(unit))));
+   if (!number.has_value() || power == std::string_view::npos) {
       return std::nullopt;
    }
+   const uint64_t kb =
+      power == 0 ? *number / 1024 : MultiplyClamped(*number, uint64_t{1} << (10 * (power - 1)));
+   return kb <= kLargestKB ? std::optional(kb) : std::nullopt;
 }
 
 // The value of `key` in "value,key=value,...", whose first part may go without its key. A doubled comma is a
@@ -104,7 +94,7 @@ std::optional<std::string> FindOption(std::string_view options, std::string_view
 
 bool MayRunVms(int root, KernelFileReader &files)
 {
-   if (!Exists(root, "dev/kvm")) {
+   if (!files.Exists(root, "dev/kvm")) {
       return false;
    }
    // The processor's module is held by each VM. Where it is built in, nobody counts.
@@ -120,7 +110,7 @@ bool MayRunVms(int root, KernelFileReader &files)
    return !isCounted;
 }
 
-bool IsVm(const Process &process, bool mayRunVms)
+bool IsVm(const Process &process, bool mayRunVms, KernelFileReader &files)
 {
    // A VM that has ended and waits for its parent has no memory left, nor a command to tell its name.
    if (process.status.isKernelThread || process.status.vmSize == 0) {
@@ -128,7 +118,7 @@ bool IsVm(const Process &process, bool mayRunVms)
    }
    return process.status.name.starts_with(kEmulatorPrefix) ||
           (process.status.threads > 1 &&
-           (RunsEmulator(process) || (mayRunVms && HoldsVmDescriptor(process))));
+           (RunsEmulator(process, mayRunVms ? Missing::ProcessMarks : Missing::Nothing, files) || (mayRunVms && HoldsVmDescriptor(process, files))));
 }
 
 VmCommand ParseVmCommand(std::string_view words)
@@ -155,8 +145,8 @@ VmCommand ParseVmCommand(std::string_view words)
 
 VmCommand ReadVmCommand(const Process &process, KernelFileReader &files)
 {
-   const std::optional<std::string_view> words =
-      files.ReadAll(process.proc, ProcessPath(process.pid, "cmdline").Text(), kLongestCommand);
+   const std::optional<std::string_view> words = files.ReadAll(
+      process.proc, ProcessPath(process.pid, "cmdline").Text(), Missing::CommandLines, kLongestCommand);
    return words.has_value() ? ParseVmCommand(*words) : VmCommand();
 }
 

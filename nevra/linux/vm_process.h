@@ -19,7 +19,7 @@ bool MayRunVms(int root, KernelFileReader &files);
 // A process that is an emulator by its name or its program, or that holds a VM's descriptor. The program is
 // asked for only where there are several threads: a VM needs one for each of its processors, and one that
 // looks after it. So are the descriptors, and only when `mayRunVms`.
-bool IsVm(const Process &process, bool mayRunVms);
+bool IsVm(const Process &process, bool mayRunVms, KernelFileReader &files);
 
 // What a VM was started with.
 struct VmCommand {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -579,6 +580,46 @@ TEST(UseCache, TextsOfAListOutliveTheCacheTheyCameFrom)
    EXPECT_EQ(first(heaps()), name);
    EXPECT_EQ(Nevra_UseCache("/nonexistent/snapshot", 0), NEVRA_NOT_FOUND);
    EXPECT_EQ(first(heaps()), name) << "a cache that cannot be opened leaves the one before";
+}
+
+// ---- the live kernel
+
+void ListGroupsWithoutDescriptors()
+{
+   const rlimit none = {3, 3};
+   const bool isSet = setrlimit(RLIMIT_NOFILE, &none) == 0;
+   const ListPtr root = MakeList();
+   Nevra_ParamListAddInt(root.get(), 0);
+   Nevra_ParamList *members = nullptr;
+   const NevraStatus status =
+      Nevra_GetInstanceListAlloc(NEVRA_NODE_sched_groups_members_groups, root.get(), &members);
+   _exit(isSet && status == NEVRA_TOO_MANY_OPEN_FILES && members == nullptr ? 0 : 1);
+}
+
+TEST(LiveKernelDeathTest, WithoutDescriptorsThereAreNoGroupsButAnError)
+{
+   GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has read nothing yet
+   EXPECT_EXIT(ListGroupsWithoutDescriptors(), testing::ExitedWithCode(0), "");
+}
+
+void ListHeapsTwiceAsNobody()
+{
+   bool isRefused = setgid(65534) == 0 && setuid(65534) == 0;
+   for (int time = 0; time < 2; time++) {
+      Nevra_ParamList *heaps = nullptr;
+      isRefused &= Nevra_GetInstanceListAlloc(NEVRA_NODE_system_heaps, nullptr, &heaps) == NEVRA_NOT_FOUND;
+   }
+   _exit(isRefused ? 0 : 1);
+}
+
+TEST(LiveKernelDeathTest, WhatTheKernelRefusesIsSaidOnce)
+{
+   if (geteuid() != 0) {
+      GTEST_SKIP() << "becomes another user, which only root can";
+   }
+   GTEST_FLAG_SET(death_test_style, "threadsafe");
+   EXPECT_EXIT(ListHeapsTwiceAsNobody(), testing::ExitedWithCode(0),
+               "^/proc/slabinfo: Permission denied; heaps are not shown\n$");
 }
 
 } // namespace

@@ -45,6 +45,7 @@ typedef struct Nevra_Param Nevra_Param;         /* opaque: one entry of a list *
 #define NEVRA_NOT_SUPPORTED ((NevraStatus)0xbad0017)
 #define NEVRA_VERSION_MISMATCH                                                                               \
    ((NevraStatus)0xbad0018) /* node definitions or snapshot format of another version */
+#define NEVRA_TOO_MANY_OPEN_FILES ((NevraStatus)0xbad0021)
 #define NEVRA_NOT_INITIALIZED ((NevraStatus)0xbad0031)
 
 /* The kinds of parameter list. */

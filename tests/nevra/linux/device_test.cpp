@@ -1,10 +1,12 @@
 // Persistent memory, processors and PCI registers over recorded trees.
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include "tests/nevra/linux/live_source.h"
 #include "tests/nevra/linux/recorded_tree.h"
@@ -372,11 +374,33 @@ TEST(LinuxHardware, RegistersBeyondTheFileAreNotFoundAndNotWritten)
              NEVRA_NOT_FOUND);
 }
 
+// While it lives, no file of this process may grow.
+class NoRoomInFiles {
+ public:
+   NoRoomInFiles() : handler(std::signal(SIGXFSZ, SIG_IGN))
+   {
+      EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+      const rlimit none = {0, before.rlim_max};
+      EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
+   }
+   ~NoRoomInFiles()
+   {
+      setrlimit(RLIMIT_FSIZE, &before);
+      std::signal(SIGXFSZ, handler);
+   }
+   NoRoomInFiles(const NoRoomInFiles &) = delete;
+   NoRoomInFiles &operator=(const NoRoomInFiles &) = delete;
+
+ private:
+   rlimit before = {};
+   void (*handler)(int);
+};
+
 TEST(LinuxHardware, WritesThatTheDeviceDoesNotTakeAreErrors)
 {
    RecordedTree tree;
    const std::string devices = "sys/bus/pci/devices/";
-   tree.Link(devices + "0000:00:01.0/config", "/dev/full");
+   tree.File(devices + "0000:00:01.0/config", "");
    tree.Folder(devices + "0000:00:02.0/config");
    LiveSource source(tree.Root());
    const NodeId node = NodeId::hardware_pci_seg_bus_slot_func_pciConfigReg_size_addr;
@@ -385,7 +409,10 @@ TEST(LinuxHardware, WritesThatTheDeviceDoesNotTakeAreErrors)
       const auto values = LiveSource::MakeList(numbers, NEVRA_LIST_VALUES);
       return (*source).Set(nevra::Definition(node), *keys, *values);
    };
-   EXPECT_EQ(set(1, {1}), NEVRA_WRITE_ERROR);
+   {
+      const NoRoomInFiles noRoom;
+      EXPECT_EQ(set(1, {1}), NEVRA_WRITE_ERROR);
+   }
    EXPECT_EQ(set(2, {1}), NEVRA_NOT_FOUND) << "a folder";
    EXPECT_EQ(set(1, {}), NEVRA_BAD_PARAMETER);
    EXPECT_EQ(set(1, {1, 2}), NEVRA_BAD_PARAMETER);

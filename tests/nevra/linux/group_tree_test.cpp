@@ -12,8 +12,11 @@
 namespace {
 
 using nevra::NodeId;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 constexpr int64_t kProcess = 0x40000000;
 constexpr int64_t kVmm = 0x20000000;
@@ -586,7 +589,10 @@ TEST(LinuxGroups, DeepTreesEnd)
       levels++;
       members = MembersOf(source, members[0]);
    }
-   EXPECT_EQ(levels, 65) << "64 cgroups and the process of the one that is too deep";
+   EXPECT_EQ(levels, 10) << "nine cgroups, and the process of one that is too deep in the last of them";
+   EXPECT_THAT((*source).Unreadable(),
+               Contains(HasSubstr("/sys/fs/cgroup: cgroups deeper than 9 levels; their "
+                                  "processes are shown in their ancestor at that level")));
    EXPECT_EQ(
       +source.Read<GroupMemoryStatsRecord>(NodeId::sched_groups_stats_memoryStats, {kProcess + 50}).consumed,
       5u);
@@ -648,6 +654,54 @@ TEST(LinuxGroups, AMissingRootFolderHasOneEmptyGroup)
    EXPECT_THAT(MembersOf(source, 0), IsEmpty());
    EXPECT_EQ(source.StatusOf<CompMemMapStats>(NodeId::memory_comprehensive), NEVRA_NOT_FOUND);
    EXPECT_EQ(source.StatusOf<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar), NEVRA_NOT_FOUND);
+}
+
+TEST(LinuxGroups, MoreTagsThanAReportAddsUpAreSaid)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   for (int i = 0; i < 511; i++) {
+      tree.V2("t" + std::to_string(i) + ".slice", "cgroup.procs", "");
+   }
+   tree.V2("same-tag-one", "cgroup.procs", "");
+   const auto lines = [&tree] {
+      LiveSource source(tree.Root());
+      MembersOf(source, 0);
+      return std::vector<std::string>((*source).Unreadable().begin(), (*source).Unreadable().end());
+   };
+   EXPECT_THAT(lines(), Contains(HasSubstr("more than 512 tags; the tag rows of group-stats leave some out")))
+      << "the root's is one, too";
+   tree.Remove("sys/fs/cgroup/t0.slice");
+   tree.V2("same-tag-two", "cgroup.procs", "");
+   EXPECT_THAT(lines(), Not(Contains(HasSubstr("tags"))));
+}
+
+TEST(LinuxGroups, WhatIsNotMountedIsSaid)
+{
+   RecordedTree tree;
+   {
+      LiveSource source(tree.Root());
+      MembersOf(source, 0);
+      EXPECT_THAT(
+         (*source).Unreadable(),
+         ElementsAre("/proc: not mounted; processes, VMs and the host's memory are not shown",
+                     "/sys: not mounted; cgroups, page sharing, huge pages and persistent memory are not "
+                     "shown",
+                     "/sys/fs/cgroup: no hierarchy is mounted; all processes are shown directly below the "
+                     "root"));
+   }
+   tree.HostMemory();
+   tree.MountV2();
+   {
+      LiveSource source(tree.Root());
+      MembersOf(source, 0);
+      EXPECT_THAT((*source).Unreadable(), IsEmpty());
+   }
+   tree.V2("", "cgroup.controllers", "cpu\n");
+   LiveSource source(tree.Root());
+   MembersOf(source, 0);
+   EXPECT_THAT((*source).Unreadable(),
+               ElementsAre("/sys/fs/cgroup: no memory controller; cgroups are shown without memory figures"));
 }
 
 } // namespace

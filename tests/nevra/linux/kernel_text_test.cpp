@@ -158,7 +158,11 @@ TEST(VmCommand, NameAndMemoryInEveryForm)
    EXPECT_EQ(Parse({"qemu", "-m", "1G,slots=2,maxmem=8g"}).largestMemoryKB, 8u << 20);
    EXPECT_EQ(Parse({"qemu", "-m", "3T"}).memoryKB, 3u << 30);
    EXPECT_EQ(Parse({"qemu", "-m", "4096b"}).memoryKB, 4u);
-   EXPECT_EQ(Parse({"qemu", "-m", "99999999999T"}).memoryKB, kUnlimited);
+   EXPECT_EQ(Parse({"qemu", "-m", "4096T"}).memoryKB, uint64_t{1} << 42);
+   for (const char *unbelievable :
+        {"4097T", "99999999999T", "18446744073709551615T", "18446744073709551615K"}) {
+      EXPECT_EQ(Parse({"qemu", "-m", unbelievable}).memoryKB, std::nullopt) << "sums must not overflow";
+   }
    EXPECT_EQ(Parse({"qemu", "-m", "slots=2,size=2G"}).memoryKB, 2u << 20);
    EXPECT_EQ(Parse({"qemu", "-m", "slots=2,4G"}).memoryKB, std::nullopt)
       << "only the first goes without its key";

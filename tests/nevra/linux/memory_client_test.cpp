@@ -1,5 +1,7 @@
 // User worlds and VMs as memory clients, over recorded trees.
+#include <cstdio>
 #include <string>
+#include <string_view>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -376,6 +378,52 @@ TEST(GuestMapping, IsTheOneOfTheGuestsSizeElseTheLargest)
    EXPECT_EQ(+nevra::ParseGuestMapping("1-2 r\nSize: 9 kB\n3-4\nRss: 7 kB\na-b: 5 kB\nPss: 1 kB\n", 9)->rss,
              7u)
       << "neither an address alone nor a key with a dash begins a mapping";
+}
+
+// "SIZE kB" mappings of a process, each as long as the kernel writes them.
+std::string MappingText(uint64_t address, uint64_t sizeKB)
+{
+   char head[128];
+   std::snprintf(head, sizeof head, "%012llx-%012llx rw-p 00000000 00:00 0 \n",
+                 static_cast<unsigned long long>(address),
+                 static_cast<unsigned long long>(address + sizeKB * 1024));
+   const std::string size = std::to_string(sizeKB);
+   return head + ("Size:           " + size + " kB\n") + "KernelPageSize:        4 kB\n" +
+          "Rss:                " + size + " kB\n" + "Referenced:         " + size + " kB\n" +
+          "VmFlags: rd wr mr mw me ac sd \n";
+}
+
+TEST(LinuxVm, TheGuestIsFoundAmongAnyNumberOfMappings)
+{
+   std::string smaps;
+   uint64_t address = 0x10000000;
+   while (smaps.size() < (size_t{17} << 20)) {
+      smaps += MappingText(address, 4);
+      address += 8192;
+   }
+   smaps += MappingText(address, 65536);
+   RecordedTree tree;
+   tree.HostMemory();
+   tree.Process(61, {.name = "qemu-system-x86", .vmSize = 900000, .vmRss = 400000, .threads = 3});
+   tree.File("proc/61/smaps", smaps);
+   LiveSource source(tree.Root());
+   const auto vm = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {61});
+   EXPECT_EQ(+vm.memSize, 65536u);
+   EXPECT_EQ(+vm.mapped, 65536u);
+   EXPECT_EQ(+vm.touched, 65536u);
+}
+
+TEST(GuestMappingSearch, TakesWholeMappingsOnly)
+{
+   const std::string text = MappingText(0x1000, 4) + MappingText(0x9000, 64) + MappingText(0x90000, 8);
+   for (size_t cut = 0; cut <= text.size(); cut++) {
+      nevra::GuestMappingSearch search(std::nullopt);
+      const size_t taken = search.Take(std::string_view(text).substr(0, cut), false);
+      ASSERT_LE(taken, cut);
+      search.Take(std::string_view(text).substr(taken), true);
+      ASSERT_TRUE(search.Best().has_value());
+      EXPECT_EQ(search.Best()->rss, 64u) << cut;
+   }
 }
 
 } // namespace

@@ -15,7 +15,7 @@
 inline std::string MemoryHierarchy(bool *isV1)
 {
    nevra::KernelFileReader files;
-   const nevra::FileDescriptor root = nevra::OpenFolder(-1, "/");
+   const nevra::FileDescriptor root = files.OpenFolder(-1, "/");
    const nevra::CgroupMounts mounts = nevra::FindCgroupMounts(root.Get(), files);
    *isV1 = mounts.version == nevra::CgroupVersion::V1;
    return mounts.memory.IsOpen()
