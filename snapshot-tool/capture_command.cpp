@@ -4,7 +4,6 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 
 #include "nevra/linux/linux_source.h"
 #include "nevra/snapshot/capture.h"
@@ -16,15 +15,6 @@
 #include "snapshot-tool/write_snapshot.h"
 
 namespace {
-
-// The name that the host below the root gives itself; empty when it gives none.
-std::string ReadHostName(const std::filesystem::path &root)
-{
-   std::ifstream file(root / "proc/sys/kernel/hostname");
-   std::string name;
-   std::getline(file, name);
-   return name;
-}
 
 // Now, or what SOURCE_DATE_EPOCH says, so that a capture of a recorded tree can be repeated byte by byte.
 int64_t CaptureTime()
@@ -64,6 +54,9 @@ bool CaptureHost(const std::string &root, nevra::SnapshotTree *tree)
    const bool done = CaptureTree(
       *source, tree, [&](uint64_t answers) { progress.Update(answers, 0); }, &problem,
       nevra::kMaxSnapshotBytes);
+   for (const std::string &line : source->Unreadable()) {
+      Warning("hostmem-snapshot: %s\n", line.c_str());
+   }
    if (!done) {
       Complain(root, problem);
    }
@@ -80,7 +73,7 @@ int CaptureCommand(const std::string &root, const std::string &output)
       return kExitFailed;
    }
    nevra::SnapshotTree tree;
-   tree.host = ReadHostName(root);
+   tree.host = nevra::ReadHostName(root);
    tree.captured = CaptureTime();
    const std::string path = output.empty() ? DefaultOutput(tree) : output;
    if (!CaptureHost(root, &tree) || !WriteSnapshot(&tree, root, path)) {

@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include "nevra/definitions.h"
@@ -319,6 +320,14 @@ TEST_F(SnapshotTool, WrongCommandLineIsTwoAndHelpIsZero)
                testing::HasSubstr("Exit status: 0 when done, 1 when it failed, 2 for a wrong"));
 }
 
+// What a capture of an empty tree says.
+const std::string kNothingIsThere =
+   "hostmem-snapshot: /proc: not mounted; processes, VMs and the host's memory are not shown\n"
+   "hostmem-snapshot: /sys: not mounted; cgroups, page sharing, huge pages and persistent memory are not "
+   "shown\n"
+   "hostmem-snapshot: /sys/fs/cgroup: no hierarchy is mounted; all processes are shown directly below the "
+   "root\n";
+
 TEST_F(SnapshotTool, CaptureOfAnEmptyTreeCanBeRepeated)
 {
    fs::create_directories(folder / "root/proc/sys/kernel");
@@ -328,14 +337,14 @@ TEST_F(SnapshotTool, CaptureOfAnEmptyTreeCanBeRepeated)
                            " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root -o " +
                            name)
                    .output,
-                "");
+                kNothingIsThere);
    }
    EXPECT_NE(Read("a"), "");
    EXPECT_EQ(Read("a"), Read("b"));
    EXPECT_THAT(Run("info a").output, testing::HasSubstr("host                   elm/7\n"));
    const Outcome outcome = RunCommand(
       "cd " + folder.string() + " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root");
-   EXPECT_EQ(outcome.output, "elm_7-20231114T221320Z.snapshot\n");
+   EXPECT_EQ(outcome.output, kNothingIsThere + "elm_7-20231114T221320Z.snapshot\n");
    EXPECT_EQ(Read("elm_7-20231114T221320Z.snapshot"), Read("a"));
 }
 
@@ -346,7 +355,7 @@ TEST_F(SnapshotTool, CaptureWithoutAFixedTimeIsOfNow)
       EXPECT_EQ(
          RunCommand("cd " + folder.string() + " && " + epoch + " " SNAPSHOT_TOOL " capture --root root -o a")
             .output,
-         "");
+         kNothingIsThere);
       const std::string info = Run("info a").output;
       const size_t at = info.find("captured               ");
       return at != std::string::npos ? info.substr(at + 23, 4) : info;
@@ -364,13 +373,13 @@ TEST_F(SnapshotTool, CaptureOfAHostWithoutANameIsNamedHost)
    fs::create_directories(folder / "root/proc");
    const Outcome outcome = RunCommand(
       "cd " + folder.string() + " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root");
-   EXPECT_EQ(outcome.output, "host-20231114T221320Z.snapshot\n");
+   EXPECT_EQ(outcome.output, kNothingIsThere + "host-20231114T221320Z.snapshot\n");
    fs::create_directories(folder / "root/proc/sys/kernel");
    Write("root/proc/sys/kernel/hostname", "a-Z_0.9 [`{@/\n");
    EXPECT_EQ(RunCommand("cd " + folder.string() +
                         " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root")
                 .output,
-             "a-Z_0_9______-20231114T221320Z.snapshot\n");
+             kNothingIsThere + "a-Z_0_9______-20231114T221320Z.snapshot\n");
 }
 
 TEST_F(SnapshotTool, CaptureThatCannotBeKeptOrNamedIsAFailure)
@@ -380,11 +389,28 @@ TEST_F(SnapshotTool, CaptureThatCannotBeKeptOrNamedIsAFailure)
    EXPECT_EQ(Run("capture --root file -o a").output, "hostmem-snapshot: file: not a folder\n");
    Outcome outcome = Run("capture --root root -o missing/a");
    EXPECT_EQ(outcome.status, 1);
-   EXPECT_EQ(outcome.output, "hostmem-snapshot: missing/a: cannot be written: No such file or directory\n");
+   EXPECT_EQ(outcome.output,
+             kNothingIsThere + "hostmem-snapshot: missing/a: cannot be written: No such file or directory\n");
    outcome = Run("capture --root root > /dev/full");
    EXPECT_EQ(outcome.status, 1);
    EXPECT_EQ(outcome.output,
-             "hostmem-snapshot: standard output: cannot be written: No space left on device\n");
+             kNothingIsThere +
+                "hostmem-snapshot: standard output: cannot be written: No space left on device\n");
+}
+
+TEST_F(SnapshotTool, CaptureTakesNoHostNameFromOutsideOfTheTree)
+{
+   fs::create_directories(folder / "root/proc/sys/kernel");
+   Write("secret", "secret\n");
+   for (const char *target : {"/dev/zero", "../../../../secret", "missing"}) {
+      fs::remove(folder / "root/proc/sys/kernel/hostname");
+      fs::create_symlink(target, folder / "root/proc/sys/kernel/hostname");
+      EXPECT_EQ(Run("capture --root root -o a").status, 0) << target;
+      EXPECT_THAT(Run("info a").output, testing::Not(testing::HasSubstr("secret"))) << target;
+   }
+   fs::remove(folder / "root/proc/sys/kernel/hostname");
+   ASSERT_EQ(mkfifo((folder / "root/proc/sys/kernel/hostname").c_str(), 0600), 0);
+   EXPECT_EQ(Run("capture --root root -o a").status, 0) << "and nobody waits for one who writes to the pipe";
 }
 
 TEST_F(SnapshotTool, CaptureOfAMissingTreeIsAFailure)
