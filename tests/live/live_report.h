@@ -21,7 +21,7 @@ struct LiveReport {
 };
 
 // Runs `hostmem -r REPORT -q` and the further arguments. Fails the test unless it exits 0, writes nothing to
-// standard error, and each line has as many fields as the first.
+// standard error but what the kernel refused, and each line has as many fields as the first.
 LiveReport RunLiveReport(const std::string &report, const std::vector<std::string> &arguments = {});
 
 // The groups of a process, of a VM's VMM and of its emulator.
