@@ -4,7 +4,6 @@
 #include <cstring>
 #include <filesystem>
 
-#include "frontend/report_descriptions.h"
 #include "frontend/report_table.h"
 #include "report/column_table.h"
 #include "report/report_description.h"
@@ -13,7 +12,7 @@ namespace {
 
 const ReportColumn *GroupStatsColumns()
 {
-   return DescribeReport(FindReport("group-stats")).columns;
+   return FindReport("group-stats")->description->columns;
 }
 
 } // namespace

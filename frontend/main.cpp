@@ -19,7 +19,7 @@ namespace {
 struct CommandLine {
    bool force = false;
    const char *cachePath = nullptr;
-   size_t report = kReportCount; // none chosen
+   const ReportEntry *report = nullptr; // none chosen
 };
 
 constexpr int kSuccess = 0;
@@ -48,12 +48,12 @@ int ParseCommandLine(int argc, char **argv, CommandLine *commandLine)
          return kFailure;
       case 'r':
          commandLine->report = FindReport(optarg);
-         if (commandLine->report == kReportCount) {
+         if (commandLine->report == nullptr) {
             Warning("Invalid report %s\n", optarg);
             PrintUsage(argv[0]);
             return kFailure;
          }
-         if (commandLine->cachePath != nullptr && commandLine->report == kDcpmmStatsIndex) {
+         if (commandLine->cachePath != nullptr && commandLine->report->source == ReportSource::LiveOnly) {
             Warning("DCPMM report does not work on cache file\n");
             return kFailure;
          }
@@ -92,8 +92,8 @@ bool CheckDefinitions(bool force)
    return force;
 }
 
-// A file that is opened in the place of a standard stream that is closed would get what is meant for that.
-// What takes the place instead is not for writing, so that output still fails.
+// If a standard stream is closed, the next open() would take its descriptor, and the stream's output would go
+// to that file. /dev/null takes it instead, opened for reading, so that output still fails.
 void HoldStandardStreams()
 {
    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; stream++) {
@@ -125,11 +125,12 @@ int Run(int argc, char **argv)
    if (!CheckDefinitions(commandLine.force)) {
       return kFailure;
    }
-   if (commandLine.report == kReportCount) {
+   if (commandLine.report == nullptr) {
       PrintUsage(argv[0]);
       return kSuccess;
    }
-   return RunReport(commandLine.report, argc, argv) == NEVRA_OK ? kSuccess : kFailure;
+   const ReportEntry &report = *commandLine.report;
+   return report.run({report.name, argc, argv}) == NEVRA_OK ? kSuccess : kFailure;
 }
 
 // Whether all output has arrived: a report that is cut short by a full disk must not look like a whole one.
@@ -145,7 +146,7 @@ bool OutputArrived()
    return false;
 }
 
-// Nobody catches what operator new would throw. What was printed up to here is written.
+// operator new's exception is not caught anywhere. What was printed up to here is written.
 void EndWithoutMemory()
 {
    Warning("Out of memory\n");

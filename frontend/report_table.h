@@ -2,20 +2,25 @@
 #ifndef FRONTEND_REPORT_TABLE_H
 #define FRONTEND_REPORT_TABLE_H
 
-#include <cstddef>
+#include <span>
 
 #include "nevra/nevra.h"
+#include "report/report_description.h"
+#include "report/report_options.h"
 
-// Report types in dispatch order, which is not that of the usage text.
-inline constexpr size_t kReportCount = 19;
-extern const char *const reportNames[kReportCount];
+enum class ReportSource : uint8_t { LiveOrCache, LiveOnly };
 
-inline constexpr size_t kDcpmmStatsIndex = 18; // works on the live host alone
+struct ReportEntry {
+   const char *name;
+   NevraStatus (*run)(const ReportArguments &arguments);
+   const ReportDescription *description;
+   ReportSource source;
+};
 
-// The index of a report type, in any case; kReportCount when there is none of that name.
-size_t FindReport(const char *name);
+// In the order of the usage text.
+std::span<const ReportEntry> Reports();
 
-// Runs a report over the rest of the argument vector. Returns the status of the step that ended it.
-NevraStatus RunReport(size_t index, int argc, char **argv);
+// The report of a type, in any case; null when there is none of that name.
+const ReportEntry *FindReport(const char *name);
 
 #endif

@@ -15,7 +15,6 @@
 #include <getopt.h>
 #include <unistd.h>
 
-#include "frontend/report_descriptions.h"
 #include "frontend/report_table.h"
 #include "fuzz/captured_output.h"
 #include "fuzz/fuzz_check.h"
@@ -57,8 +56,8 @@ std::vector<std::vector<ReportColumn>> columnsOfReports;
 
 void RememberColumns()
 {
-   for (size_t report = 0; report < kReportCount; report++) {
-      const ReportColumn *column = DescribeReport(report).columns;
+   for (const ReportEntry &report : Reports()) {
+      const ReportColumn *column = report.description->columns;
       std::vector<ReportColumn> columns;
       for (; column->name != nullptr; column++) {
          columns.push_back(*column);
@@ -70,8 +69,8 @@ void RememberColumns()
 // The tables are a report's own, and a selection changes them for the rest of the process.
 void RestoreColumns()
 {
-   for (size_t report = 0; report < kReportCount; report++) {
-      std::ranges::copy(columnsOfReports[report], const_cast<ReportColumn *>(DescribeReport(report).columns));
+   for (size_t i = 0; i < Reports().size(); i++) {
+      std::ranges::copy(columnsOfReports[i], const_cast<ReportColumn *>(Reports()[i].description->columns));
    }
 }
 

@@ -103,7 +103,8 @@ void WriteKernelFileSeeds(const fs::path &folder, const fs::path &host)
 // Every report, with each of its first questions answered otherwise once.
 void WriteReportSeeds(const fs::path &folder)
 {
-   for (const char *name : reportNames) {
+   for (const ReportEntry &report : Reports()) {
+      const char *name = report.name;
       for (int question = 1; question <= 12; question++) {
          for (const char *answer : {"1", "7abcdefgh", "8xyz"}) {
             const std::string seed = std::to_string(question) + " " + answer + "\n";
@@ -176,8 +177,7 @@ int main(int argc, char **argv)
    }
    WriteDictionary(folder / "import_fuzzer.dict");
    WriteSteeringSeeds(folder / "import_fuzzer");
-   fs::copy(folder / "import_fuzzer", folder / "snapshot_tool_fuzzer",
-            fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+   fs::copy(folder / "import_fuzzer", folder / "snapshot_tool_fuzzer", fs::copy_options::overwrite_existing);
    fs::copy(folder / "import_fuzzer.dict", folder / "snapshot_tool_fuzzer.dict",
             fs::copy_options::overwrite_existing);
    return 0;

@@ -151,10 +151,10 @@ void CheckRows(FuzzedDataProvider &input, const std::vector<ReportColumn> &colum
       }
       const bool csvMode = input.ConsumeBool();
       const bool isTotalRow = input.ConsumeBool();
-      PrintReportRow(columns.data(), csvMode, isTotalRow, cells);
+      PrintReportRow(columns.data(), csvMode, isTotalRow, cells.data());
       expected += ModelRow(columns.data(), csvMode, isTotalRow, values);
    }
-   DescribeColumns(columns.data());
+   DescribeColumns(kCsvTable, columns.data());
    expected += ModelDescription(columns);
    Require(output.Text() == expected, "printed:\n" + output.Text() + "\nexpected:\n" + expected);
 }

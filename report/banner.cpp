@@ -1,9 +1,25 @@
 #include "report/banner.h"
 
-#include <cinttypes>
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <string>
+
+#include "report/grid.h"
+#include "report/output_line.h"
+
+namespace {
+
+constexpr char kSelectedColumns[] = "Selected columns";
+
+void PrintSetting(size_t nameWidth, const char *name, std::string_view value)
+{
+   std::printf("   %-*s : %.*s\n", static_cast<int>(nameWidth), name, static_cast<int>(value.size()),
+               value.data());
+}
+
+} // namespace
 
 const char *CurrentTimeText()
 {
@@ -12,39 +28,19 @@ const char *CurrentTimeText()
    return text != nullptr ? text : "\n"; // a clock past the calendar's last year
 }
 
-void PrintBannerTitle(const char *title, int ruleLength)
+void PrintBanner(const TableHead &head)
 {
-   std::printf("\n %s: %s", title, CurrentTimeText());
-   std::printf(" %s\n", std::string(static_cast<size_t>(ruleLength), '-').c_str());
-}
-
-void PrintBannerStartGroup(uint64_t groupID)
-{
-   std::printf("   Start Group ID   : %" PRIu64 "\n", groupID);
-}
-
-void PrintBannerLevels(uint32_t levels)
-{
-   std::printf("   No. of levels    : %u\n", levels);
-}
-
-void PrintBannerUnit(DisplayUnit unit)
-{
-   PrintBannerUnit(DisplayUnitName(unit));
-}
-
-void PrintBannerUnit(const char *unitName)
-{
-   std::printf("   Unit             : %s\n", unitName);
-}
-
-void PrintBannerFilters(uint32_t inclusionMask, uint32_t exclusionMask, const FlagName *table)
-{
-   std::printf("   Inclusion filter : %s\n", FormatFlagList(inclusionMask, table).c_str());
-   std::printf("   Exclusion filter : %s\n", FormatFlagList(exclusionMask, table).c_str());
-}
-
-void PrintBannerSelectedColumns(const ReportColumn *table)
-{
-   std::printf("   Selected columns : %s\n\n", FormatSelectedColumns(table).c_str());
+   std::printf("\n %s: %s", head.title, CurrentTimeText());
+   std::printf(" %s\n", std::string(static_cast<size_t>(head.ruleLength), '-').c_str());
+   size_t nameWidth = std::strlen(kSelectedColumns);
+   for (const BannerSetting &setting : head.settings) {
+      nameWidth = std::max(nameWidth, std::strlen(setting.name));
+   }
+   for (const BannerSetting &setting : head.settings) {
+      OutputLine value;
+      AppendValue(value, setting.value);
+      PrintSetting(nameWidth, setting.name, value.View());
+   }
+   PrintSetting(nameWidth, kSelectedColumns, FormatSelectedColumns(head.columns));
+   std::putchar('\n');
 }

@@ -1,7 +1,6 @@
 #include "report/column_table.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 #include <strings.h>
@@ -56,12 +55,41 @@ std::string FormatSelectedColumns(const ReportColumn *table)
    return names.empty() ? "(none)" : names;
 }
 
-void DescribeColumns(const ReportColumn *table)
+const char *UnitWord(Unit unit)
 {
-   std::puts("Description of report header labels:");
-   for (const ReportColumn *column = table; column->name != nullptr; column++) {
-      if (column->shown) {
-         std::printf("%20s: %s\n", column->name, column->description);
-      }
+   switch (unit) {
+   case Unit::Text:
+      return "text";
+   case Unit::YesNo:
+      return "y or n";
+   case Unit::FlagList:
+      return "flags";
+   case Unit::Id:
+      return "ID";
+   case Unit::Number:
+      return "number";
+   case Unit::BitMask:
+      return "bits";
+   case Unit::Memory:
+      return "memory";
+   case Unit::Bytes:
+      return "bytes";
+   case Unit::Pages4KB:
+      return "4 KB";
+   case Unit::Blocks2MB:
+      return "2 MB";
+   case Unit::Count:
+      return "count";
+   case Unit::Shares:
+      return "shares";
+   case Unit::Percent:
+      return "%";
+   case Unit::Microseconds:
+      return "microseconds";
+   case Unit::Ticks:
+      return "time";
+   case Unit::PagesPerSecond:
+      return "pages/s";
    }
+   return "";
 }

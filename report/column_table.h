@@ -1,4 +1,4 @@
-// Column tables: what a report prints, one row per column.
+// Column tables: what a report shows, one row per column.
 //
 // A table is an array of ReportColumn ended by a row whose name is null. Tables are static and belong to
 // their report; the selection changes `width` and `shown` in place, once, before the first line is printed.
@@ -8,6 +8,38 @@
 #include <cstdint>
 #include <string>
 
+// What a value is measured in. Memory, alone, is shown in the unit that -u chooses.
+enum class Unit : uint8_t {
+   Text,
+   YesNo,    // a flag, shown as y or n
+   FlagList, // names of a FlagName table, joined by ':'
+   Id,
+   Number, // a position, an index, a setting
+   BitMask,
+   Memory,
+   Bytes,
+   Pages4KB,
+   Blocks2MB,
+   Count,
+   Shares,
+   Percent,
+   Microseconds,
+   Ticks, // of a clock of the kernel's own
+   PagesPerSecond,
+};
+
+// What a value is to those who work with rows: a label says who a row is about, a gauge goes up and down, a
+// counter only goes up while the host runs.
+enum class Role : uint8_t { Label, Gauge, Counter };
+
+// The three flags of a column by name.
+inline constexpr uint8_t kTotalled = 1;
+inline constexpr uint8_t kNotTotalled = 0;
+inline constexpr uint8_t kKey = 1;
+inline constexpr uint8_t kSelectable = 0;
+inline constexpr uint8_t kShown = 1;
+inline constexpr uint8_t kHidden = 0;
+
 struct ReportColumn {
    const char *name;        // header text, and the word by which -s selects it
    const char *description; // printed by -v
@@ -16,6 +48,8 @@ struct ReportColumn {
    uint8_t totalled;        // has a value on the Total row
    uint8_t key;             // never removed by -s
    uint8_t shown;           // printed
+   Unit unit = Unit::Text;
+   Role role = Role::Label;
 };
 
 // The row that ends a table.
@@ -32,7 +66,7 @@ void ApplyColumnSelection(ReportColumn *table, const char *selection);
 // The shown names joined by ':'; "(all)" when every column is shown, "(none)" when none is.
 std::string FormatSelectedColumns(const ReportColumn *table);
 
-// Prints the description of every shown column.
-void DescribeColumns(const ReportColumn *table);
+// The word for a unit in the manuals: "memory", "count", "2 MB".
+const char *UnitWord(Unit unit);
 
 #endif

@@ -6,30 +6,12 @@
 #include <string>
 
 #include "nevra/nevra.h"
+#include "nevra/values.h"
 
 // A table is an array of these in printing order, ended by a row whose name is null.
 struct FlagName {
    uint32_t mask;
    const char *name;
-};
-
-// Scheduler-group flags.
-enum GroupFlag : uint32_t {
-   GROUP_PREDEFINED = 0x1,
-   GROUP_LEAF = 0x2,
-   GROUP_VM = 0x4,
-   GROUP_USER_WORLD = 0x8,
-   GROUP_SYSTEM_WORLD = 0x10,
-   GROUP_TEST_WORLD = 0x20,
-   GROUP_PROTECTED = 0x40,
-   GROUP_SELF_DESTRUCT = 0x80,
-   GROUP_NON_PERSISTENT = 0x100,
-   GROUP_KERNEL_MEMORY = 0x200,
-   GROUP_USER_CREATED = 0x400,
-   GROUP_CONTAINER = 0x800,
-   GROUP_SUB_CONTAINER = 0x1000,
-   GROUP_VMM_SUB_CONTAINER = 0x2000,
-   GROUP_UW_SUB_CONTAINER = 0x4000
 };
 
 extern const FlagName groupFlagNames[]; // the 15 scheduler-group flags

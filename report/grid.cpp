@@ -1,11 +1,9 @@
 #include "report/grid.h"
 
-#include <charconv>
-#include <iterator>
+#include <bit>
+#include <string>
 
 namespace {
-
-constexpr size_t kLongestNumber = 20; // digits of 2^64 - 1; a sign takes the place of the 20th
 
 // The line being put together; kept from row to row for its storage.
 OutputLine &EmptyLine()
@@ -13,6 +11,63 @@ OutputLine &EmptyLine()
    static OutputLine line;
    line.Clear();
    return line;
+}
+
+// The characters that a number has in decimal.
+size_t LengthOf(uint64_t number)
+{
+   static constexpr uint64_t kPowersOfTen[] = {
+      1,
+      10,
+      100,
+      1000,
+      10000,
+      100000,
+      1000000,
+      10000000,
+      100000000,
+      1000000000,
+      10000000000,
+      100000000000,
+      1000000000000,
+      10000000000000,
+      100000000000000,
+      1000000000000000,
+      10000000000000000,
+      100000000000000000,
+      1000000000000000000,
+      10000000000000000000U,
+   };
+   const uint64_t shown = number | 1;
+   // log10(2) is about 1233 / 4096.
+   const size_t digits = static_cast<size_t>(std::bit_width(shown)) * 1233 >> 12;
+   return digits + (shown >= kPowersOfTen[digits] ? 1 : 0);
+}
+
+size_t LengthOf(int64_t number)
+{
+   return number < 0 ? LengthOf(0 - static_cast<uint64_t>(number)) + 1
+                     : LengthOf(static_cast<uint64_t>(number));
+}
+
+size_t LengthOf(uint32_t number)
+{
+   return LengthOf(uint64_t{number});
+}
+
+size_t LengthOf(int32_t number)
+{
+   return LengthOf(int64_t{number});
+}
+
+size_t LengthOf(char)
+{
+   return 1;
+}
+
+size_t LengthOf(std::string_view text)
+{
+   return text.size();
 }
 
 // Passes a value on as what the column's format prints: an integer of its size and sign, a character, or a
@@ -33,43 +88,63 @@ template <typename Take> void PassValue(const char *format, const CellValue &val
       take(static_cast<char>(value.Integer()));
       break;
    default:
-      take(value.Text() != nullptr ? std::string_view(value.Text()) : std::string_view());
+      if (value.Kind() == CellKind::FlagList) {
+         take(std::string_view(FormatFlagList(value.Mask(), value.Flags())));
+      } else if (value.Kind() == CellKind::Flag) {
+         take(static_cast<char>(value.Integer()));
+      } else {
+         take(value.Text());
+      }
       break;
    }
 }
 
-// A value's text as printf would have it. `room` is for what is none yet.
-std::string_view TextOf(std::string_view text, char (&)[kLongestNumber])
+// A value on the grid, written where it belongs at once.
+template <typename Value> void AppendOnGrid(OutputLine &line, Value value, uint8_t width, uint8_t *carry)
 {
-   return text;
-}
-
-std::string_view TextOf(char character, char (&room)[kLongestNumber])
-{
-   room[0] = character;
-   return {room, 1};
-}
-
-template <typename Integer> std::string_view TextOf(Integer number, char (&room)[kLongestNumber])
-{
-   return {room, static_cast<size_t>(std::to_chars(room, std::end(room), number).ptr - room)};
+   const int field = width - *carry;
+   const size_t fieldWidth = static_cast<size_t>(field < 0 ? -field : field);
+   const size_t length = LengthOf(value);
+   const size_t padding = length < fieldWidth ? fieldWidth - length : 0;
+   if (field >= 0) {
+      line.AppendRepeated(padding, ' ');
+   }
+   line.Append(value);
+   if (field < 0) {
+      line.AppendRepeated(padding, ' ');
+   }
+   *carry = static_cast<uint8_t>(*carry + length + padding - width);
 }
 
 } // namespace
 
 void AppendGridCell(OutputLine &line, std::string_view text, uint8_t width, uint8_t *carry)
 {
-   const int field = width - *carry;
-   const size_t fieldWidth = static_cast<size_t>(field < 0 ? -field : field);
-   const size_t padding = text.size() < fieldWidth ? fieldWidth - text.size() : 0;
-   if (field >= 0) {
-      line.AppendRepeated(padding, ' ');
+   AppendOnGrid(line, text, width, carry);
+}
+
+void AppendValue(OutputLine &line, const CellValue &value)
+{
+   switch (value.Kind()) {
+   case CellKind::Blank:
+      break;
+   case CellKind::Text:
+      line.Append(value.Text());
+      break;
+   case CellKind::Flag:
+      line.Append(static_cast<char>(value.Integer()));
+      break;
+   case CellKind::FlagList:
+      line.Append(std::string_view(FormatFlagList(value.Mask(), value.Flags())));
+      break;
+   case CellKind::Signed:
+      line.Append(static_cast<int64_t>(value.Integer()));
+      break;
+   case CellKind::Unsigned:
+   case CellKind::Missing:
+      line.Append(value.Integer());
+      break;
    }
-   line.Append(text);
-   if (field < 0) {
-      line.AppendRepeated(padding, ' ');
-   }
-   *carry = static_cast<uint8_t>(*carry + text.size() + padding - width);
 }
 
 void PrintSeparatorLine(const ReportColumn *table, bool csvMode)
@@ -118,13 +193,12 @@ void PrintTableHead(const ReportColumn *table, bool csvMode)
    PrintSeparatorLine(table, csvMode);
 }
 
-void PrintReportRow(const ReportColumn *table, bool csvMode, bool isTotalRow,
-                    std::span<const CellValue> values)
+void PrintReportRow(const ReportColumn *table, bool csvMode, bool isTotalRow, const CellValue *values)
 {
    OutputLine &line = EmptyLine();
    uint8_t carry = 0;
    bool first = true;
-   const CellValue *value = values.data();
+   const CellValue *value = values;
    for (const ReportColumn *column = table; column->name != nullptr; column++, value++) {
       if (!column->shown) {
          continue;
@@ -133,17 +207,14 @@ void PrintReportRow(const ReportColumn *table, bool csvMode, bool isTotalRow,
          line.Append(csvMode ? ',' : ' ');
       }
       first = false;
-      const auto appendCell = [&](const auto &shown) {
-         char room[kLongestNumber];
-         AppendGridCell(line, TextOf(shown, room), column->width, &carry);
-      };
       const bool isBlank = isTotalRow && !column->totalled;
       if (csvMode && !isBlank) {
          PassValue(column->format, *value, [&](const auto &shown) { line.Append(shown); });
       } else if (!csvMode && isBlank) {
-         appendCell(std::string_view());
+         AppendGridCell(line, std::string_view(), column->width, &carry);
       } else if (!csvMode) {
-         PassValue(column->format, *value, appendCell);
+         PassValue(column->format, *value,
+                   [&](const auto &shown) { AppendOnGrid(line, shown, column->width, &carry); });
       }
    }
    line.Write();

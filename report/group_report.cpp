@@ -1,23 +1,22 @@
 #include "report/group_report.h"
 
-#include "report/banner.h"
-#include "report/grid.h"
+#include <vector>
 
 namespace {
 
-void PrintGroupBanner(const GroupReport &report, const ReportOptions &options, DisplayUnit unit,
-                      const GroupFilters *filters)
+std::vector<BannerSetting> GroupSettings(const GroupReport &report, const ReportOptions &options,
+                                         const GroupRun &run)
 {
-   PrintBannerTitle(report.title, report.ruleLength);
-   PrintBannerStartGroup(options.startGroupID);
+   std::vector<BannerSetting> settings = {{"Start Group ID", options.startGroupID}};
    if (report.hasLevels) {
-      PrintBannerLevels(options.levels);
+      settings.push_back({"No. of levels", options.levels});
    }
-   PrintBannerUnit(report.unitName != nullptr ? report.unitName : DisplayUnitName(unit));
-   if (filters != nullptr) {
-      PrintBannerFilters(filters->inclusionMask, filters->exclusionMask, filters->names);
+   settings.push_back({"Unit", report.unitName != nullptr ? report.unitName : DisplayUnitName(run.unit)});
+   if (run.filters.names != nullptr) {
+      settings.push_back({"Inclusion filter", {run.filters.inclusionMask, run.filters.names}});
+      settings.push_back({"Exclusion filter", {run.filters.exclusionMask, run.filters.names}});
    }
-   PrintBannerSelectedColumns(report.columns);
+   return settings;
 }
 
 } // namespace
@@ -32,37 +31,41 @@ NevraStatus ParseGroupFilters(const ReportOptions &options, const FlagName *name
    return ParseFlagFilter(options.exclusionText, names, &filters->exclusionMask, true);
 }
 
-NevraStatus PrintGroupReport(const GroupReport &report, const ReportOptions &options, DisplayUnit unit,
-                             const GroupFilters *filters, void *context)
+NevraStatus PutGroupReport(const GroupReport &report, const ReportArguments &arguments,
+                           const ReportOptions &options, GroupRun *run)
 {
-   if (!options.csvMode) {
-      PrintGroupBanner(report, options, unit, filters);
-   }
-   PrintTableHead(report.columns, options.csvMode);
+   const TableOutput &output = *options.output;
+   run->output = &output;
+   const std::vector<BannerSetting> settings = GroupSettings(report, options, *run);
+   output.Begin({.report = arguments.name,
+                 .title = report.title,
+                 .ruleLength = report.ruleLength,
+                 .columns = report.columns,
+                 .unit = run->unit,
+                 .settings = settings});
    const NevraStatus status =
-      TraverseGroups(options.startGroupID, options.levels, options.csvMode, report.visit, context);
-   PrintSeparatorLine(report.columns, options.csvMode);
-   if (report.printSummary != nullptr) {
-      report.printSummary(context, options.csvMode);
-      PrintSeparatorLine(report.columns, options.csvMode);
+      TraverseGroups(options.startGroupID, options.levels, options.csv ? 1 : 0, report.visit, run);
+   if (report.putSummary != nullptr) {
+      report.putSummary(run);
    }
    if (options.verbose) {
-      DescribeColumns(report.columns);
+      DescribeColumns(output, report.columns);
    }
+   output.End();
    return status;
 }
 
-NevraStatus RunGroupReport(const GroupReport &report, int argc, char **argv, DisplayUnit *unit, void *context)
+NevraStatus RunGroupReport(const GroupReport &report, const ReportArguments &arguments, GroupRun *run)
 {
    ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, report.shortOptions, report.longOptions, &options);
+   NevraStatus status = ParseReportOptions(arguments, report.shortOptions, report.longOptions, &options);
    if (status != NEVRA_OK) {
       return status;
    }
-   status = ParseDisplayUnit(options.unitText, false, unit);
+   status = ParseDisplayUnit(options.unitText, false, &run->unit);
    if (status != NEVRA_OK) {
       return status;
    }
    ApplyColumnSelection(report.columns, options.selection);
-   return PrintGroupReport(report, options, *unit, nullptr, context);
+   return PutGroupReport(report, arguments, options, run);
 }

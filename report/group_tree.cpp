@@ -30,7 +30,7 @@ NevraStatus ListChildren(uint64_t groupID, ParamListPtr *children)
 
 } // namespace
 
-NevraStatus TraverseGroups(uint64_t startGroupID, uint32_t levels, uint8_t csvMode, GroupVisitFn visit,
+NevraStatus TraverseGroups(uint64_t startGroupID, uint32_t levels, uint8_t csv, GroupVisitFn visit,
                            void *context)
 {
    ParamListPtr children;
@@ -39,7 +39,7 @@ NevraStatus TraverseGroups(uint64_t startGroupID, uint32_t levels, uint8_t csvMo
       return status;
    }
    const uint32_t count = Nevra_ParamListUsedCount(children.get());
-   status = visit(startGroupID, count, csvMode, context);
+   status = visit(startGroupID, count, csv, context);
    if (status != NEVRA_OK || levels == 1) {
       return status;
    }
@@ -47,7 +47,7 @@ NevraStatus TraverseGroups(uint64_t startGroupID, uint32_t levels, uint8_t csvMo
       int64_t childID = 0;
       status = Nevra_ParamListGetInt64(children.get(), i, &childID);
       if (status == NEVRA_OK) {
-         TraverseGroups(static_cast<uint64_t>(childID), levels - 1, csvMode, visit, context);
+         TraverseGroups(static_cast<uint64_t>(childID), levels - 1, csv, visit, context);
       }
    }
    return status;

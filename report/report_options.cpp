@@ -2,11 +2,12 @@
 
 #include <cstdlib>
 
-NevraStatus ParseReportOptions(int argc, char **argv, const char *shortOptions, const option *longOptions,
-                               ReportOptions *options)
+NevraStatus ParseReportOptions(const ReportArguments &arguments, const char *shortOptions,
+                               const option *longOptions, ReportOptions *options)
 {
+   options->output = arguments.outputs.table;
    int letter;
-   while ((letter = getopt_long(argc, argv, shortOptions, longOptions, nullptr)) != -1) {
+   while ((letter = getopt_long(arguments.argc, arguments.argv, shortOptions, longOptions, nullptr)) != -1) {
       switch (letter) {
       case 'g': {
          const int32_t groupID = static_cast<int32_t>(std::strtol(optarg, nullptr, 10));
@@ -36,7 +37,8 @@ NevraStatus ParseReportOptions(int argc, char **argv, const char *shortOptions, 
          options->verbose = true;
          break;
       case 'q':
-         options->csvMode = true;
+         options->csv = true;
+         options->output = arguments.outputs.csv;
          break;
       case 't':
          options->tags = true;

@@ -3,7 +3,8 @@
 #include <cstdio>
 
 #include "nevra/shown_text.h"
-#include "nevra/snapshot/snapshot_vectors.h"
+#include "nevra/snapshot/snapshot_checksum.h"
+#include "nevra/snapshot/snapshot_format.h"
 #include "snapshot-tool/capture_time.h"
 #include "snapshot-tool/commands.h"
 #include "snapshot-tool/message.h"
@@ -15,11 +16,11 @@ using nevra::SnapshotNode;
 
 size_t BytesOfNode(const SnapshotNode &node)
 {
-   size_t bytes = 0;
-   for (const std::span<const uint8_t> vector : nevra::BytesOfVectors(node)) {
-      bytes += vector.size();
-   }
-   return bytes;
+   const size_t words = node.keys.count * node.keys.width + node.failedKeys.count * node.failedKeys.width +
+                        node.listKeys.count * node.listKeys.width +
+                        node.listFailedKeys.count * node.listFailedKeys.width + node.listValues.size();
+   return words * sizeof(uint64_t) + node.records.size() + node.failedStatuses.size_bytes() +
+          node.listStarts.size_bytes() + node.listFailedStatuses.size_bytes();
 }
 
 void PrintFact(const char *name, const std::string &value)
@@ -35,17 +36,18 @@ void PrintHeader(const SnapshotFile &file)
    PrintFact("kernel build", file.kernelBuild);
    PrintFact("definition signature",
              std::string(file.signature) + (ours ? " (this build's)" : " (another build's)"));
-   PrintFact("format version", std::to_string(file.version));
+   PrintFact("format version", std::to_string(nevra::kSnapshotFormatVersion));
    PrintFact("size", std::to_string(file.size) + " bytes");
    PrintFact("texts", std::to_string(file.textOffsets.size()));
 }
 
 const char *Remark(const SnapshotNode &node)
 {
-   if (node.fit.definition == nullptr) {
+   if (nevra::FindDefinition(node.path) == nullptr) {
       return "  (unknown to this build)";
    }
-   return node.fit.everything ? "" : "  (defined otherwise by this build)";
+   return node.definition == nevra::ChecksumOfDefinition(node.path) ? ""
+                                                                    : "  (defined otherwise by this build)";
 }
 
 void PrintNodes(const SnapshotFile &file)

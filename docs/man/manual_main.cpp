@@ -1,9 +1,32 @@
 // usage: make_manual NAME VERSION DATE SOURCE PAGE
-// Makes the manual page NAME(8) from its source.
+// Makes the manual page NAME(8) from its source. The sources of the other pages are beside it, as NAME.8.in.
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 #include "docs/man/manual_page.h"
+
+namespace {
+
+constexpr char kSuffix[] = ".8.in";
+
+// The titles of the pages whose sources are in a folder.
+std::map<std::string, std::string> ReadTitles(const std::filesystem::path &folder)
+{
+   std::map<std::string, std::string> titles;
+   for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+      const std::string name = entry.path().filename();
+      std::ifstream input(entry.path());
+      constexpr std::string_view kTitle = "@title ";
+      std::string line;
+      if (name.ends_with(kSuffix) && std::getline(input, line) && line.starts_with(kTitle)) {
+         titles[name.substr(0, name.size() - sizeof kSuffix + 1)] = line.substr(kTitle.size());
+      }
+   }
+   return titles;
+}
+
+} // namespace
 
 int main(int argc, char **argv)
 {
@@ -19,7 +42,8 @@ int main(int argc, char **argv)
       return 1;
    }
    errors.clear();
-   const std::string page = MakeManualPage(argv[1], source, {argv[2], argv[3]}, &errors);
+   const std::filesystem::path folder = std::filesystem::absolute(argv[4]).parent_path();
+   const std::string page = MakeManualPage(argv[1], source, {argv[2], argv[3], ReadTitles(folder)}, &errors);
    for (const std::string &error : errors) {
       std::fprintf(stderr, "%s: %s\n", argv[4], error.c_str());
    }

@@ -5,7 +5,6 @@
 #include <sstream>
 
 #include "docs/man/option_help.h"
-#include "frontend/report_descriptions.h"
 #include "frontend/report_table.h"
 
 namespace {
@@ -17,6 +16,7 @@ struct Page {
    std::string name;
    const char *report = nullptr; // null: the page is that of a program
    ReportDescription description = {};
+   bool isLiveOnly = false;
    const PageEdition *edition = nullptr;
    std::vector<std::string> *errors = nullptr;
    std::ostringstream roff;
@@ -109,7 +109,7 @@ void PrintTitle(Page *page, const std::string &title)
    if (page->report == nullptr) {
       return;
    }
-   const char *cache = std::string("dcpmm-stats") == page->report ? "" : "[\\fB\\-c\\fP\\ \\fIfile\\fP]\n";
+   const char *cache = page->isLiveOnly ? "" : "[\\fB\\-c\\fP\\ \\fIfile\\fP]\n";
    page->roff << ".SH SYNOPSIS\n.B hostmem\n[\\fB\\-\\-force\\fP]\n"
               << cache << "\\fB\\-r\\ " << Escape(page->report) << "\\fP\n";
    for (const auto &[option, help] : OptionsWithHelp(page)) {
@@ -188,17 +188,11 @@ void PrintColumns(Page *page, const PageLine &block)
                    hasTotals ? "Column\tUnit\tTotal\tMeaning" : "Column\tUnit\tMeaning");
    for (const ReportColumn *column = page->description.columns; column->name != nullptr; column++) {
       const PageEntry *entry = FindEntry(block, column->name);
-      if (entry == nullptr) {
-         continue;
-      }
-      if (entry->fields[0].empty()) {
-         page->errors->push_back(std::string("@columns: no unit for ") + column->name);
-      }
-      page->roff << Escape(column->name) << "\t" << entry->fields[0] << "\t";
+      page->roff << Escape(column->name) << "\t" << UnitWord(column->unit) << "\t";
       if (hasTotals) {
          page->roff << (column->totalled != 0 ? "yes" : "\\-") << "\t";
       }
-      PrintTextBlock(page, ColumnMeaning(*column, entry->fields[1]));
+      PrintTextBlock(page, ColumnMeaning(*column, entry != nullptr ? entry->text : ""));
    }
    page->roff << ".TE\n";
 }
@@ -226,19 +220,23 @@ void PrintFlags(Page *page, const PageLine &block)
    for (const std::string &name : names) {
       const PageEntry *entry = FindEntry(block, name);
       page->roff << Escape(name) << "\t";
-      PrintTextBlock(page, entry != nullptr ? entry->fields[0] : "");
+      PrintTextBlock(page, entry != nullptr ? entry->text : "");
    }
    page->roff << ".TE\n";
 }
 
-// In the order of the entries.
-void PrintReports(Page *page, const PageLine &block)
+// Each report with the title of its page.
+void PrintReports(Page *page)
 {
-   CheckEntries(page, block, std::vector<std::string>(reportNames, reportNames + kReportCount));
    PrintTableStart(page, 2, "Report\tWhat it shows");
-   for (const PageEntry &entry : block.entries) {
-      page->roff << Escape(entry.name) << "\t";
-      PrintTextBlock(page, entry.fields[0]);
+   for (const ReportEntry &report : Reports()) {
+      const auto title = page->edition->titles.find(kPagePrefix + std::string(report.name));
+      if (title == page->edition->titles.end()) {
+         page->errors->push_back(std::string("@reports: no page for ") + report.name);
+         continue;
+      }
+      page->roff << Escape(report.name) << "\t";
+      PrintTextBlock(page, Sentence(title->second));
    }
    page->roff << ".TE\n";
 }
@@ -294,7 +292,7 @@ void PrintLine(Page *page, const PageLine &line)
    } else if (directive == "flags") {
       PrintFlags(page, line);
    } else if (directive == "reports") {
-      PrintReports(page, line);
+      PrintReports(page);
    } else if (directive == "example") {
       PrintExample(page, line);
    } else if (directive == "exit-status") {
@@ -315,11 +313,12 @@ std::string MakeManualPage(const std::string &name, const std::vector<PageLine> 
    page.name = name;
    page.edition = &edition;
    page.errors = errors;
-   const size_t index =
-      name.starts_with(kPagePrefix) ? FindReport(name.c_str() + sizeof kPagePrefix - 1) : kReportCount;
-   if (index != kReportCount) {
-      page.report = reportNames[index];
-      page.description = DescribeReport(index);
+   const ReportEntry *report =
+      name.starts_with(kPagePrefix) ? FindReport(name.c_str() + sizeof kPagePrefix - 1) : nullptr;
+   if (report != nullptr) {
+      page.report = report->name;
+      page.description = *report->description;
+      page.isLiveOnly = report->source == ReportSource::LiveOnly;
    }
    page.roff << "'\\\" t\n";
    for (const PageLine &line : source) {

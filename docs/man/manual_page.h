@@ -2,19 +2,21 @@
 #ifndef DOCS_MAN_MANUAL_PAGE_H
 #define DOCS_MAN_MANUAL_PAGE_H
 
+#include <map>
 #include <string>
 #include <vector>
 
 #include "docs/man/page_source.h"
 
 struct PageEdition {
-   std::string version; // of the program
-   std::string date;    // ISO 8601
+   std::string version;                            // of the program
+   std::string date;                               // ISO 8601
+   std::map<std::string, std::string> titles = {}; // of the other pages, by name
 };
 
 // The page as roff. `name` is that of the page: "hostmem-" and a report type, or that of a program.
-// Every column, flag or report type that a block leaves out, and every entry that names none, is an error, as
-// is an option without help; they are appended to `errors`.
+// Every column or flag that a block leaves out, every entry that names none, every report without a page and
+// every option without help is an error; they are appended to `errors`.
 std::string MakeManualPage(const std::string &name, const std::vector<PageLine> &source,
                            const PageEdition &edition, std::vector<std::string> *errors);
 

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr const char *kBlocks[] = {"columns", "flags", "reports", "example"};
+constexpr const char *kBlocks[] = {"columns", "flags", "example"};
 
 std::string Trim(const std::string &text)
 {
@@ -17,17 +17,8 @@ std::string Trim(const std::string &text)
 
 PageEntry ParseEntry(const std::string &line)
 {
-   PageEntry entry;
-   size_t start = 0;
-   for (size_t bar = line.find('|'); bar != std::string::npos; bar = line.find('|', start)) {
-      entry.fields.push_back(Trim(line.substr(start, bar - start)));
-      start = bar + 1;
-   }
-   entry.fields.push_back(Trim(line.substr(start)));
-   entry.name = entry.fields.front();
-   entry.fields.erase(entry.fields.begin());
-   entry.fields.resize(2);
-   return entry;
+   const size_t bar = line.find('|');
+   return {Trim(line.substr(0, bar)), bar != std::string::npos ? Trim(line.substr(bar + 1)) : ""};
 }
 
 bool ReadBlock(std::istream &input, PageLine *block, std::string *error)

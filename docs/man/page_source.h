@@ -5,10 +5,11 @@
 //    @options             the options of the report
 //    @exit-status         the exit statuses that every report has
 //    @see-also PAGE...    references to pages of section 8, hostmem(8) always among them
-//    @columns             the columns of the report; a block of entries "NAME | UNIT | MEANING"
+//    @columns             the columns of the report; a block of entries "NAME | MEANING". Units come from the
+//    table
 //    @flags               its flag names; a block of entries "NAME | MEANING", or empty: the names alone
-//    @reports             the report types; a block of entries "NAME | MEANING"
-//    @example             a block shown as it stands: a command behind "$ ", going on behind "> ", and
+//    @reports             the report types, each with the title of its page
+//    @example             a block shown as it stands: a command after "$ ", continued after "> ", and
 //                         what it prints
 //    @end                 ends a block
 #ifndef DOCS_MAN_PAGE_SOURCE_H
@@ -18,10 +19,10 @@
 #include <string>
 #include <vector>
 
-// One line of a block: its fields, trimmed. Missing ones are empty.
+// One line of a block, trimmed. The text is empty where there is none.
 struct PageEntry {
    std::string name;
-   std::vector<std::string> fields; // behind the name
+   std::string text;
 };
 
 struct PageLine {

@@ -10,14 +10,13 @@ namespace nevra {
 
 uint64_t InternText(SnapshotTree *tree, std::string_view text)
 {
-   const auto next = tree->textIndexes.lower_bound(text);
-   if (next != tree->textIndexes.end() && next->first == text) {
-      return next->second;
+   const auto found = tree->textIndexes.find(text);
+   if (found != tree->textIndexes.end()) {
+      return found->second;
    }
    const uint64_t index = tree->texts.size();
    tree->texts.emplace_back(text);
-   tree->textBytes += text.size();
-   tree->textIndexes.emplace_hint(next, tree->texts.back(), index);
+   tree->textIndexes.emplace(tree->texts.back(), index);
    return index;
 }
 
@@ -75,12 +74,17 @@ uint64_t EstimateSnapshotBytes(const SnapshotTree &tree)
    constexpr uint64_t kOfTheRest = 512; // root and trailer
    uint64_t bytes = kOfTheRest + tree.kernelBuild.size() + tree.host.size();
    for (const NodeTree &node : tree.nodes) {
-      bytes += kPerNode + sizeof(uint32_t); // and the end of the last list
-      for (const std::span<const uint8_t> vector : BytesOfVectors(node)) {
-         bytes += kPerVector + vector.size();
-      }
+      const uint64_t words = node.keys.size() + node.failedKeys.size() + node.listKeys.size() +
+                             node.listValues.size() + node.listFailedKeys.size();
+      const uint64_t halves =
+         node.failedStatuses.size() + node.listStarts.size() + 1 + node.listFailedStatuses.size();
+      bytes += kPerNode + 9 * kPerVector + words * sizeof(uint64_t) + halves * sizeof(uint32_t) +
+               node.records.size();
    }
-   return bytes + tree.textBytes + tree.texts.size() * (sizeof(uint32_t) + 1);
+   for (const std::string &text : tree.texts) {
+      bytes += sizeof(uint32_t) + text.size() + 1;
+   }
+   return bytes;
 }
 
 namespace {
@@ -126,7 +130,7 @@ void Reorder(std::vector<Element> *rows, size_t width, const std::vector<uint32_
    *rows = std::move(ordered);
 }
 
-// Sorts the lists by their keys, and closes the starts with the end of the last.
+// Sorts the lists behind their keys, and closes the starts with the end of the last.
 void ReorderLists(NodeTree *node, const std::vector<uint32_t> &order)
 {
    if (node->listStarts.empty()) {
@@ -186,12 +190,12 @@ bool RowsAreUnique(const SnapshotTree &tree, const NevraNodeDef &node, std::span
       if (good.count + failed.count <= 1) {
          return true;
       }
-      *problem = std::string(node.path) + ": duplicate instance " + NameInstance(tree, domains, kNoKeys);
+      *problem = std::string(node.path) + " is answered twice for " + NameInstance(tree, domains, kNoKeys);
       return false;
    }
    const uint64_t *repeated = FindRepeated(good, failed);
    if (repeated != nullptr) {
-      *problem = std::string(node.path) + ": duplicate instance " + NameInstance(tree, domains, repeated);
+      *problem = std::string(node.path) + " is answered twice for " + NameInstance(tree, domains, repeated);
    }
    return repeated == nullptr;
 }
@@ -268,12 +272,10 @@ void SortTexts(SnapshotTree *tree)
    std::vector<uint64_t> numbers(tree->texts.size());
    std::deque<std::string> texts;
    tree->textIndexes.clear();
-   tree->textBytes = 0;
    for (uint64_t i = 0; i < order.size(); i++) {
       numbers[order[i]] = i;
       texts.push_back(std::move(tree->texts[order[i]]));
-      tree->textBytes += texts.back().size();
-      tree->textIndexes.emplace_hint(tree->textIndexes.end(), texts.back(), i);
+      tree->textIndexes.emplace(texts.back(), i);
    }
    tree->texts = std::move(texts);
    ForEachText(tree, [&](uint64_t *word) { *word = numbers[*word]; });

@@ -7,23 +7,27 @@
 
 #include <cstdint>
 #include <deque>
-#include <map>
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "nevra/definitions.h"
-#include "nevra/snapshot/snapshot_vectors.h"
 
 namespace nevra {
 
 // One node's answers, laid out as in the file. Words of text keys and values are indexes of the tree's texts.
-// Before sorting, the list starts lack the end of the last list.
 struct NodeTree {
-#define NEVRA_VECTOR_MEMBER(member, field, FIELD, Element) std::vector<Element> member;
-   NEVRA_SNAPSHOT_VECTORS(NEVRA_VECTOR_MEMBER)
-#undef NEVRA_VECTOR_MEMBER
+   std::vector<uint64_t> keys;
+   std::vector<uint8_t> records;
+   std::vector<uint64_t> failedKeys;
+   std::vector<uint32_t> failedStatuses;
+   std::vector<uint64_t> listKeys;
+   std::vector<uint32_t> listStarts; // of each list; sorting adds the end of the last
+   std::vector<uint64_t> listValues;
+   std::vector<uint64_t> listFailedKeys;
+   std::vector<uint32_t> listFailedStatuses;
 };
 
 struct SnapshotTree {
@@ -42,9 +46,7 @@ struct SnapshotTree {
 
    NodeTree nodes[kNodeCount]; // by NodeId
    std::deque<std::string> texts;
-   uint64_t textBytes = 0; // of all of them
-   // Of the texts, in place. Whoever chose them cannot make a look-up long, as he could with a hash table.
-   std::map<std::string_view, uint64_t> textIndexes;
+   std::unordered_map<std::string_view, uint64_t> textIndexes; // of the texts, in place
 };
 
 // The index of a text without NULs, added when it is new.

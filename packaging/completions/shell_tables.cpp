@@ -6,7 +6,6 @@
 #include <sstream>
 
 #include "docs/man/option_help.h"
-#include "frontend/report_descriptions.h"
 #include "frontend/report_table.h"
 #include "frontend/tool_options.h"
 #include "report/display_unit.h"
@@ -93,13 +92,13 @@ std::vector<Choice> Columns(const ReportDescription &report)
    return columns;
 }
 
-ReportChoices ReportChoicesOf(size_t index)
+ReportChoices ReportChoicesOf(const ReportEntry &entry)
 {
-   const ReportDescription report = DescribeReport(index);
+   const ReportDescription &report = *entry.description;
    ReportChoices choices;
-   choices.name = reportNames[index];
+   choices.name = entry.name;
    for (const ListedOption &option : ListOptions(report)) {
-      const OptionHelp *help = FindOptionHelp(reportNames[index], option.letter, option.longName);
+      const OptionHelp *help = FindOptionHelp(entry.name, option.letter, option.longName);
       choices.options.push_back({option, help != nullptr ? help->brief : ""});
    }
    if (HasOption(report, 's')) {
@@ -119,8 +118,8 @@ ReportChoices ReportChoicesOf(size_t index)
 std::vector<ReportChoices> AllReports()
 {
    std::vector<ReportChoices> reports;
-   for (size_t i = 0; i < kReportCount; i++) {
-      reports.push_back(ReportChoicesOf(i));
+   for (const ReportEntry &report : Reports()) {
+      reports.push_back(ReportChoicesOf(report));
    }
    return reports;
 }

@@ -1,62 +1,60 @@
-#include "reports/group/asyncremap_stats.h"
-
 #include "nevra/records.h"
-#include "report/column_table.h"
-#include "report/display_unit.h"
+#include "report/figure_table.h"
 #include "report/flag_filter.h"
-#include "report/grid.h"
 #include "report/group_queries.h"
 #include "report/group_report.h"
-#include "report/row_figures.h"
+#include "reports/report_list.h"
 #include "sysinfo/param_list.h"
 #include "sysinfo/status.h"
 
 namespace {
 
-ReportColumn columns[] = {
-   {"name", "Group name", 27, "s", 0, 0, 1},
-   {"grpLeader", "Group leader ID", 10, "d", 0, 0, 1},
-   {"type", "Type of remap", 28, "s", 0, 1, 1},
-   {"added", "Total number of pages ever added", 10, "lu", 1, 0, 1},
-   {"prepared", "Number of pages ever prepared", 10, "lu", 1, 0, 1},
-   {"filtered", "Number of pages ever filtered", 10, "lu", 1, 0, 1},
-   {"staged", "Number of pages ever staged", 10, "lu", 1, 0, 1},
-   {"remapped", "Total number of pages ever remapped", 10, "lu", 1, 0, 1},
-   {"canceled", "Total number of pages ever canceled", 10, "lu", 1, 0, 1},
-   {"cUnprepared", "Number of pages currently unprepared", 10, "lu", 1, 0, 1},
-   {"cPrepared", "Number of pages currently prepared", 10, "lu", 1, 0, 1},
-   {"cStaged", "Number of pages currently staged", 10, "lu", 1, 0, 1},
-   kEndOfColumns,
-};
-
-// One remap type of one memory client, or the sum of all. Memory in KB until it is converted.
+// One remap type of one memory client.
 struct AsyncRemapRow {
    GroupNameRecord name;
    uint32_t grpLeader; // memory-client ID
    const char *type;   // owned by the client's list of remap types
-   uint64_t added;
-   uint64_t prepared;
-   uint64_t filtered;
-   uint64_t staged;
-   uint64_t remapped;
-   uint64_t canceled;
-   uint64_t cUnprepared;
-   uint64_t cPrepared;
-   uint64_t cStaged;
+   RemapStatsRecord pages;
 };
 
 using Row = AsyncRemapRow;
 
-constexpr uint64_t Row::*kAmounts[] = {&Row::added,       &Row::prepared,  &Row::filtered,
-                                       &Row::staged,      &Row::remapped,  &Row::canceled,
-                                       &Row::cUnprepared, &Row::cPrepared, &Row::cStaged};
-
-struct AsyncRemapContext {
-   DisplayUnit unit;
-   AsyncRemapRow totals;
+constexpr Figure kFigures[] = {
+   {{"name", "Group name", 27, "s", kNotTotalled, kSelectable, kShown, Unit::Text, Role::Label},
+    ROW_FIELD(name.name)},
+   {{"grpLeader", "Group leader ID", 10, "d", kNotTotalled, kSelectable, kShown, Unit::Id, Role::Label},
+    ROW_FIELD(grpLeader)},
+   {{"type", "Type of remap", 28, "s", kNotTotalled, kKey, kShown, Unit::Text, Role::Label}, ROW_FIELD(type)},
+   {{"added", "Total number of pages ever added", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Counter},
+    ROW_PAGES(pages.added)},
+   {{"prepared", "Number of pages ever prepared", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Counter},
+    ROW_PAGES(pages.prepared)},
+   {{"filtered", "Number of pages ever filtered", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Counter},
+    ROW_PAGES(pages.filtered)},
+   {{"staged", "Number of pages ever staged", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Counter},
+    ROW_PAGES(pages.staged)},
+   {{"remapped", "Total number of pages ever remapped", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Counter},
+    ROW_PAGES(pages.remapped)},
+   {{"canceled", "Total number of pages ever canceled", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Counter},
+    ROW_PAGES(pages.canceled)},
+   {{"cUnprepared", "Number of pages currently unprepared", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Gauge},
+    ROW_PAGES(pages.cUnprepared)},
+   {{"cPrepared", "Number of pages currently prepared", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Gauge},
+    ROW_PAGES(pages.cPrepared)},
+   {{"cStaged", "Number of pages currently staged", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_PAGES(pages.cStaged)},
 };
-
-constexpr uint64_t kKBPerPage = 4;
+constinit auto table = MakeFigureTable<Row>(kFigures);
+using Run = decltype(MakeRun(table));
 
 // The steps as their messages call them.
 constexpr char kGroupStep[] = "KelmarAsyncRemapReportCallback";
@@ -75,63 +73,39 @@ NevraStatus AddClientID(const ParamListPtr &params, uint32_t clientID)
    return Nevra_ParamListAddInt(params.get(), static_cast<int32_t>(clientID));
 }
 
-void FillRemapRow(AsyncRemapRow *row, const RemapStatsRecord &pages)
-{
-   row->added = pages.added * kKBPerPage;
-   row->prepared = pages.prepared * kKBPerPage;
-   row->filtered = pages.filtered * kKBPerPage;
-   row->staged = pages.staged * kKBPerPage;
-   row->remapped = pages.remapped * kKBPerPage;
-   row->canceled = pages.canceled * kKBPerPage;
-   row->cUnprepared = pages.cUnprepared * kKBPerPage;
-   row->cPrepared = pages.cPrepared * kKBPerPage;
-   row->cStaged = pages.cStaged * kKBPerPage;
-}
-
-void PrintRemapRow(AsyncRemapRow *row, DisplayUnit unit, bool isTotalRow, bool csvMode)
-{
-   ConvertFigures(row, unit, kAmounts);
-   PrintReportRow(columns, csvMode, isTotalRow,
-                  {row->name.name, row->grpLeader, row->type, row->added, row->prepared, row->filtered,
-                   row->staged, row->remapped, row->canceled, row->cUnprepared, row->cPrepared,
-                   row->cStaged});
-}
-
-NevraStatus ReadRemapStats(const AsyncRemapRow &row, RemapStatsRecord *pages)
+NevraStatus ReadRemapStats(AsyncRemapRow *row)
 {
    const ParamListPtr params = CreateParamList(2);
    if (params == nullptr) {
       return NEVRA_FAILURE;
    }
-   NevraStatus status = AddClientID(params, row.grpLeader);
+   NevraStatus status = AddClientID(params, row->grpLeader);
    if (status != NEVRA_OK) {
       return ReportFailure(kTypeStep, 137, status);
    }
-   status = Nevra_ParamListAddString(params.get(), row.type);
+   status = Nevra_ParamListAddString(params.get(), row->type);
    if (status != NEVRA_OK) {
       return ReportFailure(kTypeStep, 138, status);
    }
-   status = Nevra_Get(NEVRA_NODE_sched_memClients_remapTypes, params.get(), pages, sizeof *pages);
+   status = Nevra_Get(NEVRA_NODE_sched_memClients_remapTypes, params.get(), &row->pages, sizeof row->pages);
    return status == NEVRA_OK ? status : ReportFailure(kTypeStep, 140, status);
 }
 
-// Prints the row of one remap type.
-NevraStatus KelmarAsyncRemapGetStats(AsyncRemapRow *row, bool csvMode, AsyncRemapContext *context)
+// Puts out the row of one remap type.
+NevraStatus KelmarAsyncRemapGetStats(AsyncRemapRow *row, Run *run)
 {
-   RemapStatsRecord pages = {};
-   const NevraStatus status = ReadRemapStats(*row, &pages);
+   row->pages = {};
+   const NevraStatus status = ReadRemapStats(row);
    if (status != NEVRA_OK) {
       return status;
    }
-   FillRemapRow(row, pages);
-   AddFigures(&context->totals, *row, kAmounts);
-   PrintRemapRow(row, context->unit, false, csvMode);
+   AddToSums(table, *row, &run->sums);
+   PutFigures(*run->output, table, *row, run->unit);
    return NEVRA_OK;
 }
 
-// Prints the rows of one memory client.
-NevraStatus KelmarAsyncRemapReportCallbackInt(const GroupNameRecord &name, uint32_t clientID, bool csvMode,
-                                              AsyncRemapContext *context)
+// Puts out the rows of one memory client.
+NevraStatus KelmarAsyncRemapReportCallbackInt(const GroupNameRecord &name, uint32_t clientID, Run *run)
 {
    AsyncRemapRow row = {};
    row.name = name;
@@ -155,7 +129,7 @@ NevraStatus KelmarAsyncRemapReportCallbackInt(const GroupNameRecord &name, uint3
       if (status != NEVRA_OK) {
          return ReportFailure(kClientStep, 305, status);
       }
-      status = KelmarAsyncRemapGetStats(&row, csvMode, context);
+      status = KelmarAsyncRemapGetStats(&row, run);
       if (status != NEVRA_OK) {
          return ReportFailure(kClientStep, 307, status);
       }
@@ -163,9 +137,8 @@ NevraStatus KelmarAsyncRemapReportCallbackInt(const GroupNameRecord &name, uint3
    return NEVRA_OK;
 }
 
-// Prints the rows of all memory clients of a group.
-NevraStatus PrintMemClients(uint64_t groupID, const GroupNameRecord &name, bool csvMode,
-                            AsyncRemapContext *context)
+// Puts out the rows of all memory clients of a group.
+NevraStatus PutMemClients(uint64_t groupID, const GroupNameRecord &name, Run *run)
 {
    ParamListPtr clients; // outlives the parameters
    const ParamListPtr params = CreateParamList(1);
@@ -186,7 +159,7 @@ NevraStatus PrintMemClients(uint64_t groupID, const GroupNameRecord &name, bool 
       if (status != NEVRA_OK) {
          return ReportFailure(kGroupStep, 398, status);
       }
-      status = KelmarAsyncRemapReportCallbackInt(name, clientID, csvMode, context);
+      status = KelmarAsyncRemapReportCallbackInt(name, clientID, run);
       if (status != NEVRA_OK) {
          return ReportFailure(kGroupStep, 400, status);
       }
@@ -194,7 +167,7 @@ NevraStatus PrintMemClients(uint64_t groupID, const GroupNameRecord &name, bool 
    return NEVRA_OK;
 }
 
-NevraStatus KelmarAsyncRemapReportCallback(uint64_t groupID, uint32_t, uint8_t csvMode, void *context)
+NevraStatus KelmarAsyncRemapReportCallback(uint64_t groupID, uint32_t, uint8_t, void *context)
 {
    uint32_t flags = 0;
    NevraStatus status = Kelmar_GroupGetFlags(groupID, &flags);
@@ -206,7 +179,14 @@ NevraStatus KelmarAsyncRemapReportCallback(uint64_t groupID, uint32_t, uint8_t c
    if (status != NEVRA_OK) {
       return status;
    }
-   return PrintMemClients(groupID, name, csvMode, static_cast<AsyncRemapContext *>(context));
+   return PutMemClients(groupID, name, static_cast<Run *>(static_cast<GroupRun *>(context)));
+}
+
+void PutRemapTotals(GroupRun *groupRun)
+{
+   const Run *run = static_cast<Run *>(groupRun);
+   run->output->Section();
+   PutSums(*run->output, RowKind::Total, table, {}, run->sums, run->unit);
 }
 
 constexpr option kLongOptions[] = {kGidOption,     kUnitOption, kSelectionOption,
@@ -216,18 +196,18 @@ constexpr GroupReport kReport = {.shortOptions = "g:s:u:vq",
                                  .longOptions = kLongOptions,
                                  .title = "ASYNC_REMAP STATS",
                                  .ruleLength = 43,
-                                 .columns = columns,
+                                 .columns = table.columns,
                                  .visit = KelmarAsyncRemapReportCallback,
-                                 .printSummary = PrintTotals<AsyncRemapContext, PrintRemapRow>,
+                                 .putSummary = PutRemapTotals,
                                  .hasLevels = false};
 
 } // namespace
 
-constinit const ReportDescription asyncRemapStatsDescription = DescribeGroupReport(kReport);
+constinit const ReportDescription asyncRemapStatsDescription =
+   DescribeGroupReport(kReport, USAGE_REPORT_OPTIONS USAGE_GID USAGE_UNIT USAGE_UNIT_NOTE);
 
-NevraStatus AsyncRemapStatsReport(int argc, char **argv)
+NevraStatus AsyncRemapStatsReport(const ReportArguments &arguments)
 {
-   AsyncRemapContext context = {};
-   context.totals.type = "";
-   return RunGroupReport(kReport, argc, argv, &context.unit, &context);
+   auto run = MakeRun(table);
+   return RunGroupReport(kReport, arguments, &run);
 }

@@ -1,150 +1,142 @@
-#include "reports/group/group_stats.h"
-
-#include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <vector>
 
 #include "nevra/records.h"
-#include "report/column_table.h"
-#include "report/display_unit.h"
+#include "report/figure_table.h"
 #include "report/flag_filter.h"
-#include "report/grid.h"
 #include "report/group_queries.h"
 #include "report/group_report.h"
+#include "reports/report_list.h"
 
 namespace {
 
-ReportColumn columns[] = {
-   {"gid", "Group ID", 8, "lu", 1, 1, 1},
-   {"name", "Group name", 28, "s", 1, 0, 1},
-   {"parGid", "Parent group ID", 8, "ld", 1, 0, 1},
-   {"nChild", "Number of child groups", 8, "d", 1, 0, 1},
-   {"min", "Configured memory reservation", 10, "ld", 1, 0, 1},
-   {"max", "Configured memory limit", 10, "ld", 1, 0, 1},
-   {"minLimit", "Configured memory reservation limit", 10, "ld", 1, 0, 1},
-   {"shares", "Configured shares", 10, "ld", 1, 0, 1},
-   {"conResv", "Total memory reservation consumed by children", 10, "lu", 1, 0, 1},
-   {"availResv", "Total memory reservation available to group", 10, "lu", 1, 0, 1},
-   {"memSize", "Guest physical / Accounted UW virtual / kernel machine address space currently consumed", 10,
-    "lu", 1, 0, 1},
-   {"memSizePeak",
-    "Peak guest physical / Accounted UW virtual / kernel machine address space currently consumed (since "
-    "last reset)",
-    10, "lu", 1, 0, 1},
-   {"iMin", "Implicit memory reservation", 10, "lu", 1, 0, 1},
-   {"eMin", "Effective memory reservation", 10, "lu", 1, 0, 1},
-   {"eMinPeak", "Peak value for effective memory reservation (since last reset)", 10, "lu", 1, 0, 1},
-   {"rMinPeak", "Peak value for requested memory reservation (since last reset)", 10, "lu", 1, 0, 1},
-   {"rMinChildPeak", "Peak requested memory reservation value for subgroups (since last reset)", 10, "lu", 1,
-    0, 1},
-   {"bMin", "Base memory reservation", 10, "lu", 1, 0, 1},
-   {"bMax", "Base memory limit", 10, "lu", 1, 0, 1},
-   {"bShares", "Base shares", 10, "lu", 1, 0, 1},
-   {"fShares", "flattened base shares", 10, "lu", 1, 0, 1},
-   {"ovhdResv", "Reserved overhead memory", 10, "lu", 1, 0, 1},
-   {"ovhd", "Consumed overhead memory", 10, "lu", 1, 0, 1},
-   {"allocTgt", "Memory allocation target for group", 10, "lu", 1, 0, 1},
-   {"consumed", "Total memory consumed by group", 10, "lu", 1, 0, 1},
-   {"consumedPeak", "Peak value for total memory consumed by group (since last reset)", 10, "lu", 1, 0, 1},
-   {"touched", "Estimate of guest memory touched", 10, "lu", 1, 0, 1},
-   {"bActive", "Base activeness", 10, "lu", 1, 0, 1},
-   {"sharedSaved", "Estimate of memory savings from page sharing", 10, "lu", 1, 0, 1},
-   {"mps", "Memory per share (KB)", 20, "ld", 1, 0, 1},
-   {"throttlePct", "% of possible time the guest is allowed to be executed", 3, "u", 0, 0, 1},
-   {"flags", "Group flags", 16, "s", 1, 0, 1},
-   {"tag", "Group Tag", 28, "s", 1, 0, 1},
-   kEndOfColumns,
-};
-
-// One printed row: a group, or the sum of all groups with one tag. Memory in KB until it is converted.
+// One group, or what stands for all groups with one tag.
 struct GroupStatsRow {
    uint64_t gid;
    int64_t parGid;
    GroupNameRecord name;
    uint32_t flags;
-   GroupAllocRecord alloc;
    uint32_t nChild;
-   uint64_t conResv;
-   uint64_t availResv;
-   uint64_t memSize;
-   uint64_t memSizePeak;
-   uint64_t iMin;
-   uint64_t eMin;
-   uint64_t eMinPeak;
-   uint64_t rMinPeak;
-   uint64_t rMinChildPeak;
-   uint64_t bMin;
-   uint64_t bMax;
-   uint64_t bShares;
-   uint64_t fShares;
-   uint64_t ovhdResv;
-   uint64_t ovhd;
-   uint64_t allocTgt;
-   uint64_t consumed;
-   uint64_t consumedPeak;
-   uint64_t touched;
-   uint64_t bActive;
-   uint64_t sharedSaved;
-   int64_t mps;
-   uint64_t throttlePct;
+   GroupAllocRecord alloc;
+   GroupCapacityRecord capacity;
+   GroupMemoryStatsRecord stats;
    GroupTagRecord tag;
 };
 
+using Row = GroupStatsRow;
+
+// The memory per share is converted like the others, although its description says KB. Kept for
+// compatibility.
+constexpr Figure kFigures[] = {
+   {{"gid", "Group ID", 8, "lu", kTotalled, kKey, kShown, Unit::Id, Role::Label}, ROW_FIELD(gid)},
+   {{"name", "Group name", 28, "s", kTotalled, kSelectable, kShown, Unit::Text, Role::Label},
+    ROW_FIELD(name.name)},
+   {{"parGid", "Parent group ID", 8, "ld", kTotalled, kSelectable, kShown, Unit::Id, Role::Label},
+    ROW_FIELD(parGid)},
+   {{"nChild", "Number of child groups", 8, "d", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+    ROW_FIELD(nChild)},
+   {{"min", "Configured memory reservation", 10, "ld", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(alloc.min)},
+   {{"max", "Configured memory limit", 10, "ld", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(alloc.max)},
+   {{"minLimit", "Configured memory reservation limit", 10, "ld", kTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Gauge},
+    ROW_FIELD(alloc.minLimit)},
+   {{"shares", "Configured shares", 10, "ld", kTotalled, kSelectable, kShown, Unit::Shares, Role::Gauge},
+    ROW_FIELD(alloc.shares)},
+   {{"conResv", "Total memory reservation consumed by children", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Gauge},
+    ROW_FIELD(capacity.conResv)},
+   {{"availResv", "Total memory reservation available to group", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Gauge},
+    ROW_FIELD(capacity.availResv)},
+   {{"memSize", "Guest physical / Accounted UW virtual / kernel machine address space currently consumed", 10,
+     "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.memSize)},
+   {{"memSizePeak",
+     "Peak guest physical / Accounted UW virtual / kernel machine address space currently consumed (since "
+     "last reset)",
+     10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.memSizePeak)},
+   {{"iMin", "Implicit memory reservation", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(stats.iMin)},
+   {{"eMin", "Effective memory reservation", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(stats.eMin)},
+   {{"eMinPeak", "Peak value for effective memory reservation (since last reset)", 10, "lu", kTotalled,
+     kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.eMinPeak)},
+   {{"rMinPeak", "Peak value for requested memory reservation (since last reset)", 10, "lu", kTotalled,
+     kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.rMinPeak)},
+   {{"rMinChildPeak", "Peak requested memory reservation value for subgroups (since last reset)", 10, "lu",
+     kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.rMinChildPeak)},
+   {{"bMin", "Base memory reservation", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.bMin)},
+   {{"bMax", "Base memory limit", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.bMax)},
+   {{"bShares", "Base shares", 10, "lu", kTotalled, kSelectable, kShown, Unit::Shares, Role::Gauge},
+    ROW_FIELD(stats.bShares)},
+   {{"fShares", "flattened base shares", 10, "lu", kTotalled, kSelectable, kShown, Unit::Shares, Role::Gauge},
+    ROW_FIELD(stats.fShares)},
+   {{"ovhdResv", "Reserved overhead memory", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(stats.ovhdResv)},
+   {{"ovhd", "Consumed overhead memory", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.ovhd)},
+   {{"allocTgt", "Memory allocation target for group", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(stats.allocTgt)},
+   {{"consumed", "Total memory consumed by group", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(stats.consumed)},
+   {{"consumedPeak", "Peak value for total memory consumed by group (since last reset)", 10, "lu", kTotalled,
+     kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.consumedPeak)},
+   {{"touched", "Estimate of guest memory touched", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(stats.touched)},
+   {{"bActive", "Base activeness", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.bActive)},
+   {{"sharedSaved", "Estimate of memory savings from page sharing", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.sharedSaved)},
+   {{"mps", "Memory per share (KB)", 20, "ld", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(stats.mps)},
+   {{"throttlePct", "% of possible time the guest is allowed to be executed", 3, "u", kNotTotalled,
+     kSelectable, kShown, Unit::Percent, Role::Gauge},
+    ROW_FIELD(stats.throttlePct)},
+   {{"flags", "Group flags", 16, "s", kTotalled, kSelectable, kShown, Unit::FlagList, Role::Label},
+    ROW_FLAGS(flags, groupFlagNames)},
+   {{"tag", "Group Tag", 28, "s", kTotalled, kSelectable, kShown, Unit::Text, Role::Label},
+    ROW_FIELD(tag.tag)},
+};
+constinit auto table = MakeFigureTable<Row>(kFigures);
+
 constexpr size_t MAX_VTAGS = 512;
 
-struct GroupStatsContext {
-   DisplayUnit unit;
-   GroupFilters filters;
+// The groups with one tag.
+struct TagEntry {
+   GroupStatsRow row; // the tag, twice: as name and as tag
+   decltype(MakeRun(table).sums) sums;
+};
+
+struct GroupStatsRun : GroupRun {
    bool tagSummary;
-   std::vector<GroupStatsRow> tags; // at most MAX_VTAGS
+   std::vector<TagEntry> tags; // at most MAX_VTAGS
 };
 
 NevraStatus ReadCapacity(uint64_t groupID, GroupStatsRow *row)
 {
-   GroupCapacityRecord capacity;
    const NevraStatus status =
-      GroupNodeGet(groupID, NEVRA_NODE_sched_groups_stats_capacity, &capacity, sizeof capacity);
-   if (status != NEVRA_OK) {
-      if (status != NEVRA_NOT_FOUND) {
-         Warning("KelmarGroupGetCapacity() failure, error code: %u\n", status);
-      }
-      return status;
+      GroupNodeGet(groupID, NEVRA_NODE_sched_groups_stats_capacity, &row->capacity, sizeof row->capacity);
+   if (status != NEVRA_OK && status != NEVRA_NOT_FOUND) {
+      Warning("KelmarGroupGetCapacity() failure, error code: %u\n", status);
    }
-   row->conResv = capacity.conResv;
-   row->availResv = capacity.availResv;
-   return NEVRA_OK;
-}
-
-NevraStatus ReadMemoryStats(uint64_t groupID, GroupStatsRow *row)
-{
-   GroupMemoryStatsRecord stats;
-   const NevraStatus status = KelmarGroupGetMemoryStats(groupID, &stats);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   row->memSize = stats.memSize;
-   row->memSizePeak = stats.memSizePeak;
-   row->iMin = stats.iMin;
-   row->eMin = stats.eMin;
-   row->eMinPeak = stats.eMinPeak;
-   row->rMinPeak = stats.rMinPeak;
-   row->rMinChildPeak = stats.rMinChildPeak;
-   row->bMin = stats.bMin;
-   row->bMax = stats.bMax;
-   row->bShares = stats.bShares;
-   row->fShares = stats.fShares;
-   row->ovhdResv = stats.ovhdResv;
-   row->ovhd = stats.ovhd;
-   row->allocTgt = stats.allocTgt;
-   row->consumed = stats.consumed;
-   row->consumedPeak = stats.consumedPeak;
-   row->touched = stats.touched;
-   row->bActive = stats.bActive;
-   row->sharedSaved = stats.sharedSaved;
-   row->mps = stats.mps;
-   row->throttlePct = stats.throttlePct;
-   return NEVRA_OK;
+   return status;
 }
 
 // Reads all that a row shows besides its flags; the first failure ends it.
@@ -170,124 +162,56 @@ NevraStatus ReadGroup(uint64_t groupID, GroupStatsRow *row)
    if (status != NEVRA_OK) {
       return status;
    }
-   return ReadMemoryStats(groupID, row);
+   return KelmarGroupGetMemoryStats(groupID, &row->stats);
 }
 
 // The entry of a tag, added when the tag is new; null when there are too many.
-GroupStatsRow *FindTagEntry(GroupStatsContext *context, const GroupTagRecord &tag)
+TagEntry *FindTagEntry(GroupStatsRun *run, const GroupTagRecord &tag)
 {
-   for (GroupStatsRow &entry : context->tags) {
-      if (std::strcmp(entry.tag.tag, tag.tag) == 0) {
+   for (TagEntry &entry : run->tags) {
+      if (std::strcmp(entry.row.tag.tag, tag.tag) == 0) {
          return &entry;
       }
    }
-   if (context->tags.size() == MAX_VTAGS) {
+   if (run->tags.size() == MAX_VTAGS) {
       return nullptr;
    }
-   GroupStatsRow &entry = context->tags.emplace_back();
-   Str_Strcpy(entry.name.name, tag.tag, sizeof entry.name.name);
-   Str_Strcpy(entry.tag.tag, tag.tag, sizeof entry.tag.tag);
-   entry.gid = 1;
+   TagEntry &entry = run->tags.emplace_back();
+   Str_Strcpy(entry.row.name.name, tag.tag, sizeof entry.row.name.name);
+   Str_Strcpy(entry.row.tag.tag, tag.tag, sizeof entry.row.tag.tag);
+   entry.row.gid = 1;
    return &entry;
 }
 
-NevraStatus AddToTagSummary(GroupStatsContext *context, const GroupStatsRow &row)
+NevraStatus AddToTagSummary(GroupStatsRun *run, const GroupStatsRow &row)
 {
-   GroupStatsRow *entry = FindTagEntry(context, row.tag);
+   TagEntry *entry = FindTagEntry(run, row.tag);
    if (entry == nullptr) {
       Warning("Maximum number of VTag exceeded\n");
       return NEVRA_OUT_OF_MEMORY;
    }
-   entry->nChild += row.nChild;
-   entry->alloc.min =
-      static_cast<int64_t>(static_cast<uint64_t>(entry->alloc.min) + static_cast<uint64_t>(row.alloc.min));
-   entry->alloc.max = static_cast<int64_t>(NotAvailable);
-   entry->alloc.minLimit = static_cast<int64_t>(NotAvailable);
-   entry->conResv += row.conResv;
-   entry->availResv += row.availResv;
-   entry->memSize += row.memSize;
-   entry->memSizePeak += row.memSizePeak;
-   entry->iMin += row.iMin;
-   entry->eMin += row.eMin;
-   entry->eMinPeak += row.eMinPeak;
-   entry->rMinPeak += row.rMinPeak;
-   entry->rMinChildPeak += row.rMinChildPeak;
-   entry->bMin += row.bMin;
-   entry->bMax = row.bMax; // meant: the last group's, not a sum
-   entry->ovhdResv += row.ovhdResv;
-   entry->ovhd += row.ovhd;
-   entry->allocTgt += row.allocTgt;
-   entry->consumed += 2 * row.consumed; // meant: a tag counts its groups' memory twice
-   entry->consumedPeak += row.consumedPeak;
-   entry->touched += row.touched;
-   entry->bActive += row.bActive;
-   entry->sharedSaved += row.sharedSaved;
-   entry->mps = static_cast<int64_t>(NotAvailable);
+   AddToSums(table, row, &entry->sums);
+   uint64_t *sums = entry->sums.values;
+   for (const size_t limit :
+        {ColumnIndex(kFigures, "max"), ColumnIndex(kFigures, "minLimit"), ColumnIndex(kFigures, "mps")}) {
+      sums[limit] = NotAvailable;
+   }
+   // Kept for compatibility: the base limit is the last group's, not a sum, and a tag counts what its groups
+   // consume twice.
+   sums[ColumnIndex(kFigures, "bMax")] = row.stats.bMax;
+   sums[ColumnIndex(kFigures, "consumed")] += row.stats.consumed;
    return NEVRA_OK;
 }
 
-void ConvertGroupRow(GroupStatsRow *row, DisplayUnit unit)
+NevraStatus GroupStatsVisit(uint64_t groupID, uint32_t childCount, uint8_t, void *context)
 {
-   row->alloc.min = ConvertKB(int64_t{row->alloc.min}, unit);
-   row->alloc.max = ConvertKB(OrNotAvailable(row->alloc.max), unit);
-   row->alloc.minLimit = ConvertKB(OrNotAvailable(row->alloc.minLimit), unit);
-   row->mps = ConvertKB(row->mps, unit); // meant: converted, although its description says KB
-   for (uint64_t *kb : {&row->conResv, &row->availResv, &row->memSize, &row->memSizePeak, &row->iMin,
-                        &row->eMin, &row->eMinPeak, &row->rMinPeak, &row->rMinChildPeak, &row->bMin,
-                        &row->bMax, &row->ovhdResv, &row->ovhd, &row->allocTgt, &row->consumed,
-                        &row->consumedPeak, &row->touched, &row->bActive, &row->sharedSaved}) {
-      *kb = ConvertKB(*kb, unit);
-   }
-}
-
-void PrintGroupRow(const GroupStatsRow &row, bool csvMode)
-{
-   const std::string flags = FormatFlagList(row.flags, groupFlagNames);
-   PrintReportRow(columns, csvMode, false,
-                  {row.gid,
-                   row.name.name,
-                   row.parGid,
-                   row.nChild,
-                   int64_t{row.alloc.min},
-                   int64_t{row.alloc.max},
-                   int64_t{row.alloc.minLimit},
-                   int64_t{row.alloc.shares},
-                   row.conResv,
-                   row.availResv,
-                   row.memSize,
-                   row.memSizePeak,
-                   row.iMin,
-                   row.eMin,
-                   row.eMinPeak,
-                   row.rMinPeak,
-                   row.rMinChildPeak,
-                   row.bMin,
-                   row.bMax,
-                   row.bShares,
-                   row.fShares,
-                   row.ovhdResv,
-                   row.ovhd,
-                   row.allocTgt,
-                   row.consumed,
-                   row.consumedPeak,
-                   row.touched,
-                   row.bActive,
-                   row.sharedSaved,
-                   row.mps,
-                   static_cast<uint32_t>(row.throttlePct),
-                   flags.c_str(),
-                   row.tag.tag});
-}
-
-NevraStatus GroupStatsVisit(uint64_t groupID, uint32_t childCount, uint8_t csvMode, void *opaque)
-{
-   GroupStatsContext *context = static_cast<GroupStatsContext *>(opaque);
+   GroupStatsRun *run = static_cast<GroupStatsRun *>(static_cast<GroupRun *>(context));
    GroupStatsRow row;
    NevraStatus status = Kelmar_GroupGetFlags(groupID, &row.flags);
    if (status != NEVRA_OK) {
       return status;
    }
-   if (!PassesFlagFilter(row.flags, context->filters.inclusionMask, context->filters.exclusionMask)) {
+   if (!PassesFlagFilter(row.flags, run->filters.inclusionMask, run->filters.exclusionMask)) {
       return NEVRA_OK;
    }
    row.gid = groupID;
@@ -296,24 +220,24 @@ NevraStatus GroupStatsVisit(uint64_t groupID, uint32_t childCount, uint8_t csvMo
    if (status != NEVRA_OK) {
       return status;
    }
-   if (context->tagSummary) {
-      status = AddToTagSummary(context, row);
+   if (run->tagSummary) {
+      status = AddToTagSummary(run, row);
       if (status != NEVRA_OK) {
          return status;
       }
    }
-   ConvertGroupRow(&row, context->unit);
-   PrintGroupRow(row, csvMode);
+   row.alloc.max = OrNotAvailable(row.alloc.max);
+   row.alloc.minLimit = OrNotAvailable(row.alloc.minLimit);
+   PutFigures(*run->output, table, row, run->unit);
    return NEVRA_OK;
 }
 
-void PrintTagSummary(void *opaque, bool csvMode)
+void PutTagSummary(GroupRun *groupRun)
 {
-   GroupStatsContext *context = static_cast<GroupStatsContext *>(opaque);
-   std::puts("Virtual tags report");
-   for (GroupStatsRow &entry : context->tags) {
-      ConvertGroupRow(&entry, context->unit);
-      PrintGroupRow(entry, csvMode);
+   const GroupStatsRun *run = static_cast<GroupStatsRun *>(groupRun);
+   run->output->Section("Virtual tags report");
+   for (const TagEntry &entry : run->tags) {
+      PutSums(*run->output, RowKind::Tag, table, entry.row, entry.sums, run->unit);
    }
 }
 
@@ -326,35 +250,55 @@ constexpr GroupReport kReport = {.shortOptions = "e:g:i:l:s:u:vqt",
                                  .longOptions = kLongOptions,
                                  .title = "GROUP STATS",
                                  .ruleLength = 37,
-                                 .columns = columns,
+                                 .columns = table.columns,
                                  .visit = GroupStatsVisit};
+
+constexpr char kUsage[] = USAGE_REPORT_OPTIONS USAGE_GID USAGE_LEVEL USAGE_UNIT USAGE_FILTERS
+   "      -t, --tags                Display a tag summary\n" USAGE_UNIT_NOTE
+   "      Note 2: A filter mask must be a string comprising of a ':' separated list of group flags.\n"
+   "      Note 3: Supported group flags:\n"
+   "                 pre            Predefined group\n"
+   "                 lf             Leaf group\n"
+   "                 vm             VM\n"
+   "                 uw             User world\n"
+   "                 sys            System world\n"
+   "                 tw             Test world\n"
+   "                 pr             Protected group\n"
+   "                 sd             Self-destruct group\n"
+   "                 np             Non-presistent group\n"
+   "                 ke             Kernel memory group\n"
+   "                 ug             User created group\n"
+   "                 co             Container group\n"
+   "                 sc             Sub-container group\n"
+   "                 vmm            VMM Sub-container group\n"
+   "                 usr            UW Sub-container group\n";
 
 } // namespace
 
 constinit const ReportDescription groupStatsDescription =
-   DescribeGroupReport(kReport, groupFlagNames, false); // no Total row
+   DescribeGroupReport(kReport, kUsage, groupFlagNames, false); // no Total row
 
-NevraStatus GroupStatsReport(int argc, char **argv)
+NevraStatus GroupStatsReport(const ReportArguments &arguments)
 {
    ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, kReport.shortOptions, kReport.longOptions, &options);
+   NevraStatus status = ParseReportOptions(arguments, kReport.shortOptions, kReport.longOptions, &options);
    if (status != NEVRA_OK) {
       return status;
    }
-   GroupStatsContext context = {};
-   context.tagSummary = options.tags;
-   status = ParseDisplayUnit(options.unitText, false, &context.unit);
+   GroupStatsRun run = {};
+   run.tagSummary = options.tags;
+   status = ParseDisplayUnit(options.unitText, false, &run.unit);
    if (status != NEVRA_OK) {
       return status;
    }
-   status = ParseGroupFilters(options, groupFlagNames, &context.filters);
+   status = ParseGroupFilters(options, groupFlagNames, &run.filters);
    if (status != NEVRA_OK) {
       return status;
    }
-   ApplyColumnSelection(columns, options.selection);
+   ApplyColumnSelection(table.columns, options.selection);
    GroupReport report = kReport;
    if (options.tags) {
-      report.printSummary = PrintTagSummary;
+      report.putSummary = PutTagSummary;
    }
-   return PrintGroupReport(report, options, context.unit, &context.filters, &context);
+   return PutGroupReport(report, arguments, options, &run);
 }

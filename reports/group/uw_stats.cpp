@@ -1,195 +1,134 @@
-#include "reports/group/uw_stats.h"
-
-#include <string>
-
 #include "nevra/records.h"
-#include "report/column_table.h"
-#include "report/display_unit.h"
+#include "report/figure_table.h"
 #include "report/flag_filter.h"
-#include "report/grid.h"
-#include "report/group_identity.h"
 #include "report/group_queries.h"
 #include "report/group_report.h"
-#include "report/row_figures.h"
+#include "reports/report_list.h"
 
 namespace {
 
-ReportColumn columns[] = {
-   {"type", "Type of user-world (uw: stand-alone, vm: VM-based)", 20, "s", 0, 0, 1},
-   {"name", "User world name", 20, "s", 0, 0, 1},
-   kSchedGrpColumn,
-   kParSchedGroupColumn,
-   kWorldGrpColumn,
-   {"min", "Configured memory reservation", 10, "ld", 1, 0, 1},
-   {"max", "Configured memory limit", 10, "ld", 0, 0, 1},
-   {"minLimit", "Configured memory reservation limit", 10, "ld", 0, 0, 1},
-   {"shares", "Configured memory shares", 10, "ld", 0, 0, 1},
-   {"totalResv", "Total memory reservation", 10, "lu", 1, 0, 1},
-   {"pinnedResv", "Memory reserved for pinning purposes", 10, "lu", 1, 0, 1},
-   {"memSizeLimit", "Limit on virtual address-space size", 10, "ld", 0, 0, 1},
-   {"memSize", "Current virtual address-space size", 10, "lu", 1, 0, 1},
-   {"memBStore", "Memory backing store consumed", 10, "lu", 1, 0, 1},
-   {"swapBStore", "Swap backing store consumed", 10, "lu", 1, 0, 1},
-   {"mapped", "Virtual address-space size backed by physical memory (private + shared + pinned)", 10, "lu", 1,
-    0, 1},
-   {"touched", "Virtual memory touched used by VM", 10, "lu", 1, 0, 1},
-   {"swappable", "Non-shared mapped memory that can be reclaimed", 10, "lu", 1, 0, 1},
-   {"cow", "COW memory", 10, "lu", 1, 0, 1},
-   {"pageable", "Accounted pageable memory", 10, "lu", 1, 0, 1},
-   {"pageableUnacct", "Unaccounted pageable memory", 10, "lu", 1, 0, 1},
-   {"pinned", "Non-swappable mapped memory", 10, "lu", 1, 0, 1},
-   {"prealloced", "Preallocated memory", 10, "lu", 1, 0, 1},
-   {"shm", "SHM memory", 10, "lu", 1, 0, 1},
-   {"allocTgt", "Physical memory allocation target", 10, "lu", 1, 0, 1},
-   {"consumed", "Physical memory consumed", 10, "lu", 1, 0, 1},
-   {"swapTgt", "Swap target", 10, "lu", 1, 0, 1},
-   {"swapped", "Memory swapped to secondary storage", 10, "lu", 1, 0, 1},
-   {"useReliableMem", "Uses Reliable memory", 1, "s", 0, 0, 1},
-   {"swapScope", "Swap scope", 1, "lu", 0, 0, 1},
-   kEndOfColumns,
-};
-
-// One user world, or the sum of all. Memory in KB until it is converted; the signed figures on their bits.
+// One user world.
 struct UwStatsRow {
    GroupIdentity group;
    uint32_t typeBits;
-   uint64_t min;
-   uint64_t max;
-   uint64_t minLimit;
-   uint64_t shares;
-   uint64_t totalResv;
-   uint64_t pinnedResv;
-   uint64_t memSizeLimit;
-   uint64_t memSize;
-   uint64_t memBStore;
-   uint64_t swapBStore;
-   uint64_t mapped;
-   uint64_t touched;
-   uint64_t swappable;
-   uint64_t cow;
-   uint64_t pageable;
-   uint64_t pageableUnacct;
-   uint64_t shm;
-   uint64_t pinned;
-   uint64_t prealloced;
-   uint64_t allocTgt;
+   UwStatsRecord uw;
    uint64_t consumed;
-   uint64_t swapTgt;
-   uint64_t swapped;
-   bool useReliableMem;
-   uint64_t swapScope;
 };
 
 using Row = UwStatsRow;
 
-// Summed and converted.
-constexpr uint64_t Row::*kMemory[] = {
-   &Row::min,        &Row::totalResv,      &Row::pinnedResv, &Row::memSize,   &Row::memBStore,
-   &Row::swapBStore, &Row::mapped,         &Row::touched,    &Row::swappable, &Row::cow,
-   &Row::pageable,   &Row::pageableUnacct, &Row::shm,        &Row::pinned,    &Row::prealloced,
-   &Row::allocTgt,   &Row::consumed,       &Row::swapTgt,    &Row::swapped};
-// Converted only.
-constexpr uint64_t Row::*kLimits[] = {&Row::max, &Row::minLimit, &Row::memSizeLimit};
-
-struct UwStatsContext {
-   DisplayUnit unit;
-   GroupFilters filters;
-   UwStatsRow totals;
+// A VM-based user world has both bits, and so its type is "(all)". Neither the type nor the name is totalled,
+// so that the Total row has no label. Both are kept for compatibility: scripts read them so.
+constexpr Figure kFigures[] = {
+   {{"type", "Type of user-world (uw: stand-alone, vm: VM-based)", 20, "s", kNotTotalled, kSelectable, kShown,
+     Unit::FlagList, Role::Label},
+    ROW_FLAGS(typeBits, uwTypeNames)},
+   {{"name", "User world name", 20, "s", kNotTotalled, kSelectable, kShown, Unit::Text, Role::Label},
+    ROW_FIELD(group.name.name)},
+   {kSchedGrpColumn, ROW_FIELD(group.schedGrp)},
+   {kParSchedGroupColumn, ROW_FIELD(group.parSchedGroup)},
+   {kWorldGrpColumn, ROW_FIELD(group.worldGrp)},
+   {{"min", "Configured memory reservation", 10, "ld", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.min)},
+   {{"max", "Configured memory limit", 10, "ld", kNotTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.max)},
+   {{"minLimit", "Configured memory reservation limit", 10, "ld", kNotTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Gauge},
+    ROW_FIELD(uw.minLimit)},
+   {{"shares", "Configured memory shares", 10, "ld", kNotTotalled, kSelectable, kShown, Unit::Shares,
+     Role::Gauge},
+    ROW_FIELD(uw.shares)},
+   {{"totalResv", "Total memory reservation", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.totalResv)},
+   {{"pinnedResv", "Memory reserved for pinning purposes", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Gauge},
+    ROW_FIELD(uw.pinnedResv)},
+   {{"memSizeLimit", "Limit on virtual address-space size", 10, "ld", kNotTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Gauge},
+    ROW_FIELD(uw.memSizeLimit)},
+   {{"memSize", "Current virtual address-space size", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.memSize)},
+   {{"memBStore", "Memory backing store consumed", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.memBStore)},
+   {{"swapBStore", "Swap backing store consumed", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.swapBStore)},
+   {{"mapped", "Virtual address-space size backed by physical memory (private + shared + pinned)", 10, "lu",
+     kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(uw.mapped)},
+   {{"touched", "Virtual memory touched used by VM", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.touched)},
+   {{"swappable", "Non-shared mapped memory that can be reclaimed", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Gauge},
+    ROW_FIELD(uw.swappable)},
+   {{"cow", "COW memory", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(uw.cow)},
+   {{"pageable", "Accounted pageable memory", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.pageable)},
+   {{"pageableUnacct", "Unaccounted pageable memory", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.pageableUnacct)},
+   {{"pinned", "Non-swappable mapped memory", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.pinned)},
+   {{"prealloced", "Preallocated memory", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.prealloced)},
+   {{"shm", "SHM memory", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(uw.shm)},
+   {{"allocTgt", "Physical memory allocation target", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.allocTgt)},
+   {{"consumed", "Physical memory consumed", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(consumed)},
+   {{"swapTgt", "Swap target", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_FIELD(uw.swapTgt)},
+   {{"swapped", "Memory swapped to secondary storage", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(uw.swapped)},
+   {{"useReliableMem", "Uses Reliable memory", 1, "s", kNotTotalled, kSelectable, kShown, Unit::YesNo,
+     Role::Gauge},
+    ROW_FIELD(uw.useReliableMem)},
+   {{"swapScope", "Swap scope", 1, "lu", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
+    ROW_FIELD(uw.swapScope)},
 };
+constinit auto table = MakeFigureTable<Row>(kFigures);
 
-void FillUwRow(UwStatsRow *row, const UwStatsRecord &uw)
+// From the threshold itself on, where the other reports take it for a number. Kept for compatibility.
+int64_t UwOrNotAvailable(int64_t kb)
 {
-   row->min = uw.min;
-   row->max = uw.max;
-   row->minLimit = uw.minLimit;
-   row->shares = int64_t{uw.shares};
-   row->totalResv = uw.totalResv;
-   row->pinnedResv = uw.pinnedResv;
-   row->memSizeLimit = int64_t{uw.memSizeLimit};
-   row->memSize = uw.memSize;
-   row->memBStore = uw.memBStore;
-   row->swapBStore = uw.swapBStore;
-   row->mapped = uw.mapped;
-   row->touched = uw.touched;
-   row->swappable = uw.swappable;
-   row->cow = uw.cow;
-   row->pageable = uw.pageable;
-   row->pageableUnacct = uw.pageableUnacct;
-   row->shm = uw.shm;
-   row->pinned = uw.pinned;
-   row->prealloced = uw.prealloced;
-   row->allocTgt = uw.allocTgt;
+   return static_cast<uint64_t>(kb) >= NA_THRESHOLD ? static_cast<int64_t>(NotAvailable) : kb;
+}
+
+NevraStatus ReadUwRow(UwStatsRow *row)
+{
+   UwStatsRecord &uw = row->uw;
+   const NevraStatus status = MemClientStatsGet(row->group.worldGrp, NEVRA_NODE_sched_memClients_kelmar_uw,
+                                                "KelmarUWGetUWStats", &uw, sizeof uw);
+   uw.max = UwOrNotAvailable(uw.max);
+   uw.minLimit = UwOrNotAvailable(uw.minLimit);
    row->consumed = uw.mapped + uw.vpmemUC - (uw.vpmemRW + uw.sharedSaved);
-   row->swapTgt = uw.swapTgt;
-   row->swapped = uw.swapped;
-   row->useReliableMem = uw.useReliableMem != 0;
-   row->swapScope = uw.swapScope;
+   return status;
 }
 
-// Meant: from the threshold itself on, where the other reports take it for a number.
-uint64_t UwOrNotAvailable(uint64_t kb)
+NevraStatus UwStatsVisit(uint64_t groupID, uint32_t, uint8_t, void *context)
 {
-   return kb >= NA_THRESHOLD ? NotAvailable : kb;
-}
-
-void ConvertUwRow(UwStatsRow *row, DisplayUnit unit)
-{
-   row->max = UwOrNotAvailable(row->max);
-   row->minLimit = UwOrNotAvailable(row->minLimit);
-   ConvertFigures(row, unit, kMemory);
-   ConvertFigures(row, unit, kLimits);
-}
-
-void PrintUwRow(UwStatsRow *row, DisplayUnit unit, bool isTotalRow, bool csvMode)
-{
-   ConvertUwRow(row, unit);
-   const GroupIdentity &group = row->group;
-   // A VM-based user world has both bits, and so its type is "(all)". Neither the type nor the name is
-   // totalled, so that the Total row has no label. Both are meant.
-   const std::string type = FormatFlagList(row->typeBits, uwTypeNames);
-   PrintReportRow(columns, csvMode, isTotalRow,
-                  {type.c_str(),
-                   group.name.name,
-                   group.schedGrp,
-                   group.parSchedGroup,
-                   group.worldGrp,
-                   row->min,
-                   row->max,
-                   row->minLimit,
-                   row->shares,
-                   row->totalResv,
-                   row->pinnedResv,
-                   row->memSizeLimit,
-                   row->memSize,
-                   row->memBStore,
-                   row->swapBStore,
-                   row->mapped,
-                   row->touched,
-                   row->swappable,
-                   row->cow,
-                   row->pageable,
-                   row->pageableUnacct,
-                   row->pinned,
-                   row->prealloced,
-                   row->shm,
-                   row->allocTgt,
-                   row->consumed,
-                   row->swapTgt,
-                   row->swapped,
-                   row->useReliableMem ? "y" : "n",
-                   row->swapScope});
-}
-
-NevraStatus UwStatsVisit(uint64_t groupID, uint32_t, uint8_t csvMode, void *opaque)
-{
-   UwStatsContext *context = static_cast<UwStatsContext *>(opaque);
+   auto *run = static_cast<decltype(MakeRun(table)) *>(static_cast<GroupRun *>(context));
    uint32_t flags = 0;
    NevraStatus status = Kelmar_GroupGetFlags(groupID, &flags);
    if (status != NEVRA_OK) {
       return status;
    }
    if ((flags & GROUP_USER_WORLD) == 0 ||
-       !PassesFlagFilter(flags, context->filters.inclusionMask, context->filters.exclusionMask)) {
+       !PassesFlagFilter(flags, run->filters.inclusionMask, run->filters.exclusionMask)) {
       return NEVRA_OK;
    }
    UwStatsRow row = {};
@@ -198,16 +137,20 @@ NevraStatus UwStatsVisit(uint64_t groupID, uint32_t, uint8_t csvMode, void *opaq
    if (status != NEVRA_OK) {
       return status;
    }
-   UwStatsRecord uw;
-   status = MemClientStatsGet(row.group.worldGrp, NEVRA_NODE_sched_memClients_kelmar_uw, "KelmarUWGetUWStats",
-                              &uw, sizeof uw);
+   status = ReadUwRow(&row);
    if (status != NEVRA_OK) {
       return status;
    }
-   FillUwRow(&row, uw);
-   AddFigures(&context->totals, row, kMemory);
-   PrintUwRow(&row, context->unit, false, csvMode);
+   AddToSums(table, row, &run->sums);
+   PutFigures(*run->output, table, row, run->unit);
    return NEVRA_OK;
+}
+
+void PutUwTotals(GroupRun *groupRun)
+{
+   const auto *run = static_cast<decltype(MakeRun(table)) *>(groupRun);
+   run->output->Section();
+   PutSums(*run->output, RowKind::Total, table, {}, run->sums, run->unit);
 }
 
 constexpr option kLongOptions[] = {kGidOption,       kLevelOption,     kUnitOption,
@@ -218,31 +161,36 @@ constexpr GroupReport kReport = {.shortOptions = "e:g:i:l:s:u:vq",
                                  .longOptions = kLongOptions,
                                  .title = "USER-WORLD STATS",
                                  .ruleLength = 42,
-                                 .columns = columns,
+                                 .columns = table.columns,
                                  .visit = UwStatsVisit,
-                                 .printSummary = PrintTotals<UwStatsContext, PrintUwRow>};
+                                 .putSummary = PutUwTotals};
+
+constexpr char kUsage[] = USAGE_REPORT_OPTIONS USAGE_GID USAGE_LEVEL USAGE_UNIT USAGE_FILTERS USAGE_UNIT_NOTE
+   "      Note 2: A filter mask must be a string comprising of a ':' separated list of UW types.\n"
+   "      Note 3: Supported UW types:\n"
+   "                 uw             Stand-alone UW\n"
+   "                 vm             VM-based UW\n";
 
 } // namespace
 
-constinit const ReportDescription uwStatsDescription = DescribeGroupReport(kReport, uwTypeNames);
+constinit const ReportDescription uwStatsDescription = DescribeGroupReport(kReport, kUsage, uwTypeNames);
 
-NevraStatus UwStatsReport(int argc, char **argv)
+NevraStatus UwStatsReport(const ReportArguments &arguments)
 {
    ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, kReport.shortOptions, kReport.longOptions, &options);
+   NevraStatus status = ParseReportOptions(arguments, kReport.shortOptions, kReport.longOptions, &options);
    if (status != NEVRA_OK) {
       return status;
    }
-   UwStatsContext context = {};
-   context.totals.group = kTotalIdentity;
-   status = ParseDisplayUnit(options.unitText, false, &context.unit);
+   auto run = MakeRun(table);
+   status = ParseDisplayUnit(options.unitText, false, &run.unit);
    if (status != NEVRA_OK) {
       return status;
    }
-   ApplyColumnSelection(columns, options.selection);
-   status = ParseGroupFilters(options, uwTypeNames, &context.filters);
+   ApplyColumnSelection(table.columns, options.selection);
+   status = ParseGroupFilters(options, uwTypeNames, &run.filters);
    if (status != NEVRA_OK) {
       return status;
    }
-   return PrintGroupReport(kReport, options, context.unit, &context.filters, &context);
+   return PutGroupReport(kReport, arguments, options, &run);
 }

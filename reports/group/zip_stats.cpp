@@ -1,131 +1,87 @@
-#include "reports/group/zip_stats.h"
-
 #include "nevra/records.h"
-#include "report/column_table.h"
-#include "report/display_unit.h"
-#include "report/grid.h"
-#include "report/group_identity.h"
+#include "report/figure_table.h"
 #include "report/group_queries.h"
 #include "report/group_report.h"
-#include "report/row_figures.h"
+#include "reports/report_list.h"
 
 namespace {
 
-ReportColumn columns[] = {
-   kVmNameColumn,
-   kSchedGrpColumn,
-   kParSchedGroupColumn,
-   kWorldGrpColumn,
-   {"totalCache", "Total compression cache configured", 10, "lu", 1, 0, 1},
-   {"maxCache", "Maximum compression cache", 10, "lu", 1, 0, 1},
-   {"usedCache", "Total compression cache used", 10, "lu", 1, 0, 1},
-   {"zipped", "Total memory compressed", 10, "lu", 1, 0, 1},
-   {"unZipped", "Total memory decompressed", 10, "lu", 1, 0, 1},
-   {"zipRejected", "Total memory rejected", 10, "lu", 1, 0, 1},
-   {"nrFreeHalf", "Total free half pages", 10, "lu", 1, 0, 1},
-   {"nrFreeQuarter", "Total free quarter pages", 10, "lu", 1, 0, 1},
-   {"avgZipTime", "Average compression time in usec", 10, "lu", 1, 0, 1},
-   {"avgUnzipTime", "Average decompression time in usec", 10, "lu", 1, 0, 1},
-   kEndOfColumns,
-};
-
-// One VM, or the sum of all. Memory in KB until it is converted, times in microseconds.
+// One VM.
 struct ZipStatsRow {
    GroupIdentity vm;
-   uint64_t totalCache;
-   uint64_t maxCache;
-   uint64_t usedCache;
-   uint64_t zipped;
-   uint64_t unZipped;
-   uint64_t zipRejected;
-   uint64_t nrFreeHalf;
-   uint64_t nrFreeQuarter;
-   uint64_t avgZipTime;
-   uint64_t avgUnzipTime;
+   MemzipInfoRecord zip;
 };
 
 using Row = ZipStatsRow;
 
-// Summed and converted.
-constexpr uint64_t Row::*kMemory[] = {&Row::totalCache, &Row::maxCache, &Row::usedCache,
-                                      &Row::zipped,     &Row::unZipped, &Row::zipRejected};
-// Summed only.
-constexpr uint64_t Row::*kCounts[] = {&Row::nrFreeHalf, &Row::nrFreeQuarter};
-constexpr uint64_t Row::*kTimes[] = {&Row::avgZipTime, &Row::avgUnzipTime};
-
-struct ZipStatsContext {
-   DisplayUnit unit;
-   ZipStatsRow totals;
-   uint32_t vmCount;
+constexpr Figure kFigures[] = {
+   {kVmNameColumn, ROW_FIELD(vm.name.name)},
+   {kSchedGrpColumn, ROW_FIELD(vm.schedGrp)},
+   {kParSchedGroupColumn, ROW_FIELD(vm.parSchedGroup)},
+   {kWorldGrpColumn, ROW_FIELD(vm.worldGrp)},
+   {{"totalCache", "Total compression cache configured", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Memory, Role::Gauge},
+    ROW_FIELD(zip.totalCache)},
+   {{"maxCache", "Maximum compression cache", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(zip.maxCache)},
+   {{"usedCache", "Total compression cache used", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(zip.usedCache)},
+   {{"zipped", "Total memory compressed", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_FIELD(zip.zipped)},
+   {{"unZipped", "Total memory decompressed", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Counter},
+    ROW_FIELD(zip.unZipped)},
+   {{"zipRejected", "Total memory rejected", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Counter},
+    ROW_FIELD(zip.zipRejected)},
+   {{"nrFreeHalf", "Total free half pages", 10, "lu", kTotalled, kSelectable, kShown, Unit::Count,
+     Role::Gauge},
+    ROW_FIELD(zip.nrFreeHalf)},
+   {{"nrFreeQuarter", "Total free quarter pages", 10, "lu", kTotalled, kSelectable, kShown, Unit::Count,
+     Role::Gauge},
+    ROW_FIELD(zip.nrFreeQuarter)},
+   {{"avgZipTime", "Average compression time in usec", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Microseconds, Role::Gauge},
+    ROW_FIELD(zip.avgZipTime)},
+   {{"avgUnzipTime", "Average decompression time in usec", 10, "lu", kTotalled, kSelectable, kShown,
+     Unit::Microseconds, Role::Gauge},
+    ROW_FIELD(zip.avgUnzipTime)},
 };
+constinit auto table = MakeFigureTable<Row>(kFigures);
 
-ZipStatsRow MakeZipRow(const GroupIdentity &vm, const MemzipInfoRecord &info)
+NevraStatus ReadZipRow(ZipStatsRow *row)
 {
-   return {.vm = vm,
-           .totalCache = info.totalCache,
-           .maxCache = info.maxCache,
-           .usedCache = info.usedCache,
-           .zipped = info.zipped,
-           .unZipped = info.unZipped,
-           .zipRejected = info.zipRejected,
-           .nrFreeHalf = info.nrFreeHalf,
-           .nrFreeQuarter = info.nrFreeQuarter,
-           .avgZipTime = info.avgZipTime,
-           .avgUnzipTime = info.avgUnzipTime};
+   return MemClientStatsGet(row->vm.worldGrp, NEVRA_NODE_sched_memClients_memzipInfo, "KelmarZipGetZipStats",
+                            &row->zip, sizeof row->zip);
 }
 
-void PrintZipRow(ZipStatsRow *row, DisplayUnit unit, bool isTotalRow, bool csvMode)
+// The times of the Total row are the plain mean of the VMs' averages, not weighted by what each compressed,
+// and truncated.
+void PutZipTotals(GroupRun *groupRun)
 {
-   ConvertFigures(row, unit, kMemory);
-   const GroupIdentity &vm = row->vm;
-   PrintReportRow(columns, csvMode, isTotalRow,
-                  {vm.name.name, vm.schedGrp, vm.parSchedGroup, vm.worldGrp, row->totalCache, row->maxCache,
-                   row->usedCache, row->zipped, row->unZipped, row->zipRejected, row->nrFreeHalf,
-                   row->nrFreeQuarter, row->avgZipTime, row->avgUnzipTime});
-}
-
-NevraStatus ZipStatsVisit(const GroupIdentity &vm, bool csvMode, ZipStatsContext *context)
-{
-   MemzipInfoRecord info;
-   const NevraStatus status = MemClientStatsGet(vm.worldGrp, NEVRA_NODE_sched_memClients_memzipInfo,
-                                                "KelmarZipGetZipStats", &info, sizeof info);
-   if (status != NEVRA_OK) {
-      return status;
+   auto *run = static_cast<decltype(MakeRun(table)) *>(groupRun);
+   if (static_cast<int32_t>(run->sums.rows) > 0) {
+      run->sums.values[ColumnIndex(kFigures, "avgZipTime")] /= run->sums.rows;
+      run->sums.values[ColumnIndex(kFigures, "avgUnzipTime")] /= run->sums.rows;
    }
-   ZipStatsRow row = MakeZipRow(vm, info);
-   AddFigures(&context->totals, row, kMemory);
-   AddFigures(&context->totals, row, kCounts);
-   AddFigures(&context->totals, row, kTimes);
-   context->vmCount++;
-   PrintZipRow(&row, context->unit, false, csvMode);
-   return NEVRA_OK;
-}
-
-void PrintZipTotals(void *opaque, bool csvMode)
-{
-   ZipStatsContext *context = static_cast<ZipStatsContext *>(opaque);
-   ZipStatsRow *totals = &context->totals;
-   if (static_cast<int32_t>(context->vmCount) > 0) {
-      // The plain mean of the VMs' averages, not weighted by what each compressed, and truncated.
-      totals->avgZipTime /= context->vmCount;
-      totals->avgUnzipTime /= context->vmCount;
-   }
-   PrintZipRow(totals, context->unit, true, csvMode);
+   PutVmTotals<&table, Row>(run);
 }
 
 constexpr GroupReport kReport = {.title = "VIRTUAL MACHINE COMPRESSION STATS",
                                  .ruleLength = 61,
-                                 .columns = columns,
-                                 .visit = VisitVm<ZipStatsContext, ZipStatsVisit>,
-                                 .printSummary = PrintZipTotals};
+                                 .columns = table.columns,
+                                 .visit = VisitVm<&table, Row, ReadZipRow>,
+                                 .putSummary = PutZipTotals};
 
 } // namespace
 
-constinit const ReportDescription zipStatsDescription = DescribeGroupReport(kReport);
+constinit const ReportDescription zipStatsDescription = DescribeGroupReport(kReport, kVmReportUsage);
 
-NevraStatus ZipStatsReport(int argc, char **argv)
+NevraStatus ZipStatsReport(const ReportArguments &arguments)
 {
-   ZipStatsContext context = {};
-   context.totals.vm = kTotalIdentity;
-   return RunGroupReport(kReport, argc, argv, &context.unit, &context);
+   auto run = MakeRun(table);
+   return RunGroupReport(kReport, arguments, &run);
 }

@@ -1,66 +1,66 @@
-#include "reports/host/buddy_stats.h"
-
-#include <cstdio>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 
 #include "nevra/records.h"
-#include "report/banner.h"
 #include "report/column_table.h"
-#include "report/grid.h"
-#include "report/report_options.h"
+#include "report/host_report.h"
+#include "report/table_output.h"
 #include "reports/host/buddy_order.h"
+#include "reports/report_list.h"
 #include "sysinfo/param_list.h"
 
 namespace {
 
 ReportColumn columns[] = {
-   {"name", "Name of the buddy", 20, "s", 1, 0, 1},
-   {"memNode", "Memory node the buddy belongs to", 2, "u", 0, 1, 1},
-   {"type", "Legacy memory type name", 4, "s", 0, 0, 1},
-   {"numaNode", "NUMA node the buddy belongs to", 2, "u", 0, 0, 1},
-   {"4KBfree", "free 4KB buffers", 10, "u", 1, 0, 1},
-   {"8KBfree", "free 8KB buffers", 10, "u", 1, 0, 1},
-   {"16KBfree", "free 16KB buffers", 10, "u", 1, 0, 1},
-   {"32KBfree", "free 32KB buffers", 10, "u", 1, 0, 1},
-   {"64KBfree", "free 64KB buffers", 10, "u", 1, 0, 1},
-   {"128KBfree", "free 128 KB buffers", 10, "u", 1, 0, 1},
-   {"256KBfree", "free 256 KB buffers", 10, "u", 1, 0, 1},
-   {"512KBfree", "free 512 KB buffers", 10, "u", 1, 0, 1},
-   {"1MBfree", "free 1MB buffers", 10, "u", 1, 0, 1},
-   {"2MBfree", "free 2MB buffers", 10, "u", 1, 0, 1},
-   {"4MBfree", "free 4MB buffers", 10, "u", 1, 0, 1},
-   {"8MBfree", "free 8MB buffers", 10, "u", 1, 0, 1},
-   {"16MBfree", "free 16MB buffers", 10, "u", 1, 0, 1},
-   {"32MBfree", "free 32MB buffers", 10, "u", 1, 0, 1},
-   {"64MBfree", "free 64MB buffers", 10, "u", 1, 0, 1},
-   {"128MBfree", "free 128MB buffers", 10, "u", 1, 0, 1},
-   {"256MBfree", "free 256MB buffers", 10, "u", 1, 0, 1},
-   {"512MBfree", "free 256MB buffers", 10, "u", 1, 0, 1}, // meant: says 256MB
-   {"1GBfree", "free 1GB buffers", 10, "u", 1, 0, 1},
-   {"4KBused", "used 4KB buffers", 10, "u", 1, 0, 1},
-   {"8KBused", "used 8KB buffers", 10, "u", 1, 0, 1},
-   {"16KBused", "used 16KB buffers", 10, "u", 1, 0, 1},
-   {"32KBused", "used 32KB buffers", 10, "u", 1, 0, 1},
-   {"64KBused", "used 64KB buffers", 10, "u", 1, 0, 1},
-   {"128KBused", "used 128 KB buffers", 10, "u", 1, 0, 1},
-   {"256KBused", "used 256 KB buffers", 10, "u", 1, 0, 1},
-   {"512KBused", "used 512 KB buffers", 10, "u", 1, 0, 1},
-   {"1MBused", "used 1MB buffers", 10, "u", 1, 0, 1},
-   {"2MBused", "used 2MB buffers", 10, "u", 1, 0, 1},
-   {"4MBused", "used 4MB buffers", 10, "u", 1, 0, 1},
-   {"8MBused", "used 8MB buffers", 10, "u", 1, 0, 1},
-   {"16MBused", "used 16MB buffers", 10, "u", 1, 0, 1},
-   {"32MBused", "used 32MB buffers", 10, "u", 1, 0, 1},
-   {"64MBused", "used 64MB buffers", 10, "u", 1, 0, 1},
-   {"128MBused", "used 128MB buffers", 10, "u", 1, 0, 1},
-   {"256MBused", "used 256MB buffers", 10, "u", 1, 0, 1},
-   {"512MBused", "used 512MB buffers", 10, "u", 1, 0, 1},
-   {"1GBused", "used 1GB buffers", 10, "u", 1, 0, 1},
+   {"name", "Name of the buddy", 20, "s", kTotalled, kSelectable, kShown, Unit::Text, Role::Label},
+   {"memNode", "Memory node the buddy belongs to", 2, "u", kNotTotalled, kKey, kShown, Unit::Number,
+    Role::Label},
+   {"type", "Legacy memory type name", 4, "s", kNotTotalled, kSelectable, kShown, Unit::Text, Role::Label},
+   {"numaNode", "NUMA node the buddy belongs to", 2, "u", kNotTotalled, kSelectable, kShown, Unit::Number,
+    Role::Label},
+   {"4KBfree", "free 4KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"8KBfree", "free 8KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"16KBfree", "free 16KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"32KBfree", "free 32KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"64KBfree", "free 64KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"128KBfree", "free 128 KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"256KBfree", "free 256 KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"512KBfree", "free 512 KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"1MBfree", "free 1MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"2MBfree", "free 2MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"4MBfree", "free 4MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"8MBfree", "free 8MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"16MBfree", "free 16MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"32MBfree", "free 32MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"64MBfree", "free 64MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"128MBfree", "free 128MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"256MBfree", "free 256MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"512MBfree", "free 256MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count,
+    Role::Gauge}, // kept for compatibility: says 256MB
+   {"1GBfree", "free 1GB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"4KBused", "used 4KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"8KBused", "used 8KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"16KBused", "used 16KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"32KBused", "used 32KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"64KBused", "used 64KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"128KBused", "used 128 KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"256KBused", "used 256 KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"512KBused", "used 512 KB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"1MBused", "used 1MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"2MBused", "used 2MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"4MBused", "used 4MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"8MBused", "used 8MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"16MBused", "used 16MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"32MBused", "used 32MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"64MBused", "used 64MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"128MBused", "used 128MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"256MBused", "used 256MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"512MBused", "used 512MB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"1GBused", "used 1GB buffers", 10, "u", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
    kEndOfColumns,
 };
 constexpr size_t kColumnCount = 4 + 2 * kBuddyOrders;
-static_assert(sizeof columns / sizeof columns[0] == kColumnCount + 1);
 
 constexpr uint32_t kMostBuddies = 64;
 
@@ -70,20 +70,22 @@ struct BuddyTable {
    BuddyEntry total;
 };
 
-void PrintBuddyRow(const BuddyEntry &buddy, const char *name, bool isTotalRow, bool csvMode)
+void PutBuddyRow(const TableOutput &output, RowKind kind, const BuddyEntry &buddy, const char *name)
 {
-   CellValue values[kColumnCount] = {name, buddy.memNode, buddy.isLow ? "low" : "high", buddy.numaNode};
-   CellValue *value = values + 4;
+   std::array<CellValue, kColumnCount> cells = {name, buddy.memNode, buddy.isLow ? "low" : "high",
+                                                buddy.numaNode};
+   CellValue *cell = cells.data() + 4;
    for (uint32_t numFree : buddy.numFree) {
-      *value++ = numFree;
+      *cell++ = numFree;
    }
    for (uint32_t numUsed : buddy.numUsed) {
-      *value++ = numUsed;
+      *cell++ = numUsed;
    }
-   PrintReportRow(columns, csvMode, isTotalRow, values);
+   PutRow(output, kind, columns, cells);
 }
 
-// The messages about memory nodes and buddies end without a line break; that is meant.
+// The messages about memory nodes and buddies end without a line break. Kept for compatibility: scripts read
+// them so.
 NevraStatus KelmarMemNode2NUMANode(uint32_t memNode, uint32_t *numaNode)
 {
    ParamListPtr params = CreateParamList(1);
@@ -170,8 +172,8 @@ NevraStatus ReadBuddy(const char *name, BuddyComprehensiveInfo *info)
    return status;
 }
 
-// Reads and prints the buddies in the table's order, and sums their counts.
-NevraStatus KelmarBuddyGetStats(BuddyTable *table, bool csvMode)
+// Reads and puts out the buddies in the table's order, and sums their counts.
+NevraStatus KelmarBuddyGetStats(const TableOutput &output, BuddyTable *table)
 {
    for (uint32_t i = 0; i < table->count; i++) {
       BuddyEntry &buddy = table->entries[i];
@@ -186,43 +188,39 @@ NevraStatus KelmarBuddyGetStats(BuddyTable *table, bool csvMode)
          table->total.numFree[order] += info.orders[order].numFree;
          table->total.numUsed[order] += info.orders[order].numUsed;
       }
-      PrintBuddyRow(buddy, buddy.name, false, csvMode);
+      PutBuddyRow(output, RowKind::Data, buddy, buddy.name);
    }
    return NEVRA_OK;
 }
 
-constexpr char kShortOptions[] = "s:vq";
+NevraStatus PutBuddies(HostRun *run)
+{
+   BuddyTable table = {};
+   FindBuddies(&table);
+   const NevraStatus status = KelmarBuddyGetStats(*run->output, &table);
+   if (status == NEVRA_OK) {
+      run->output->Section();
+      PutBuddyRow(*run->output, RowKind::Total, table.total, "Total");
+   }
+   return status;
+}
+
 constexpr option kLongOptions[] = {kSelectionOption, kVerboseOption, kCsvOption, kEndOfOptions};
+
+constexpr HostReport kReport = {.shortOptions = "s:vq",
+                                .longOptions = kLongOptions,
+                                .title = "MEMMAP BUDDY STATS",
+                                .ruleLength = 44,
+                                .columns = columns,
+                                .unitOption = UnitOption::None,
+                                .putRows = PutBuddies};
 
 } // namespace
 
-constinit const ReportDescription buddyStatsDescription = {
-   .columns = columns, .shortOptions = kShortOptions, .longOptions = kLongOptions, .hasTotalRow = true};
+constinit const ReportDescription buddyStatsDescription = DescribeHostReport(kReport, nullptr, true);
 
-NevraStatus BuddyStatsReport(int argc, char **argv)
+NevraStatus BuddyStatsReport(const ReportArguments &arguments)
 {
-   ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   BuddyTable table = {};
-   ApplyColumnSelection(columns, options.selection);
-   if (!options.csvMode) {
-      PrintBannerTitle("MEMMAP BUDDY STATS", 44);
-      PrintBannerSelectedColumns(columns);
-   }
-   PrintTableHead(columns, options.csvMode);
-   FindBuddies(&table);
-   status = KelmarBuddyGetStats(&table, options.csvMode);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   PrintSeparatorLine(columns, options.csvMode);
-   PrintBuddyRow(table.total, "Total", true, options.csvMode);
-   PrintSeparatorLine(columns, options.csvMode);
-   if (options.verbose) {
-      DescribeColumns(columns);
-   }
-   return NEVRA_OK;
+   HostRun run;
+   return RunHostReport(kReport, arguments, &run);
 }

@@ -1,41 +1,49 @@
-#include "reports/host/comp_stats.h"
-
-#include <iterator>
-
 #include "nevra/records.h"
-#include "report/banner.h"
+#include "nevra/values.h"
 #include "report/column_table.h"
 #include "report/display_unit.h"
-#include "report/grid.h"
-#include "report/report_options.h"
+#include "report/host_report.h"
+#include "report/table_output.h"
+#include "reports/report_list.h"
 #include "sysinfo/param_list.h"
 
 namespace {
 
-// The memory states, from most free memory to least, by the names that the transition node goes by.
-constexpr const char *memStateNames[] = {"high", "clear", "soft", "hard", "low", "unknown", nullptr};
-constexpr uint32_t kMemStateCount = 5;
-
 ReportColumn columns[] = {
-   {"total", "Total physical memory on host", 10, "lu", 0, 0, 1},
-   {"discarded", "Discarded by tarvos  ", 10, "lu", 0, 0, 1},
-   {"managedByMemMap", "Memory managed by MemMap", 10, "lu", 0, 0, 1},
-   {"reliableMem", "Reliable memory", 10, "lu", 0, 0, 1},
-   {"kernelCode", "Tarvos code region", 10, "lu", 0, 0, 1},
-   {"dataAndHeap", "Tarvos data and heap", 10, "lu", 0, 0, 1},
-   {"buddyOvhd", "Memmap buddy overhead ", 10, "lu", 0, 0, 1},
-   {"rsvdLow", "Reserved low memory", 10, "lu", 0, 0, 1},
-   {"managedByMemSched", "Memory managed by MemSched", 10, "lu", 0, 0, 1},
-   {"minFree", "Min Free", 10, "lu", 0, 0, 1},
-   {"orskaClientConsumed", "Consumed by tarvos clients", 10, "lu", 0, 0, 1},
-   {"otherConsumed", "Consumed by non-tarvos clients", 10, "lu", 0, 0, 1},
-   {"free", "Available (Free) physical memory", 10, "lu", 0, 0, 1},
-   {"numHigh", "Num times host in high state", 10, "u", 0, 0, 1},
-   {"numClear", "Num times host in clear state", 10, "u", 0, 0, 1},
-   {"numSoft", "Num times host in soft state", 10, "u", 0, 0, 1},
-   {"numHard", "Num of times host in hard state", 10, "u", 0, 0, 1},
-   {"numLow", "Num of times host in low state", 10, "u", 0, 0, 1},
-   {"memState", "Current memory state", 7, "s", 0, 0, 1},
+   {"total", "Total physical memory on host", 10, "lu", kNotTotalled, kSelectable, kShown, Unit::Memory,
+    Role::Gauge},
+   {"discarded", "Discarded by tarvos  ", 10, "lu", kNotTotalled, kSelectable, kShown, Unit::Memory,
+    Role::Gauge},
+   {"managedByMemMap", "Memory managed by MemMap", 10, "lu", kNotTotalled, kSelectable, kShown, Unit::Memory,
+    Role::Gauge},
+   {"reliableMem", "Reliable memory", 10, "lu", kNotTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+   {"kernelCode", "Tarvos code region", 10, "lu", kNotTotalled, kSelectable, kShown, Unit::Memory,
+    Role::Gauge},
+   {"dataAndHeap", "Tarvos data and heap", 10, "lu", kNotTotalled, kSelectable, kShown, Unit::Memory,
+    Role::Gauge},
+   {"buddyOvhd", "Memmap buddy overhead ", 10, "lu", kNotTotalled, kSelectable, kShown, Unit::Memory,
+    Role::Gauge},
+   {"rsvdLow", "Reserved low memory", 10, "lu", kNotTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+   {"managedByMemSched", "Memory managed by MemSched", 10, "lu", kNotTotalled, kSelectable, kShown,
+    Unit::Memory, Role::Gauge},
+   {"minFree", "Min Free", 10, "lu", kNotTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+   {"orskaClientConsumed", "Consumed by tarvos clients", 10, "lu", kNotTotalled, kSelectable, kShown,
+    Unit::Memory, Role::Gauge},
+   {"otherConsumed", "Consumed by non-tarvos clients", 10, "lu", kNotTotalled, kSelectable, kShown,
+    Unit::Memory, Role::Gauge},
+   {"free", "Available (Free) physical memory", 10, "lu", kNotTotalled, kSelectable, kShown, Unit::Memory,
+    Role::Gauge},
+   {"numHigh", "Num times host in high state", 10, "u", kNotTotalled, kSelectable, kShown, Unit::Count,
+    Role::Counter},
+   {"numClear", "Num times host in clear state", 10, "u", kNotTotalled, kSelectable, kShown, Unit::Count,
+    Role::Counter},
+   {"numSoft", "Num times host in soft state", 10, "u", kNotTotalled, kSelectable, kShown, Unit::Count,
+    Role::Counter},
+   {"numHard", "Num of times host in hard state", 10, "u", kNotTotalled, kSelectable, kShown, Unit::Count,
+    Role::Counter},
+   {"numLow", "Num of times host in low state", 10, "u", kNotTotalled, kSelectable, kShown, Unit::Count,
+    Role::Counter},
+   {"memState", "Current memory state", 7, "s", kNotTotalled, kSelectable, kShown, Unit::Text, Role::Label},
    kEndOfColumns,
 };
 
@@ -47,16 +55,16 @@ struct GlobalFigures {
 
 const char *MemStateDisplayName(uint32_t state)
 {
-   switch (state) {
-   case 0:
+   switch (MemState{state}) {
+   case MemState::High:
       return "High";
-   case 1:
+   case MemState::Clear:
       return "Clear";
-   case 2:
+   case MemState::Soft:
       return "Soft";
-   case 3:
+   case MemState::Hard:
       return "Hard";
-   case 4:
+   case MemState::Low:
       return "Low";
    default:
       return "Unknown";
@@ -119,9 +127,9 @@ NevraStatus GetGlobalFigures(GlobalFigures *figures)
    return status;
 }
 
-void PrintCompRow(const CompMemMapStats &memMap, const GlobalFigures &global, DisplayUnit unit, bool csvMode)
+void PutCompRow(const HostRun &run, const CompMemMapStats &memMap, const GlobalFigures &global)
 {
-   const auto inUnit = [unit](uint64_t kb) { return ConvertKB(kb, unit); };
+   const auto inUnit = [&run](uint64_t kb) { return ConvertKB(kb, run.unit); };
    const uint32_t *up = global.up;
    const uint32_t *down = global.down;
    // A host enters a state from the neighbour below it or from the one above; it starts in high.
@@ -130,45 +138,18 @@ void PrintCompRow(const CompMemMapStats &memMap, const GlobalFigures &global, Di
    const uint32_t numSoft = up[3] + down[1];
    const uint32_t numHard = up[4] + down[2];
    const uint32_t numLow = down[3];
-   PrintReportRow(columns, csvMode, false,
-                  {inUnit(memMap.total), inUnit(memMap.discarded), inUnit(memMap.managedByMemMap),
-                   inUnit(memMap.reliableMem), inUnit(memMap.kernelCode), inUnit(memMap.dataAndHeap),
-                   inUnit(memMap.buddyOvhd), inUnit(memMap.rsvdLow), inUnit(global.info.managedByMemSched),
-                   inUnit(global.info.minFree), inUnit(memMap.orskaClientConsumed),
-                   inUnit(memMap.otherConsumed), inUnit(memMap.free), numHigh, numClear, numSoft, numHard,
-                   numLow, MemStateDisplayName(global.info.memState)});
+   PutRow(*run.output, RowKind::Data, columns, inUnit(memMap.total), inUnit(memMap.discarded),
+          inUnit(memMap.managedByMemMap), inUnit(memMap.reliableMem), inUnit(memMap.kernelCode),
+          inUnit(memMap.dataAndHeap), inUnit(memMap.buddyOvhd), inUnit(memMap.rsvdLow),
+          inUnit(global.info.managedByMemSched), inUnit(global.info.minFree),
+          inUnit(memMap.orskaClientConsumed), inUnit(memMap.otherConsumed), inUnit(memMap.free), numHigh,
+          numClear, numSoft, numHard, numLow, MemStateDisplayName(global.info.memState));
 }
 
-constexpr char kShortOptions[] = "s:u:vq";
-constexpr option kLongOptions[] = {kUnitOption, kSelectionOption, kVerboseOption, kCsvOption, kEndOfOptions};
-
-} // namespace
-
-constinit const ReportDescription compStatsDescription = {
-   .columns = columns, .shortOptions = kShortOptions, .longOptions = kLongOptions};
-
-NevraStatus CompStatsReport(int argc, char **argv)
+NevraStatus PutCompRows(HostRun *run)
 {
-   ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   DisplayUnit unit;
-   status = ParseDisplayUnit(options.unitText, false, &unit);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   ApplyColumnSelection(columns, options.selection);
-   if (!options.csvMode) {
-      PrintBannerTitle("COMPREHENSIVE STATS", 45);
-      PrintBannerUnit(unit);
-      PrintBannerSelectedColumns(columns);
-   }
-   PrintTableHead(columns, options.csvMode);
-
    CompMemMapStats memMap = {};
-   status = GetMemMapStats(&memMap);
+   NevraStatus status = GetMemMapStats(&memMap);
    if (status != NEVRA_OK) {
       return status;
    }
@@ -177,10 +158,26 @@ NevraStatus CompStatsReport(int argc, char **argv)
    if (status != NEVRA_OK) {
       return status;
    }
-   PrintCompRow(memMap, global, unit, options.csvMode);
-   PrintSeparatorLine(columns, options.csvMode);
-   if (options.verbose) {
-      DescribeColumns(columns);
-   }
+   PutCompRow(*run, memMap, global);
    return NEVRA_OK;
+}
+
+constexpr option kLongOptions[] = {kUnitOption, kSelectionOption, kVerboseOption, kCsvOption, kEndOfOptions};
+
+constexpr HostReport kReport = {.shortOptions = "s:u:vq",
+                                .longOptions = kLongOptions,
+                                .title = "COMPREHENSIVE STATS",
+                                .ruleLength = 45,
+                                .columns = columns,
+                                .putRows = PutCompRows};
+
+} // namespace
+
+constinit const ReportDescription compStatsDescription =
+   DescribeHostReport(kReport, USAGE_REPORT_OPTIONS USAGE_UNIT USAGE_UNIT_NOTE, false);
+
+NevraStatus CompStatsReport(const ReportArguments &arguments)
+{
+   HostRun run;
+   return RunHostReport(kReport, arguments, &run);
 }

@@ -1,43 +1,49 @@
-#include "reports/host/heap_stats.h"
-
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <string>
 
 #include "nevra/records.h"
-#include "report/banner.h"
 #include "report/column_table.h"
 #include "report/display_unit.h"
-#include "report/grid.h"
-#include "report/report_options.h"
+#include "report/host_report.h"
+#include "report/table_output.h"
+#include "reports/report_list.h"
 #include "sysinfo/param_list.h"
 
 namespace {
 
 ReportColumn columns[] = {
-   {"name", "heap name", 35, "s", 1, 1, 1},
-   {"dynGrow", "dynamically growable", 12, "d", 0, 0, 1},
-   {"lowerLimit", "lower limit", 7, "d", 0, 0, 1},
-   {"upperLimit", "upper limit", 7, "d", 0, 0, 1},
-   {"reserved", "reserved", 7, "d", 0, 0, 1},
-   {"numRanges", "num ranges", 7, "d", 1, 0, 1},
-   {"dlMallocOvdh", "DL malloc overhead", 10, "lu", 1, 0, 1},
-   {"used", "current used", 10, "lu", 1, 0, 1},
-   {"avail", "current available", 10, "lu", 1, 0, 1},
-   {"size", "current size", 10, "lu", 1, 0, 1},
-   {"initial", "initial size", 10, "lu", 1, 0, 1},
-   {"max", "max size", 11, "lu", 1, 0, 1},
-   {"pctFreeOfCur", "% free of current", 12, "d", 0, 0, 1},
-   {"maxAvail", "max available", 12, "lu", 1, 0, 1},
-   {"pctFreeOfMax", "% free of max", 7, "d", 0, 0, 1},
-   {"lowPctFreeOfMax", "lowest % free of max", 12, "d", 0, 0, 1},
-   {"numSuccAllocs", "number of succeeded allocations", 10, "u", 0, 0, 1},
-   {"numFailAllocs", "number of succeeded allocations", 10, "u", 0, 0, 1}, // meant: the text of the other
-   {"numGrowthOps", "number of growth operations", 10, "u", 1, 0, 1},
-   {"numShrinkOps", "number of shrink operations", 10, "u", 1, 0, 1},
-   {"numReqsPerGrowth", "number of requests per growth operations", 10, "u", 0, 0, 1},
-   {"avgAllocSize", "average allocation size", 10, "u", 0, 0, 1},
+   {"name", "heap name", 35, "s", kTotalled, kKey, kShown, Unit::Text, Role::Label},
+   {"dynGrow", "dynamically growable", 12, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
+   {"lowerLimit", "lower limit", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
+   {"upperLimit", "upper limit", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
+   {"reserved", "reserved", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
+   {"numRanges", "num ranges", 7, "d", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+   {"dlMallocOvdh", "DL malloc overhead", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+    Role::Gauge},
+   {"used", "current used", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+   {"avail", "current available", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+   {"size", "current size", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+   {"initial", "initial size", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+   {"max", "max size", 11, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+   {"pctFreeOfCur", "% free of current", 12, "d", kNotTotalled, kSelectable, kShown, Unit::Percent,
+    Role::Gauge},
+   {"maxAvail", "max available", 12, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+   {"pctFreeOfMax", "% free of max", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Percent, Role::Gauge},
+   {"lowPctFreeOfMax", "lowest % free of max", 12, "d", kNotTotalled, kSelectable, kShown, Unit::Percent,
+    Role::Gauge},
+   {"numSuccAllocs", "number of succeeded allocations", 10, "u", kNotTotalled, kSelectable, kShown,
+    Unit::Count, Role::Counter},
+   {"numFailAllocs", "number of succeeded allocations", 10, "u", kNotTotalled, kSelectable, kShown,
+    Unit::Count, Role::Counter}, // the text of the other, kept for compatibility
+   {"numGrowthOps", "number of growth operations", 10, "u", kTotalled, kSelectable, kShown, Unit::Count,
+    Role::Counter},
+   {"numShrinkOps", "number of shrink operations", 10, "u", kTotalled, kSelectable, kShown, Unit::Count,
+    Role::Counter},
+   {"numReqsPerGrowth", "number of requests per growth operations", 10, "u", kNotTotalled, kSelectable,
+    kShown, Unit::Count, Role::Gauge},
+   {"avgAllocSize", "average allocation size", 10, "u", kNotTotalled, kSelectable, kShown, Unit::Memory,
+    Role::Gauge},
    kEndOfColumns,
 };
 
@@ -59,10 +65,11 @@ struct FreeMemory {
 };
 
 // The heaps of one run, in list order.
-struct Heaps {
+struct Heaps : HostRun {
+   bool areUnreadable = false;
    std::unique_ptr<HeapStatsRecord[], FreeMemory> records;
-   uint32_t count;
-   HeapTotals totals;
+   uint32_t count = 0;
+   HeapTotals totals = {};
 };
 
 void AddToTotals(HeapTotals *totals, const HeapStatsRecord &heap)
@@ -93,64 +100,28 @@ uint64_t ConvertBytes(uint64_t bytes, DisplayUnit unit)
    return 0;
 }
 
-void PrintHeapRow(const HeapStatsRecord &heap, DisplayUnit unit, bool csvMode)
+void PutHeapRow(const HostRun &run, const HeapStatsRecord &heap)
 {
-   const auto inUnit = [unit](uint64_t bytes) { return ConvertBytes(bytes, unit); };
-   const std::string name(heap.name, strnlen(heap.name, sizeof heap.name));
+   const auto inUnit = [&run](uint64_t bytes) { return ConvertBytes(bytes, run.unit); };
+   const CellValue name(heap.name, strnlen(heap.name, sizeof heap.name));
    const uint32_t used = heap.size - heap.avail;
-   const uint32_t avgAllocSize = static_cast<uint32_t>(inUnit(heap.avgAllocSize));
-   PrintReportRow(columns, csvMode, false,
-                  {name.c_str(),
-                   uint32_t{heap.dynGrow},
-                   uint32_t{heap.lowerLimit},
-                   uint32_t{heap.upperLimit},
-                   uint32_t{heap.reserved},
-                   int32_t{heap.numRanges},
-                   inUnit(heap.overhead),
-                   inUnit(used),
-                   inUnit(heap.avail),
-                   inUnit(heap.size),
-                   inUnit(heap.initial),
-                   inUnit(heap.max),
-                   uint32_t{heap.pctFreeOfCur},
-                   inUnit(heap.maxAvail),
-                   uint32_t{heap.pctFreeOfMax},
-                   uint32_t{heap.lowPctFreeOfMax},
-                   uint32_t{heap.numSuccAllocs},
-                   uint32_t{heap.numFailAllocs},
-                   int32_t{heap.numGrowthOps},
-                   uint32_t{heap.numShrinkOps},
-                   uint32_t{heap.numReqsPerGrowth},
-                   avgAllocSize});
+   PutRow(*run.output, RowKind::Data, columns, name, uint32_t{heap.dynGrow}, uint32_t{heap.lowerLimit},
+          uint32_t{heap.upperLimit}, uint32_t{heap.reserved}, int32_t{heap.numRanges}, inUnit(heap.overhead),
+          inUnit(used), inUnit(heap.avail), inUnit(heap.size), inUnit(heap.initial), inUnit(heap.max),
+          uint32_t{heap.pctFreeOfCur}, inUnit(heap.maxAvail), uint32_t{heap.pctFreeOfMax},
+          uint32_t{heap.lowPctFreeOfMax}, uint32_t{heap.numSuccAllocs}, uint32_t{heap.numFailAllocs},
+          int32_t{heap.numGrowthOps}, uint32_t{heap.numShrinkOps}, uint32_t{heap.numReqsPerGrowth},
+          inUnit(heap.avgAllocSize));
 }
 
-void PrintTotalRow(const HeapTotals &totals, DisplayUnit unit, bool csvMode)
+void PutTotalRow(const HostRun &run, const HeapTotals &totals)
 {
-   const auto inUnit = [unit](uint64_t bytes) { return ConvertBytes(bytes, unit); };
+   const auto inUnit = [&run](uint64_t bytes) { return ConvertBytes(bytes, run.unit); };
    const CellValue blank;
-   PrintReportRow(columns, csvMode, true,
-                  {"Total",
-                   blank,
-                   blank,
-                   blank,
-                   blank,
-                   totals.numRanges,
-                   inUnit(totals.overhead),
-                   inUnit(totals.size - totals.avail),
-                   inUnit(totals.avail),
-                   inUnit(totals.size),
-                   inUnit(totals.initial),
-                   inUnit(totals.max),
-                   blank,
-                   inUnit(totals.maxAvail),
-                   blank,
-                   blank,
-                   blank,
-                   blank,
-                   totals.numGrowthOps,
-                   totals.numShrinkOps,
-                   blank,
-                   blank});
+   PutRow(*run.output, RowKind::Total, columns, "Total", blank, blank, blank, blank, totals.numRanges,
+          inUnit(totals.overhead), inUnit(totals.size - totals.avail), inUnit(totals.avail),
+          inUnit(totals.size), inUnit(totals.initial), inUnit(totals.max), blank, inUnit(totals.maxAvail),
+          blank, blank, blank, blank, totals.numGrowthOps, totals.numShrinkOps, blank, blank);
 }
 
 // Puts the name of a listed heap into `params`, which is empty before. False ends the report.
@@ -229,57 +200,50 @@ bool GetHeaps(Heaps *heaps)
    return ReadHeaps(heapList.get(), listed, heaps);
 }
 
-void PrintHeaps(const Heaps &heaps, DisplayUnit unit, bool csvMode)
+// Reads all heaps before anything is put out.
+NevraStatus PrepareHeaps(HostRun *run)
 {
-   if (!csvMode) {
-      PrintBannerTitle("HEAP STATS", 36);
-      PrintBannerUnit(unit);
-      PrintBannerSelectedColumns(columns);
-   }
-   PrintTableHead(columns, csvMode);
-   for (uint32_t i = 0; i < heaps.count; i++) {
-      PrintHeapRow(heaps.records[i], unit, csvMode);
-   }
-   PrintSeparatorLine(columns, csvMode);
-   PrintTotalRow(heaps.totals, unit, csvMode);
-   PrintSeparatorLine(columns, csvMode);
+   Heaps *heaps = static_cast<Heaps *>(run);
+   heaps->areUnreadable = !GetHeaps(heaps);
+   return heaps->areUnreadable ? NEVRA_FAILURE : NEVRA_OK;
 }
 
-constexpr char kShortOptions[] = "s:u:vq";
-// "verbose" goes with the letter u, and that is meant: it drops the unit text and describes nothing.
+NevraStatus PutHeaps(HostRun *run)
+{
+   const Heaps *heaps = static_cast<Heaps *>(run);
+   for (uint32_t i = 0; i < heaps->count; i++) {
+      PutHeapRow(*run, heaps->records[i]);
+   }
+   run->output->Section();
+   PutTotalRow(*run, heaps->totals);
+   return NEVRA_OK;
+}
+
+// "verbose" goes with the letter u: it drops the unit text and describes nothing. Kept for compatibility.
 constexpr option kLongOptions[] = {
    kUnitOption, {"verbose", no_argument, nullptr, 'u'}, kSelectionOption, kCsvOption, kEndOfOptions};
 
+constexpr HostReport kReport = {.shortOptions = "s:u:vq",
+                                .longOptions = kLongOptions,
+                                .title = "HEAP STATS",
+                                .ruleLength = 36,
+                                .columns = columns,
+                                .takesBytes = true,
+                                .prepare = PrepareHeaps,
+                                .putRows = PutHeaps};
+
+constexpr char kUsage[] =
+   USAGE_REPORT_OPTIONS "      -u, --unit <unit type>    Display unit {b,*kb,mb,gb,pg}\n" USAGE_UNIT_NOTE;
+
 } // namespace
 
-constinit const ReportDescription heapStatsDescription = {.columns = columns,
-                                                          .shortOptions = kShortOptions,
-                                                          .longOptions = kLongOptions,
-                                                          .hasTotalRow = true,
-                                                          .takesBytes = true};
+constinit const ReportDescription heapStatsDescription = DescribeHostReport(kReport, kUsage, true);
 
-NevraStatus HeapStatsReport(int argc, char **argv)
+// 0 once the options are accepted: a heap that cannot be read is reported, and ends the report with nothing
+// put out. Kept for compatibility: the message is all that tells of the failure.
+NevraStatus HeapStatsReport(const ReportArguments &arguments)
 {
-   ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   DisplayUnit unit = UNIT_BYTES;
-   if (options.unitText != nullptr) {
-      status = ParseDisplayUnit(options.unitText, true, &unit);
-      if (status != NEVRA_OK) {
-         return status;
-      }
-   }
-   ApplyColumnSelection(columns, options.selection);
-   Heaps heaps = {};
-   if (!GetHeaps(&heaps)) {
-      return NEVRA_OK; // meant: the message is all that tells of the failure
-   }
-   PrintHeaps(heaps, unit, options.csvMode);
-   if (options.verbose) {
-      DescribeColumns(columns);
-   }
-   return NEVRA_OK;
+   Heaps heaps;
+   const NevraStatus status = RunHostReport(kReport, arguments, &heaps);
+   return heaps.areUnreadable ? NEVRA_OK : status;
 }

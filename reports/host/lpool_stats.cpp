@@ -1,62 +1,70 @@
-#include "reports/host/lpool_stats.h"
-
 #include <cstdio>
 
 #include "nevra/records.h"
-#include "report/banner.h"
-#include "report/column_table.h"
-#include "report/grid.h"
-#include "report/report_options.h"
+#include "report/figure_table.h"
+#include "report/host_report.h"
+#include "reports/report_list.h"
 #include "sysinfo/param_list.h"
 
 namespace {
 
-ReportColumn columns[] = {
-   {"name", "Large page pool name", 15, "s", 1, 1, 1},
-   {"nodeID", "Home memory node the pool", 7, "u", 0, 0, 1},
-   {"nrLPages", "# of large pages in the pool", 16, "u", 1, 0, 1},
-   {"nrFreeSPages", "# of small pages free", 16, "u", 1, 0, 1},
-   {"nrSPageAllocs", "Total small page alloc count", 16, "lu", 1, 0, 1},
-   {"nrSPageFrees", "Total small page free count", 16, "lu", 1, 0, 1},
-   {"nrReapAttempts", "Total reap attemts", 16, "lu", 1, 0, 1},
-   {"nrSPagesReaped", "Total number of small pages reaped", 16, "lu", 1, 0, 1},
-   {"nrDefragAttempts", "Total large page defrag attempts", 16, "lu", 1, 0, 1},
-   {"nrDefragCancelled", "Total defrag attempts cancelled", 16, "lu", 1, 0, 1},
-   {"nrDefragReaped", "Total defrag attempts reaped", 16, "lu", 1, 0, 1},
-   {"nrLPagesDefragged", "Total number of large pages defragged", 16, "lu", 1, 0, 1},
-   {"peakDefragAttempts", "Peak defrag attempts for any large page", 16, "lu", 1, 0, 1},
-   {"nrCachehit", "Hit count in lpage victim cache", 16, "lu", 1, 0, 1},
-   kEndOfColumns,
+struct LPoolRow {
+   const char *name;
+   uint32_t nodeID;
+   LPagePoolRecord pool;
 };
 
-constexpr uint32_t kTotalNodeID = 255; // never seen: a Total row leaves the node blank
+using Row = LPoolRow;
 
-void PrintLPoolRow(const LPagePoolRecord &record, const char *name, uint32_t nodeID, bool isTotalRow,
-                   bool csvMode)
-{
-   PrintReportRow(
-      columns, csvMode, isTotalRow,
-      {name, nodeID, uint32_t{record.nrLPages}, uint32_t{record.nrFreeSPages}, uint64_t{record.nrSPageAllocs},
-       uint64_t{record.nrSPageFrees}, uint64_t{record.nrReapAttempts}, uint64_t{record.nrSPagesReaped},
-       uint64_t{record.nrDefragAttempts}, uint64_t{record.nrDefragCancelled}, uint64_t{record.nrDefragReaped},
-       uint64_t{record.nrLPagesDefragged}, uint64_t{record.peakDefragAttempts}, uint64_t{record.nrCachehit}});
-}
+// The Total row has the sum of the peaks, too. Kept for compatibility.
+constexpr Figure kFigures[] = {
+   {{"name", "Large page pool name", 15, "s", kTotalled, kKey, kShown, Unit::Text, Role::Label},
+    ROW_FIELD(name)},
+   {{"nodeID", "Home memory node the pool", 7, "u", kNotTotalled, kSelectable, kShown, Unit::Number,
+     Role::Label},
+    ROW_FIELD(nodeID)},
+   {{"nrLPages", "# of large pages in the pool", 16, "u", kTotalled, kSelectable, kShown, Unit::Blocks2MB,
+     Role::Gauge},
+    ROW_FIELD(pool.nrLPages)},
+   {{"nrFreeSPages", "# of small pages free", 16, "u", kTotalled, kSelectable, kShown, Unit::Pages4KB,
+     Role::Gauge},
+    ROW_FIELD(pool.nrFreeSPages)},
+   {{"nrSPageAllocs", "Total small page alloc count", 16, "lu", kTotalled, kSelectable, kShown, Unit::Count,
+     Role::Counter},
+    ROW_FIELD(pool.nrSPageAllocs)},
+   {{"nrSPageFrees", "Total small page free count", 16, "lu", kTotalled, kSelectable, kShown, Unit::Count,
+     Role::Counter},
+    ROW_FIELD(pool.nrSPageFrees)},
+   {{"nrReapAttempts", "Total reap attemts", 16, "lu", kTotalled, kSelectable, kShown, Unit::Count,
+     Role::Counter},
+    ROW_FIELD(pool.nrReapAttempts)},
+   {{"nrSPagesReaped", "Total number of small pages reaped", 16, "lu", kTotalled, kSelectable, kShown,
+     Unit::Pages4KB, Role::Counter},
+    ROW_FIELD(pool.nrSPagesReaped)},
+   {{"nrDefragAttempts", "Total large page defrag attempts", 16, "lu", kTotalled, kSelectable, kShown,
+     Unit::Count, Role::Counter},
+    ROW_FIELD(pool.nrDefragAttempts)},
+   {{"nrDefragCancelled", "Total defrag attempts cancelled", 16, "lu", kTotalled, kSelectable, kShown,
+     Unit::Count, Role::Counter},
+    ROW_FIELD(pool.nrDefragCancelled)},
+   {{"nrDefragReaped", "Total defrag attempts reaped", 16, "lu", kTotalled, kSelectable, kShown, Unit::Count,
+     Role::Counter},
+    ROW_FIELD(pool.nrDefragReaped)},
+   {{"nrLPagesDefragged", "Total number of large pages defragged", 16, "lu", kTotalled, kSelectable, kShown,
+     Unit::Blocks2MB, Role::Counter},
+    ROW_FIELD(pool.nrLPagesDefragged)},
+   {{"peakDefragAttempts", "Peak defrag attempts for any large page", 16, "lu", kTotalled, kSelectable,
+     kShown, Unit::Count, Role::Gauge},
+    ROW_FIELD(pool.peakDefragAttempts)},
+   {{"nrCachehit", "Hit count in lpage victim cache", 16, "lu", kTotalled, kSelectable, kShown, Unit::Count,
+     Role::Counter},
+    ROW_FIELD(pool.nrCachehit)},
+};
+constinit auto table = MakeFigureTable<Row>(kFigures);
 
-void AddToTotals(LPagePoolRecord *totals, const LPagePoolRecord &record)
-{
-   totals->nrLPages += record.nrLPages;
-   totals->nrFreeSPages += record.nrFreeSPages;
-   totals->nrSPageAllocs += record.nrSPageAllocs;
-   totals->nrSPageFrees += record.nrSPageFrees;
-   totals->nrReapAttempts += record.nrReapAttempts;
-   totals->nrSPagesReaped += record.nrSPagesReaped;
-   totals->nrDefragAttempts += record.nrDefragAttempts;
-   totals->nrDefragCancelled += record.nrDefragCancelled;
-   totals->nrDefragReaped += record.nrDefragReaped;
-   totals->nrLPagesDefragged += record.nrLPagesDefragged;
-   totals->peakDefragAttempts += record.peakDefragAttempts; // meant: the peaks are summed
-   totals->nrCachehit += record.nrCachehit;
-}
+struct LPoolRun : HostRun {
+   decltype(SumsOf(table)) sums;
+};
 
 NevraStatus GetPSharePool(uint32_t nodeID, LPagePoolRecord *record)
 {
@@ -73,7 +81,8 @@ NevraStatus GetPSharePool(uint32_t nodeID, LPagePoolRecord *record)
    status =
       Nevra_Get(NEVRA_NODE_memory_lpage_nodeList_psharePool, params.get(), record, sizeof(LPagePoolRecord));
    if (status != NEVRA_OK) {
-      Warning("KelmarGetVmPoolStats() failure, error code: %u\n", status); // meant: the VM pools' message
+      Warning("KelmarGetVmPoolStats() failure, error code: %u\n",
+              status); // the VM pools' message, kept for compatibility
    }
    return status;
 }
@@ -103,16 +112,23 @@ NevraStatus GetVmPool(uint32_t nodeID, const char *name, LPagePoolRecord *record
    return status;
 }
 
-void VisitPSharePool(uint32_t nodeID, LPagePoolRecord *totals, bool csvMode)
+// Puts out the row of a pool and sums it.
+void PutPool(LPoolRun *run, const char *name, uint32_t nodeID, const LPagePoolRecord &pool)
 {
-   LPagePoolRecord record = {};
-   if (GetPSharePool(nodeID, &record) != NEVRA_OK) {
+   const LPoolRow row = {name, nodeID, pool};
+   PutFigures(*run->output, table, row, run->unit);
+   AddToSums(table, row, &run->sums);
+}
+
+void VisitPSharePool(LPoolRun *run, uint32_t nodeID)
+{
+   LPagePoolRecord pool = {};
+   if (GetPSharePool(nodeID, &pool) != NEVRA_OK) {
       return;
    }
    char name[sizeof "pshare-4294967295"];
    std::snprintf(name, sizeof name, "%s%u", "pshare-", nodeID);
-   PrintLPoolRow(record, name, nodeID, false, csvMode);
-   AddToTotals(totals, record);
+   PutPool(run, name, nodeID, pool);
 }
 
 NevraStatus ListVmPools(uint32_t nodeID, uint32_t numVMs, ParamListPtr *pools)
@@ -139,7 +155,7 @@ NevraStatus ListVmPools(uint32_t nodeID, uint32_t numVMs, ParamListPtr *pools)
    return NEVRA_OK;
 }
 
-NevraStatus VisitVmPools(uint32_t nodeID, uint32_t numVMs, LPagePoolRecord *totals, bool csvMode)
+NevraStatus VisitVmPools(LPoolRun *run, uint32_t nodeID, uint32_t numVMs)
 {
    ParamListPtr pools;
    const NevraStatus status = ListVmPools(nodeID, numVMs, &pools);
@@ -153,18 +169,17 @@ NevraStatus VisitVmPools(uint32_t nodeID, uint32_t numVMs, LPagePoolRecord *tota
          Warning("KelmarTraverseLPools: Nevra_ParamListGetString() failure\n");
          return NEVRA_FAILURE;
       }
-      LPagePoolRecord record = {};
-      if (GetVmPool(nodeID, name, &record) == NEVRA_OK) {
-         PrintLPoolRow(record, name, nodeID, false, csvMode);
-         AddToTotals(totals, record);
+      LPagePoolRecord pool = {};
+      if (GetVmPool(nodeID, name, &pool) == NEVRA_OK) {
+         PutPool(run, name, nodeID, pool);
       }
    }
    return NEVRA_OK;
 }
 
-// Prints a row per pool, node by node, and sums them. A pool that cannot be read is reported and left out;
+// Puts out a row per pool, node by node, and sums them. A pool that cannot be read is reported and left out;
 // "Failure" ends the walk when a node's pools cannot be listed.
-NevraStatus TraverseLPools(LPagePoolRecord *totals, bool csvMode)
+NevraStatus TraverseLPools(LPoolRun *run)
 {
    MemInfoRecord memInfo = {};
    if (Nevra_Get(NEVRA_NODE_memory_memInfo, nullptr, &memInfo, sizeof memInfo) != NEVRA_OK) {
@@ -177,8 +192,8 @@ NevraStatus TraverseLPools(LPagePoolRecord *totals, bool csvMode)
       return NEVRA_FAILURE;
    }
    for (uint32_t nodeID = 0; nodeID < memInfo.numMemNodes; nodeID++) {
-      VisitPSharePool(nodeID, totals, csvMode);
-      const NevraStatus status = VisitVmPools(nodeID, vms.numVMs, totals, csvMode);
+      VisitPSharePool(run, nodeID);
+      const NevraStatus status = VisitVmPools(run, nodeID, vms.numVMs);
       if (status != NEVRA_OK) {
          return status;
       }
@@ -186,38 +201,37 @@ NevraStatus TraverseLPools(LPagePoolRecord *totals, bool csvMode)
    return NEVRA_OK;
 }
 
-constexpr char kShortOptions[] = "s:vq";
+NevraStatus PutPools(HostRun *hostRun)
+{
+   LPoolRun *run = static_cast<LPoolRun *>(hostRun);
+   const NevraStatus status = TraverseLPools(run);
+   if (status == NEVRA_OK) {
+      run->output->Section();
+      PutSums(*run->output, RowKind::Total, table, {.name = "Total", .nodeID = 0, .pool = {}}, run->sums,
+              run->unit);
+   }
+   return status;
+}
+
 constexpr option kLongOptions[] = {kVerboseOption, kSelectionOption, kCsvOption, kEndOfOptions};
+
+constexpr HostReport kReport = {
+   .shortOptions = "s:vq",
+   .longOptions = kLongOptions,
+   .title = "LPAGE POOL STATS",
+   .ruleLength = 43,
+   .columns = table.columns,
+   .unitOption = UnitOption::None,
+   .putRows = PutPools,
+   .closingNote = "Displayed stats are either in small 4K page (SPage) or large 2M page (LPage) units"};
 
 } // namespace
 
-constinit const ReportDescription lpoolStatsDescription = {
-   .columns = columns, .shortOptions = kShortOptions, .longOptions = kLongOptions, .hasTotalRow = true};
+constinit const ReportDescription lpoolStatsDescription =
+   DescribeHostReport(kReport, USAGE_REPORT_OPTIONS "       none\n", true);
 
-NevraStatus LPoolStatsReport(int argc, char **argv)
+NevraStatus LPoolStatsReport(const ReportArguments &arguments)
 {
-   ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   ApplyColumnSelection(columns, options.selection);
-   if (!options.csvMode) {
-      PrintBannerTitle("LPAGE POOL STATS", 43);
-      PrintBannerSelectedColumns(columns);
-   }
-   PrintTableHead(columns, options.csvMode);
-   LPagePoolRecord totals = {};
-   status = TraverseLPools(&totals, options.csvMode);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   PrintSeparatorLine(columns, options.csvMode);
-   PrintLPoolRow(totals, "Total", kTotalNodeID, true, options.csvMode);
-   PrintSeparatorLine(columns, options.csvMode);
-   if (options.verbose) {
-      DescribeColumns(columns);
-      std::puts("Displayed stats are either in small 4K page (SPage) or large 2M page (LPage) units");
-   }
-   return NEVRA_OK;
+   LPoolRun run = {};
+   return RunHostReport(kReport, arguments, &run);
 }

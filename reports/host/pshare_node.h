@@ -6,6 +6,7 @@
 
 #include "nevra/nevra.h"
 #include "nevra/records.h"
+#include "nevra/values.h"
 #include "report/display_unit.h"
 
 // Reads the page-sharing statistics. Only a list that cannot be made is reported, under the reader's name,
@@ -15,7 +16,7 @@ NevraStatus GetPShareStats(const char *reader, PShareStats *stats);
 // A count of 4 KB pages in the display unit, rounded up. Every count is converted, an all-ones one too.
 inline uint64_t ConvertPages(uint64_t pages, DisplayUnit unit)
 {
-   return ConvertKB(4 * pages, unit);
+   return ConvertKB(kKBPerPage * pages, unit);
 }
 
 #endif

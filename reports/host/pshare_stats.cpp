@@ -1,82 +1,71 @@
-#include "reports/host/pshare_stats.h"
-
-#include <cinttypes>
-#include <cstdio>
-
 #include "nevra/records.h"
-#include "report/banner.h"
 #include "report/column_table.h"
-#include "report/display_unit.h"
-#include "report/grid.h"
-#include "report/report_options.h"
+#include "report/host_report.h"
+#include "report/table_output.h"
 #include "reports/host/pshare_node.h"
+#include "reports/report_list.h"
 
 namespace {
 
 ReportColumn columns[] = {
-   {"cow", "Client memory marked copy-on-write", 10, "lu", 1, 0, 1},
-   {"cow1", "Client's COWed memory with single ref", 10, "lu", 1, 0, 1},
-   {"zero", "Zeroed client memory", 10, "lu", 1, 0, 1},
-   {"used", "Machine memory used for backing COWed client memory", 10, "lu", 1, 0, 1},
-   {"reclaimed", "Machine memory reclaimed via pshare", 10, "lu", 1, 0, 1},
-   {"totAdd", "Total client memory added to pshare table", 10, "lu", 1, 0, 1},
-   {"totRemove", "Total client memory removed from pshare table", 10, "lu", 1, 0, 1},
+   {"cow", "Client memory marked copy-on-write", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+    Role::Gauge},
+   {"cow1", "Client's COWed memory with single ref", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+    Role::Gauge},
+   {"zero", "Zeroed client memory", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+   {"used", "Machine memory used for backing COWed client memory", 10, "lu", kTotalled, kSelectable, kShown,
+    Unit::Memory, Role::Gauge},
+   {"reclaimed", "Machine memory reclaimed via pshare", 10, "lu", kTotalled, kSelectable, kShown,
+    Unit::Memory, Role::Gauge},
+   {"totAdd", "Total client memory added to pshare table", 10, "lu", kTotalled, kSelectable, kShown,
+    Unit::Memory, Role::Counter},
+   {"totRemove", "Total client memory removed from pshare table", 10, "lu", kTotalled, kSelectable, kShown,
+    Unit::Memory, Role::Counter},
    kEndOfColumns,
 };
 
-// The settings lines are a character wider than in the other banners, for the peak chain length.
-void PrintBanner(const PShareStats &stats, DisplayUnit unit)
+struct PShareRun : HostRun {
+   PShareStats stats;
+};
+
+NevraStatus ReadPShareStats(HostRun *hostRun)
 {
-   PrintBannerTitle("PSHARE STATS", 38);
-   std::printf("   Unit              : %s\n", DisplayUnitName(unit));
-   std::printf("   Peak chain length : %" PRIu64 "\n", stats.peakChainLength);
-   std::printf("   Peak chain index  : %" PRIu64 "\n", stats.peakChainIndex);
-   std::printf("   Peak ref.  count  : %" PRIu64 "\n", stats.peakRefCount);
-   std::printf("   Selected columns  : %s\n\n", FormatSelectedColumns(columns).c_str());
+   PShareRun *run = static_cast<PShareRun *>(hostRun);
+   run->stats = {};
+   const NevraStatus status = GetPShareStats("KelmarPShareGetStats", &run->stats);
+   run->settings.push_back({"Peak chain length", uint64_t{run->stats.peakChainLength}});
+   run->settings.push_back({"Peak chain index", uint64_t{run->stats.peakChainIndex}});
+   run->settings.push_back({"Peak ref.  count", uint64_t{run->stats.peakRefCount}});
+   return status;
 }
 
-void PrintPShareRow(const PShareStats &stats, DisplayUnit unit, bool csvMode)
+NevraStatus PutPShareRow(HostRun *hostRun)
 {
-   const auto inUnit = [unit](uint64_t pages) { return ConvertPages(pages, unit); };
-   PrintReportRow(columns, csvMode, false,
-                  {inUnit(stats.cow), inUnit(stats.cow1), inUnit(stats.zero), inUnit(stats.used),
-                   inUnit(stats.reclaimed), inUnit(stats.totAdd), inUnit(stats.totRemove)});
+   const PShareRun *run = static_cast<PShareRun *>(hostRun);
+   const PShareStats &stats = run->stats;
+   const auto inUnit = [run](uint64_t pages) { return ConvertPages(pages, run->unit); };
+   PutRow(*run->output, RowKind::Data, columns, inUnit(stats.cow), inUnit(stats.cow1), inUnit(stats.zero),
+          inUnit(stats.used), inUnit(stats.reclaimed), inUnit(stats.totAdd), inUnit(stats.totRemove));
+   return NEVRA_OK;
 }
 
-constexpr char kShortOptions[] = "s:u:vq";
 constexpr option kLongOptions[] = {kUnitOption, kSelectionOption, kVerboseOption, kCsvOption, kEndOfOptions};
+
+constexpr HostReport kReport = {.shortOptions = "s:u:vq",
+                                .longOptions = kLongOptions,
+                                .title = "PSHARE STATS",
+                                .ruleLength = 38,
+                                .columns = columns,
+                                .prepare = ReadPShareStats,
+                                .putRows = PutPShareRow};
 
 } // namespace
 
-constinit const ReportDescription pshareStatsDescription = {
-   .columns = columns, .shortOptions = kShortOptions, .longOptions = kLongOptions};
+constinit const ReportDescription pshareStatsDescription =
+   DescribeHostReport(kReport, USAGE_REPORT_OPTIONS USAGE_UNIT USAGE_UNIT_NOTE, false);
 
-NevraStatus PShareStatsReport(int argc, char **argv)
+NevraStatus PShareStatsReport(const ReportArguments &arguments)
 {
-   ReportOptions options;
-   NevraStatus status = ParseReportOptions(argc, argv, kShortOptions, kLongOptions, &options);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   DisplayUnit unit;
-   status = ParseDisplayUnit(options.unitText, false, &unit);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   ApplyColumnSelection(columns, options.selection);
-   PShareStats stats = {};
-   status = GetPShareStats("KelmarPShareGetStats", &stats);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   if (!options.csvMode) {
-      PrintBanner(stats, unit);
-   }
-   PrintTableHead(columns, options.csvMode);
-   PrintPShareRow(stats, unit, options.csvMode);
-   PrintSeparatorLine(columns, options.csvMode);
-   if (options.verbose) {
-      DescribeColumns(columns);
-   }
-   return NEVRA_OK;
+   PShareRun run;
+   return RunHostReport(kReport, arguments, &run);
 }

@@ -1,5 +1,3 @@
-#include "reports/pmem/dcpmm_stats.h"
-
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -13,27 +11,28 @@
 
 #include "nevra/records.h"
 #include "report/column_table.h"
-#include "report/grid.h"
 #include "report/report_options.h"
+#include "report/table_output.h"
 #include "reports/pmem/dcpmm_sockets.h"
 #include "reports/pmem/dcpmm_units.h"
+#include "reports/report_list.h"
 #include "sysinfo/param_list.h"
 #include "sysinfo/status.h"
 
 namespace {
 
 constexpr uint8_t kProfiledModel = 85;
-constexpr char kRule[] =
-   "\n===============================================================================\n";
+#define DCPMM_RULE "\n==============================================================================="
 
 struct ProfilerOptions {
    int seconds = 1; // between programming and reading
    int iterations = 1;
    bool verbose = false;
-   bool csvMode = false;
+   bool csv = false;
+   const TableOutput *output = nullptr; // as -q chooses it
 };
 
-// The output file; `file` is null in CSV mode.
+// The output file; `file` is null with -q, whose rows go to the table output.
 struct OutputFile {
    char name[128];
    FILE *file;
@@ -44,8 +43,8 @@ NevraStatus ReadCpuModel(uint8_t *model)
    ParamListPtr params = CreateParamList(1);
    if (params == nullptr) {
       std::printf("ERROR: could not create cpuListInputParam: %s\n",
-                  ORSKA_ReturnStatusToString(NEVRA_OUT_OF_MEMORY));
-      return NEVRA_OUT_OF_MEMORY;
+                  ORSKA_ReturnStatusToString(NEVRA_FAILURE));
+      return NEVRA_FAILURE;
    }
    NevraStatus status = Nevra_ParamListAddInt(params.get(), 0);
    if (status != NEVRA_OK) {
@@ -92,10 +91,12 @@ constexpr option kLongOptions[] = {{"time", required_argument, nullptr, 't'},
                                    kEndOfOptions};
 
 // An option that cannot be used ends the report, unlike in the other reports.
-NevraStatus ParseProfilerOptions(int argc, char **argv, ProfilerOptions *options)
+NevraStatus ParseProfilerOptions(const ReportArguments &arguments, ProfilerOptions *options)
 {
+   options->output = arguments.outputs.table;
    int letter;
-   while ((letter = getopt_long(argc, argv, kShortOptions, kLongOptions, nullptr)) != -1) {
+   while ((letter = getopt_long(arguments.argc, arguments.argv, kShortOptions, kLongOptions, nullptr)) !=
+          -1) {
       switch (letter) {
       case 't':
          if (!ParsePositive(optarg, &options->seconds)) {
@@ -113,7 +114,8 @@ NevraStatus ParseProfilerOptions(int argc, char **argv, ProfilerOptions *options
          options->verbose = true;
          break;
       case 'q':
-         options->csvMode = true;
+         options->csv = true;
+         options->output = arguments.outputs.csv;
          break;
       default:
          std::printf("\n Invalid option");
@@ -168,11 +170,16 @@ NevraStatus NameOutputFile(OutputFile *output)
    return NEVRA_OK;
 }
 
-// Opens the file and writes its heading. In CSV mode there is no file, and standard output gets its header.
-NevraStatus OpenOutput(const ProfilerOptions &options, OutputFile *output)
+// Opens the file and writes its heading. With -q there is no file, and the table output begins.
+NevraStatus OpenOutput(const char *report, const ProfilerOptions &options, OutputFile *output)
 {
-   if (options.csvMode) {
-      PrintHeaderLine(dcpmmColumns, true);
+   if (options.csv) {
+      options.output->Begin({.report = report,
+                             .title = "DCPMM STATS",
+                             .ruleLength = 0,
+                             .columns = dcpmmColumns,
+                             .unit = UNIT_KB,
+                             .settings = {}});
       return NEVRA_OK;
    }
    const NevraStatus status = NameOutputFile(output);
@@ -186,12 +193,11 @@ NevraStatus OpenOutput(const ProfilerOptions &options, OutputFile *output)
       return NEVRA_FAILURE;
    }
    std::fprintf(output->file, "\nTime Interval: %d\n", options.seconds);
-   std::fputs(kRule, output->file);
-   std::fputs("\nSOCKET \t IMC \t CHANNEL \t \t EVENT \t \t \t\tCOUNTS \t", output->file);
+   std::fputs(DCPMM_RULE "\n\nSOCKET \t IMC \t CHANNEL \t \t EVENT \t \t \t\tCOUNTS \t", output->file);
    return NEVRA_OK;
 }
 
-// Closes the file. After a failure it keeps what was counted up to there: hours may lie behind it.
+// Closes the file. After a failure it keeps what was counted up to there: hours of counting may be in it.
 NevraStatus CloseOutput(OutputFile *output, NevraStatus status)
 {
    if (output->file == nullptr) {
@@ -267,16 +273,17 @@ NevraStatus RunIteration(const DcpmmOutput &output, int seconds)
    return ReadSockets(output);
 }
 
-// The line stands in the file, where it parts the iterations, and on screen. CSV has rows alone.
-void CompleteIteration(int iteration, FILE *file)
+// The line and the rule part the iterations, on standard output and in the file.
+void CompleteIteration(int iteration, const DcpmmOutput &output)
 {
-   if (file == nullptr) {
-      return;
+   char line[sizeof "\nITERATION -2147483648 COMPLETED"];
+   std::snprintf(line, sizeof line, "\nITERATION %d COMPLETED", iteration);
+   for (const char *text : {static_cast<const char *>(line), DCPMM_RULE}) {
+      output.rows->Note(text);
+      if (output.file != nullptr) {
+         std::fprintf(output.file, "%s\n", text);
+      }
    }
-   for (FILE *stream : {file, stdout}) {
-      std::fprintf(stream, "\nITERATION %d COMPLETED\n", iteration);
-   }
-   std::fputs(kRule, file);
 }
 
 NevraStatus Profile(const ProfilerOptions &options, const DcpmmOutput &output)
@@ -285,7 +292,7 @@ NevraStatus Profile(const ProfilerOptions &options, const DcpmmOutput &output)
    for (int done = 0; done < options.iterations && status == NEVRA_OK; done++) {
       status = RunIteration(output, options.seconds);
       if (status == NEVRA_OK) {
-         CompleteIteration(done + 1, output.file);
+         CompleteIteration(done + 1, output);
       }
    }
    return status;
@@ -294,16 +301,23 @@ NevraStatus Profile(const ProfilerOptions &options, const DcpmmOutput &output)
 } // namespace
 
 constinit const ReportDescription dcpmmStatsDescription = {
-   .columns = dcpmmColumns, .shortOptions = kShortOptions, .longOptions = kLongOptions};
+   .columns = dcpmmColumns,
+   .shortOptions = kShortOptions,
+   .longOptions = kLongOptions,
+   .usage = USAGE_REPORT_OPTIONS "      -t, --time                Time to Sleep in Seconds.\n"
+                                 "      -i, --iterations          Number of Iterations to run.\n"};
 
-NevraStatus DcpmmStatsReport(int argc, char **argv)
+// Counts for a time, once or repeatedly, and writes the counts to a file named after the date and time, or
+// with -q to the table output. The status of the step that ended it; the file then holds what was counted
+// before.
+NevraStatus DcpmmStatsReport(const ReportArguments &arguments)
 {
    NevraStatus status = CheckCpu();
    if (status != NEVRA_OK) {
       return status;
    }
    ProfilerOptions options;
-   status = ParseProfilerOptions(argc, argv, &options);
+   status = ParseProfilerOptions(arguments, &options);
    if (status != NEVRA_OK) {
       return status;
    }
@@ -317,13 +331,16 @@ NevraStatus DcpmmStatsReport(int argc, char **argv)
       return status;
    }
    OutputFile output = {};
-   status = OpenOutput(options, &output);
+   status = OpenOutput(arguments.name, options, &output);
    if (status != NEVRA_OK) {
       return status;
    }
-   status = CloseOutput(&output, Profile(options, {&sockets, output.file}));
-   if (status == NEVRA_OK && options.verbose) {
-      DescribeColumns(dcpmmColumns);
+   status = CloseOutput(&output, Profile(options, {&sockets, output.file, options.output}));
+   if (status == NEVRA_OK) {
+      if (options.verbose) {
+         DescribeColumns(*options.output, dcpmmColumns);
+      }
+      options.output->End();
    }
    return status;
 }

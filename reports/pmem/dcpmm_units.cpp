@@ -7,16 +7,16 @@
 #include <strings.h>
 
 #include "nevra/records.h"
-#include "report/grid.h"
 #include "sysinfo/param_list.h"
 #include "sysinfo/status.h"
 
 ReportColumn dcpmmColumns[] = {
-   {"Socket", "Socket Number", 5, "d", 0, 0, 1},
-   {"IMC", "IMC/M2M", 20, "s", 0, 0, 1},
-   {"Channel", "Channel Number", 20, "s", 0, 0, 1},
-   {"Event", "Name of the Hardware Event", 40, "s", 0, 0, 1},
-   {"Counts", "Number of Counts", 40, "lu", 0, 0, 1},
+   {"Socket", "Socket Number", 5, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Label},
+   {"IMC", "IMC/M2M", 20, "s", kNotTotalled, kSelectable, kShown, Unit::Text, Role::Label},
+   {"Channel", "Channel Number", 20, "s", kNotTotalled, kSelectable, kShown, Unit::Text, Role::Label},
+   {"Event", "Name of the Hardware Event", 40, "s", kNotTotalled, kSelectable, kShown, Unit::Text,
+    Role::Label},
+   {"Counts", "Number of Counts", 40, "lu", kNotTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
    kEndOfColumns,
 };
 
@@ -119,7 +119,7 @@ template <typename Event> const Event *FindEvent(std::span<const Event> events, 
 }
 
 struct AddressPart {
-   const char *name; // in the message of a failure, behind `prefix`
+   const char *name; // in the message of a failure, after `prefix`
    int64_t value;
 };
 
@@ -240,16 +240,18 @@ int FindSocket(const std::vector<DcpmmSocket> &sockets, int64_t bus)
    return -1;
 }
 
-void PrintCount(int socket, const DcpmmUnit &unit, const char *eventName, uint64_t count, FILE *file)
+void PutCount(int socket, const DcpmmUnit &unit, const char *eventName, uint64_t count,
+              const DcpmmOutput &output)
 {
    const UnitLabels &labels = LabelsOf(unit);
-   if (file == nullptr) {
-      PrintReportRow(dcpmmColumns, true, false, {socket, labels.name, labels.channel, eventName, count});
+   if (output.file == nullptr) {
+      PutRow(*output.rows, RowKind::Data, dcpmmColumns, socket, labels.name, labels.channel, eventName,
+             count);
    } else if (IsM2M(unit)) {
-      std::fprintf(file, "\n  %d \t %s \t\t %s \t %" PRIu64, socket, labels.name, eventName, count);
+      std::fprintf(output.file, "\n  %d \t %s \t\t %s \t %" PRIu64, socket, labels.name, eventName, count);
    } else {
-      std::fprintf(file, "\n  %d \t %s \t %s \t %s \t \t \t %" PRIu64, socket, labels.name, labels.channel,
-                   eventName, count);
+      std::fprintf(output.file, "\n  %d \t %s \t %s \t %s \t \t \t %" PRIu64, socket, labels.name,
+                   labels.channel, eventName, count);
    }
 }
 
@@ -308,7 +310,7 @@ NevraStatus DcpmmResetUnit(const DcpmmSocket &socket, const DcpmmUnit &unit)
                 ? status
                 : ResetStep(socket, unit, "M2M_UNIT_CONTROL_UNFREEZE", "Error in M2M Unit Unfreeze");
    }
-   // Without "in", and that is meant.
+   // Without "in". Kept for compatibility.
    const NevraStatus status = ResetStep(socket, unit, "IMC_UNIT_CONTROL_RESET", "Error IMC Unit Reset");
    return status != NEVRA_OK
              ? status
@@ -333,7 +335,7 @@ NevraStatus DcpmmReadCounter(const DcpmmSocket &socket, const DcpmmUnit &unit, c
       std::printf("%s: Cannot find socket info\n", kReadCounters);
       return NEVRA_FAILURE;
    }
-   PrintCount(number, unit, eventName, count, output.file);
+   PutCount(number, unit, eventName, count, output);
    return NEVRA_OK;
 }
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "nevra/nevra.h"
-#include "report/column_table.h"
+#include "report/table_output.h"
 
 // Where a socket's units are; its number is its place in the table of sockets.
 struct DcpmmSocket {
@@ -31,11 +31,12 @@ inline constexpr DcpmmUnit kDcpmmUnits[] = {{10, 2}, {10, 6}, {11, 2}, {12, 2},
 // Where the counts go.
 struct DcpmmOutput {
    const std::vector<DcpmmSocket> *sockets;
-   FILE *file; // null in CSV mode, whose rows go to standard output
+   FILE *file;              // null with -q
+   const TableOutput *rows; // get the counts where there is no file
 };
 
-// The columns of the CSV rows.
-extern ReportColumn dcpmmColumns[];
+// The columns of the rows.
+extern ReportColumn dcpmmColumns[6];
 
 // Writes the value of a control event, named in any case, to its register. Every failure is reported:
 // "Failure" for an unknown name, "Out of memory" when a list cannot be made, else the platform's status.

@@ -19,7 +19,11 @@ using ::testing::UnorderedElementsAreArray;
 
 std::vector<std::string> ReportTypes()
 {
-   return std::vector<std::string>(reportNames, reportNames + kReportCount);
+   std::vector<std::string> names;
+   for (const ReportEntry &report : Reports()) {
+      names.emplace_back(report.name);
+   }
+   return names;
 }
 
 // ---- bash

@@ -63,7 +63,7 @@ TEST_F(Maker, OfManualsNamesTheSourceAndWhatIsWrongWithIt)
    run = Run(MAKE_MANUAL, "hostmem 1.0 2026-01-02 missing.8.in page.8");
    EXPECT_EQ(run.exitStatus, 1);
    EXPECT_EQ(run.output, "missing.8.in: cannot be read\n");
-   Write("open.8.in", "@columns\nname | text |\n");
+   Write("open.8.in", "@columns\nname |\n");
    run = Run(MAKE_MANUAL, "hostmem 1.0 2026-01-02 open.8.in page.8");
    EXPECT_EQ(run.exitStatus, 1);
    EXPECT_EQ(run.output, "open.8.in: @columns has no @end\n");

@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include "docs/man/option_help.h"
-#include "frontend/report_descriptions.h"
 #include "frontend/report_table.h"
 #include "frontend/tool_options.h"
 #include "tests/docs/run_command.h"
@@ -24,6 +23,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 std::string ReadFile(const std::filesystem::path &path)
 {
@@ -55,10 +55,10 @@ std::vector<std::string> ErrorsOf(const std::string &name, const std::string &so
    return errors;
 }
 
-constexpr char kHintColumns[] = "type | text |\n"
-                                "totAdd | memory | All of them.\n"
-                                "totRemove | memory |\n"
-                                "active | memory |\n";
+constexpr char kHintColumns[] = "type |\n"
+                                "totAdd | All of them.\n"
+                                "totRemove\n"
+                                "active |\n";
 
 std::string ColumnBlock(const std::string &entries)
 {
@@ -86,31 +86,32 @@ TEST(ManualPage, HiddenAndKeyColumnsAreToldApart)
 
 TEST(ManualPage, ColumnLeftOutIsAnError)
 {
-   EXPECT_THAT(ErrorsOf("hostmem-pshareHint-stats",
-                        ColumnBlock("type | text |\ntotAdd | memory |\nactive | memory |\n")),
+   EXPECT_THAT(ErrorsOf("hostmem-pshareHint-stats", ColumnBlock("type |\ntotAdd |\nactive |\n")),
                ElementsAre("@columns: 0 entries for totRemove"));
 }
 
 TEST(ManualPage, EntryWithoutColumnIsAnError)
 {
-   EXPECT_THAT(
-      ErrorsOf("hostmem-pshareHint-stats", ColumnBlock(std::string(kHintColumns) + "gone | memory |\n")),
-      ElementsAre("@columns: nothing is called gone"));
+   EXPECT_THAT(ErrorsOf("hostmem-pshareHint-stats", ColumnBlock(std::string(kHintColumns) + "gone |\n")),
+               ElementsAre("@columns: nothing is called gone"));
 }
 
 TEST(ManualPage, ColumnExplainedTwiceIsAnError)
 {
-   EXPECT_THAT(
-      ErrorsOf("hostmem-pshareHint-stats", ColumnBlock(std::string(kHintColumns) + "type | text |\n")),
-      ElementsAre("@columns: 2 entries for type"));
+   EXPECT_THAT(ErrorsOf("hostmem-pshareHint-stats", ColumnBlock(std::string(kHintColumns) + "type |\n")),
+               ElementsAre("@columns: 2 entries for type"));
 }
 
-TEST(ManualPage, ColumnWithoutUnitIsAnError)
+TEST(ManualPage, ReportsHaveTheTitlesOfTheirPages)
 {
-   EXPECT_THAT(
-      ErrorsOf("hostmem-pshareHint-stats",
-               ColumnBlock("type | |\ntotAdd | memory |\ntotRemove | memory |\nactive | memory |\n")),
-      ElementsAre("@columns: no unit for type"));
+   EXPECT_THAT(ReadFile(MANUALS_FOLDER "/hostmem.8"),
+               HasSubstr("swap\\-stats\tT{\nSwapping of every virtual machine.\nT}\n"));
+}
+
+TEST(ManualPage, ReportWithoutAPageIsAnError)
+{
+   EXPECT_THAT(ErrorsOf("hostmem", "@reports\n"),
+               AllOf(SizeIs(Reports().size()), Contains("@reports: no page for swap-stats")));
 }
 
 TEST(ManualPage, FlagLeftOutIsAnError)
@@ -126,7 +127,7 @@ TEST(ManualPage, UnknownDirectiveIsAnError)
 
 TEST(ManualPage, BlockWithoutEndIsAnError)
 {
-   std::istringstream input("@columns\nname | text |\n");
+   std::istringstream input("@columns\nname |\n");
    std::vector<PageLine> lines;
    std::string error;
    EXPECT_FALSE(ReadPageSource(input, &lines, &error));
@@ -138,14 +139,15 @@ TEST(ManualPage, BlockWithoutEndIsAnError)
 std::vector<std::string> PageNames()
 {
    std::vector<std::string> names = {"hostmem", "hostmem-snapshot"};
-   for (const char *report : reportNames) {
-      names.push_back(std::string("hostmem-") + report);
+   for (const ReportEntry &report : Reports()) {
+      names.push_back(std::string("hostmem-") + report.name);
    }
    return names;
 }
 
 class EveryPage : public ::testing::TestWithParam<std::string> {
  protected:
+   static bool IsThatOfTheTool() { return GetParam() == "hostmem"; }
    std::string Source() { return ReadFile(MANUAL_SOURCES_FOLDER "/" + GetParam() + ".8.in"); }
    std::string BuiltPath() { return MANUALS_FOLDER "/" + GetParam() + ".8"; }
 };
@@ -153,7 +155,9 @@ class EveryPage : public ::testing::TestWithParam<std::string> {
 TEST_P(EveryPage, IsMadeWithoutErrors)
 {
    EXPECT_NE(Source(), "");
-   EXPECT_THAT(ErrorsOf(GetParam(), Source()), IsEmpty());
+   // The list of reports takes the titles of the other pages, which stand beside the source only.
+   EXPECT_THAT(ErrorsOf(GetParam(), Source()), SizeIs(IsThatOfTheTool() ? Reports().size() : 0));
+   EXPECT_TRUE(std::filesystem::exists(BuiltPath()));
 }
 
 TEST_P(EveryPage, RendersWithoutWarnings)
@@ -230,8 +234,9 @@ INSTANTIATE_TEST_SUITE_P(Manual, EveryPage, ::testing::ValuesIn(PageNames()), Te
 
 TEST(ManualPages, ThoseOfTheReportsExplainColumnsOptionsAndMessages)
 {
-   for (const char *report : reportNames) {
-      const std::string page = std::string("hostmem-") + report + ".8";
+   for (const ReportEntry &entry : Reports()) {
+      const std::string report = entry.name;
+      const std::string page = "hostmem-" + report + ".8";
       const std::string source = ReadFile(MANUAL_SOURCES_FOLDER "/" + page + ".in");
       EXPECT_THAT(source, AllOf(HasSubstr("\n@columns\n"), HasSubstr("\n@options\n"))) << report;
       EXPECT_THAT(ReadFile(MANUALS_FOLDER "/" + page),
@@ -242,9 +247,10 @@ TEST(ManualPages, ThoseOfTheReportsExplainColumnsOptionsAndMessages)
 
 TEST(ManualPages, AllReportsButTheProfilerHaveAnExample)
 {
-   for (const char *report : reportNames) {
-      const std::string source = ReadFile(std::string(MANUAL_SOURCES_FOLDER "/hostmem-") + report + ".8.in");
-      EXPECT_EQ(ReadExamples(source).empty(), std::string(report) == "dcpmm-stats") << report;
+   for (const ReportEntry &entry : Reports()) {
+      const std::string report = entry.name;
+      const std::string source = ReadFile(MANUAL_SOURCES_FOLDER "/hostmem-" + report + ".8.in");
+      EXPECT_EQ(ReadExamples(source).empty(), report == "dcpmm-stats") << report;
    }
 }
 
@@ -287,20 +293,20 @@ TEST(ManualPages, ThatOfHostmemSnapshotNamesWhatItsHelpNames)
 
 TEST(OptionHelp, EveryOptionOfEveryReportHasSome)
 {
-   for (size_t i = 0; i < kReportCount; i++) {
-      for (const ListedOption &option : ListOptions(DescribeReport(i))) {
-         const OptionHelp *help = FindOptionHelp(reportNames[i], option.letter, option.longName);
-         ASSERT_NE(help, nullptr) << reportNames[i] << " " << option.letter;
-         EXPECT_EQ(help->argument != nullptr, option.takesArgument) << reportNames[i] << " " << option.letter;
+   for (const ReportEntry &report : Reports()) {
+      for (const ListedOption &option : ListOptions(*report.description)) {
+         const OptionHelp *help = FindOptionHelp(report.name, option.letter, option.longName);
+         ASSERT_NE(help, nullptr) << report.name << " " << option.letter;
+         EXPECT_EQ(help->argument != nullptr, option.takesArgument) << report.name << " " << option.letter;
       }
    }
 }
 
 bool IsUsed(const OptionHelp &help)
 {
-   for (size_t i = 0; i < kReportCount; i++) {
-      for (const ListedOption &option : ListOptions(DescribeReport(i))) {
-         if (FindOptionHelp(reportNames[i], option.letter, option.longName) == &help) {
+   for (const ReportEntry &report : Reports()) {
+      for (const ListedOption &option : ListOptions(*report.description)) {
+         if (FindOptionHelp(report.name, option.letter, option.longName) == &help) {
             return true;
          }
       }
@@ -318,7 +324,7 @@ TEST(OptionHelp, EveryEntryIsForAnOptionOfSomeReport)
 TEST(OptionHelp, LongNameWhoseArgumentDiffersFromItsLetterStandsAlone)
 {
    std::vector<std::string> forms;
-   for (const ListedOption &option : ListOptions(DescribeReport(FindReport("heap-stats")))) {
+   for (const ListedOption &option : ListOptions(*FindReport("heap-stats")->description)) {
       forms.push_back((option.letter != 0 ? std::string("-") + option.letter : "") +
                       (option.longName != nullptr ? std::string("--") + option.longName : ""));
    }

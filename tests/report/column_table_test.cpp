@@ -161,15 +161,4 @@ TEST(FormatSelectedColumns, JoinsTheShownNames)
    EXPECT_EQ(FormatSelectedColumns(table), "b:c");
 }
 
-TEST(DescribeColumns, DescribesTheShownColumns)
-{
-   const ReportColumn table[] = {{"gid", "Group ID", 1, "u", 0, 0, 1},
-                                 {"hidden", "not this", 1, "u", 0, 0, 0},
-                                 {"aNameOfMoreThan20Letters", "long", 1, "u", 0, 0, 1},
-                                 kEndOfColumns};
-   EXPECT_EQ(Printed([&] { DescribeColumns(table); }), "Description of report header labels:\n"
-                                                       "                 gid: Group ID\n"
-                                                       "aNameOfMoreThan20Letters: long\n");
-}
-
 } // namespace

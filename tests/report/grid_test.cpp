@@ -282,7 +282,7 @@ TEST_F(RandomGrid, PrintsAsPrintfWould)
             for (size_t i = 0; i < values.size(); i++) {
                cells.push_back(AsCell(table[i].format, values[i]));
             }
-            PrintReportRow(table.data(), csvMode, isTotalRow, cells);
+            PrintReportRow(table.data(), csvMode, isTotalRow, cells.data());
             expected += ModelRow(table.data(), csvMode, isTotalRow, values);
          }
       }

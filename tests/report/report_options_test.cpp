@@ -82,8 +82,8 @@ class ReportOptionsTest : public testing::Test {
       optind = 0;
       opterr = 0;
       options = ReportOptions();
-      return ParseReportOptions(static_cast<int>(words.size()), argv.data(), "e:g:i:l:s:u:vqtx", kOptions,
-                                &options);
+      return ParseReportOptions({"any-stats", static_cast<int>(words.size()), argv.data()},
+                                "e:g:i:l:s:u:vqtx", kOptions, &options);
    }
 
    std::vector<std::string> words;
@@ -100,7 +100,7 @@ TEST_F(ReportOptionsTest, HasDefaults)
    EXPECT_EQ(options.inclusionText, nullptr);
    EXPECT_EQ(options.exclusionText, nullptr);
    EXPECT_EQ(options.selection, nullptr);
-   EXPECT_FALSE(options.verbose || options.csvMode || options.tags || options.extra);
+   EXPECT_FALSE(options.verbose || options.csv || options.tags || options.extra);
 }
 
 TEST_F(ReportOptionsTest, RecordsEveryOption)
@@ -114,7 +114,7 @@ TEST_F(ReportOptionsTest, RecordsEveryOption)
    EXPECT_STREQ(options.inclusionText, "vm");
    EXPECT_STREQ(options.exclusionText, "lf");
    EXPECT_STREQ(options.selection, "a:b");
-   EXPECT_TRUE(options.verbose && options.csvMode && options.tags && options.extra);
+   EXPECT_TRUE(options.verbose && options.csv && options.tags && options.extra);
 }
 
 TEST_F(ReportOptionsTest, TakesLongNames)
@@ -128,7 +128,15 @@ TEST_F(ReportOptionsTest, TakesLongNames)
    EXPECT_STREQ(options.inclusionText, "vm");
    EXPECT_STREQ(options.exclusionText, "lf");
    EXPECT_STREQ(options.selection, "a");
-   EXPECT_TRUE(options.verbose && options.csvMode);
+   EXPECT_TRUE(options.verbose && options.csv);
+}
+
+TEST_F(ReportOptionsTest, ChoosesTheOutputByCsv)
+{
+   Parse({});
+   EXPECT_EQ(options.output, &kAlignedTable);
+   Parse({"-q"});
+   EXPECT_EQ(options.output, &kCsvTable);
 }
 
 TEST_F(ReportOptionsTest, KeepsTheLastOfARepeatedOption)

@@ -1,0 +1,49 @@
+// Values that records hold: flags, states and the sizes that amounts are counted in.
+#ifndef NEVRA_VALUES_H
+#define NEVRA_VALUES_H
+
+#include <cstdint>
+
+// Scheduler-group flags.
+enum GroupFlag : uint32_t {
+   GROUP_PREDEFINED = 0x1,
+   GROUP_LEAF = 0x2,
+   GROUP_VM = 0x4,
+   GROUP_USER_WORLD = 0x8,
+   GROUP_SYSTEM_WORLD = 0x10,
+   GROUP_TEST_WORLD = 0x20,
+   GROUP_PROTECTED = 0x40,
+   GROUP_SELF_DESTRUCT = 0x80,
+   GROUP_NON_PERSISTENT = 0x100,
+   GROUP_KERNEL_MEMORY = 0x200,
+   GROUP_USER_CREATED = 0x400,
+   GROUP_CONTAINER = 0x800,
+   GROUP_SUB_CONTAINER = 0x1000,
+   GROUP_VMM_SUB_CONTAINER = 0x2000,
+   GROUP_UW_SUB_CONTAINER = 0x4000
+};
+
+// Flags of a persistent-memory region.
+enum RegionFlag : uint32_t {
+   REGION_ALLOCATED = 0x1,
+   REGION_DANGLING = 0x2,
+   REGION_LOCKED = 0x4,
+   REGION_READ_ONLY = 0x8,
+   REGION_BLOCK_DEVICE = 0x10,
+   REGION_PERSISTENT_RESERVATION = 0x20,
+   REGION_SYSTEM = 0x40,
+   REGION_ZOMBIE = 0x80
+};
+
+// The memory states of a host, from most free memory to least, as records number them.
+enum class MemState : uint32_t { High, Clear, Soft, Hard, Low, Unknown };
+inline constexpr uint32_t kMemStateCount = 5; // those that a host can be in
+
+// The states as the keys of the transition node.
+inline constexpr const char *memStateNames[] = {"high", "clear", "soft", "hard", "low", "unknown", nullptr};
+
+// A page and a large page, in KB.
+inline constexpr uint64_t kKBPerPage = 4;
+inline constexpr uint64_t kKBPerLargePage = 2048;
+
+#endif
