@@ -40,7 +40,7 @@ void MeasureGroupStats(const Places &places, const char *order, bool csv)
    const std::string rows = std::to_string(CountLines(table) - 1);
    PrintComparison(
       {"`group-stats" + std::string(csv ? " -q" : "") + "`, snapshot, IDs " + order, rows, figures[0]},
-      {"formatting alone", rows, floor}, csv ? "2.0" : "");
+      {"formatting alone", rows, floor});
 }
 
 void MeasureStartUp(const Places &places, unsigned groups)
@@ -49,11 +49,11 @@ void MeasureStartUp(const Places &places, unsigned groups)
                               places.work + "/output"};
    const std::vector<Figures> figures = RunInTurn({hostmem, EmptyProgram(places)}, {});
    PrintComparison({"`comp-stats`, snapshot of " + std::to_string(groups) + " groups", "1", figures[0]},
-                   {"empty program", "", figures[1]}, groups == kGroups ? "1.5" : "");
+                   {"empty program", "", figures[1]});
 }
 
 // A live report against a program that opens, reads and closes the files that the report was seen to read.
-void MeasureLive(const Places &places, const std::string &report, size_t processes, const char *aim)
+void MeasureLive(const Places &places, const std::string &report, size_t processes)
 {
    const std::string list = places.work + "/files-of-" + report;
    const std::string trace = places.work + "/trace";
@@ -69,11 +69,10 @@ void MeasureLive(const Places &places, const std::string &report, size_t process
    const std::vector<Figures> figures =
       RunInTurn({hostmem, {{places.bin + "/read_files_floor", list}, "/dev/null"}}, {});
    PrintComparison(
-      {std::string("`").append(report) + " -q`, live, " + std::to_string(processes) + " processes more",
+      {std::string("`").append(report) + " -q`, live, with " + std::to_string(processes) + " more processes",
        std::to_string(CountLines(hostmem.outputPath) - 1), figures[0]},
       {"opening, reading and closing the same " + std::to_string(CountLines(list)) + " files", "",
-       figures[1]},
-      aim);
+       figures[1]});
 }
 
 void MeasureMemory(const Places &places)
@@ -84,9 +83,9 @@ void MeasureMemory(const Places &places)
    for (int i = 0; i < 5; i++) {
       anonymous = std::max(anonymous, RunProcess(command, places.work + "/output", true).peakAnonymousKB);
    }
-   std::printf("\n`group-stats -q` of %u groups: %zu KB of memory beside the snapshot's mapped pages (aim: "
-               "16384 KB).\n",
-               kGroups, anonymous);
+   std::printf(
+      "\n`group-stats -q` of %u groups: %zu KB of memory in addition to the snapshot's mapped pages.\n",
+      kGroups, anonymous);
 }
 
 // Opening alone, without a report: it reads the directory of the file, whatever the size of the rest.
@@ -121,8 +120,8 @@ int main(int argc, char **argv)
    MeasureStartUp(places, kGroups);
    {
       const SleepingProcesses processes(kProcesses);
-      MeasureLive(places, "group-stats", processes.Count(), "1.5");
-      MeasureLive(places, "uw-stats", processes.Count(), "1.3");
+      MeasureLive(places, "group-stats", processes.Count());
+      MeasureLive(places, "uw-stats", processes.Count());
    }
    MeasureMemory(places);
    MeasureOpening(places);

@@ -77,7 +77,7 @@ void Measure(const Places &places, const OtherTool &tool, const std::string &hos
    const std::vector<Figures> figures = RunInTurn({hostmem, other}, {});
    PrintComparison(
       {report, std::to_string(RowsBelow(1, hostmem.outputPath)), figures[0]},
-      {name + (tool.sleeps ? ", which sleeps a second" : ""), std::to_string(otherRows), figures[1]}, "",
+      {name + (tool.sleeps ? ", which sleeps a second" : ""), std::to_string(otherRows), figures[1]},
       !tool.sleeps);
 }
 
@@ -106,9 +106,9 @@ void MeasureDatabase(const Places &places)
    RequireSameBytes(places.work + "/rows", sqliteTable.outputPath);
    const std::string rows = std::to_string(kGroups);
    PrintComparison({"`group-stats -q`, snapshot", rows, figures[0]},
-                   {"`sqlite3 -csv`, the same bytes", rows, figures[1]}, "");
+                   {"`sqlite3 -csv`, the same bytes", rows, figures[1]});
    PrintComparison({"`group-stats`, snapshot", rows, figures[2]},
-                   {"`sqlite3`, `printf` in the query, the same bytes", rows, figures[3]}, "");
+                   {"`sqlite3`, `printf` in the query, the same bytes", rows, figures[3]});
 }
 
 } // namespace
@@ -124,7 +124,7 @@ int main(int argc, char **argv)
    const SleepingProcesses processes(kProcesses);
    for (const OtherTool &tool : kOtherTools) {
       if (tool.growsWithProcesses) {
-         Measure(places, tool, ", " + std::to_string(processes.Count()) + " processes more");
+         Measure(places, tool, ", with " + std::to_string(processes.Count()) + " more processes");
       }
    }
    return 0;

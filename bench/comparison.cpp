@@ -98,17 +98,16 @@ void PrintTableHead()
                "|---|--:|---|--:|--:|--:|--:|--:|\n");
 }
 
-void PrintComparison(const Side &hostmem, const Side &other, const std::string &aim, bool wall)
+void PrintComparison(const Side &hostmem, const Side &other, bool wall)
 {
    char ratio[32] = "";
    if (wall) {
       std::snprintf(ratio, sizeof ratio, "**%.2f**", hostmem.figures.seconds / other.figures.seconds);
    }
-   std::printf("| %s | %s | %s | %s | %.2f : %.2f | %s%s | %.2f : %.2f | %.2f |\n", hostmem.what.c_str(),
+   std::printf("| %s | %s | %s | %s | %.2f : %.2f | %s | %.2f : %.2f | %.2f |\n", hostmem.what.c_str(),
                hostmem.rows.c_str(), other.what.c_str(), other.rows.c_str(), hostmem.figures.seconds * 1e3,
-               other.figures.seconds * 1e3, ratio, aim.empty() ? "" : (" (aim " + aim + ")").c_str(),
-               hostmem.figures.cpuSeconds * 1e3, other.figures.cpuSeconds * 1e3,
-               hostmem.figures.cpuSeconds / other.figures.cpuSeconds);
+               other.figures.seconds * 1e3, ratio, hostmem.figures.cpuSeconds * 1e3,
+               other.figures.cpuSeconds * 1e3, hostmem.figures.cpuSeconds / other.figures.cpuSeconds);
    std::fflush(stdout);
 }
 

@@ -45,8 +45,8 @@ struct Side {
    Figures figures;
 };
 
-// `aim`: what the ratio is to be at most; empty for none. Without `wall` its wall time says nothing.
-void PrintComparison(const Side &hostmem, const Side &other, const std::string &aim, bool wall = true);
+// Without `wall` the wall times say nothing, and no ratio is printed of them.
+void PrintComparison(const Side &hostmem, const Side &other, bool wall = true);
 
 // A row about what could not be measured.
 void PrintUnmeasured(const std::string &hostmem, const std::string &other, const std::string &why);
