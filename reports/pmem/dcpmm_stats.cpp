@@ -6,7 +6,9 @@
 #include <ctime>
 #include <vector>
 
+#include <fcntl.h>
 #include <getopt.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "nevra/records.h"
@@ -170,6 +172,25 @@ NevraStatus NameOutputFile(OutputFile *output)
    return NEVRA_OK;
 }
 
+// Whoever can write to the folder can foresee the name: none of his links is followed, none of his FIFOs
+// waited for, and no file but this user's own written over.
+FILE *CreateOutputFile(const char *name)
+{
+   constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+   int descriptor = open(name, kFlags | O_CREAT | O_EXCL, 0666);
+   if (descriptor < 0 && errno == EEXIST) {
+      descriptor = open(name, kFlags);
+      struct stat facts;
+      if (descriptor >= 0 &&
+          (fstat(descriptor, &facts) != 0 || !S_ISREG(facts.st_mode) || facts.st_uid != geteuid() ||
+           facts.st_nlink != 1 || ftruncate(descriptor, 0) != 0)) {
+         close(descriptor);
+         descriptor = -1;
+      }
+   }
+   return descriptor >= 0 ? fdopen(descriptor, "w") : nullptr;
+}
+
 // Opens the file and writes its heading. With -q there is no file, and the table output begins.
 NevraStatus OpenOutput(const char *report, const ProfilerOptions &options, OutputFile *output)
 {
@@ -187,7 +208,7 @@ NevraStatus OpenOutput(const char *report, const ProfilerOptions &options, Outpu
       return status;
    }
    std::printf("Data output is being written to: %s\n", output->name);
-   output->file = std::fopen(output->name, "w");
+   output->file = CreateOutputFile(output->name);
    if (output->file == nullptr) {
       std::printf("\n Cannot Create report output file");
       return NEVRA_FAILURE;

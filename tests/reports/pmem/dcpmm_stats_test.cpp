@@ -2,17 +2,21 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include <stdlib.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
 #include "tests/scripted/scenario.h"
 
+namespace fs = std::filesystem;
 using namespace scripted;
 
 namespace {
@@ -432,10 +436,42 @@ TEST_F(DcpmmStats, LeavesNoFileWhenItCannotBeMade)
    EXPECT_THAT(run, RanCleanly());
 }
 
+// A stranger who can write to the folder knows the name.
+TEST_F(DcpmmStats, NeverFollowsALinkOrWaitsForAFifo)
+{
+   const fs::path file = folder / kFileName;
+   const fs::path victim = folder / "victim";
+   std::ofstream(victim) << "precious";
+   const std::function<void()> plants[] = {
+      [&] { fs::create_symlink("victim", file); }, [&] { fs::create_symlink("missing", file); },
+      [&] { fs::create_hard_link(victim, file); }, [&] { ASSERT_EQ(mkfifo(file.c_str(), 0666), 0); }};
+   for (const auto &plant : plants) {
+      plant();
+      const RunResult run = Run(Sockets({{0, 24}}));
+      EXPECT_EQ(run.out, kAnnouncement + "\n Cannot Create report output file");
+      EXPECT_EQ(run.exitStatus, 1);
+      EXPECT_EQ(run.Count("Nevra_Set"), 0u);
+      EXPECT_THAT(run, RanCleanly());
+      EXPECT_EQ(Contents("victim"), "precious");
+      EXPECT_FALSE(fs::exists(folder / "missing"));
+      fs::remove(file);
+   }
+}
+
+TEST_F(DcpmmStats, WritesOverItsOwnFileOfTheSameSecond)
+{
+   std::ofstream(folder / kFileName) << std::string(100000, 'x');
+   EXPECT_EQ(Run(Sockets({{0, 24}})).exitStatus, 0);
+   EXPECT_LT(fs::file_size(folder / kFileName), 100000u);
+}
+
 TEST_F(DcpmmStats, NoticesThatTheFileCannotBeWritten)
 {
-   std::filesystem::create_symlink("/dev/full", folder / kFileName);
-   const RunResult run = Run(Sockets({{0, 24}}), {"-v"});
+   if (mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=4k") != 0) {
+      GTEST_SKIP() << "no small file system without CAP_SYS_ADMIN";
+   }
+   const RunResult run = Run(Sockets({{0, 24}, {0, 30}, {0, 36}}), {"-v"});
+   EXPECT_EQ(umount(folder.c_str()), 0);
    EXPECT_EQ(run.out, kAnnouncement + Completed(1) + "\n Cannot Write report output file");
    EXPECT_EQ(run.exitStatus, 1);
    EXPECT_THAT(run, RanCleanly());
