@@ -94,7 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
    std::ofstream(files.json, std::ios::binary)
       .write(reinterpret_cast<const char *>(data), static_cast<std::streamsize>(size));
    unlink(files.snapshot.c_str());
-   if (Run("import", [&] { return ImportCommand(files.json, files.snapshot); }) != kExitDone) {
+   if (Run("import", [&] { return ImportCommand(files.json, {files.snapshot}); }) != kExitDone) {
       Run("info", [&] { return InfoCommand(files.json); });
       return 0;
    }

@@ -65,7 +65,7 @@ bool CaptureHost(const std::string &root, nevra::SnapshotTree *tree)
 
 } // namespace
 
-int CaptureCommand(const std::string &root, const std::string &output)
+int CaptureCommand(const std::string &root, const Output &output)
 {
    std::error_code error;
    if (!std::filesystem::is_directory(root, error)) {
@@ -75,11 +75,12 @@ int CaptureCommand(const std::string &root, const std::string &output)
    nevra::SnapshotTree tree;
    tree.host = nevra::ReadHostName(root);
    tree.captured = CaptureTime();
-   const std::string path = output.empty() ? DefaultOutput(tree) : output;
-   if (!CaptureHost(root, &tree) || !WriteSnapshot(&tree, root, path)) {
+   const std::string path = output.path.empty() ? DefaultOutput(tree) : output.path;
+   if (!CheckOutput(path, output.ifExists) || !CaptureHost(root, &tree) ||
+       !WriteSnapshot(&tree, root, path, output.ifExists)) {
       return kExitFailed;
    }
-   if (output.empty()) {
+   if (output.path.empty()) {
       std::printf("%s\n", path.c_str());
    }
    return FinishOutput() ? kExitDone : kExitFailed;

@@ -4,13 +4,21 @@
 
 #include <string>
 
+#include "nevra/snapshot/replace_file.h"
+
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitFailed = 1;  // diff: the snapshots differ
 inline constexpr int kExitTrouble = 2; // a wrong command line; diff: any failure
 
-// Takes a snapshot of the host below the folder `root`. An empty `output` is named after the host and the
-// time.
-int CaptureCommand(const std::string &root, const std::string &output);
+// Where a snapshot is written.
+struct Output {
+   std::string path;
+   nevra::IfExists ifExists = nevra::IfExists::Keep;
+};
+
+// Takes a snapshot of the host below the folder `root`. An output without a path is named after the host and
+// the time.
+int CaptureCommand(const std::string &root, const Output &output);
 
 // Shows what a snapshot is of, and what it has per node.
 int InfoCommand(const std::string &path);
@@ -22,7 +30,7 @@ int VerifyCommand(const std::string &path);
 int ExportCommand(const std::string &path);
 
 // Makes a snapshot of its readable form; "-" is standard input.
-int ImportCommand(const std::string &path, const std::string &output);
+int ImportCommand(const std::string &path, const Output &output);
 
 // Shows where two snapshots differ.
 int DiffCommand(const std::string &left, const std::string &right);

@@ -5,7 +5,6 @@
 
 #include <sys/stat.h>
 
-#include "nevra/snapshot/replace_file.h"
 #include "nevra/snapshot/snapshot_writer.h"
 #include "snapshot-tool/commands.h"
 #include "snapshot-tool/json_export.h"
@@ -56,8 +55,11 @@ int ExportCommand(const std::string &path)
    return kExitDone;
 }
 
-int ImportCommand(const std::string &path, const std::string &output)
+int ImportCommand(const std::string &path, const Output &output)
 {
+   if (!CheckOutput(output.path, output.ifExists)) {
+      return kExitFailed;
+   }
    nevra::SnapshotTree tree;
    if (path == "-") {
       if (!Import(stdin, "standard input", &tree)) {
@@ -73,5 +75,5 @@ int ImportCommand(const std::string &path, const std::string &output)
          return kExitFailed;
       }
    }
-   return WriteSnapshot(&tree, path, output) ? kExitDone : kExitFailed;
+   return WriteSnapshot(&tree, path, output.path, output.ifExists) ? kExitDone : kExitFailed;
 }

@@ -15,7 +15,7 @@ constexpr char kExitStatuses[] = "Exit status: 0 when done, 1 when it failed, 2 
 struct Arguments {
    std::string file;
    std::string other;
-   std::string output;
+   Output output;
    std::string root = "/";
 };
 
@@ -32,6 +32,16 @@ int RefuseCommandLine(const std::string &problem)
    return kExitTrouble;
 }
 
+CLI::Option *AddOutputOptions(CLI::App *subcommand, const char *help, Output *output)
+{
+   const CLI::Validator isNamed(
+      [](const std::string &path) { return path.empty() ? "the name is empty" : ""; }, "");
+   subcommand->add_flag_callback(
+      "-f,--force", [=] { output->ifExists = nevra::IfExists::Replace; },
+      "Replace a file that is there already");
+   return subcommand->add_option("-o,--output", output->path, help)->check(isNamed);
+}
+
 int Run(int argc, char **argv)
 {
    CLI::App app("Makes and inspects snapshots, the cache files of hostmem -c.", "hostmem-snapshot");
@@ -40,8 +50,7 @@ int Run(int argc, char **argv)
    Arguments arguments;
 
    CLI::App *capture = app.add_subcommand("capture", "Take a snapshot of this host");
-   capture->add_option("-o,--output", arguments.output,
-                       "File to write (default: HOST-TIME.snapshot in this folder)");
+   AddOutputOptions(capture, "File to write (default: HOST-TIME.snapshot in this folder)", &arguments.output);
    capture->add_option("--root", arguments.root, "Folder that stands for / (a recorded tree)")
       ->capture_default_str();
    CLI::App *info = app.add_subcommand("info", "Show what a snapshot is of and what it holds");
@@ -52,7 +61,7 @@ int Run(int argc, char **argv)
    exportJson->add_option("FILE", arguments.file)->required();
    CLI::App *importJson = app.add_subcommand("import", "Make a snapshot of JSON");
    importJson->add_option("JSON", arguments.file, "File to read, - for standard input")->required();
-   importJson->add_option("-o,--output", arguments.output, "File to write")->required();
+   AddOutputOptions(importJson, "File to write", &arguments.output)->required();
    CLI::App *diff = app.add_subcommand("diff", "Show where two snapshots differ");
    diff->add_option("A", arguments.file)->required();
    diff->add_option("B", arguments.other)->required();

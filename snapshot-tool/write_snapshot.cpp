@@ -1,23 +1,24 @@
 #include "snapshot-tool/write_snapshot.h"
 
-#include "nevra/snapshot/replace_file.h"
 #include "nevra/snapshot/snapshot_writer.h"
 #include "snapshot-tool/message.h"
 #include "snapshot-tool/progress.h"
 
 namespace {
 
-bool WriteImage(const nevra::SnapshotImage &image, const std::string &output, std::string *problem)
+bool WriteImage(const nevra::SnapshotImage &image, const std::string &output, nevra::IfExists ifExists,
+                std::string *problem)
 {
    const std::span<const uint8_t> parts[] = {{image.body.get(), image.bodySize}, image.trailer};
    Progress progress("writing");
-   return nevra::ReplaceFile(output.c_str(), parts, problem,
+   return nevra::ReplaceFile(output.c_str(), parts, ifExists, problem,
                              [&](uint64_t done) { progress.Update(done, image.bodySize); });
 }
 
 } // namespace
 
-bool WriteSnapshot(nevra::SnapshotTree *tree, const std::string &origin, const std::string &output)
+bool WriteSnapshot(nevra::SnapshotTree *tree, const std::string &origin, const std::string &output,
+                   nevra::IfExists ifExists)
 {
    nevra::SnapshotImage image;
    std::string problem;
@@ -25,7 +26,17 @@ bool WriteSnapshot(nevra::SnapshotTree *tree, const std::string &origin, const s
       Complain(origin, problem);
       return false;
    }
-   if (!WriteImage(image, output, &problem)) {
+   if (!WriteImage(image, output, ifExists, &problem)) {
+      Complain(output, problem);
+      return false;
+   }
+   return true;
+}
+
+bool CheckOutput(const std::string &output, nevra::IfExists ifExists)
+{
+   std::string problem;
+   if (!CheckTarget(output.c_str(), ifExists, &problem)) {
       Complain(output, problem);
       return false;
    }

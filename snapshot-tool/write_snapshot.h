@@ -4,10 +4,15 @@
 
 #include <string>
 
+#include "nevra/snapshot/replace_file.h"
 #include "nevra/snapshot/snapshot_tree.h"
 
 // Uses the tree up. Complains on failure: of `origin`, what the tree came from, or of `output`. Nothing is
 // left behind then.
-bool WriteSnapshot(nevra::SnapshotTree *tree, const std::string &origin, const std::string &output);
+bool WriteSnapshot(nevra::SnapshotTree *tree, const std::string &origin, const std::string &output,
+                   nevra::IfExists ifExists);
+
+// Complains when no file can be written there: before the work, not after it.
+bool CheckOutput(const std::string &output, nevra::IfExists ifExists);
 
 #endif

@@ -16,7 +16,7 @@ namespace nevra {
 
 namespace {
 
-constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGTERM};
+constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM, SIGXCPU};
 constexpr size_t kSignalCount = std::size(kEndingSignals);
 
 // The temporary file, for the signal handler; empty when there is none.
@@ -29,7 +29,8 @@ void RemoveAndEnd(int signal)
    raise(signal);
 }
 
-// While one exists, a signal that ends the process removes the temporary file first.
+// While one exists, a signal that ends the process removes the temporary file first, and a file that grows
+// beyond the limit of its size is an error of the write and no signal.
 class SignalGuard {
  public:
    SignalGuard()
@@ -42,18 +43,23 @@ class SignalGuard {
             sigaction(kEndingSignals[i], &guard, nullptr);
          }
       }
+      struct sigaction ignored = {};
+      ignored.sa_handler = SIG_IGN;
+      sigaction(SIGXFSZ, &ignored, &formerOfSize);
    }
    ~SignalGuard()
    {
       for (size_t i = 0; i < kSignalCount; i++) {
          sigaction(kEndingSignals[i], &former[i], nullptr);
       }
+      sigaction(SIGXFSZ, &formerOfSize, nullptr);
    }
    SignalGuard(const SignalGuard &) = delete;
    SignalGuard &operator=(const SignalGuard &) = delete;
 
  private:
    struct sigaction former[kSignalCount];
+   struct sigaction formerOfSize;
 };
 
 bool SystemFails(std::string *problem)
@@ -62,28 +68,10 @@ bool SystemFails(std::string *problem)
    return false;
 }
 
-// Finds the file that is to be replaced, behind links, and the permissions that it is to have.
-bool FindTarget(const char *path, std::filesystem::path *target, mode_t *mode, std::string *problem)
+bool AlreadyExists(std::string *problem)
 {
-   *target = path;
-   const mode_t mask = umask(0);
-   umask(mask);
-   *mode = 0666 & ~mask;
-   struct stat facts;
-   if (stat(path, &facts) != 0) {
-      return errno == ENOENT || SystemFails(problem);
-   }
-   if (!S_ISREG(facts.st_mode)) {
-      *problem = "cannot be written: not a regular file";
-      return false;
-   }
-   *mode = facts.st_mode & 0777;
-   std::error_code error;
-   *target = std::filesystem::canonical(path, error);
-   if (error) {
-      *problem = "cannot be written: " + error.message();
-   }
-   return !error;
+   *problem = "already exists; --force replaces it";
+   return false;
 }
 
 // What is written between two reports of progress.
@@ -137,6 +125,19 @@ int CreateTemporary(const std::filesystem::path &target)
    return descriptor;
 }
 
+// Gives the temporary file its name. Without `replaces`, whatever has that name stays, and errno is EEXIST.
+bool Rename(const char *target, bool replaces)
+{
+   if (replaces) {
+      return rename(temporaryPath, target) == 0;
+   }
+   if (renameat2(AT_FDCWD, temporaryPath, AT_FDCWD, target, RENAME_NOREPLACE) == 0) {
+      return true;
+   }
+   // A file system that cannot do that can do this.
+   return errno == EINVAL && link(temporaryPath, target) == 0 && unlink(temporaryPath) == 0;
+}
+
 // The rename itself is to outlive a power cut too. A folder that cannot be synced is no failure: the file is
 // there.
 void SyncFolder(const std::filesystem::path &target)
@@ -151,35 +152,45 @@ void SyncFolder(const std::filesystem::path &target)
 
 } // namespace
 
-bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> parts, std::string *problem,
-                 const std::function<void(uint64_t)> &progress)
+bool CheckTarget(const char *path, IfExists ifExists, std::string *problem)
 {
-   std::filesystem::path target;
-   mode_t mode;
-   if (!FindTarget(path, &target, &mode, problem)) {
+   struct stat facts;
+   if (lstat(path, &facts) != 0) {
+      return errno == ENOENT || SystemFails(problem);
+   }
+   if (!S_ISREG(facts.st_mode)) {
+      *problem = "cannot be written: not a regular file";
+      return false;
+   }
+   return ifExists == IfExists::Replace || AlreadyExists(problem);
+}
+
+bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> parts, IfExists ifExists,
+                 std::string *problem, const std::function<void(uint64_t)> &progress)
+{
+   if (!CheckTarget(path, ifExists, problem)) {
       return false;
    }
    const SignalGuard guard;
-   const int descriptor = CreateTemporary(target);
+   const int descriptor = CreateTemporary(path);
    if (descriptor < 0) {
       return SystemFails(problem);
    }
-   bool done =
-      fchmod(descriptor, mode) == 0 && WriteParts(descriptor, parts, progress) && fsync(descriptor) == 0;
+   bool done = WriteParts(descriptor, parts, progress) && fsync(descriptor) == 0;
    const int error = errno;
    if (close(descriptor) != 0) {
       done = false;
    } else {
       errno = error;
    }
-   done = done && rename(temporaryPath, target.c_str()) == 0;
+   done = done && Rename(path, ifExists == IfExists::Replace);
    if (!done) {
-      SystemFails(problem);
+      errno == EEXIST ? AlreadyExists(problem) : SystemFails(problem);
       unlink(temporaryPath);
    }
    temporaryPath[0] = '\0';
    if (done) {
-      SyncFolder(target);
+      SyncFolder(path);
    }
    return done;
 }

@@ -9,12 +9,19 @@
 
 namespace nevra {
 
+// What becomes of a regular file that is there already.
+enum class IfExists { Keep, Replace };
+
+// Whether a file can be written at `path` as far as what is there goes. A link counts as what it is: who
+// planted it would choose the file that is replaced.
+bool CheckTarget(const char *path, IfExists ifExists, std::string *problem);
+
 // Writes the parts, one after the other, to a temporary file beside `path`, syncs it and renames it to
-// `path`. A link is followed; what is there and no regular file is left alone. On failure, and when an
-// interrupt ends the process, the temporary file is removed and `path` is as it was; `*problem` then says
-// why, without the path. Calls progress(bytes written) now and then, if there is one.
-bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> parts, std::string *problem,
-                 const std::function<void(uint64_t)> &progress = nullptr);
+// `path`; only its owner may read it. On failure, and when a signal ends the process, the temporary file is
+// removed and `path` is as it was; `*problem` then says why, without the path. Calls progress(bytes written)
+// now and then, if there is one.
+bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> parts, IfExists ifExists,
+                 std::string *problem, const std::function<void(uint64_t)> &progress = nullptr);
 
 } // namespace nevra
 

@@ -135,7 +135,7 @@ TEST_F(MemoryFailure, LeavesNoSnapshotThatIsNotWhole)
       "sched/groups/groupName": {"records": [{"keys": [0], "name": "host"}, {"keys": [5], "name": "five"}]},
       "sched/groups/members/groups": {"lists": [{"keys": [0], "instances": [5]}]},
       "system/heaps": {"lists": [{"instances": ["main", "net"]}]}}})";
-   const std::string command = SNAPSHOT_TOOL " import a.json -o a";
+   const std::string command = SNAPSHOT_TOOL " import a.json --force -o a";
    ASSERT_EQ(RunFailing(command, 0).status, 0);
    const std::string whole = ReadFile(folder / "a");
    fs::remove(folder / "a");

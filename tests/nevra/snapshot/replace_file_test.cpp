@@ -4,6 +4,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -27,12 +28,14 @@ class ReplaceFileTest : public testing::Test {
    }
    ~ReplaceFileTest() override { fs::remove_all(folder); }
 
-   bool Replace(const std::string &content)
+   bool Replace(const std::string &content) { return Write(content, nevra::IfExists::Replace); }
+   bool Write(const std::string &content, nevra::IfExists ifExists,
+              const std::function<void(uint64_t)> &progress = nullptr)
    {
       const std::span<const uint8_t> bytes(reinterpret_cast<const uint8_t *>(content.data()), content.size());
       const std::span<const uint8_t> parts[] = {bytes.first(bytes.size() / 2),
                                                 bytes.subspan(bytes.size() / 2)};
-      return nevra::ReplaceFile(path.c_str(), parts, &problem);
+      return nevra::ReplaceFile(path.c_str(), parts, ifExists, &problem, progress);
    }
    std::string Content() const
    {
@@ -60,22 +63,60 @@ TEST_F(ReplaceFileTest, MakesAFileOfItsParts)
    EXPECT_THAT(Names(), testing::ElementsAre("target"));
 }
 
-TEST_F(ReplaceFileTest, KeepsThePermissionsOfTheFileItReplaces)
+TEST_F(ReplaceFileTest, TheFileIsItsOwnersAlone)
 {
-   std::ofstream(path) << "old";
-   fs::permissions(path, fs::perms(0640));
-   EXPECT_TRUE(Replace("new")) << problem;
-   EXPECT_EQ(Content(), "new");
-   EXPECT_EQ(fs::status(path).permissions(), fs::perms(0640));
+   const mode_t former = umask(0);
+   EXPECT_TRUE(Write("new", nevra::IfExists::Keep)) << problem;
+   EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600));
+   fs::permissions(path, fs::perms(0666));
+   EXPECT_TRUE(Replace("newer")) << problem;
+   EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600));
+   EXPECT_EQ(Content(), "newer");
+   umask(former);
 }
 
-TEST_F(ReplaceFileTest, FollowsALink)
+TEST_F(ReplaceFileTest, KeepsWhatIsThereUnlessItIsToBeReplaced)
+{
+   std::ofstream(path) << "old";
+   EXPECT_FALSE(Write("new", nevra::IfExists::Keep));
+   EXPECT_EQ(problem, "already exists; --force replaces it");
+   EXPECT_FALSE(CheckTarget(path.c_str(), nevra::IfExists::Keep, &problem));
+   EXPECT_TRUE(CheckTarget(path.c_str(), nevra::IfExists::Replace, &problem));
+   EXPECT_EQ(Content(), "old");
+   EXPECT_THAT(Names(), testing::ElementsAre("target"));
+}
+
+TEST_F(ReplaceFileTest, KeepsWhatComesWhileItIsWritten)
+{
+   EXPECT_FALSE(Write("new", nevra::IfExists::Keep, [&](uint64_t) { std::ofstream(path) << "other"; }));
+   EXPECT_EQ(problem, "already exists; --force replaces it");
+   EXPECT_EQ(Content(), "other");
+   EXPECT_THAT(Names(), testing::ElementsAre("target"));
+}
+
+TEST_F(ReplaceFileTest, NeverFollowsALink)
 {
    std::ofstream(folder / "real") << "old";
-   fs::create_symlink("real", path);
-   EXPECT_TRUE(Replace("new")) << problem;
-   EXPECT_TRUE(fs::is_symlink(path));
+   for (const char *destination : {"real", "missing"}) {
+      fs::create_symlink(destination, path);
+      for (const nevra::IfExists ifExists : {nevra::IfExists::Keep, nevra::IfExists::Replace}) {
+         EXPECT_FALSE(Write("new", ifExists));
+         EXPECT_EQ(problem, "cannot be written: not a regular file");
+      }
+      EXPECT_TRUE(fs::is_symlink(path));
+      fs::remove(path);
+   }
+   // One that comes later is replaced itself.
+   EXPECT_TRUE(Write("new", nevra::IfExists::Replace, [&](uint64_t) {
+      if (!fs::is_symlink(path)) {
+         fs::create_symlink("real", path);
+      }
+   })) << problem;
+   EXPECT_FALSE(fs::is_symlink(path));
    EXPECT_EQ(Content(), "new");
+   path = folder / "real";
+   EXPECT_EQ(Content(), "old");
+   EXPECT_THAT(Names(), testing::UnorderedElementsAre("real", "target"));
 }
 
 TEST_F(ReplaceFileTest, LeavesWhatIsNoRegularFileAlone)
@@ -124,10 +165,7 @@ TEST_F(ReplaceFileTest, PathAsLongAsTheSystemTakesHasNoRoomForATemporaryOne)
 TEST_F(ReplaceFileTest, SignalThatTheProgramIgnoresStaysIgnored)
 {
    const auto former = std::signal(SIGHUP, SIG_IGN);
-   const std::string content = "new";
-   const std::span<const uint8_t> bytes(reinterpret_cast<const uint8_t *>(content.data()), content.size());
-   const std::span<const uint8_t> parts[] = {bytes};
-   EXPECT_TRUE(nevra::ReplaceFile(path.c_str(), parts, &problem, [](uint64_t) { raise(SIGHUP); })) << problem;
+   EXPECT_TRUE(Write("new", nevra::IfExists::Keep, [](uint64_t) { raise(SIGHUP); })) << problem;
    EXPECT_EQ(std::signal(SIGHUP, former), SIG_IGN);
    EXPECT_EQ(Content(), "new");
 }
@@ -139,10 +177,11 @@ TEST_F(ReplaceFileTest, WriteThatFailsLeavesTheOldFile)
    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);
    rlimit small = former;
    small.rlim_cur = 1000;
-   std::signal(SIGXFSZ, SIG_IGN);
+   ASSERT_EQ(std::signal(SIGXFSZ, SIG_DFL), SIG_DFL);
    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
    const bool replaced = Replace(std::string(5000, 'n'));
    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &former), 0);
+   EXPECT_EQ(std::signal(SIGXFSZ, SIG_DFL), SIG_DFL);
    EXPECT_FALSE(replaced);
    EXPECT_EQ(problem, "cannot be written: File too large");
    EXPECT_EQ(Content(), "old");
@@ -155,7 +194,7 @@ TEST_F(ReplaceFileTest, InterruptLeavesNothingBehind)
    if (child == 0) {
       const std::vector<uint8_t> megabyte(1 << 20, 'x');
       const std::vector<std::span<const uint8_t>> parts(4096, megabyte);
-      nevra::ReplaceFile(path.c_str(), parts, &problem);
+      nevra::ReplaceFile(path.c_str(), parts, nevra::IfExists::Keep, &problem);
       _exit(0);
    }
    while (Names().empty()) {
@@ -166,6 +205,24 @@ TEST_F(ReplaceFileTest, InterruptLeavesNothingBehind)
    ASSERT_EQ(waitpid(child, &status, 0), child);
    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT);
    EXPECT_THAT(Names(), testing::IsEmpty());
+}
+
+TEST_F(ReplaceFileTest, SignalThatEndsTheProgramLeavesNothingBehind)
+{
+   for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM, SIGXCPU}) {
+      const pid_t child = fork();
+      if (child == 0) {
+         const rlimit noCore = {};
+         setrlimit(RLIMIT_CORE, &noCore);
+         std::signal(signal, SIG_DFL);
+         Write("new", nevra::IfExists::Keep, [=](uint64_t) { raise(signal); });
+         _exit(0);
+      }
+      int status;
+      ASSERT_EQ(waitpid(child, &status, 0), child);
+      EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << signal;
+      EXPECT_THAT(Names(), testing::IsEmpty()) << signal;
+   }
 }
 
 } // namespace
