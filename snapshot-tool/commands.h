@@ -3,6 +3,7 @@
 #define SNAPSHOT_TOOL_COMMANDS_H
 
 #include <string>
+#include <vector>
 
 #include "nevra/snapshot/replace_file.h"
 
@@ -19,6 +20,10 @@ struct Output {
 // Takes a snapshot of the host below the folder `root`. An output without a path is named after the host and
 // the time.
 int CaptureCommand(const std::string &root, const Output &output);
+
+// Prints a report of a snapshot: hostmem with these arguments. Says on standard error which host and which
+// moment it shows.
+int ReportCommand(const std::string &path, const std::vector<std::string> &arguments);
 
 // Shows what a snapshot is of, and what it has per node.
 int InfoCommand(const std::string &path);

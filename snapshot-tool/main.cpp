@@ -53,6 +53,10 @@ int Run(int argc, char **argv)
    AddOutputOptions(capture, "File to write (default: HOST-TIME.snapshot in this folder)", &arguments.output);
    capture->add_option("--root", arguments.root, "Folder that stands for / (a recorded tree)")
       ->capture_default_str();
+   CLI::App *report = app.add_subcommand("report", "Print a report of a snapshot, as hostmem -c FILE does");
+   report->add_option("FILE", arguments.file)->required();
+   report->prefix_command();
+   report->footer("What follows FILE is for hostmem: -r REPORT and the options of the report.");
    CLI::App *info = app.add_subcommand("info", "Show what a snapshot is of and what it holds");
    info->add_option("FILE", arguments.file)->required();
    CLI::App *verify = app.add_subcommand("verify", "Check all of a snapshot");
@@ -80,6 +84,9 @@ int Run(int argc, char **argv)
    }
    if (*capture) {
       return CaptureCommand(arguments.root, arguments.output);
+   }
+   if (*report) {
+      return ReportCommand(arguments.file, report->remaining());
    }
    if (*info) {
       return InfoCommand(arguments.file);

@@ -37,6 +37,14 @@ Outcome RunCommand(const std::string &command)
    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
 }
 
+// What a capture of an empty tree says.
+const std::string kNothingIsThere =
+   "hostmem-snapshot: /proc: not mounted; processes, VMs and the host's memory are not shown\n"
+   "hostmem-snapshot: /sys: not mounted; cgroups, page sharing, huge pages and persistent memory are not "
+   "shown\n"
+   "hostmem-snapshot: /sys/fs/cgroup: no hierarchy is mounted; all processes are shown directly below the "
+   "root\n";
+
 class SnapshotTool : public testing::Test {
  protected:
    SnapshotTool()
@@ -131,9 +139,7 @@ TEST_F(SnapshotTool, AFileThatIsThereStaysUnlessForced)
       EXPECT_EQ(Read("b"), "old");
    }
    for (const char *command : {"import a.json --force -o b", "capture --root root -f -o b"}) {
-      const Outcome outcome = Run(command);
-      EXPECT_EQ(outcome.status, 0);
-      EXPECT_EQ(outcome.output, "");
+      EXPECT_EQ(Run(command).status, 0);
       EXPECT_EQ(Run("verify b").status, 0);
       EXPECT_EQ(fs::status(Path("b")).permissions(), fs::perms(0600));
    }
@@ -377,14 +383,6 @@ TEST_F(SnapshotTool, WrongCommandLineIsTwoAndHelpIsZero)
                testing::HasSubstr("Exit status: 0 when done, 1 when it failed, 2 for a wrong"));
 }
 
-// What a capture of an empty tree says.
-const std::string kNothingIsThere =
-   "hostmem-snapshot: /proc: not mounted; processes, VMs and the host's memory are not shown\n"
-   "hostmem-snapshot: /sys: not mounted; cgroups, page sharing, huge pages and persistent memory are not "
-   "shown\n"
-   "hostmem-snapshot: /sys/fs/cgroup: no hierarchy is mounted; all processes are shown directly below the "
-   "root\n";
-
 TEST_F(SnapshotTool, CaptureOfAnEmptyTreeCanBeRepeated)
 {
    fs::create_directories(folder / "root/proc/sys/kernel");
@@ -412,7 +410,7 @@ TEST_F(SnapshotTool, CaptureWithoutAFixedTimeIsOfNow)
       EXPECT_EQ(RunCommand("cd " + folder.string() + " && " + epoch +
                            " " SNAPSHOT_TOOL " capture --root root --force -o a")
                    .output,
-                "");
+                kNothingIsThere);
       const std::string info = Run("info a").output;
       const size_t at = info.find("captured               ");
       return at != std::string::npos ? info.substr(at + 23, 4) : info;
@@ -462,12 +460,13 @@ TEST_F(SnapshotTool, CaptureTakesNoHostNameFromOutsideOfTheTree)
    for (const char *target : {"/dev/zero", "../../../../secret", "missing"}) {
       fs::remove(folder / "root/proc/sys/kernel/hostname");
       fs::create_symlink(target, folder / "root/proc/sys/kernel/hostname");
-      EXPECT_EQ(Run("capture --root root -o a").status, 0) << target;
+      EXPECT_EQ(Run("capture --root root --force -o a").status, 0) << target;
       EXPECT_THAT(Run("info a").output, testing::Not(testing::HasSubstr("secret"))) << target;
    }
    fs::remove(folder / "root/proc/sys/kernel/hostname");
    ASSERT_EQ(mkfifo((folder / "root/proc/sys/kernel/hostname").c_str(), 0600), 0);
-   EXPECT_EQ(Run("capture --root root -o a").status, 0) << "and nobody waits for one who writes to the pipe";
+   EXPECT_EQ(Run("capture --root root --force -o a").status, 0)
+      << "and nobody waits for one who writes to the pipe";
 }
 
 TEST_F(SnapshotTool, CaptureOfAMissingTreeIsAFailure)
@@ -476,6 +475,50 @@ TEST_F(SnapshotTool, CaptureOfAMissingTreeIsAFailure)
    EXPECT_EQ(outcome.status, 1);
    EXPECT_EQ(outcome.output, "hostmem-snapshot: missing: No such file or directory\n");
    EXPECT_THAT(Names(), testing::IsEmpty());
+}
+
+// ---- report
+
+TEST_F(SnapshotTool, ReportIsThatOfHostmemAndSaysWhichMomentItShows)
+{
+   const std::string sample = SAMPLES "/small-host.snapshot";
+   const std::string options = " -r group-stats -q -s gid:name:memSize";
+   const Outcome direct = RunCommand(HOSTMEM " -c " + sample + options);
+   const Outcome report = Run("report " + sample + options + " 2> err");
+   EXPECT_EQ(report.status, 0);
+   EXPECT_EQ(report.output, direct.output);
+   EXPECT_THAT(report.output, testing::HasSubstr("\n211,vmm.birch,4194304\n"));
+   EXPECT_EQ(Read("err"), "hostmem-snapshot: " + sample + ": host aspen, captured 2026-01-15T12:00:00Z\n");
+}
+
+TEST_F(SnapshotTool, ReportGivesHostmemItsOptionsAndItsStatus)
+{
+   const std::string sample = SAMPLES "/small-host.snapshot";
+   EXPECT_THAT(Run("report " + sample + " --force -r comp-stats").output, testing::HasSubstr("8126464"));
+   const Outcome wrong = Run("report " + sample + " -r none-stats 2>&1");
+   EXPECT_EQ(wrong.status, 1);
+   EXPECT_THAT(wrong.output, testing::HasSubstr("Invalid report none-stats\nUsage: hostmem "));
+   const Outcome help = Run("report " + sample + " -h 2>&1");
+   EXPECT_THAT(help.output, testing::HasSubstr("What follows FILE is for hostmem"));
+   EXPECT_EQ(Run("report missing -r comp-stats").output,
+             "hostmem-snapshot: missing: cannot be read: No such file or directory\n");
+   EXPECT_EQ(Run("report").status, 2);
+}
+
+// The tool alone in a folder finds hostmem in PATH, or nowhere.
+TEST_F(SnapshotTool, ReportFindsHostmemInThePathToo)
+{
+   fs::copy_file(SNAPSHOT_TOOL, Path("alone"));
+   const std::string report =
+      "cd " + folder.string() + " && PATH=%s ./alone report " SAMPLES "/small-host.snapshot -r comp-stats";
+   const auto run = [&](const std::string &path) {
+      return RunCommand(std::string(report).replace(report.find("%s"), 2, path));
+   };
+   EXPECT_THAT(run(fs::path(HOSTMEM).parent_path()).output, testing::HasSubstr("8126464"));
+   const Outcome none = run("/nowhere");
+   EXPECT_EQ(none.status, 1);
+   EXPECT_THAT(none.output,
+               testing::EndsWith("\nhostmem-snapshot: hostmem: cannot be run: No such file or directory\n"));
 }
 
 // ---- hostmem -c
