@@ -177,7 +177,8 @@ int main(int argc, char **argv)
    }
    WriteDictionary(folder / "import_fuzzer.dict");
    WriteSteeringSeeds(folder / "import_fuzzer");
-   fs::copy(folder / "import_fuzzer", folder / "snapshot_tool_fuzzer", fs::copy_options::overwrite_existing);
+   fs::copy(folder / "import_fuzzer", folder / "snapshot_tool_fuzzer",
+            fs::copy_options::recursive | fs::copy_options::overwrite_existing);
    fs::copy(folder / "import_fuzzer.dict", folder / "snapshot_tool_fuzzer.dict",
             fs::copy_options::overwrite_existing);
    return 0;
