@@ -10,13 +10,14 @@ namespace nevra {
 
 uint64_t InternText(SnapshotTree *tree, std::string_view text)
 {
-   const auto found = tree->textIndexes.find(text);
-   if (found != tree->textIndexes.end()) {
-      return found->second;
+   const auto next = tree->textIndexes.lower_bound(text);
+   if (next != tree->textIndexes.end() && next->first == text) {
+      return next->second;
    }
    const uint64_t index = tree->texts.size();
    tree->texts.emplace_back(text);
-   tree->textIndexes.emplace(tree->texts.back(), index);
+   tree->textBytes += text.size();
+   tree->textIndexes.emplace_hint(next, tree->texts.back(), index);
    return index;
 }
 
@@ -81,10 +82,7 @@ uint64_t EstimateSnapshotBytes(const SnapshotTree &tree)
       bytes += kPerNode + 9 * kPerVector + words * sizeof(uint64_t) + halves * sizeof(uint32_t) +
                node.records.size();
    }
-   for (const std::string &text : tree.texts) {
-      bytes += sizeof(uint32_t) + text.size() + 1;
-   }
-   return bytes;
+   return bytes + tree.textBytes + tree.texts.size() * (sizeof(uint32_t) + 1);
 }
 
 namespace {
@@ -190,12 +188,12 @@ bool RowsAreUnique(const SnapshotTree &tree, const NevraNodeDef &node, std::span
       if (good.count + failed.count <= 1) {
          return true;
       }
-      *problem = std::string(node.path) + " is answered twice for " + NameInstance(tree, domains, kNoKeys);
+      *problem = std::string(node.path) + ": duplicate instance " + NameInstance(tree, domains, kNoKeys);
       return false;
    }
    const uint64_t *repeated = FindRepeated(good, failed);
    if (repeated != nullptr) {
-      *problem = std::string(node.path) + " is answered twice for " + NameInstance(tree, domains, repeated);
+      *problem = std::string(node.path) + ": duplicate instance " + NameInstance(tree, domains, repeated);
    }
    return repeated == nullptr;
 }
@@ -272,10 +270,12 @@ void SortTexts(SnapshotTree *tree)
    std::vector<uint64_t> numbers(tree->texts.size());
    std::deque<std::string> texts;
    tree->textIndexes.clear();
+   tree->textBytes = 0;
    for (uint64_t i = 0; i < order.size(); i++) {
       numbers[order[i]] = i;
       texts.push_back(std::move(tree->texts[order[i]]));
-      tree->textIndexes.emplace(texts.back(), i);
+      tree->textBytes += texts.back().size();
+      tree->textIndexes.emplace_hint(tree->textIndexes.end(), texts.back(), i);
    }
    tree->texts = std::move(texts);
    ForEachText(tree, [&](uint64_t *word) { *word = numbers[*word]; });

@@ -7,10 +7,10 @@
 
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "nevra/definitions.h"
@@ -46,7 +46,9 @@ struct SnapshotTree {
 
    NodeTree nodes[kNodeCount]; // by NodeId
    std::deque<std::string> texts;
-   std::unordered_map<std::string_view, uint64_t> textIndexes; // of the texts, in place
+   uint64_t textBytes = 0; // of all of them
+   // Of the texts, in place. Whoever chose them cannot make a look-up long, as he could with a hash table.
+   std::map<std::string_view, uint64_t> textIndexes;
 };
 
 // The index of a text without NULs, added when it is new.

@@ -168,62 +168,73 @@ TEST(Import, StatusMayBeANumber)
 
 TEST(ImportRefuses, WhatIsNoJson)
 {
-   EXPECT_EQ(Problem("{\n\"host\": \"elm\",\n}"), "line 3: Missing a name for object member.");
-   EXPECT_EQ(Problem("{} x"), "line 1: The document root must not be followed by other values.");
-   EXPECT_EQ(Problem(std::string("{}\0x", 4)), "line 1: there is a NUL");
-   EXPECT_EQ(Problem("{\"host\": \"\xff\"}"), "line 1: Invalid encoding in string.");
-   EXPECT_EQ(Problem(" "), "line 1: The document is empty.");
+   EXPECT_EQ(Problem("{\n\"host\": \"elm\",\n}"), "line 3: expected a member name, found '}'");
+   EXPECT_EQ(Problem(R"({"host" "elm"})"), "line 1: expected ':', found a string");
+   EXPECT_EQ(Problem(R"({"host": "elm" "captured"})"), "line 1: expected ',' or '}', found a string");
+   EXPECT_EQ(Problem(R"({"host": "elm")"), "line 1: expected ',' or '}', found the end");
+   EXPECT_EQ(Problem(R"({"host": "elm)"), "line 1: host: Missing a closing quotation mark in string.");
+   EXPECT_EQ(RecordProblem(kName, R"("keys": [0})"),
+             "line 1: sched/groups/groupName, records[0], keys: expected ',' or ']', found '}'");
+   EXPECT_EQ(RecordProblem(kName, R"("keys": [01])"),
+             "line 1: sched/groups/groupName, records[0], keys: expected ',' or ']', found a number");
+   EXPECT_EQ(RecordProblem(kName, R"("keys": [-])"),
+             "line 1: sched/groups/groupName, records[0], keys[0]: Invalid value.");
+   EXPECT_EQ(Problem("{} x"), "line 1: expected the end, found 'x'");
+   EXPECT_EQ(Problem(std::string("{}\0x", 4)), "line 1: expected the end, found NUL");
+   EXPECT_EQ(Problem("{\"host\": \"\xff\"}"), "line 1: host: Invalid encoding in string.");
+   EXPECT_EQ(Problem(" "), "line 1: expected an object, found the end");
 }
 
 TEST(ImportRefuses, OtherRoots)
 {
-   EXPECT_EQ(Problem("[]"), "line 1: an array has no meaning here");
-   EXPECT_EQ(Problem("17"), "line 1: a number has no meaning here");
-   EXPECT_EQ(Problem("null"), "line 1: null has no meaning here");
-   EXPECT_EQ(Problem(std::string(100000, '[')), "line 1: an array has no meaning here");
+   EXPECT_EQ(Problem("[]"), "line 1: expected an object, found an array");
+   EXPECT_EQ(Problem("17"), "line 1: expected an object, found a number");
+   EXPECT_EQ(Problem("null"), "line 1: expected an object, found null");
+   EXPECT_EQ(Problem(std::string(100000, '[')), "line 1: expected an object, found an array");
 }
 
 TEST(ImportRefuses, ValuesOfAnotherKindWhereverTheyStand)
 {
-   EXPECT_EQ(Problem(R"({"host": true})"), "line 1: true and false have no meaning here");
-   EXPECT_EQ(Problem(R"({"nodes": "none"})"), "line 1: a text has no meaning here");
-   EXPECT_EQ(Problem(R"({"captured": {"hex": "00"}})"), "line 1: an object has no meaning here");
-   EXPECT_EQ(Problem(R"({"host": ["elm"]})"), "line 1: an array has no meaning here");
+   EXPECT_EQ(Problem(R"({"host": true})"), "line 1: host: expected a string, found a boolean");
+   EXPECT_EQ(Problem(R"({"nodes": "none"})"), "line 1: expected an object, found a string");
+   EXPECT_EQ(Problem(R"({"captured": {"hex": "00"}})"),
+             "line 1: captured: expected a string, found an object");
+   EXPECT_EQ(Problem(R"({"host": ["elm"]})"), "line 1: host: expected a string, found an array");
    EXPECT_EQ(NodeProblem(kName, R"("records": ["x"])"),
-             "line 1: sched/groups/groupName, records[0]: a text has no meaning here");
+             "line 1: sched/groups/groupName, records[0]: expected an object, found a string");
    EXPECT_EQ(NodeProblem(kName, R"("records": [7])"),
-             "line 1: sched/groups/groupName, records[0]: a number has no meaning here");
+             "line 1: sched/groups/groupName, records[0]: expected an object, found a number");
    EXPECT_EQ(NodeProblem(kName, R"("records": [[]])"),
-             "line 1: sched/groups/groupName, records[0]: an array has no meaning here");
+             "line 1: sched/groups/groupName, records[0]: expected an object, found an array");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [[]])"),
-             "line 1: sched/groups/groupName, records[0], keys: an array has no meaning here");
+             "line 1: sched/groups/groupName, records[0], keys[0]: expected a number, found an array");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [{"hex": "00"}])"),
-             "line 1: sched/groups/groupName, records[0], keys: an object has no meaning here");
+             "line 1: sched/groups/groupName, records[0], keys[0]: expected a number, found an object");
    EXPECT_EQ(RecordProblem("system/heaps/stats", R"("keys": ["a", {"hex": "00"}])"),
-             "line 1: system/heaps/stats, records[0], keys: an object has no meaning here");
+             "line 1: system/heaps/stats, records[0], keys[1]: more keys than the node has");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": ["x"])"),
-             "line 1: sched/groups/groupName, records[0], name: an array has no meaning here");
+             "line 1: sched/groups/groupName, records[0], name: expected a string, found an array");
    EXPECT_EQ(RecordProblem("system/buddy/comprehensive", R"("keys": ["b"], "orders": ["x"])"),
-             "line 1: system/buddy/comprehensive, records[0], orders[0]: a text has no meaning here");
-   EXPECT_EQ(
-      RecordProblem("system/buddy/comprehensive", R"("keys": ["b"], "orders": [{"numFree": [1]}])"),
-      "line 1: system/buddy/comprehensive, records[0], orders[0], numFree: an array has no meaning here");
-   EXPECT_EQ(
-      RecordProblem("system/buddy/comprehensive", R"("keys": ["b"], "orders": [{"numFree": "1"}])"),
-      "line 1: system/buddy/comprehensive, records[0], orders[0], numFree: a text has no meaning here");
-   EXPECT_EQ(
-      RecordProblem("system/buddy/comprehensive", R"("keys": ["b"], "orders": [{"numFree": {}}])"),
-      "line 1: system/buddy/comprehensive, records[0], orders[0], numFree: an object has no meaning here");
+             "line 1: system/buddy/comprehensive, records[0], orders[0]: expected an object, found a string");
+   EXPECT_EQ(RecordProblem("system/buddy/comprehensive", R"("keys": ["b"], "orders": [{"numFree": [1]}])"),
+             "line 1: system/buddy/comprehensive, records[0], orders[0], numFree: expected a number, found "
+             "an array");
+   EXPECT_EQ(RecordProblem("system/buddy/comprehensive", R"("keys": ["b"], "orders": [{"numFree": "1"}])"),
+             "line 1: system/buddy/comprehensive, records[0], orders[0], numFree: expected a number, found a "
+             "string");
+   EXPECT_EQ(RecordProblem("system/buddy/comprehensive", R"("keys": ["b"], "orders": [{"numFree": {}}])"),
+             "line 1: system/buddy/comprehensive, records[0], orders[0], numFree: expected a number, found "
+             "an object");
 }
 
 TEST(ImportRefuses, HexThatIsMoreOrLessThanOneText)
 {
    EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": {"hex": "00", "hex": "00"})"),
-             "line 1: sched/groups/groupName, records[0]: hex is given twice");
+             "line 1: sched/groups/groupName, records[0], name: duplicate member \"hex\"");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": {"text": "00"})"),
-             "line 1: sched/groups/groupName, records[0]: there is no member text");
+             "line 1: sched/groups/groupName, records[0], name: unknown member \"text\"");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": {"hex": 0})"),
-             "line 1: sched/groups/groupName, records[0]: a number has no meaning here");
+             "line 1: sched/groups/groupName, records[0], name: expected a string, found a number");
    for (const char *hex : {"1", "123", "0x", "g0", "0/", "0:", "`0", "G0", "0@", "\u00e9"}) {
       EXPECT_EQ(
          RecordProblem(kAlloc, std::string(R"("keys": [0], "reserved32": ")") + hex + '"'),
@@ -235,42 +246,42 @@ TEST(ImportRefuses, HexThatIsMoreOrLessThanOneText)
 
 TEST(ImportRefuses, HeadersThatAreNone)
 {
-   EXPECT_EQ(Problem(R"({"hosts": "elm"})"), "line 1: there is no member hosts");
-   EXPECT_EQ(Problem(R"({"host": "elm", "host": "elm"})"), "line 1: host is given twice");
-   EXPECT_EQ(Problem(R"({"host": 1})"), "line 1: a number has no meaning here");
-   EXPECT_EQ(Problem(R"({"host": "a\u0000b"})"), "line 1: host has no NUL");
+   EXPECT_EQ(Problem(R"({"hosts": "elm"})"), "line 1: unknown member \"hosts\"");
+   EXPECT_EQ(Problem(R"({"host": "elm", "host": "elm"})"), "line 1: duplicate member \"host\"");
+   EXPECT_EQ(Problem(R"({"host": 1})"), "line 1: host: expected a string, found a number");
+   EXPECT_EQ(Problem(R"({"host": "a\u0000b"})"), "line 1: host: contains NUL");
    EXPECT_EQ(Problem(R"({"definitionSignature": "abc"})"),
-             "line 1: definitionSignature is 32 hexadecimal digits, in lower case");
+             "line 1: definitionSignature: not 32 hexadecimal digits in lower case");
    EXPECT_EQ(Problem(R"({"captured": "yesterday"})"),
-             "line 1: captured is a time like \"2026-01-31T23:59:59Z\"");
+             "line 1: captured: not a time like \"2026-01-31T23:59:59Z\"");
 }
 
 TEST(ImportRefuses, UnknownNodesAndMembers)
 {
-   EXPECT_EQ(NodeProblem("sched/group", ""), "line 1: there is no node sched/group");
+   EXPECT_EQ(NodeProblem("sched/group", ""), "line 1: unknown node \"sched/group\"");
    EXPECT_EQ(Problem(R"({"nodes": {"system/heaps": {}, "system/heaps": {}}})"),
-             "line 1: system/heaps is given twice");
+             "line 1: duplicate node \"system/heaps\"");
    EXPECT_EQ(NodeProblem(kName, R"("record": [])"),
-             "line 1: sched/groups/groupName: there is no member record");
+             "line 1: sched/groups/groupName: unknown member \"record\"");
    EXPECT_EQ(NodeProblem(kName, R"("lists": [])"), "line 1: sched/groups/groupName: the node has no listing");
    EXPECT_EQ(NodeProblem(kChildren, R"("records": [])"),
              "line 1: sched/groups/members/groups: the node has no records");
    EXPECT_EQ(NodeProblem(kName, R"("records": [], "records": [])"),
-             "line 1: sched/groups/groupName: records is given twice");
+             "line 1: sched/groups/groupName: duplicate member \"records\"");
    EXPECT_EQ(NodeProblem(kName, R"("records": {})"),
-             "line 1: sched/groups/groupName: an object has no meaning here");
+             "line 1: sched/groups/groupName, records: expected an array, found an object");
 }
 
 TEST(ImportRefuses, UnknownAndRepeatedFields)
 {
    EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "nam": "x")"),
-             "line 1: sched/groups/groupName, records[0]: GroupNameRecord has no field nam");
+             "line 1: sched/groups/groupName, records[0]: unknown field \"nam\" of GroupNameRecord");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": "x", "name": "y")"),
-             "line 1: sched/groups/groupName, records[0]: name is given twice");
+             "line 1: sched/groups/groupName, records[0]: duplicate member \"name\"");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "keys": [1])"),
-             "line 1: sched/groups/groupName, records[0]: keys is given twice");
+             "line 1: sched/groups/groupName, records[0]: duplicate member \"keys\"");
    EXPECT_EQ(NodeProblem(kName, "\"records\": [{\"keys\": [0]},\n{\"keys\": [1], \"instances\": []}]"),
-             "line 2: sched/groups/groupName, records[1]: GroupNameRecord has no field instances");
+             "line 2: sched/groups/groupName, records[1]: unknown field \"instances\" of GroupNameRecord");
 }
 
 TEST(ImportRefuses, TextsThatDoNotFit)
@@ -279,15 +290,15 @@ TEST(ImportRefuses, TextsThatDoNotFit)
    EXPECT_EQ(RecordProblem(kName, "\"keys\": [0], \"name\": \"" + std::string(64, 'x') + '"'),
              "line 1: sched/groups/groupName, records[0], name: longer than 63 bytes");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": "a\u0000b")"),
-             "line 1: sched/groups/groupName, records[0], name: a text has no NUL");
+             "line 1: sched/groups/groupName, records[0], name: contains NUL");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": 7)"),
-             "line 1: sched/groups/groupName, records[0], name: a number has no meaning here");
+             "line 1: sched/groups/groupName, records[0], name: expected a string, found a number");
    EXPECT_EQ(RecordProblem(kName, "\"keys\": [0], \"name\": {\"hex\": \"" + std::string(130, '1') + "\"}"),
              "line 1: sched/groups/groupName, records[0], name: longer than 64 bytes");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": {"hex": "1g"})"),
-             "line 1: sched/groups/groupName, records[0]: not pairs of hexadecimal digits");
+             "line 1: sched/groups/groupName, records[0], name: not pairs of hexadecimal digits");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [0], "name": {})"),
-             "line 1: sched/groups/groupName, records[0]: hex is missing");
+             "line 1: sched/groups/groupName, records[0], name: missing member \"hex\"");
    EXPECT_EQ(RecordProblem(kAlloc, R"("keys": [0], "reserved32": "0102030405")"),
              "line 1: sched/groups/memAllocationInKB, records[0], reserved32: longer than 4 bytes");
 }
@@ -296,31 +307,26 @@ TEST(ImportRefuses, NumbersThatDoNotFit)
 {
    EXPECT_EQ(
       RecordProblem("sched/groups/groupFlags", R"("keys": [0], "flags": 4294967296)"),
-      "line 1: sched/groups/groupFlags, records[0], flags: out of range: the field is an unsigned number of "
-      "32 bits");
+      "line 1: sched/groups/groupFlags, records[0], flags: out of range of an unsigned integer of 32 bits");
    EXPECT_EQ(
       RecordProblem("sched/groups/groupFlags", R"("keys": [0], "flags": -1)"),
-      "line 1: sched/groups/groupFlags, records[0], flags: out of range: the field is an unsigned number of "
-      "32 bits");
+      "line 1: sched/groups/groupFlags, records[0], flags: out of range of an unsigned integer of 32 bits");
    EXPECT_EQ(
       RecordProblem("sched/memClients/kelmar/uw", R"("keys": [0], "shares": 2147483648)"),
-      "line 1: sched/memClients/kelmar/uw, records[0], shares: out of range: the field is a signed number of "
-      "32 bits");
+      "line 1: sched/memClients/kelmar/uw, records[0], shares: out of range of a signed integer of 32 bits");
    EXPECT_EQ(
       RecordProblem("sched/memClients/kelmar/uw", R"("keys": [0], "shares": -2147483649)"),
-      "line 1: sched/memClients/kelmar/uw, records[0], shares: out of range: the field is a signed number of "
-      "32 bits");
+      "line 1: sched/memClients/kelmar/uw, records[0], shares: out of range of a signed integer of 32 bits");
    EXPECT_EQ(RecordProblem("sched/memClients/kelmar/uw", R"("keys": [0], "shares": -2147483648)"), "");
-   EXPECT_EQ(RecordProblem(kAlloc, R"("keys": [0], "min": 9223372036854775808)"),
-             "line 1: sched/groups/memAllocationInKB, records[0], min: out of range: the field is a signed "
-             "number of "
-             "64 bits");
+   EXPECT_EQ(
+      RecordProblem(kAlloc, R"("keys": [0], "min": 9223372036854775808)"),
+      "line 1: sched/groups/memAllocationInKB, records[0], min: out of range of a signed integer of 64 bits");
    EXPECT_EQ(RecordProblem(kAlloc, R"("keys": [0], "min": 18446744073709551616)"),
-             "line 1: sched/groups/memAllocationInKB, records[0], min: not a whole number of 64 bits");
+             "line 1: sched/groups/memAllocationInKB, records[0], min: not an integer of 64 bits");
    EXPECT_EQ(RecordProblem(kAlloc, R"("keys": [0], "min": 1.5)"),
-             "line 1: sched/groups/memAllocationInKB, records[0], min: not a whole number of 64 bits");
+             "line 1: sched/groups/memAllocationInKB, records[0], min: not an integer of 64 bits");
    EXPECT_EQ(RecordProblem(kAlloc, R"("keys": [0], "min": "1")"),
-             "line 1: sched/groups/memAllocationInKB, records[0], min: a text has no meaning here");
+             "line 1: sched/groups/memAllocationInKB, records[0], min: expected a number, found a string");
 }
 
 TEST(ImportRefuses, ArraysThatDoNotFit)
@@ -332,74 +338,73 @@ TEST(ImportRefuses, ArraysThatDoNotFit)
    }
    EXPECT_EQ(RecordProblem(kBuddy, "\"keys\": [\"b\"], \"orders\": [" + orders + "]"), "");
    EXPECT_EQ(RecordProblem(kBuddy, "\"keys\": [\"b\"], \"orders\": [" + orders + ", {}]"),
-             "line 1: system/buddy/comprehensive, records[0], orders[19]: there are only 19");
-   EXPECT_EQ(
-      RecordProblem(kBuddy, R"("keys": ["b"], "orders": [{}, {"numFree": -1}])"),
-      "line 1: system/buddy/comprehensive, records[0], orders[1], numFree: out of range: the field is an "
-      "unsigned number of 32 bits");
+             "line 1: system/buddy/comprehensive, records[0], orders[19]: more elements than the field has");
+   EXPECT_EQ(RecordProblem(kBuddy, R"("keys": ["b"], "orders": [{}, {"numFree": -1}])"),
+             "line 1: system/buddy/comprehensive, records[0], orders[1], numFree: out of range of an "
+             "unsigned integer of 32 bits");
    EXPECT_EQ(RecordProblem(kBuddy, R"("keys": ["b"], "orders": {})"),
-             "line 1: system/buddy/comprehensive, records[0], orders: an object has no meaning here");
+             "line 1: system/buddy/comprehensive, records[0], orders: expected an array, found an object");
    EXPECT_EQ(RecordProblem(kBuddy, R"("keys": ["b"], "orders": [1])"),
-             "line 1: system/buddy/comprehensive, records[0], orders[0]: a number has no meaning here");
+             "line 1: system/buddy/comprehensive, records[0], orders[0]: expected an object, found a number");
 }
 
 TEST(ImportRefuses, KeysThatAreNotTheNodes)
 {
    EXPECT_EQ(RecordProblem(kName, R"("name": "x")"),
-             "line 1: sched/groups/groupName, records[0]: there are 0 keys instead of 1");
+             "line 1: sched/groups/groupName, records[0]: the number of keys is 0, expected 1");
    EXPECT_EQ(RecordProblem(kName, R"("keys": [1, 2])"),
-             "line 1: sched/groups/groupName, records[0], keys: there are more than 1 keys");
+             "line 1: sched/groups/groupName, records[0], keys[1]: more keys than the node has");
    EXPECT_EQ(RecordProblem(kName, R"("keys": ["host"])"),
-             "line 1: sched/groups/groupName, records[0], keys: group is a number");
+             "line 1: sched/groups/groupName, records[0], keys[0]: expected a number, found a string");
    EXPECT_EQ(RecordProblem("system/heaps/stats", R"("keys": [1])"),
-             "line 1: system/heaps/stats, records[0], keys: heap is a text");
+             "line 1: system/heaps/stats, records[0], keys[0]: expected a string, found a number");
    EXPECT_EQ(RecordProblem("system/heaps/stats", R"("keys": ["a\u0000b"])"),
-             "line 1: system/heaps/stats, records[0], keys: a key has no NUL");
+             "line 1: system/heaps/stats, records[0], keys[0]: contains NUL");
    EXPECT_EQ(
       RecordProblem(kName, R"("keys": [9223372036854775808])"),
-      "line 1: sched/groups/groupName, records[0], keys: out of range: a key is a signed number of 64 bits");
+      "line 1: sched/groups/groupName, records[0], keys[0]: out of range of a signed integer of 64 bits");
    EXPECT_EQ(RecordProblem(kName, R"("keys": 1)"),
-             "line 1: sched/groups/groupName, records[0]: a number has no meaning here");
+             "line 1: sched/groups/groupName, records[0], keys: expected an array, found a number");
 }
 
 TEST(ImportRefuses, ListsAndFailuresThatAreNone)
 {
    EXPECT_EQ(NodeProblem(kChildren, R"("lists": [{"keys": [0]}])"),
-             "line 1: sched/groups/members/groups, lists[0]: the instances are missing");
-   EXPECT_EQ(NodeProblem(kChildren, R"("lists": [{"keys": [0], "instances": ["a"]}])"),
-             "line 1: sched/groups/members/groups, lists[0], instances: group is a number");
+             "line 1: sched/groups/members/groups, lists[0]: missing member \"instances\"");
+   EXPECT_EQ(
+      NodeProblem(kChildren, R"("lists": [{"keys": [0], "instances": ["a"]}])"),
+      "line 1: sched/groups/members/groups, lists[0], instances[0]: expected a number, found a string");
    EXPECT_EQ(NodeProblem(kName, R"("failures": [{"keys": [0]}])"),
-             "line 1: sched/groups/groupName, failures[0]: the status is missing");
+             "line 1: sched/groups/groupName, failures[0]: missing member \"status\"");
    EXPECT_EQ(NodeProblem(kName, R"("failures": [{"keys": [0], "status": 0}])"),
-             "line 1: sched/groups/groupName, failures[0]: the status of a failure is a number from 1 to "
-             "0xffffffff");
+             "line 1: sched/groups/groupName, failures[0], status: out of range 1 to 0xffffffff");
    EXPECT_EQ(
       NodeProblem(kName, R"("failures": [{"keys": [0], "status": "bad"}])"),
-      "line 1: sched/groups/groupName, failures[0]: a status is a number, or a text like \"0xbad0003\"");
+      "line 1: sched/groups/groupName, failures[0], status: neither a number nor a text like \"0xbad0003\"");
    for (const char *status : {"-1", "4294967296", "\"0x\"", "\"0x1g\"", "\"0x10000000000000000\""}) {
       EXPECT_THAT(NodeProblem(kName, std::string(R"("failures": [{"keys": [0], "status": )") + status + "}]"),
-                  testing::StartsWith("line 1: sched/groups/groupName, failures[0]: "))
+                  testing::StartsWith("line 1: sched/groups/groupName, failures[0], status: "))
          << status;
    }
    EXPECT_EQ(NodeProblem(kName, R"("failures": [{"status": 1, "keys": [0], "status": 1}])"),
-             "line 1: sched/groups/groupName, failures[0]: status is given twice");
+             "line 1: sched/groups/groupName, failures[0]: duplicate member \"status\"");
    EXPECT_EQ(NodeProblem(kName, R"("records": [{"keys": [0], "status": 1}])"),
-             "line 1: sched/groups/groupName, records[0]: GroupNameRecord has no field status");
+             "line 1: sched/groups/groupName, records[0]: unknown field \"status\" of GroupNameRecord");
    EXPECT_EQ(NodeProblem(kChildren, R"("lists": [{"keys": [0], "instances": [], "status": 1}])"),
-             "line 1: sched/groups/members/groups, lists[0]: there is no member status");
+             "line 1: sched/groups/members/groups, lists[0]: unknown member \"status\"");
    EXPECT_EQ(NodeProblem(kChildren, R"("listFailures": [{"keys": [0], "status": "0xbad0003"}])"), "");
    EXPECT_EQ(NodeProblem(kChildren, R"("listFailures": [{"keys": [0]}])"),
-             "line 1: sched/groups/members/groups, listFailures[0]: the status is missing");
+             "line 1: sched/groups/members/groups, listFailures[0]: missing member \"status\"");
    EXPECT_EQ(NodeProblem(kName, R"("failures": [{"keys": [0], "name": "x"}])"),
-             "line 1: sched/groups/groupName, failures[0]: there is no member name");
+             "line 1: sched/groups/groupName, failures[0]: unknown member \"name\"");
 }
 
 TEST(ImportRefuses, InstancesThatAreAnsweredTwice)
 {
    EXPECT_EQ(NodeProblem(kName, R"("records": [{"keys": [5]}, {"keys": [1]}, {"keys": [5]}])"),
-             "sched/groups/groupName is answered twice for [5]");
+             "sched/groups/groupName: duplicate instance [5]");
    EXPECT_EQ(NodeProblem(kName, R"("records": [{"keys": [5]}], "failures": [{"keys": [5], "status": 1}])"),
-             "sched/groups/groupName is answered twice for [5]");
+             "sched/groups/groupName: duplicate instance [5]");
 }
 
 } // namespace

@@ -101,7 +101,7 @@ TEST_F(SnapshotTool, ImportThatFailsNamesThePlaceAndLeavesNothing)
    const Outcome outcome = Run("import bad.json -o b");
    EXPECT_EQ(outcome.status, 1);
    EXPECT_EQ(outcome.output, "hostmem-snapshot: bad.json: line 3: sched/groups/groupName, records[0]: "
-                             "GroupNameRecord has no field nam\n");
+                             "unknown field \"nam\" of GroupNameRecord\n");
    EXPECT_THAT(Names(), testing::ElementsAre("bad.json"));
 }
 
@@ -189,13 +189,13 @@ TEST_F(SnapshotTool, SourceThatCannotBeReadIsAFailure)
    EXPECT_EQ(Run("import folder -o b").output, "hostmem-snapshot: folder: cannot be read\n");
    EXPECT_EQ(Run("import - -o b < folder").output, "hostmem-snapshot: standard input: cannot be read\n");
    EXPECT_EQ(Run("import - -o b < /dev/null").output,
-             "hostmem-snapshot: standard input: line 1: The document is empty.\n");
+             "hostmem-snapshot: standard input: line 1: expected an object, found the end\n");
    Write("twice.json",
          R"({"nodes": {"sched/groups/groupName": {"records": [{"keys": [5]}, {"keys": [5]}]}}})");
    const Outcome outcome = Run("import twice.json -o b");
    EXPECT_EQ(outcome.status, 1);
    EXPECT_EQ(outcome.output,
-             "hostmem-snapshot: twice.json: sched/groups/groupName is answered twice for [5]\n");
+             "hostmem-snapshot: twice.json: sched/groups/groupName: duplicate instance [5]\n");
    EXPECT_THAT(Names(), testing::UnorderedElementsAre("folder", "twice.json"));
    for (const char *command : {"info", "verify", "export", "diff folder"}) {
       EXPECT_EQ(Run(std::string(command) + " folder").output,

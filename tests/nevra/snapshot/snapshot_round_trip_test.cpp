@@ -148,7 +148,7 @@ TEST(SnapshotWriter, InstanceAnsweredTwiceIsRefused)
    nevra::SnapshotImage image;
    std::string problem;
    EXPECT_FALSE(MakeSnapshotImage(&tree, &image, &problem));
-   EXPECT_EQ(problem, "memory/lpage/nodeList/vmPools is answered twice for [1, \"vmPool\"]");
+   EXPECT_EQ(problem, "memory/lpage/nodeList/vmPools: duplicate instance [1, \"vmPool\"]");
 }
 
 TEST(SnapshotWriter, NodeWithoutKeysAnsweredTwiceIsRefused)
@@ -158,7 +158,7 @@ TEST(SnapshotWriter, NodeWithoutKeysAnsweredTwiceIsRefused)
    nevra::SnapshotImage image;
    std::string problem;
    EXPECT_FALSE(MakeSnapshotImage(&tree, &image, &problem));
-   EXPECT_EQ(problem, "memory/comprehensive is answered twice for []");
+   EXPECT_EQ(problem, "memory/comprehensive: duplicate instance []");
 }
 
 TEST(SnapshotWriter, TreeAboveTheLimitIsRefused)
