@@ -1,7 +1,7 @@
 // Opens a snapshot, whatever it is, and reads and lists every node with keys that it has and keys that it has
 // not.
 //
-// The first byte says what is put right before the rest is opened, so that the fuzzer gets past the
+// The first byte says what is fixed before the rest is opened, so that the fuzzer gets past the
 // checksums.
 #include <algorithm>
 #include <array>
@@ -17,8 +17,9 @@
 #include "nevra/snapshot/snapshot_checksum.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "nevra/snapshot/snapshot_source.h"
+#include "nevra/snapshot/snapshot_trailer.h"
+#include "nevra/snapshot/snapshot_vectors.h"
 #include "nevra/snapshot/snapshot_verify.h"
-#include "nevra/snapshot/snapshot_writer.h"
 #include "snapshot-tool/json_export.h"
 #include "snapshot_generated.h"
 
@@ -28,9 +29,8 @@ using nevra::KeyTable;
 using nevra::SnapshotFile;
 using nevra::SnapshotKeyShape;
 using nevra::SnapshotNode;
-using nevra::snapshot::Trailer;
 
-enum class Mend : uint8_t { Nothing, Directory, Vectors, Everything };
+enum class Fix : uint8_t { Nothing, Directory, Vectors, Everything };
 
 struct ListDeleter {
    void operator()(Nevra_ParamList *list) const { Nevra_ParamList::Destroy(list); }
@@ -59,7 +59,7 @@ const flatbuffers::Table &TableOf(const void *table)
    return *static_cast<const flatbuffers::Table *>(table);
 }
 
-void MendVectors(uint8_t *body, size_t size)
+void FixVectors(uint8_t *body, size_t size)
 {
    const std::vector<uint8_t> original(body, body + size);
    flatbuffers::Verifier verifier(original.data(), size);
@@ -68,15 +68,8 @@ void MendVectors(uint8_t *body, size_t size)
    }
    const nevra::snapshot::Snapshot *root = nevra::snapshot::GetSnapshot(original.data());
    for (const nevra::snapshot::Node *node : *root->nodes()) {
-      const std::span<const uint8_t> vectors[] = {BytesOf(node->keys()),
-                                                  BytesOf(node->records()),
-                                                  BytesOf(node->failed_keys()),
-                                                  BytesOf(node->failed_statuses()),
-                                                  BytesOf(node->list_keys()),
-                                                  BytesOf(node->list_starts()),
-                                                  BytesOf(node->list_values()),
-                                                  BytesOf(node->list_failed_keys()),
-                                                  BytesOf(node->list_failed_statuses())};
+#define VECTOR_BYTES(member, field, FIELD, Element) BytesOf(node->field()),
+      const nevra::NodeVectorBytes vectors = {NEVRA_SNAPSHOT_VECTORS(VECTOR_BYTES)};
       PutChecksum(original, TableOf(node), nevra::snapshot::Node::VT_CHECKSUM,
                   nevra::ChecksumOfVectors(vectors), body);
    }
@@ -85,21 +78,21 @@ void MendVectors(uint8_t *body, size_t size)
                nevra::ChecksumOfVectors(texts), body);
 }
 
-void MendInput(std::vector<uint8_t> *bytes, Mend mend)
+void FixInput(std::vector<uint8_t> *bytes, Fix fix)
 {
-   if (bytes->size() < sizeof(Trailer)) {
+   if (bytes->size() < nevra::kTrailerSize) {
       return;
    }
-   const size_t size = bytes->size() - sizeof(Trailer);
-   if (mend == Mend::Vectors || mend == Mend::Everything) {
-      MendVectors(bytes->data(), size);
+   const size_t size = bytes->size() - nevra::kTrailerSize;
+   if (fix == Fix::Vectors || fix == Fix::Everything) {
+      FixVectors(bytes->data(), size);
    }
-   if (mend == Mend::Directory || mend == Mend::Everything) {
-      Trailer trailer;
-      std::memcpy(static_cast<void *>(&trailer), bytes->data() + size, sizeof trailer);
-      const auto mended = nevra::MakeSnapshotTrailer(
-         bytes->data(), size, static_cast<size_t>(std::min<uint64_t>(trailer.directory_size(), size)));
-      std::copy(mended.begin(), mended.end(), bytes->begin() + static_cast<ptrdiff_t>(size));
+   if (fix == Fix::Directory || fix == Fix::Everything) {
+      nevra::SnapshotTrailer trailer;
+      nevra::DecodeTrailer(std::span(*bytes).last<nevra::kTrailerSize>(), &trailer);
+      const auto fixed =
+         nevra::EncodeTrailer({bytes->data(), size}, std::min<uint64_t>(trailer.directorySize, size));
+      std::copy(fixed.begin(), fixed.end(), bytes->begin() + static_cast<ptrdiff_t>(size));
    }
 }
 
@@ -224,7 +217,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
       return 0;
    }
    std::vector<uint8_t> bytes(data + 1, data + size);
-   MendInput(&bytes, static_cast<Mend>(data[0] % 4));
+   FixInput(&bytes, static_cast<Fix>(data[0] % 4));
    SnapshotFile file;
    std::string problem;
    const NevraStatus status = OpenSnapshotBytes(bytes, &file, &problem);

@@ -49,7 +49,7 @@ def main():
     if len(sys.argv) != 2:
         raise SystemExit("usage: read_snapshot.py FILE")
     with open(sys.argv[1], "rb") as file:
-        # The FlatBuffer starts the file; the trailer behind it does not concern its readers.
+        # The FlatBuffer starts the file; the trailer after it does not concern its readers.
         snapshot = Snapshot.GetRootAs(file.read())
     print(f"{snapshot.Host().decode()}, kernel {snapshot.KernelBuild().decode()}")
     names = records(node_by_path(snapshot, "sched/groups/groupName"))

@@ -3,8 +3,7 @@
 #include <cstdio>
 
 #include "nevra/shown_text.h"
-#include "nevra/snapshot/snapshot_checksum.h"
-#include "nevra/snapshot/snapshot_format.h"
+#include "nevra/snapshot/snapshot_vectors.h"
 #include "snapshot-tool/capture_time.h"
 #include "snapshot-tool/commands.h"
 #include "snapshot-tool/message.h"
@@ -16,11 +15,11 @@ using nevra::SnapshotNode;
 
 size_t BytesOfNode(const SnapshotNode &node)
 {
-   const size_t words = node.keys.count * node.keys.width + node.failedKeys.count * node.failedKeys.width +
-                        node.listKeys.count * node.listKeys.width +
-                        node.listFailedKeys.count * node.listFailedKeys.width + node.listValues.size();
-   return words * sizeof(uint64_t) + node.records.size() + node.failedStatuses.size_bytes() +
-          node.listStarts.size_bytes() + node.listFailedStatuses.size_bytes();
+   size_t bytes = 0;
+   for (const std::span<const uint8_t> vector : nevra::BytesOfVectors(node)) {
+      bytes += vector.size();
+   }
+   return bytes;
 }
 
 void PrintFact(const char *name, const std::string &value)
@@ -36,18 +35,17 @@ void PrintHeader(const SnapshotFile &file)
    PrintFact("kernel build", file.kernelBuild);
    PrintFact("definition signature",
              std::string(file.signature) + (ours ? " (this build's)" : " (another build's)"));
-   PrintFact("format version", std::to_string(nevra::kSnapshotFormatVersion));
+   PrintFact("format version", std::to_string(file.version));
    PrintFact("size", std::to_string(file.size) + " bytes");
    PrintFact("texts", std::to_string(file.textOffsets.size()));
 }
 
 const char *Remark(const SnapshotNode &node)
 {
-   if (nevra::FindDefinition(node.path) == nullptr) {
+   if (node.fit.definition == nullptr) {
       return "  (unknown to this build)";
    }
-   return node.definition == nevra::ChecksumOfDefinition(node.path) ? ""
-                                                                    : "  (defined otherwise by this build)";
+   return node.fit.everything ? "" : "  (defined otherwise by this build)";
 }
 
 void PrintNodes(const SnapshotFile &file)

@@ -12,7 +12,6 @@
 #include <rapidjson/stringbuffer.h>
 
 #include "nevra/shown_text.h"
-#include "nevra/snapshot/snapshot_checksum.h"
 #include "snapshot-tool/capture_time.h"
 #include "snapshot-tool/json_memory.h"
 #include "snapshot-tool/json_text.h"
@@ -222,7 +221,7 @@ void WriteStatus(EntryWriter &out, NevraStatus status)
 
 void WriteNode(Export &run, const SnapshotNode &node)
 {
-   const NevraNodeDef &definition = *nevra::FindDefinition(node.path);
+   const NevraNodeDef &definition = *node.fit.definition;
    run.out.Key(node.path);
    run.out.StartObject();
    WriteEntries(run, "records", node.keys, node.recordShape, [&](EntryWriter &out, size_t i) {
@@ -264,23 +263,6 @@ void WriteHeader(FileWriter &out, const SnapshotFile &file)
 
 } // namespace
 
-bool IsDefinedHere(const SnapshotNode &node)
-{
-   const NevraNodeDef *definition = nevra::FindDefinition(node.path);
-   if (definition == nullptr || node.definition != nevra::ChecksumOfDefinition(node.path)) {
-      return false;
-   }
-   // The checksum of the definition is the file's own word; what it has must bear it out.
-   const bool hasRecords = node.keys.count + node.failedKeys.count > 0;
-   const bool hasLists = node.listKeys.count + node.listFailedKeys.count > 0;
-   return (definition->record != nullptr || !hasRecords) &&
-          (definition->listed != nevra::KeyDomain::None || !hasLists) &&
-          node.recordShape == nevra::KeyShapeOf(definition->recordKeys) &&
-          node.listShape == nevra::KeyShapeOf(definition->listKeys) &&
-          node.listsTexts == nevra::IsTextKey(definition->listed) &&
-          node.recordSize == (definition->record != nullptr ? definition->record->size : 0);
-}
-
 std::string TextAsJson(std::string_view text)
 {
    TextBuffer buffer;
@@ -321,7 +303,7 @@ std::string ListAsJson(const SnapshotFile &file, std::span<const uint64_t> value
 bool ExportSnapshot(const SnapshotFile &file, FILE *output, Progress *progress, std::string *problem)
 {
    const auto foreign = std::find_if_not(file.nodes.begin(), file.nodes.end(),
-                                         [](const auto &node) { return IsDefinedHere(node); });
+                                         [](const auto &node) { return node.fit.everything; });
    if (foreign != file.nodes.end()) {
       *problem = std::string("cannot be exported: this build defines ") + foreign->path + " otherwise";
       return false;

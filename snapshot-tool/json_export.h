@@ -22,7 +22,4 @@ std::string WordsAsJson(const nevra::SnapshotFile &file, std::span<const uint64_
                         nevra::SnapshotKeyShape shape);
 std::string ListAsJson(const nevra::SnapshotFile &file, std::span<const uint64_t> values, bool areTexts);
 
-// True when this build defines the node as the snapshot has it, so that its records can be taken apart.
-bool IsDefinedHere(const nevra::SnapshotNode &node);
-
 #endif

@@ -133,9 +133,8 @@ void CompareRecords(Diff &diff, const Answers &left, const Answers &right)
    if (std::memcmp(leftRecord, rightRecord, size) == 0) {
       return;
    }
-   if (IsDefinedHere(*left.node)) {
-      CompareFields(diff, NameOf(left) + ' ', *nevra::FindDefinition(left.node->path)->record, leftRecord,
-                    rightRecord);
+   if (left.node->fit.records) {
+      CompareFields(diff, NameOf(left) + ' ', *left.node->fit.definition->record, leftRecord, rightRecord);
    } else {
       Report(diff, NameOf(left), HexOfBytes({reinterpret_cast<const char *>(leftRecord), size}),
              HexOfBytes({reinterpret_cast<const char *>(rightRecord), size}));

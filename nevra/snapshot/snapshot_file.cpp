@@ -4,175 +4,25 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <new>
-#include <set>
-#include <string_view>
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "nevra/snapshot/file_map.h"
 #include "nevra/snapshot/snapshot_checksum.h"
+#include "nevra/snapshot/snapshot_directory.h"
 #include "nevra/snapshot/snapshot_format.h"
 #include "snapshot_generated.h"
 
 namespace nevra {
 
-using snapshot::Node;
-using snapshot::Snapshot;
-using snapshot::Trailer;
-
-bool IsDefinitionSignature(const char *text, size_t length)
-{
-   return length == 32 && std::strspn(text, "0123456789abcdef") == length;
-}
-
-SnapshotKeyShape KeyShapeOf(std::span<const KeyDomain> domains)
-{
-   SnapshotKeyShape shape;
-   for (const KeyDomain domain : domains) {
-      shape.texts = static_cast<uint8_t>(shape.texts | (IsTextKey(domain) ? 1 << shape.count : 0));
-      shape.count++;
-   }
-   return shape;
-}
-
 namespace {
 
-NevraStatus Damaged(std::string *problem, std::string text)
+NevraStatus Refuse(std::string *problem, const char *text)
 {
-   *problem = "damaged: " + std::move(text);
+   *problem = text;
    return NEVRA_METADATA_READ_ERROR;
-}
-
-template <typename Element> std::span<const Element> SpanOf(const flatbuffers::Vector<Element> *vector)
-{
-   if (vector == nullptr || vector->size() == 0) {
-      return {};
-   }
-   return {reinterpret_cast<const Element *>(vector->Data()), vector->size()};
-}
-
-template <typename Element> std::span<const uint8_t> BytesOf(std::span<const Element> vector)
-{
-   return {reinterpret_cast<const uint8_t *>(vector.data()), vector.size_bytes()};
-}
-
-std::span<const uint8_t> BytesOf(const KeyTable &table)
-{
-   return {reinterpret_cast<const uint8_t *>(table.words), table.count * table.width * sizeof(uint64_t)};
-}
-
-template <typename Element> bool IsAligned(std::span<const Element> vector)
-{
-   return reinterpret_cast<uintptr_t>(vector.data()) % alignof(Element) == 0;
-}
-
-// Takes a vector whose length the directory states.
-template <typename Element>
-bool TakeVector(const flatbuffers::Vector<Element> *vector, uint64_t length, std::span<const Element> *taken)
-{
-   *taken = SpanOf(vector);
-   return taken->size() == length && IsAligned(*taken);
-}
-
-bool TakeKeys(const flatbuffers::Vector<uint64_t> *vector, SnapshotKeyShape shape, uint32_t count,
-              KeyTable *table)
-{
-   std::span<const uint64_t> words;
-   if (!TakeVector(vector, uint64_t{count} * shape.count, &words)) {
-      return false;
-   }
-   *table = {words.data(), shape.count, count};
-   return shape.count > 0 || count <= 1; // without keys there is one instance at most
-}
-
-bool TakeShape(const snapshot::KeyShape &stored, SnapshotKeyShape *shape)
-{
-   *shape = {stored.count(), stored.texts()};
-   return shape->count <= kMaxKeys && shape->texts >> shape->count == 0;
-}
-
-bool TakeNode(const Node &stored, SnapshotNode *node)
-{
-   node->path = stored.path()->c_str();
-   node->definition = stored.definition();
-   node->checksum = stored.checksum();
-   node->recordSize = stored.record_size();
-   node->listsTexts = stored.lists_texts();
-   const uint32_t lists = stored.list_count();
-   const uint32_t starts = lists == 0 ? 0 : lists + 1;
-   return TakeShape(*stored.record_shape(), &node->recordShape) &&
-          TakeShape(*stored.list_shape(), &node->listShape) &&
-          TakeKeys(stored.keys(), node->recordShape, stored.record_count(), &node->keys) &&
-          TakeVector(stored.records(), uint64_t{stored.record_count()} * node->recordSize, &node->records) &&
-          TakeKeys(stored.failed_keys(), node->recordShape, stored.failed_count(), &node->failedKeys) &&
-          TakeVector(stored.failed_statuses(), stored.failed_count(), &node->failedStatuses) &&
-          TakeKeys(stored.list_keys(), node->listShape, lists, &node->listKeys) &&
-          TakeVector(stored.list_starts(), starts, &node->listStarts) &&
-          TakeVector(stored.list_values(), stored.value_count(), &node->listValues) &&
-          TakeKeys(stored.list_failed_keys(), node->listShape, stored.list_failed_count(),
-                   &node->listFailedKeys) &&
-          TakeVector(stored.list_failed_statuses(), stored.list_failed_count(), &node->listFailedStatuses);
-}
-
-NevraStatus TakeTexts(const Snapshot &root, SnapshotFile *file, std::string *problem)
-{
-   if (!TakeVector(root.text_offsets(), root.text_count(), &file->textOffsets) ||
-       !TakeVector(root.text_bytes(), root.text_size(), &file->textBytes)) {
-      return Damaged(problem, "the texts are not as long as the directory says");
-   }
-   file->textChecksum = root.text_checksum();
-   return NEVRA_OK;
-}
-
-// Paths are shown in messages, so they must not be able to speak to a terminal.
-bool IsPath(const flatbuffers::String &path)
-{
-   constexpr size_t kLongest = 255;
-   return path.size() > 0 && path.size() <= kLongest &&
-          std::all_of(path.begin(), path.end(), [](char character) {
-             return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-                    (character >= '0' && character <= '9') || character == '/' || character == '_';
-          });
-}
-
-NevraStatus TakeNodes(const Snapshot &root, SnapshotFile *file, std::string *problem)
-{
-   std::set<std::string_view> paths;
-   for (const Node *stored : *root.nodes()) {
-      SnapshotNode node;
-      if (!IsPath(*stored->path())) {
-         return Damaged(problem, "the path of a node is none");
-      }
-      if (!TakeNode(*stored, &node)) {
-         return Damaged(problem, std::string("the vectors of ") + stored->path()->c_str() +
-                                    " are not as long as the directory says");
-      }
-      if (!paths.insert(node.path).second) {
-         return Damaged(problem, std::string(node.path) + " is there twice");
-      }
-      file->nodes.push_back(node);
-   }
-   return NEVRA_OK;
-}
-
-NevraStatus TakeRoot(const Snapshot &root, SnapshotFile *file, std::string *problem)
-{
-   const flatbuffers::String &signature = *root.definition_signature();
-   if (!IsDefinitionSignature(signature.c_str(), signature.size())) {
-      return Damaged(problem, "the definition signature is none");
-   }
-   if (root.captured() < 0 || root.captured() > kMaxCaptureTime) {
-      return Damaged(problem, "the time of capture is none");
-   }
-   file->signature = signature.c_str();
-   file->kernelBuild = root.kernel_build()->c_str();
-   file->host = root.host()->c_str();
-   file->captured = root.captured();
-   const NevraStatus status = TakeTexts(root, file, problem);
-   return status == NEVRA_OK ? TakeNodes(root, file, problem) : status;
 }
 
 bool HasIdentifier(const SnapshotFile &file)
@@ -181,87 +31,37 @@ bool HasIdentifier(const SnapshotFile &file)
    return file.size >= kSmallest && snapshot::SnapshotBufferHasIdentifier(file.bytes.get());
 }
 
-Trailer ReadTrailer(const SnapshotFile &file)
-{
-   Trailer trailer;
-   std::memcpy(static_cast<void *>(&trailer), file.bytes.get() + file.size - sizeof trailer, sizeof trailer);
-   return trailer;
-}
-
 // Finds out from the file's two ends whether it is a whole snapshot.
-NevraStatus CheckEnds(const SnapshotFile &file, std::string *problem)
+NevraStatus CheckEnds(SnapshotFile *file, std::string *problem)
 {
-   if (!HasIdentifier(file)) {
-      *problem = "not a snapshot";
-      return NEVRA_METADATA_READ_ERROR;
+   if (!HasIdentifier(*file)) {
+      return Refuse(problem, "not a snapshot");
    }
-   if (file.size > kMaxSnapshotBytes) {
-      return Damaged(problem, "larger than a snapshot can be");
+   if (file->size > kMaxSnapshotBytes) {
+      return Refuse(problem, "damaged: larger than a snapshot can be");
    }
-   if (file.size < sizeof(Trailer)) {
-      *problem = "truncated: its end is missing";
-      return NEVRA_METADATA_READ_ERROR;
+   if (file->size < kTrailerSize) {
+      return Refuse(problem, "truncated: no trailer");
    }
-   const Trailer trailer = ReadTrailer(file);
-   const bool sizeHolds = trailer.file_size() == file.size;
-   if (trailer.magic() != kTrailerMagic && !sizeHolds) {
-      *problem = "truncated: its end is missing";
-      return NEVRA_METADATA_READ_ERROR;
+   const uint8_t *end = file->bytes.get() + file->size;
+   const bool hasMark =
+      DecodeTrailer(std::span<const uint8_t, kTrailerSize>(end - kTrailerSize, kTrailerSize), &file->trailer);
+   const bool sizeHolds = file->trailer.fileSize == file->size;
+   if (!hasMark && !sizeHolds) {
+      return Refuse(problem, "truncated: no trailer");
    }
-   if (trailer.magic() != kTrailerMagic || !sizeHolds ||
-       trailer.directory_size() > file.size - sizeof trailer) {
-      return Damaged(problem, "its end does not fit the rest");
+   if (!hasMark || !sizeHolds || file->trailer.directorySize > file->size - kTrailerSize) {
+      return Refuse(problem, "damaged: inconsistent trailer");
+   }
+   if (file->trailer.directorySize > kMaxDirectoryBytes) {
+      return Refuse(problem, "damaged: directory too large");
    }
    return NEVRA_OK;
 }
 
-// The format version, from a buffer of which nothing is known yet. False when there is none to be found.
-bool ReadFormatVersion(flatbuffers::Verifier verifier, const uint8_t *bytes, uint32_t *version)
+NevraStatus SystemProblem(std::string *problem, int error)
 {
-   const flatbuffers::uoffset_t offset = verifier.VerifyOffset(0);
-   if (offset == 0) {
-      return false;
-   }
-   const auto *root = reinterpret_cast<const flatbuffers::Table *>(bytes + offset);
-   if (!root->VerifyTableStart(verifier) ||
-       !root->VerifyField<uint32_t>(verifier, Snapshot::VT_FORMAT_VERSION, sizeof(uint32_t))) {
-      return false;
-   }
-   *version = root->GetField<uint32_t>(Snapshot::VT_FORMAT_VERSION, 0);
-   return true;
-}
-
-NevraStatus CheckAndTake(SnapshotFile *file, std::string *problem)
-{
-   const NevraStatus status = CheckEnds(*file, problem);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   const uint8_t *bytes = file->bytes.get();
-   const Trailer trailer = ReadTrailer(*file);
-   if (ChecksumOfBytes(bytes, trailer.directory_size()) != trailer.directory_checksum()) {
-      return Damaged(problem, "the directory's checksum does not hold");
-   }
-   flatbuffers::Verifier::Options limits;
-   limits.max_tables = kMaxSnapshotNodes + 1;
-   flatbuffers::Verifier verifier(bytes, file->size - sizeof trailer, limits);
-   uint32_t version;
-   if (!ReadFormatVersion(verifier, bytes, &version)) {
-      return Damaged(problem, "the directory is malformed");
-   }
-   if (version != kSnapshotFormatVersion) {
-      *problem = "format version " + std::to_string(version) + ", but this build reads version " +
-                 std::to_string(kSnapshotFormatVersion);
-      return NEVRA_VERSION_MISMATCH;
-   }
-   if (!snapshot::VerifySnapshotBuffer(verifier)) {
-      return Damaged(problem, "the directory is malformed");
-   }
-   return TakeRoot(*snapshot::GetSnapshot(bytes), file, problem);
-}
-
-NevraStatus StatusOfErrno(int error)
-{
+   *problem = std::string("cannot be read: ") + std::strerror(error);
    switch (error) {
    case ENOENT:
    case ENOTDIR:
@@ -276,30 +76,73 @@ NevraStatus StatusOfErrno(int error)
    }
 }
 
-NevraStatus SystemProblem(std::string *problem, int error)
+// Null when memory is short.
+std::shared_ptr<const uint8_t> CopyBytes(const uint8_t *bytes, size_t size)
 {
-   *problem = std::string("cannot be read: ") + std::strerror(error);
-   return StatusOfErrno(error);
+   // Of exactly this size, so that a read past the end shows under a sanitizer.
+   uint8_t *copy = static_cast<uint8_t *>(std::malloc(std::max<size_t>(size, 1)));
+   if (copy == nullptr) {
+      return nullptr;
+   }
+   std::copy_n(bytes, size, copy);
+   return {copy, [copy](const uint8_t *) { std::free(copy); }};
 }
 
-NevraStatus MapFile(int descriptor, SnapshotFile *file, std::string *problem)
+NevraStatus TakeBytes(SnapshotFile *file, std::string *problem)
+{
+   NevraStatus status = CheckEnds(file, problem);
+   if (status != NEVRA_OK) {
+      return status;
+   }
+   const size_t size = static_cast<size_t>(file->trailer.directorySize);
+   file->directory = CopyBytes(file->bytes.get(), size);
+   if (file->directory == nullptr) {
+      return SystemProblem(problem, ENOMEM);
+   }
+   if (ChecksumOfBytes(file->directory.get(), size) != file->trailer.directoryChecksum) {
+      return Refuse(problem, "damaged: directory checksum mismatch");
+   }
+   TakeDirectory(file, problem, &status);
+   return status;
+}
+
+// A hole takes no room in the file, but time and memory when it is read. What a run may cost goes by what is
+// stored; no snapshot that was copied, even by a program that makes holes of zeros, is as sparse as this.
+bool IsTooSparse(int descriptor, const struct stat &facts)
+{
+   constexpr uint64_t kAlwaysRead = 16 << 20;
+   constexpr uint64_t kMostPerStored = 16;
+   constexpr uint64_t kBlock = 512; // the unit of st_blocks, whatever the file system's
+   const uint64_t size = static_cast<uint64_t>(facts.st_size);
+   if (size <= kAlwaysRead || size / kMostPerStored <= static_cast<uint64_t>(facts.st_blocks) * kBlock) {
+      return false;
+   }
+   // Few blocks may also come of compression.
+   const off_t hole = lseek(descriptor, 0, SEEK_HOLE);
+   return hole >= 0 && hole < facts.st_size;
+}
+
+NevraStatus TakeFile(int descriptor, const char *path, SnapshotFile *file, std::string *problem)
 {
    struct stat facts;
    if (fstat(descriptor, &facts) != 0) {
       return SystemProblem(problem, errno);
    }
-   if (!S_ISREG(facts.st_mode) || facts.st_size == 0) {
-      *problem = S_ISREG(facts.st_mode) ? "not a snapshot: empty" : "not a snapshot: not a regular file";
-      return NEVRA_METADATA_READ_ERROR;
+   if (!S_ISREG(facts.st_mode)) {
+      return Refuse(problem, "not a snapshot: not a regular file");
    }
-   const size_t size = static_cast<size_t>(facts.st_size);
-   void *map = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);
-   if (map == MAP_FAILED) {
+   if (facts.st_size == 0) {
+      return Refuse(problem, "not a snapshot: empty");
+   }
+   file->size = static_cast<size_t>(facts.st_size);
+   file->bytes = MapFile(descriptor, file->size, path);
+   if (file->bytes == nullptr) {
       return SystemProblem(problem, errno);
    }
-   file->bytes = {static_cast<const uint8_t *>(map), [map, size](const uint8_t *) { munmap(map, size); }};
-   file->size = size;
-   return NEVRA_OK;
+   const NevraStatus status = TakeBytes(file, problem);
+   return status == NEVRA_OK && IsTooSparse(descriptor, facts)
+             ? Refuse(problem, "damaged: sparse file: most of it is not stored")
+             : status;
 }
 
 } // namespace
@@ -312,55 +155,30 @@ NevraStatus OpenSnapshotFile(const char *path, SnapshotFile *file, std::string *
    if (descriptor < 0) {
       return SystemProblem(problem, errno);
    }
-   const NevraStatus status = MapFile(descriptor, file, problem);
+   const NevraStatus status = TakeFile(descriptor, path, file, problem);
    close(descriptor);
-   return status == NEVRA_OK ? CheckAndTake(file, problem) : status;
+   return status;
 }
 
 NevraStatus OpenSnapshotBytes(std::span<const uint8_t> bytes, SnapshotFile *file, std::string *problem)
 {
    *file = {};
-   // Of exactly this size, so that a read past the end shows under a sanitizer.
-   uint8_t *copy = static_cast<uint8_t *>(std::malloc(std::max<size_t>(bytes.size(), 1)));
-   if (copy == nullptr) {
-      return SystemProblem(problem, ENOMEM);
-   }
-   file->bytes = {copy, [copy](const uint8_t *) { std::free(copy); }};
    file->size = bytes.size();
-   std::copy(bytes.begin(), bytes.end(), copy);
-   return CheckAndTake(file, problem);
-}
-
-bool NodeHolds(const SnapshotNode &node)
-{
-   const std::span<const uint8_t> vectors[] = {
-      BytesOf(node.keys),
-      node.records,
-      BytesOf(node.failedKeys),
-      BytesOf(node.failedStatuses),
-      BytesOf(node.listKeys),
-      BytesOf(node.listStarts),
-      BytesOf(node.listValues),
-      BytesOf(node.listFailedKeys),
-      BytesOf(node.listFailedStatuses),
-   };
-   return ChecksumOfVectors(vectors) == node.checksum;
-}
-
-bool TextsHold(const SnapshotFile &file)
-{
-   const std::span<const uint8_t> vectors[] = {BytesOf(file.textOffsets), file.textBytes};
-   return ChecksumOfVectors(vectors) == file.textChecksum;
+   file->bytes = CopyBytes(bytes.data(), bytes.size());
+   return file->bytes != nullptr ? TakeBytes(file, problem) : SystemProblem(problem, ENOMEM);
 }
 
 const char *TextAt(const SnapshotFile &file, uint64_t index)
 {
-   // With a NUL as the last byte of all, every offset inside starts a terminated text.
-   if (index >= file.textOffsets.size() || file.textOffsets[index] >= file.textBytes.size() ||
-       file.textBytes.back() != '\0') {
+   if (index >= file.textOffsets.size()) {
       return nullptr;
    }
-   return reinterpret_cast<const char *>(file.textBytes.data() + file.textOffsets[index]);
+   // Read once: the file may be written to meanwhile. With a NUL as the last byte of all, every offset inside
+   // starts a terminated text.
+   const uint32_t offset = file.textOffsets[index];
+   return offset < file.textBytes.size() && file.textBytes.back() == '\0'
+             ? reinterpret_cast<const char *>(file.textBytes.data() + offset)
+             : nullptr;
 }
 
 namespace {

@@ -1,8 +1,9 @@
-// A snapshot file, mapped and checked: its header and its nodes' vectors, in place.
+// A snapshot file, mapped: its header and its nodes' vectors, in place.
 //
-// Opening reads the file's directory and its end, never its vectors, so that it costs the same for every
-// size. The vectors' lengths are as the directory states; their content is to be trusted only after NodeHolds
-// and TextsHold, and even then a text index or a list start may point anywhere: TextAt and ListAt check them.
+// Opening reads the file's directory and its trailer, never its vectors, so that it costs the same for every
+// size. It copies the directory, so that what was checked stays as it was. The vectors lie where the
+// directory says, inside the file and apart from each other; their content is to be trusted only after
+// CheckNode and CheckTexts (snapshot_check.h).
 #ifndef NEVRA_SNAPSHOT_SNAPSHOT_FILE_H
 #define NEVRA_SNAPSHOT_SNAPSHOT_FILE_H
 
@@ -16,6 +17,7 @@
 #include "nevra/definitions.h"
 #include "nevra/nevra.h"
 #include "nevra/snapshot/key_order.h"
+#include "nevra/snapshot/snapshot_trailer.h"
 
 namespace nevra {
 
@@ -30,7 +32,15 @@ struct SnapshotKeyShape {
 
 SnapshotKeyShape KeyShapeOf(std::span<const KeyDomain> domains);
 
-// One node of a snapshot. Everything points into the file.
+// What this build's definitions make of a node.
+struct DefinitionFit {
+   const NevraNodeDef *definition = nullptr; // null: this build has no node of this path
+   bool records = false;                     // are laid out as defined
+   bool lists = false;
+   bool everything = false; // that the snapshot holds of the node
+};
+
+// One node of a snapshot. The vectors point into the file.
 struct SnapshotNode {
    const char *path;
    uint64_t definition; // checksum of the node's definition
@@ -38,6 +48,7 @@ struct SnapshotNode {
    SnapshotKeyShape recordShape;
    SnapshotKeyShape listShape;
    bool listsTexts;
+   DefinitionFit fit;
 
    uint32_t recordSize;
    KeyTable keys;
@@ -56,7 +67,10 @@ struct SnapshotNode {
 struct SnapshotFile {
    std::shared_ptr<const uint8_t> bytes;
    size_t size = 0;
+   std::shared_ptr<const uint8_t> directory; // a copy; what follows points into it
+   SnapshotTrailer trailer = {};
 
+   uint32_t version = 0;
    const char *signature = nullptr;
    const char *kernelBuild = nullptr;
    const char *host = nullptr;
@@ -71,16 +85,15 @@ struct SnapshotFile {
 // Opens and checks the file at `path`. On failure `*problem` says why, without the path, and the status is
 // the system's ("Not found", "No permission", "I/O error", "Out of memory"), "Metadata read error" for what
 // is no snapshot or a damaged one, or "Version mismatch" for another format version.
+//
+// A file that is cut short while it is open ends the process when it is read: with the message
+// "PATH: changed while it was read" and exit status 1.
 NevraStatus OpenSnapshotFile(const char *path, SnapshotFile *file, std::string *problem);
 
 // The same for a copy of bytes in memory.
 NevraStatus OpenSnapshotBytes(std::span<const uint8_t> bytes, SnapshotFile *file, std::string *problem);
 
-// True when the checksum of the node's vectors, or of the texts, holds. Cost: one pass over them.
-bool NodeHolds(const SnapshotNode &node);
-bool TextsHold(const SnapshotFile &file);
-
-// The text with an index, or null when there is none.
+// The text with an index, or null when there is none. Of checked texts, it is terminated.
 const char *TextAt(const SnapshotFile &file, uint64_t index);
 
 // The index of a text, or kNoPosition. `hint` is where it may well be.

@@ -9,13 +9,20 @@ namespace nevra {
 
 inline constexpr uint32_t kSnapshotFormatVersion = 1;
 
-inline constexpr uint64_t kTrailerMagic = 0x0a444e455353564e; // "NVSSEND\n"
-
 // FlatBuffers offsets are 31 bits.
 inline constexpr uint64_t kMaxSnapshotBytes = (uint64_t{1} << 31) - 1024;
 
+// Opening reads the directory whole, so that its size has a limit of its own.
+inline constexpr uint64_t kMaxDirectoryBytes = uint64_t{1} << 20;
+
 // More than any set of definitions has.
 inline constexpr uint32_t kMaxSnapshotNodes = 1024;
+
+// Of the host's name, the build text, a key or a listed name: as long as a file's name can be.
+inline constexpr size_t kMaxSnapshotText = 255;
+
+// No host has more memory nodes. A report asks for each up to the number that a record states.
+inline constexpr uint32_t kMaxMemNodes = 1024;
 
 // The last second of the year 9999.
 inline constexpr int64_t kMaxCaptureTime = 253402300799;

@@ -6,8 +6,9 @@
 #include <vector>
 
 #include "nevra/shown_text.h"
-#include "nevra/snapshot/snapshot_checksum.h"
+#include "nevra/snapshot/snapshot_check.h"
 #include "nevra/snapshot/snapshot_file.h"
+#include "nevra/snapshot/snapshot_format.h"
 
 namespace nevra {
 
@@ -18,83 +19,43 @@ enum class Trust : uint8_t { Unknown, Holds, Broken };
 // What the snapshot has for one node of the definitions.
 struct NodeAnswers {
    SnapshotNode *node = nullptr; // null: nothing
-   bool recordsFit = false;      // the records are laid out as defined
-   bool listsFit = false;
-   bool hasUnshownTexts = false; // in its records; known when they are trusted
+   bool hasTexts = false;        // in its records
    Trust trust = Trust::Unknown;
-   uint64_t listings = 0; // answered, of a node whose instances list instances of their own kind
 };
 
-// Calls visit(text, size) for the text fields of a record, until one says false.
-template <typename Byte, typename Visit>
-bool ForEachText(const RecordLayout &layout, Byte *record, const Visit &visit)
+// Calls visit(text, size) for the text fields of a record.
+template <typename Visit> void ForEachText(const RecordLayout &layout, uint8_t *record, const Visit &visit)
 {
    for (const RecordField &field : layout.fields) {
       for (uint32_t i = 0; i < field.count; i++) {
-         Byte *at = record + field.offset + i * field.size;
-         const bool goesOn = field.kind == FieldKind::Structure ? ForEachText(*field.structure, at, visit)
-                             : field.kind == FieldKind::Text    ? visit(at, field.size)
-                                                                : true;
-         if (!goesOn) {
-            return false;
+         uint8_t *at = record + field.offset + i * field.size;
+         if (field.kind == FieldKind::Structure) {
+            ForEachText(*field.structure, at, visit);
+         } else if (field.kind == FieldKind::Text) {
+            visit(at, field.size);
          }
       }
    }
-   return true;
 }
 
-template <typename Byte> std::string_view TextOf(Byte *at, uint32_t size)
-{
-   const char *text = reinterpret_cast<const char *>(at);
-   return {text, strnlen(text, size)};
-}
-
-bool HoldsTexts(const RecordLayout &layout)
+bool HasTexts(const RecordLayout &layout)
 {
    return std::ranges::any_of(layout.fields, [](const RecordField &field) {
       return field.kind == FieldKind::Text ||
-             (field.kind == FieldKind::Structure && HoldsTexts(*field.structure));
+             (field.kind == FieldKind::Structure && HasTexts(*field.structure));
    });
 }
 
-// Whether a text of a node's records could steer a terminal, or has no end. Who made the snapshot chose them.
-bool HasUnshownTexts(const RecordLayout &layout, const SnapshotNode &node)
-{
-   bool areShown = true;
-   const size_t count = HoldsTexts(layout) ? node.keys.count : 0;
-   for (size_t i = 0; areShown && i < count; i++) {
-      areShown =
-         ForEachText(layout, node.records.data() + i * node.recordSize, [](const uint8_t *at, uint32_t size) {
-            const std::string_view text = TextOf(at, size);
-            return text.size() < size && IsShownText(text);
-         });
-   }
-   return !areShown;
-}
-
-// Makes the texts of a record fit to be shown, and ends them.
+// Makes the texts of a record fit to be shown, and ends them: who made the snapshot chose them.
 void ShowTexts(const RecordLayout &layout, void *record)
 {
    ForEachText(layout, static_cast<uint8_t *>(record), [](uint8_t *at, uint32_t size) {
-      const std::string text(TextOf(at, size));
-      StoreShownText(reinterpret_cast<char *>(at), size, text);
-      return true;
+      char *field = reinterpret_cast<char *>(at);
+      const std::string_view text(field, strnlen(field, size));
+      if (text.size() == size || !IsShownText(text)) {
+         StoreShownText(field, size, std::string(text));
+      }
    });
-}
-
-// Whether a walk down a tree that is asked for now might have no end: its lists have been asked for often
-// enough for many walks, and name an instance twice. Where each is in one list only, a walk that goes 12
-// levels deep meets it 12 times at most. Looked at once.
-bool IsEndlessTree(const NevraNodeDef &node, NodeAnswers *answers)
-{
-   constexpr uint64_t kWalks = 16;
-   if (node.listKeys.size() != 1 || node.listKeys[0] != node.listed ||
-       ++answers->listings != kWalks * answers->node->listKeys.count) {
-      return false;
-   }
-   std::vector<uint64_t> values(answers->node->listValues.begin(), answers->node->listValues.end());
-   std::ranges::sort(values);
-   return std::ranges::adjacent_find(values) != values.end();
 }
 
 class SnapshotSource : public Source {
@@ -102,9 +63,10 @@ class SnapshotSource : public Source {
    SnapshotSource(SnapshotFile opened, const char *path) : file(std::move(opened)), name(path)
    {
       StoreShownText(kernelBuild, sizeof kernelBuild, file.kernelBuild);
-      const bool sameDefinitions = std::strcmp(file.signature, DefinitionSignature()) == 0;
       for (SnapshotNode &node : file.nodes) {
-         AddNode(node, sameDefinitions);
+         if (node.fit.definition != nullptr) {
+            nodes[static_cast<size_t>(node.fit.definition->id)].node = &node;
+         }
       }
    }
 
@@ -119,18 +81,16 @@ class SnapshotSource : public Source {
    const char *KernelBuildText() const override { return kernelBuild; }
 
  private:
-   void AddNode(SnapshotNode &node, bool sameDefinitions);
-   NevraStatus Enter(const NevraNodeDef &node, NodeAnswers **answers);
+   NevraStatus Enter(const NevraNodeDef &node, bool DefinitionFit::*what, NodeAnswers **answers);
    NevraStatus EnterTexts();
    void ShareKeys(KeyTable *table);
-   NevraStatus Refuse(NodeAnswers &answers, const char *what);
+   NevraStatus Refuse(const std::string &problem) const;
    NevraStatus TakeKeys(const Nevra_ParamList &keys, SnapshotKeyShape shape, uint64_t *words);
    size_t Find(const KeyTable &table, const uint64_t *words);
    void FetchAhead(const KeyTable &table) const;
    NevraStatus FindFailure(const KeyTable &table, std::span<const uint32_t> statuses,
                            const uint64_t *words) const;
-   NevraStatus AppendTexts(std::span<const uint64_t> values, NodeAnswers &answers,
-                           Nevra_ParamList &instances);
+   NevraStatus AppendTexts(std::span<const uint64_t> values, Nevra_ParamList &instances);
 
    SnapshotFile file;
    std::string name;
@@ -145,28 +105,9 @@ class SnapshotSource : public Source {
    size_t lastText = 0;
 };
 
-void SnapshotSource::AddNode(SnapshotNode &node, bool sameDefinitions)
+NevraStatus SnapshotSource::Refuse(const std::string &problem) const
 {
-   const NevraNodeDef *definition = FindDefinition(node.path);
-   if (definition == nullptr) {
-      return;
-   }
-   // Under another signature a record of the same size may still be laid out otherwise.
-   const bool fits = sameDefinitions || node.definition == ChecksumOfDefinition(node.path);
-   NodeAnswers &answers = nodes[static_cast<size_t>(definition->id)];
-   answers.node = &node;
-   answers.recordsFit = fits && definition->record != nullptr &&
-                        node.recordSize == definition->record->size &&
-                        node.recordShape == KeyShapeOf(definition->recordKeys);
-   answers.listsFit = fits && definition->listed != KeyDomain::None &&
-                      node.listShape == KeyShapeOf(definition->listKeys) &&
-                      node.listsTexts == IsTextKey(definition->listed);
-}
-
-NevraStatus SnapshotSource::Refuse(NodeAnswers &answers, const char *what)
-{
-   answers.trust = Trust::Broken;
-   Warning("%s: damaged: %s: %s\n", name.c_str(), answers.node->path, what);
+   Warning("%s: %s\n", name.c_str(), problem.c_str());
    return NEVRA_READ_ERROR;
 }
 
@@ -183,20 +124,25 @@ void SnapshotSource::ShareKeys(KeyTable *table)
    keysInUse.push_back(*table);
 }
 
-// Before the first read of a node, its checksum is checked.
-NevraStatus SnapshotSource::Enter(const NevraNodeDef &node, NodeAnswers **answers)
+// Before the first read of a node, it is checked. `what` is to be read, the records or the lists.
+NevraStatus SnapshotSource::Enter(const NevraNodeDef &node, bool DefinitionFit::*what, NodeAnswers **answers)
 {
    NodeAnswers &found = nodes[static_cast<size_t>(node.id)];
    *answers = &found;
    if (found.node == nullptr) {
       return NEVRA_NOT_FOUND;
    }
+   if (!(found.node->fit.*what)) {
+      return NEVRA_BAD_PARAMETER;
+   }
    if (found.trust == Trust::Unknown) {
-      if (!NodeHolds(*found.node)) {
-         return Refuse(found, "its checksum does not hold");
+      std::string problem;
+      if (!CheckNode(file, *found.node, &problem)) {
+         found.trust = Trust::Broken;
+         return Refuse(problem);
       }
       found.trust = Trust::Holds;
-      found.hasUnshownTexts = found.recordsFit && HasUnshownTexts(*node.record, *found.node);
+      found.hasTexts = node.record != nullptr && HasTexts(*node.record);
       ShareKeys(&found.node->keys);
       ShareKeys(&found.node->listKeys);
       nodesInUse.push_back(found.node);
@@ -207,10 +153,12 @@ NevraStatus SnapshotSource::Enter(const NevraNodeDef &node, NodeAnswers **answer
 NevraStatus SnapshotSource::EnterTexts()
 {
    if (textTrust == Trust::Unknown) {
-      textTrust = TextsHold(file) ? Trust::Holds : Trust::Broken;
-      if (textTrust == Trust::Broken) {
-         Warning("%s: damaged: the checksum of the texts does not hold\n", name.c_str());
+      std::string problem;
+      if (!CheckTexts(file, &problem)) {
+         textTrust = Trust::Broken;
+         return Refuse(problem);
       }
+      textTrust = Trust::Holds;
    }
    return textTrust == Trust::Holds ? NEVRA_OK : NEVRA_READ_ERROR;
 }
@@ -280,12 +228,9 @@ NevraStatus SnapshotSource::FindFailure(const KeyTable &table, std::span<const u
 NevraStatus SnapshotSource::Get(const NevraNodeDef &node, const Nevra_ParamList &keys, void *record)
 {
    NodeAnswers *answers;
-   NevraStatus status = Enter(node, &answers);
+   NevraStatus status = Enter(node, &DefinitionFit::records, &answers);
    if (status != NEVRA_OK) {
       return status;
-   }
-   if (!answers->recordsFit) {
-      return NEVRA_BAD_PARAMETER;
    }
    const SnapshotNode &found = *answers->node;
    uint64_t words[kMaxKeys];
@@ -298,7 +243,7 @@ NevraStatus SnapshotSource::Get(const NevraNodeDef &node, const Nevra_ParamList 
       return FindFailure(found.failedKeys, found.failedStatuses, words);
    }
    std::memcpy(record, found.records.data() + position * found.recordSize, found.recordSize);
-   if (answers->hasUnshownTexts) {
+   if (answers->hasTexts) {
       ShowTexts(*node.record, record);
    }
    return NEVRA_OK;
@@ -308,12 +253,9 @@ NevraStatus SnapshotSource::List(const NevraNodeDef &node, const Nevra_ParamList
                                  Nevra_ParamList &instances)
 {
    NodeAnswers *answers;
-   NevraStatus status = Enter(node, &answers);
+   NevraStatus status = Enter(node, &DefinitionFit::lists, &answers);
    if (status != NEVRA_OK) {
       return status;
-   }
-   if (!answers->listsFit) {
-      return NEVRA_BAD_PARAMETER;
    }
    const SnapshotNode &found = *answers->node;
    uint64_t words[kMaxKeys];
@@ -327,13 +269,7 @@ NevraStatus SnapshotSource::List(const NevraNodeDef &node, const Nevra_ParamList
    }
    std::span<const uint64_t> values;
    if (!ListAt(found, position, &values)) {
-      return Refuse(*answers, "a list lies outside the values");
-   }
-   // No damage: a list may name an instance twice if the capture saw it move.
-   if (IsEndlessTree(node, answers)) {
-      answers->trust = Trust::Broken;
-      Warning("%s: %s: its tree has no end\n", name.c_str(), node.path);
-      return NEVRA_READ_ERROR;
+      return NEVRA_READ_ERROR; // the file was written to since it was checked
    }
    const uint32_t room = instances.capacity - instances.Used();
    const size_t count = std::min<size_t>(values.size(), room);
@@ -341,7 +277,7 @@ NevraStatus SnapshotSource::List(const NevraNodeDef &node, const Nevra_ParamList
       return NEVRA_OUT_OF_MEMORY;
    }
    if (found.listsTexts) {
-      return AppendTexts(values.first(count), *answers, instances);
+      return AppendTexts(values.first(count), instances);
    }
    for (const uint64_t value : values.first(count)) {
       instances.AddInt(static_cast<int64_t>(value));
@@ -349,8 +285,7 @@ NevraStatus SnapshotSource::List(const NevraNodeDef &node, const Nevra_ParamList
    return NEVRA_OK;
 }
 
-NevraStatus SnapshotSource::AppendTexts(std::span<const uint64_t> values, NodeAnswers &answers,
-                                        Nevra_ParamList &instances)
+NevraStatus SnapshotSource::AppendTexts(std::span<const uint64_t> values, Nevra_ParamList &instances)
 {
    const NevraStatus status = EnterTexts();
    if (status != NEVRA_OK) {
@@ -359,13 +294,10 @@ NevraStatus SnapshotSource::AppendTexts(std::span<const uint64_t> values, NodeAn
    for (const uint64_t value : values) {
       const char *text = TextAt(file, value);
       if (text == nullptr) {
-         return Refuse(answers, "a list points outside the texts");
+         return NEVRA_READ_ERROR; // the file was written to since it was checked
       }
-      // It is a key too, and would not be found again under another name.
-      if (!IsShownText(text)) {
-         return Refuse(answers, "lists a name that is not fit to be shown");
-      }
-      instances.AddLastingText(text);
+      // Copied: the caller may rely on it staying as it is.
+      instances.AddText({text, strnlen(text, kMaxSnapshotText)});
    }
    return NEVRA_OK;
 }

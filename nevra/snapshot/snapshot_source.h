@@ -16,7 +16,7 @@ namespace nevra {
 //
 // The source answers "Bad parameter" for a node that the snapshot holds by another definition, and "Read
 // error" for every read of a node whose content is damaged; the first such read gives the reason in one
-// Warning. The file must not be cut short while it is open.
+// Warning. A file that is cut short while it is open ends the process, see OpenSnapshotFile.
 NevraStatus OpenSnapshotSource(const char *path, std::unique_ptr<Source> *source);
 
 // The same for a snapshot in memory, which is copied; `name` stands for the path in warnings.

@@ -75,12 +75,10 @@ uint64_t EstimateSnapshotBytes(const SnapshotTree &tree)
    constexpr uint64_t kOfTheRest = 512; // root and trailer
    uint64_t bytes = kOfTheRest + tree.kernelBuild.size() + tree.host.size();
    for (const NodeTree &node : tree.nodes) {
-      const uint64_t words = node.keys.size() + node.failedKeys.size() + node.listKeys.size() +
-                             node.listValues.size() + node.listFailedKeys.size();
-      const uint64_t halves =
-         node.failedStatuses.size() + node.listStarts.size() + 1 + node.listFailedStatuses.size();
-      bytes += kPerNode + 9 * kPerVector + words * sizeof(uint64_t) + halves * sizeof(uint32_t) +
-               node.records.size();
+      bytes += kPerNode + sizeof(uint32_t); // and the end of the last list
+      for (const std::span<const uint8_t> vector : BytesOfVectors(node)) {
+         bytes += kPerVector + vector.size();
+      }
    }
    return bytes + tree.textBytes + tree.texts.size() * (sizeof(uint32_t) + 1);
 }
@@ -128,7 +126,7 @@ void Reorder(std::vector<Element> *rows, size_t width, const std::vector<uint32_
    *rows = std::move(ordered);
 }
 
-// Sorts the lists behind their keys, and closes the starts with the end of the last.
+// Sorts the lists by their keys, and closes the starts with the end of the last.
 void ReorderLists(NodeTree *node, const std::vector<uint32_t> &order)
 {
    if (node->listStarts.empty()) {

@@ -14,20 +14,16 @@
 #include <vector>
 
 #include "nevra/definitions.h"
+#include "nevra/snapshot/snapshot_vectors.h"
 
 namespace nevra {
 
 // One node's answers, laid out as in the file. Words of text keys and values are indexes of the tree's texts.
+// Before sorting, the list starts lack the end of the last list.
 struct NodeTree {
-   std::vector<uint64_t> keys;
-   std::vector<uint8_t> records;
-   std::vector<uint64_t> failedKeys;
-   std::vector<uint32_t> failedStatuses;
-   std::vector<uint64_t> listKeys;
-   std::vector<uint32_t> listStarts; // of each list; sorting adds the end of the last
-   std::vector<uint64_t> listValues;
-   std::vector<uint64_t> listFailedKeys;
-   std::vector<uint32_t> listFailedStatuses;
+#define NEVRA_VECTOR_MEMBER(member, field, FIELD, Element) std::vector<Element> member;
+   NEVRA_SNAPSHOT_VECTORS(NEVRA_VECTOR_MEMBER)
+#undef NEVRA_VECTOR_MEMBER
 };
 
 struct SnapshotTree {

@@ -1,5 +1,4 @@
-// The full verification of a snapshot: all that opening leaves to the first read, and all that reading shrugs
-// off.
+// The full verification of a snapshot: what opening leaves to the first read, for all nodes at once.
 #ifndef NEVRA_SNAPSHOT_SNAPSHOT_VERIFY_H
 #define NEVRA_SNAPSHOT_SNAPSHOT_VERIFY_H
 
@@ -11,8 +10,8 @@
 
 namespace nevra {
 
-// Checks every checksum, order and reference of an open snapshot. False with the first problem found. Cost:
-// two passes over the file. Calls progress(done, total) now and then, if there is one.
+// Checks the texts, every node and the checksum of the file. False with the first problem found. Cost: two
+// passes over the file. Calls progress(done, total) now and then, if there is one.
 bool VerifySnapshot(const SnapshotFile &file, std::string *problem,
                     const std::function<void(uint64_t, uint64_t)> &progress = nullptr);
 

@@ -3,7 +3,9 @@
 #include <cstring>
 #include <span>
 
+#include "nevra/snapshot/snapshot_check.h"
 #include "nevra/snapshot/snapshot_checksum.h"
+#include "nevra/snapshot/snapshot_directory.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "snapshot_generated.h"
 
@@ -13,12 +15,6 @@ namespace {
 
 using flatbuffers::FlatBufferBuilder;
 using flatbuffers::Offset;
-using snapshot::Trailer;
-
-template <typename Element> std::span<const uint8_t> BytesOf(const std::vector<Element> &vector)
-{
-   return {reinterpret_cast<const uint8_t *>(vector.data()), vector.size() * sizeof(Element)};
-}
 
 // Moves a vector into the file; an empty one is left out.
 template <typename Element>
@@ -36,9 +32,9 @@ Offset<flatbuffers::Vector<Element>> MoveVector(FlatBufferBuilder *builder, std:
 struct MovedNode {
    uint64_t checksum;
    uint32_t recordCount, failedCount, listCount, valueCount, listFailedCount;
-   Offset<flatbuffers::Vector<uint64_t>> keys, failedKeys, listKeys, listValues, listFailedKeys;
-   Offset<flatbuffers::Vector<uint8_t>> records;
-   Offset<flatbuffers::Vector<uint32_t>> failedStatuses, listStarts, listFailedStatuses;
+#define NEVRA_VECTOR_OFFSET(member, field, FIELD, Element) Offset<flatbuffers::Vector<Element>> member;
+   NEVRA_SNAPSHOT_VECTORS(NEVRA_VECTOR_OFFSET)
+#undef NEVRA_VECTOR_OFFSET
 };
 
 bool IsEmpty(const NodeTree &node)
@@ -49,28 +45,17 @@ bool IsEmpty(const NodeTree &node)
 
 MovedNode MoveNode(FlatBufferBuilder *builder, const NevraNodeDef &definition, NodeTree *node)
 {
-   const std::span<const uint8_t> vectors[] = {
-      BytesOf(node->keys),           BytesOf(node->records),        BytesOf(node->failedKeys),
-      BytesOf(node->failedStatuses), BytesOf(node->listKeys),       BytesOf(node->listStarts),
-      BytesOf(node->listValues),     BytesOf(node->listFailedKeys), BytesOf(node->listFailedStatuses),
-   };
    const size_t recordSize = definition.record != nullptr ? definition.record->size : 1;
    MovedNode moved;
-   moved.checksum = ChecksumOfVectors(vectors);
+   moved.checksum = ChecksumOfVectors(BytesOfVectors(*node));
    moved.recordCount = static_cast<uint32_t>(node->records.size() / recordSize);
    moved.failedCount = static_cast<uint32_t>(node->failedStatuses.size());
    moved.listCount = static_cast<uint32_t>(node->listStarts.empty() ? 0 : node->listStarts.size() - 1);
    moved.valueCount = static_cast<uint32_t>(node->listValues.size());
    moved.listFailedCount = static_cast<uint32_t>(node->listFailedStatuses.size());
-   moved.keys = MoveVector(builder, &node->keys);
-   moved.records = MoveVector(builder, &node->records);
-   moved.failedKeys = MoveVector(builder, &node->failedKeys);
-   moved.failedStatuses = MoveVector(builder, &node->failedStatuses);
-   moved.listKeys = MoveVector(builder, &node->listKeys);
-   moved.listStarts = MoveVector(builder, &node->listStarts);
-   moved.listValues = MoveVector(builder, &node->listValues);
-   moved.listFailedKeys = MoveVector(builder, &node->listFailedKeys);
-   moved.listFailedStatuses = MoveVector(builder, &node->listFailedStatuses);
+#define NEVRA_MOVE_VECTOR(member, field, FIELD, Element) moved.member = MoveVector(builder, &node->member);
+   NEVRA_SNAPSHOT_VECTORS(NEVRA_MOVE_VECTOR)
+#undef NEVRA_MOVE_VECTOR
    return moved;
 }
 
@@ -86,12 +71,24 @@ Offset<snapshot::Node> AddNode(FlatBufferBuilder *builder, const NevraNodeDef &d
    const auto path = builder->CreateString(definition.path);
    const snapshot::KeyShape recordShape = StoredShape(definition.recordKeys);
    const snapshot::KeyShape listShape = StoredShape(definition.listKeys);
-   return snapshot::CreateNode(
-      *builder, path, ChecksumOfDefinition(definition.path), moved.checksum, &recordShape,
-      definition.record != nullptr ? definition.record->size : 0, moved.recordCount, moved.failedCount,
-      &listShape, IsTextKey(definition.listed), moved.listCount, moved.valueCount, moved.listFailedCount,
-      moved.keys, moved.records, moved.failedKeys, moved.failedStatuses, moved.listKeys, moved.listStarts,
-      moved.listValues, moved.listFailedKeys, moved.listFailedStatuses);
+   snapshot::NodeBuilder node(*builder);
+   // The larger fields first, as they need no bytes between them to be aligned.
+   node.add_definition(ChecksumOfDefinition(definition.path));
+   node.add_checksum(moved.checksum);
+#define NEVRA_ADD_VECTOR(member, field, FIELD, Element) node.add_##field(moved.member);
+   NEVRA_SNAPSHOT_VECTORS(NEVRA_ADD_VECTOR)
+#undef NEVRA_ADD_VECTOR
+   node.add_record_size(definition.record != nullptr ? definition.record->size : 0);
+   node.add_record_count(moved.recordCount);
+   node.add_failed_count(moved.failedCount);
+   node.add_list_count(moved.listCount);
+   node.add_value_count(moved.valueCount);
+   node.add_list_failed_count(moved.listFailedCount);
+   node.add_path(path);
+   node.add_record_shape(&recordShape);
+   node.add_list_shape(&listShape);
+   node.add_lists_texts(IsTextKey(definition.listed));
+   return node.Finish();
 }
 
 struct MovedTexts {
@@ -109,7 +106,7 @@ MovedTexts MoveTexts(FlatBufferBuilder *builder, const SnapshotTree &tree)
       offsets.push_back(static_cast<uint32_t>(bytes.size()));
       bytes.insert(bytes.end(), text.c_str(), text.c_str() + text.size() + 1);
    }
-   const std::span<const uint8_t> vectors[] = {BytesOf(offsets), BytesOf(bytes)};
+   const std::array vectors = {VectorBytes(offsets), VectorBytes(bytes)};
    MovedTexts moved;
    moved.checksum = ChecksumOfVectors(vectors);
    moved.count = static_cast<uint32_t>(offsets.size());
@@ -150,17 +147,19 @@ size_t BuildBody(FlatBufferBuilder *builder, SnapshotTree *tree)
    return builder->GetSize() - bulkSize;
 }
 
-} // namespace
-
-std::array<uint8_t, 40> MakeSnapshotTrailer(const uint8_t *body, size_t bodySize, size_t directorySize)
+// Whoever reads the image makes these checks. What would not pass is not written.
+bool IsReadable(const SnapshotImage &image, std::string *problem)
 {
-   const Trailer trailer(kTrailerMagic, bodySize + sizeof(Trailer), directorySize,
-                         ChecksumOfBytes(body, directorySize), ChecksumOfBytes(body, bodySize));
-   std::array<uint8_t, 40> bytes;
-   static_assert(sizeof trailer == sizeof bytes);
-   std::memcpy(bytes.data(), &trailer, sizeof trailer);
-   return bytes;
+   SnapshotFile file;
+   file.bytes = image.body;
+   file.size = image.bodySize + image.trailer.size();
+   file.directory = image.body;
+   NevraStatus status;
+   return DecodeTrailer(image.trailer, &file.trailer) && TakeDirectory(&file, problem, &status) &&
+          CheckContent(file, problem);
 }
+
+} // namespace
 
 bool MakeSnapshotImage(SnapshotTree *tree, SnapshotImage *image, std::string *problem, uint64_t limit)
 {
@@ -178,8 +177,8 @@ bool MakeSnapshotImage(SnapshotTree *tree, SnapshotImage *image, std::string *pr
    const auto body = std::make_shared<flatbuffers::DetachedBuffer>(builder.Release());
    image->body = {body, body->data()};
    image->bodySize = body->size();
-   image->trailer = MakeSnapshotTrailer(body->data(), body->size(), directorySize);
-   return true;
+   image->trailer = EncodeTrailer({body->data(), body->size()}, directorySize);
+   return IsReadable(*image, problem);
 }
 
 std::vector<uint8_t> BytesOfImage(const SnapshotImage &image)

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "nevra/snapshot/snapshot_format.h"
+#include "nevra/snapshot/snapshot_trailer.h"
 #include "nevra/snapshot/snapshot_tree.h"
 
 namespace nevra {
@@ -18,20 +19,18 @@ namespace nevra {
 struct SnapshotImage {
    std::shared_ptr<const uint8_t> body;
    size_t bodySize = 0;
-   std::array<uint8_t, 40> trailer = {};
+   std::array<uint8_t, kTrailerSize> trailer = {};
 };
 
 // Makes the image of a tree, which is used up on the way, so that a large one is never in memory twice.
 // False, with the tree as it was, when the image would exceed `limit`; false when an instance was added
-// twice. `*problem` says which.
+// twice, or the tree holds what no reader accepts: a group that is listed twice, a text that is too long.
+// `*problem` says which.
 bool MakeSnapshotImage(SnapshotTree *tree, SnapshotImage *image, std::string *problem,
                        uint64_t limit = kMaxSnapshotBytes);
 
 // The image in one piece.
 std::vector<uint8_t> BytesOfImage(const SnapshotImage &image);
-
-// The trailer that closes a body whose directory is `directorySize` bytes.
-std::array<uint8_t, 40> MakeSnapshotTrailer(const uint8_t *body, size_t bodySize, size_t directorySize);
 
 } // namespace nevra
 

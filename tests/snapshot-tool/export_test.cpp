@@ -26,9 +26,12 @@ std::string ExportProblem(const std::vector<uint8_t> &snapshot)
 
 TEST(ExportRefuses, NodesThatThisBuildDefinesOtherwise)
 {
-   EXPECT_EQ(
-      ExportProblem(Forge([](SnapshotT *root) { NodeOf(root, "sched/groups/groupName")->definition++; })),
-      "cannot be exported: this build defines sched/groups/groupName otherwise");
+   // Under this build's signature, all definitions are this build's.
+   EXPECT_EQ(ExportProblem(Forge([](SnapshotT *root) {
+                root->definition_signature = "0123456789abcdef0123456789abcdef";
+                NodeOf(root, "sched/groups/groupName")->definition++;
+             })),
+             "cannot be exported: this build defines sched/groups/groupName otherwise");
    EXPECT_EQ(
       ExportProblem(Forge([](SnapshotT *root) { NodeOf(root, "sched/groups/groupName")->path = "new"; })),
       "cannot be exported: this build defines new otherwise");

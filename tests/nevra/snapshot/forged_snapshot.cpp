@@ -1,12 +1,13 @@
 #include "tests/nevra/snapshot/forged_snapshot.h"
 
+#include <array>
 #include <memory>
-#include <span>
 
 #include <gtest/gtest.h>
 
 #include "nevra/snapshot/snapshot_checksum.h"
-#include "nevra/snapshot/snapshot_writer.h"
+#include "nevra/snapshot/snapshot_trailer.h"
+#include "nevra/snapshot/snapshot_vectors.h"
 #include "tests/nevra/snapshot/small_tree.h"
 
 using nevra::snapshot::NodeT;
@@ -14,23 +15,39 @@ using nevra::snapshot::SnapshotT;
 
 namespace {
 
-template <typename Element> std::span<const uint8_t> BytesOf(const std::vector<Element> &vector)
+using flatbuffers::FlatBufferBuilder;
+using flatbuffers::Offset;
+
+struct Vectors {
+#define VECTOR_OFFSET(member, field, FIELD, Element) Offset<flatbuffers::Vector<Element>> field;
+   NEVRA_SNAPSHOT_VECTORS(VECTOR_OFFSET)
+};
+
+template <typename Element>
+Offset<flatbuffers::Vector<Element>> AddVector(FlatBufferBuilder *builder, const std::vector<Element> &vector)
 {
-   return {reinterpret_cast<const uint8_t *>(vector.data()), vector.size() * sizeof(Element)};
+   return vector.empty() ? 0 : builder->CreateVector(vector.data(), vector.size());
 }
 
-void SealNode(NodeT *node)
+Vectors AddVectors(FlatBufferBuilder *builder, NodeT *node)
 {
-   const std::span<const uint8_t> vectors[] = {BytesOf(node->keys),
-                                               BytesOf(node->records),
-                                               BytesOf(node->failed_keys),
-                                               BytesOf(node->failed_statuses),
-                                               BytesOf(node->list_keys),
-                                               BytesOf(node->list_starts),
-                                               BytesOf(node->list_values),
-                                               BytesOf(node->list_failed_keys),
-                                               BytesOf(node->list_failed_statuses)};
-   node->checksum = nevra::ChecksumOfVectors(vectors);
+#define VECTOR_BYTES(member, field, FIELD, Element) nevra::VectorBytes(node->field),
+   node->checksum = nevra::ChecksumOfVectors(nevra::NodeVectorBytes{NEVRA_SNAPSHOT_VECTORS(VECTOR_BYTES)});
+   Vectors vectors;
+#define ADD_VECTOR(member, field, FIELD, Element) vectors.field = AddVector(builder, node->field);
+   NEVRA_SNAPSHOT_VECTORS(ADD_VECTOR)
+   return vectors;
+}
+
+Offset<nevra::snapshot::Node> AddNode(FlatBufferBuilder *builder, const NodeT &node, const Vectors &vectors)
+{
+   const auto path = builder->CreateString(node.path);
+   return nevra::snapshot::CreateNode(
+      *builder, path, node.definition, node.checksum, node.record_shape.get(), node.record_size,
+      node.record_count, node.failed_count, node.list_shape.get(), node.lists_texts, node.list_count,
+      node.value_count, node.list_failed_count, vectors.keys, vectors.records, vectors.failed_keys,
+      vectors.failed_statuses, vectors.list_keys, vectors.list_starts, vectors.list_values,
+      vectors.list_failed_keys, vectors.list_failed_statuses);
 }
 
 } // namespace
@@ -40,17 +57,33 @@ std::vector<uint8_t> Forge(const std::function<void(SnapshotT *)> &change)
    const std::vector<uint8_t> whole = SmallSnapshot();
    std::unique_ptr<SnapshotT> root(nevra::snapshot::GetSnapshot(whole.data())->UnPack());
    change(root.get());
+   FlatBufferBuilder builder;
+   std::vector<Vectors> vectors;
    for (const auto &node : root->nodes) {
-      SealNode(node.get());
+      vectors.push_back(AddVectors(&builder, node.get()));
    }
-   const std::span<const uint8_t> texts[] = {BytesOf(root->text_offsets), BytesOf(root->text_bytes)};
+   const std::array texts = {nevra::VectorBytes(root->text_offsets), nevra::VectorBytes(root->text_bytes)};
    root->text_checksum = nevra::ChecksumOfVectors(texts);
-   flatbuffers::FlatBufferBuilder builder;
-   FinishSnapshotBuffer(builder, CreateSnapshot(builder, root.get()));
-   std::vector<uint8_t> bytes(builder.GetBufferPointer(), builder.GetBufferPointer() + builder.GetSize());
-   const auto trailer = nevra::MakeSnapshotTrailer(bytes.data(), bytes.size(), bytes.size());
-   bytes.insert(bytes.end(), trailer.begin(), trailer.end());
-   return bytes;
+   const auto offsets = AddVector(&builder, root->text_offsets);
+   const auto bytes = AddVector(&builder, root->text_bytes);
+   const size_t vectorSize = builder.GetSize();
+
+   std::vector<Offset<nevra::snapshot::Node>> nodes;
+   for (size_t i = 0; i < root->nodes.size(); i++) {
+      nodes.push_back(AddNode(&builder, *root->nodes[i], vectors[i]));
+   }
+   const auto nodeVector = builder.CreateVector(nodes);
+   const auto signature = builder.CreateString(root->definition_signature);
+   const auto build = builder.CreateString(root->kernel_build);
+   const auto host = builder.CreateString(root->host);
+   FinishSnapshotBuffer(builder, nevra::snapshot::CreateSnapshot(builder, root->format_version, signature,
+                                                                 build, host, root->captured, nodeVector,
+                                                                 root->text_count, root->text_size, offsets,
+                                                                 bytes, root->text_checksum));
+   std::vector<uint8_t> file(builder.GetBufferPointer(), builder.GetBufferPointer() + builder.GetSize());
+   const auto trailer = nevra::EncodeTrailer(file, file.size() - vectorSize);
+   file.insert(file.end(), trailer.begin(), trailer.end());
+   return file;
 }
 
 NodeT *NodeOf(SnapshotT *root, const char *path)

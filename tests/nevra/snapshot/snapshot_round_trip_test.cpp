@@ -103,7 +103,7 @@ std::vector<uint8_t> SnapshotOfGroups(const std::vector<uint64_t> &groups)
    for (const uint64_t group : groups) {
       const ParentGroupIDRecord parent = {static_cast<int64_t>(group / 2)};
       AddRecord(&tree, Definition(NodeId::sched_groups_parentGroupID), {&group, 1}, &parent);
-      const uint64_t children[] = {2 * group, 2 * group + 1};
+      const uint64_t children[] = {2 * group + 1, 2 * group + 2};
       AddList(&tree, Definition(NodeId::sched_groups_members_groups), {&group, 1}, children);
       const uint64_t type[] = {group, InternText(&tree, "type" + std::to_string(group % 5))};
       RemapStatsRecord remap = {};
@@ -135,7 +135,7 @@ TEST(SnapshotRoundTrip, HundredThousandGroups)
       const int64_t key = static_cast<int64_t>(group);
       ASSERT_EQ(AskRecord(*source, NodeId::sched_groups_parentGroupID, {key}), parent);
       ASSERT_EQ(AskList(*source, NodeId::sched_groups_members_groups, {key}),
-                "0: " + std::to_string(2 * group) + ' ' + std::to_string(2 * group + 1));
+                "0: " + std::to_string(2 * group + 1) + ' ' + std::to_string(2 * group + 2));
    }
 }
 
