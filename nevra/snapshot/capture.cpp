@@ -9,6 +9,9 @@
 #include <vector>
 
 #include "nevra/records.h"
+#include "nevra/shown_text.h"
+#include "nevra/snapshot/snapshot_check.h"
+#include "nevra/snapshot/snapshot_format.h"
 
 namespace nevra {
 
@@ -25,9 +28,6 @@ using ListPtr = std::unique_ptr<Nevra_ParamList, ListDeleter>;
 // The flags of groups that have a leader: VMs and user worlds.
 constexpr uint32_t kFlagsWithLeader = 0x4 | 0x8;
 
-// No host has more memory nodes; what a source claims is not trusted.
-constexpr uint32_t kMostMemNodes = 1024;
-
 constexpr size_t kDomainCount = static_cast<size_t>(KeyDomain::PciRegister) + 1;
 
 struct Capture {
@@ -36,7 +36,7 @@ struct Capture {
    const std::function<void(uint64_t)> &progress;
    uint64_t limit;
 
-   std::set<int64_t> known[kDomainCount]; // the values of domains that no listing gives
+   std::set<int64_t> known[kDomainCount]; // by domain, the values met so far
    std::map<std::pair<NodeId, Words>, Words> lists;
    uint32_t groupFlags = 0; // of the group that is being read
    uint64_t answers = 0;
@@ -72,17 +72,37 @@ ListPtr ListOfKeys(const Capture &capture, Domains domains, const Words &words)
 
 // ---- listings
 
-// The words of a list; "Failure" when it has entries of another type than the node lists.
+// A text that a snapshot cannot hold as a key.
+bool IsUnfit(std::string_view text)
+{
+   return text.size() > kMaxSnapshotText || !IsShownText(text);
+}
+
+// The words of a list; "Failure" when it has entries of another type than the node lists, "Limit exceeded"
+// when it has names that are no names.
 NevraStatus WordsOfList(Capture &capture, const Nevra_ParamList &list, bool isText, Words *words)
 {
    for (uint32_t i = 0; i < list.Used(); i++) {
       if ((list[i].text != nullptr) != isText) {
          return NEVRA_FAILURE;
       }
+      if (isText && IsUnfit(list[i].text)) {
+         return NEVRA_LIMIT_EXCEEDED;
+      }
       words->push_back(isText ? InternText(capture.tree, list[i].text)
                               : static_cast<uint64_t>(list[i].integer));
    }
    return NEVRA_OK;
+}
+
+// Drops what a listing says again. A group or a client that moved while the listings were read is in the old
+// list and in the new one; in a snapshot it is in the list that was read first.
+void DropListed(Capture &capture, KeyDomain domain, Words *words)
+{
+   std::set<int64_t> ofThisList;
+   const bool isInOneList = domain == KeyDomain::Group || domain == KeyDomain::MemClient;
+   std::set<int64_t> &listed = isInOneList ? Known(capture, domain) : ofThisList;
+   std::erase_if(*words, [&](uint64_t word) { return !listed.insert(static_cast<int64_t>(word)).second; });
 }
 
 // Memory nodes may be known by their buddies' names only: "memmap-NN-...".
@@ -95,7 +115,7 @@ void LearnFromBuddies(Capture &capture, const Words &names)
       if (text.starts_with(kPrefix) &&
           std::from_chars(text.data() + kPrefix.size(), text.data() + text.size(), number).ec ==
              std::errc() &&
-          number < kMostMemNodes) {
+          number < kMaxMemNodes) {
          Known(capture, KeyDomain::MemNode).insert(number);
       }
    }
@@ -117,6 +137,7 @@ const Words &List(Capture &capture, const NevraNodeDef &node, const Words &paren
       status = WordsOfList(capture, *list, IsTextKey(node.listed), &words);
    }
    if (status == NEVRA_OK) {
+      DropListed(capture, node.listed, &words);
       AddList(capture.tree, node, parent, words);
    } else {
       words.clear();
@@ -145,9 +166,7 @@ Words ValuesOf(Capture &capture, Domains before, KeyDomain domain, const Words &
       return {known.begin(), known.end()};
    }
    Words values = List(capture, *lister, keys);
-   // A listing may say the same twice; an instance is captured once.
    std::sort(values.begin(), values.end());
-   values.erase(std::unique(values.begin(), values.end()), values.end());
    return values;
 }
 
@@ -176,20 +195,14 @@ void WalkGroups(Capture &capture)
 {
    const NevraNodeDef &children = Definition(NodeId::sched_groups_members_groups);
    const NevraNodeDef &clients = Definition(NodeId::sched_groups_members_memClients);
-   std::set<int64_t> &groups = Known(capture, KeyDomain::Group);
    Words waiting = {0};
-   groups.insert(0);
+   Known(capture, KeyDomain::Group).insert(0);
    while (!waiting.empty() && !capture.isTooLarge) {
       const Words group = {waiting.back()};
       waiting.pop_back();
-      for (const uint64_t child : List(capture, children, group)) {
-         if (groups.insert(static_cast<int64_t>(child)).second) {
-            waiting.push_back(child);
-         }
-      }
-      for (const uint64_t client : List(capture, clients, group)) {
-         Known(capture, KeyDomain::MemClient).insert(static_cast<int64_t>(client));
-      }
+      const Words &found = List(capture, children, group);
+      waiting.insert(waiting.end(), found.begin(), found.end());
+      List(capture, clients, group);
    }
 }
 
@@ -219,7 +232,7 @@ void LearnFromRecord(Capture &capture, NodeId node, const uint8_t *record)
       break;
    case NodeId::memory_memInfo: {
       const uint32_t count = Leading<MemInfoRecord>(record).numMemNodes;
-      for (uint32_t i = 0; i < std::min(count, kMostMemNodes); i++) {
+      for (uint32_t i = 0; i < count; i++) {
          Known(capture, KeyDomain::MemNode).insert(i);
       }
       break;
@@ -233,8 +246,11 @@ void Read(Capture &capture, const NevraNodeDef &node, const Words &keys)
 {
    const ListPtr list = ListOfKeys(capture, node.recordKeys, keys);
    std::vector<uint8_t> record(node.record->size);
-   const NevraStatus status =
+   NevraStatus status =
       list != nullptr ? capture.source.Get(node, *list, record.data()) : NEVRA_OUT_OF_MEMORY;
+   if (status == NEVRA_OK && !CountsHold(node, record.data())) {
+      status = NEVRA_LIMIT_EXCEEDED;
+   }
    if (status == NEVRA_OK) {
       LearnFromRecord(capture, node.id, record.data());
       AddRecord(capture.tree, node, keys, record.data());
