@@ -46,7 +46,7 @@ expect()
 }
 
 everything="g++ cmake ninja-build libflatbuffers-dev flatbuffers-compiler libxxhash-dev libmd-dev libcli11-dev
-   rapidjson-dev libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev clang-tidy cppcheck shellcheck"
+   rapidjson-dev libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev clang-tidy cppcheck shellcheck jq"
 
 machine 1000 $everything clang-format
 run lint
@@ -76,7 +76,7 @@ sudo -n apt-get install -y -q --no-install-recommends clang-format" "$(cat "$wor
 machine 0 $everything
 run lint
 expect "root: status" 0 "$status"
-expect "root: output" "Installing clang-format" "$(cat "$work/out")"
+expect "root: output" "Installing clang-format: this may take some minutes" "$(cat "$work/out")"
 expect "root: calls" "apt-get install -y -q --no-install-recommends clang-format (noninteractive)" "$(cat "$work/calls")"
 
 machine 0 $everything
