@@ -140,6 +140,18 @@ std::string_view TagOfCgroup(const CgroupTree &tree, CgroupIndex cgroup)
    return tag;
 }
 
+CgroupIndex FindUnit(const CgroupTree &tree, CgroupIndex cgroup)
+{
+   for (CgroupIndex at = cgroup; at != kRootCgroup; at = tree.cgroups[at].parent) {
+      const std::string_view name = tree.cgroups[at].name;
+      // libvirt without systemd calls it NAME.libvirt-qemu.
+      if (name.ends_with(".scope") || name.ends_with(".service") || name.ends_with(".libvirt-qemu")) {
+         return at;
+      }
+   }
+   return cgroup;
+}
+
 CgroupIndex FindCgroupByPath(const CgroupTree &tree, std::string_view path)
 {
    std::string_view mounted = tree.mounts.pathInHierarchy;

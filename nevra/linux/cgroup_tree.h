@@ -52,6 +52,10 @@ std::string_view TopLevelName(const CgroupTree &tree, CgroupIndex cgroup);
 inline constexpr std::string_view kRootTag = "host";
 std::string_view TagOfCgroup(const CgroupTree &tree, CgroupIndex cgroup);
 
+// The scope or service that the cgroup is or lies in, the closest one; itself when there is none. Who starts
+// a process in it may divide it further: libvirt keeps a VM's emulator and its processors apart.
+CgroupIndex FindUnit(const CgroupTree &tree, CgroupIndex cgroup);
+
 // The cgroup at a path as /proc/PID/cgroup gives it, or the closest ancestor of it that there is.
 CgroupIndex FindCgroupByPath(const CgroupTree &tree, std::string_view path);
 

@@ -125,7 +125,7 @@ void StoreLimits(LinuxHost &host, const Group &group, GroupMemoryStatsRecord &re
    record.bMax = limits.baseMax;
    record.eMin = limits.effectiveMin;
    record.allocTgt = limits.target;
-   const CgroupLimits *own = host.Limits(group.cgroup);
+   const CgroupLimits *own = host.Limits(OwnCgroup(host, group).value_or(group.cgroup));
    record.throttlePct = own != nullptr ? own->unthrottledPercent : 100;
 }
 
@@ -218,18 +218,25 @@ std::optional<Group> FindGroupOfLeader(LinuxHost &host, int64_t leader)
    return std::nullopt;
 }
 
-bool IsAloneInCgroup(LinuxHost &host, const Group &group)
+std::optional<CgroupIndex> OwnCgroup(LinuxHost &host, const Group &group)
 {
-   return group.cgroup != kRootCgroup && host.Processes().belowCgroup[group.cgroup] == 1;
+   if (group.kind == GroupKind::Cgroup) {
+      return group.cgroup;
+   }
+   const CgroupIndex own = group.process->own;
+   // A VM shares its cgroup with the kernel threads that serve it.
+   const bool isAlone =
+      group.process->isVm ? host.HoldsOneProcess(own) : host.Processes().belowCgroup[own] == 1;
+   return own != kRootCgroup && isAlone ? std::optional(own) : std::nullopt;
 }
 
 std::optional<GroupLimits> LimitsOfGroup(LinuxHost &host, const Group &group)
 {
    // The emulator is not what a VM's memory is reserved for; its VMM is.
-   const bool hasLimits =
-      group.kind == GroupKind::Cgroup || (group.kind != GroupKind::Emulator && IsAloneInCgroup(host, group));
-   const CgroupLimits *limits = host.Limits(group.cgroup);
-   if (limits != nullptr && hasLimits) {
+   const std::optional<CgroupIndex> own =
+      group.kind != GroupKind::Emulator ? OwnCgroup(host, group) : std::nullopt;
+   const CgroupLimits *limits = own.has_value() ? host.Limits(*own) : nullptr;
+   if (limits != nullptr) {
       return GroupLimits{limits->min, limits->max};
    }
    // A process outlives its cgroup when it is moved to another.
@@ -241,21 +248,23 @@ EffectiveLimits EffectiveLimitsOfGroup(LinuxHost &host, const Group &group)
    const CgroupTree &tree = host.Cgroups();
    const GroupLimits limits = LimitsOfGroup(host, group).value_or(GroupLimits{0, kUnlimited});
    const uint64_t hostMemory = host.Memory() != nullptr ? host.Memory()->memTotal : kUnlimited;
+   const std::optional<CgroupIndex> own = OwnCgroup(host, group);
    EffectiveLimits effective{limits.min, hostMemory, limits.min, kUnlimited};
+   bool isBelowOwn = own.has_value(); // what divides a VM's scope reserves nothing, and takes nothing away
    for (CgroupIndex at = group.cgroup; at != kRootCgroup; at = tree.cgroups[at].parent) {
+      isBelowOwn = isBelowOwn && at != *own;
       if (const CgroupLimits *ancestor = host.Limits(at)) {
          effective.baseMax = std::min(effective.baseMax, ancestor->max);
-         effective.effectiveMin = std::min(effective.effectiveMin, ancestor->min);
+         effective.effectiveMin = isBelowOwn ? limits.min : std::min(effective.effectiveMin, ancestor->min);
          effective.target = std::min({effective.target, ancestor->high, ancestor->max});
       }
    }
    effective.baseMin = std::min(effective.baseMin, effective.baseMax);
    effective.effectiveMin = std::min(effective.effectiveMin, effective.baseMax);
    const bool isRoot = group.kind == GroupKind::Cgroup && group.cgroup == kRootCgroup;
-   const bool hasTarget = group.kind == GroupKind::Cgroup || IsAloneInCgroup(host, group);
    if (isRoot) {
       effective.target = effective.baseMax;
-   } else if (!hasTarget || effective.target == kUnlimited) {
+   } else if (!own.has_value() || effective.target == kUnlimited) {
       effective.target = 0;
    }
    return effective;
@@ -396,6 +405,28 @@ NevraStatus ReadGroupAllocation(LinuxHost &host, int64_t id, GroupAllocRecord &r
    return NEVRA_OK;
 }
 
+namespace {
+
+// What the processes directly in a cgroup have reserved: one that has the cgroup, or a larger one, for
+// itself.
+uint64_t ReservedForProcess(LinuxHost &host, CgroupIndex cgroup)
+{
+   const ProcessTable &table = host.Processes();
+   uint64_t reserved = 0;
+   if (host.HoldsOneProcess(cgroup)) {
+      for (uint32_t i = table.firstOfCgroup[cgroup]; i < table.firstOfCgroup[cgroup + 1]; i++) {
+         const int64_t id = int64_t{kProcessIdBase} + table.processes[table.byCgroup[i]].pid;
+         const std::optional<Group> group = FindGroup(host, id);
+         const std::optional<GroupLimits> limits =
+            group.has_value() && !IsKernelThread(*group) ? LimitsOfGroup(host, *group) : std::nullopt;
+         reserved = AddClamped(reserved, limits.has_value() ? limits->min : 0);
+      }
+   }
+   return reserved;
+}
+
+} // namespace
+
 NevraStatus ReadGroupCapacity(LinuxHost &host, int64_t id, GroupCapacityRecord &record)
 {
    const std::optional<Group> group = FindGroup(host, id);
@@ -408,13 +439,11 @@ NevraStatus ReadGroupCapacity(LinuxHost &host, int64_t id, GroupCapacityRecord &
    if (group->kind == GroupKind::Vm) {
       taken = limits->min;
    } else if (group->kind == GroupKind::Cgroup) {
-      const ProcessTable &table = host.Processes();
       const CgroupIndex index = group->cgroup;
       if (index == kRootCgroup) {
          own = host.Memory() != nullptr ? host.Memory()->memTotal : 0;
-      } else if (table.belowCgroup[index] == 1 &&
-                 table.firstOfCgroup[index] != table.firstOfCgroup[index + 1]) {
-         taken = limits->min;
+      } else {
+         taken = ReservedForProcess(host, index);
       }
       for (CgroupIndex child : host.Cgroups().cgroups[index].children) {
          const CgroupLimits *ofChild = host.Limits(child);

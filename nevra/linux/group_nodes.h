@@ -35,9 +35,9 @@ std::optional<GroupLimits> LimitsOfGroup(LinuxHost &host, const Group &group);
 
 void FillAlloc(LinuxHost &host, const Group &group, GroupAllocRecord &record);
 
-// True for a process, or a part of a VM, whose cgroup holds no other process: what counts for the cgroup
-// counts for it.
-bool IsAloneInCgroup(LinuxHost &host, const Group &group);
+// The cgroup whose limits and figures count for the group: a cgroup's own, and the one that a process, or a
+// part of a VM, has for itself. Nothing for a process that shares its cgroup with others.
+std::optional<CgroupIndex> OwnCgroup(LinuxHost &host, const Group &group);
 
 // What the limits of a cgroup come to below those of its ancestors and of the host's memory, KB.
 struct EffectiveLimits {

@@ -73,22 +73,56 @@ const CgroupEvents *LinuxHost::Events(CgroupIndex cgroup)
    return OrNull(events.Get(cgroup, [&] { return ReadCgroupEvents(Cgroups(), cgroup, files); }));
 }
 
+bool LinuxHost::HasKernelThreads()
+{
+   return hasKernelThreadDaemon.Get([this] { return HasKernelThreadDaemon(Proc(), files); });
+}
+
+size_t LinuxHost::CountUserProcesses(CgroupIndex cgroup, size_t most)
+{
+   const ProcessTable &table = Processes();
+   size_t count = 0;
+   for (uint32_t i = table.firstOfCgroup[cgroup]; i < table.firstOfCgroup[cgroup + 1] && count < most; i++) {
+      const uint32_t pid = table.processes[table.byCgroup[i]].pid;
+      const std::optional<Process> process = ReadProcess(Proc(), pid, HasKernelThreads(), files);
+      count += process.has_value() && !process->status.isKernelThread ? 1 : 0;
+   }
+   for (const CgroupIndex child : Cgroups().cgroups[cgroup].children) {
+      if (count < most && table.belowCgroup[child] > 0) {
+         count += CountUserProcesses(child, most - count);
+      }
+   }
+   return count;
+}
+
+bool LinuxHost::HoldsOneProcess(CgroupIndex cgroup)
+{
+   const uint32_t below = Processes().belowCgroup[cgroup];
+   if (below <= 1) {
+      return below == 1;
+   }
+   holdsOneProcess.resize(Cgroups().cgroups.size());
+   return holdsOneProcess[cgroup].Get([&] { return CountUserProcesses(cgroup, 2) == 1; });
+}
+
 std::optional<ReportedProcess> LinuxHost::ReadReportedProcess(uint32_t pid)
 {
    const std::optional<CgroupIndex> cgroup = FindCgroupOfProcess(Processes(), pid);
    if (!cgroup.has_value()) {
       return std::nullopt;
    }
-   const bool hasDaemon = hasKernelThreadDaemon.Get([this] { return HasKernelThreadDaemon(Proc(), files); });
-   std::optional<Process> process = ReadProcess(Proc(), pid, hasDaemon, files);
+   std::optional<Process> process = ReadProcess(Proc(), pid, HasKernelThreads(), files);
    if (!process.has_value()) {
       return std::nullopt;
    }
    ReportedProcess read;
    read.cgroup = *cgroup;
+   read.own = *cgroup;
    read.isVm = IsVm(*process, mayRunVms.Get([this] { return MayRunVms(Root(), files); }), files);
    read.process = std::move(*process);
    if (read.isVm) {
+      const CgroupIndex unit = FindUnit(Cgroups(), *cgroup);
+      read.own = HoldsOneProcess(unit) ? unit : *cgroup;
       read.command = ReadVmCommand(read.process, files);
       // A VM that ended in between would be listed without its name and with the emulator's memory.
       if (!read.command.memoryKB.has_value() && HasEndedSince(read.process, files)) {

@@ -23,6 +23,8 @@ namespace nevra {
 struct ReportedProcess {
    Process process;
    CgroupIndex cgroup = kRootCgroup;
+   // The cgroup whose limits and figures are the process's own, when it is alone in it: a VM's is its scope.
+   CgroupIndex own = kRootCgroup;
    bool isVm = false;
    VmCommand command; // of a VM
 
@@ -55,6 +57,10 @@ class LinuxHost {
    const CgroupUsage *Usage(CgroupIndex cgroup);
    const CgroupEvents *Events(CgroupIndex cgroup);
 
+   // True when the cgroup and those below it hold one process. Kernel threads do not count: only those that
+   // serve a process are in its cgroup, and they have no memory.
+   bool HoldsOneProcess(CgroupIndex cgroup);
+
    // Null when there is no such process, or it is gone. Valid until another process is asked for.
    ReportedProcess *FindProcess(uint32_t pid);
 
@@ -76,6 +82,8 @@ class LinuxHost {
 
  private:
    std::optional<ReportedProcess> ReadReportedProcess(uint32_t pid);
+   bool HasKernelThreads();
+   size_t CountUserProcesses(CgroupIndex cgroup, size_t most);
 
    KernelFileReader files;
    FileDescriptor root;
@@ -83,6 +91,7 @@ class LinuxHost {
    Once<CgroupTree> cgroups;
    Once<ProcessTable> processes;
    std::vector<Once<std::optional<CgroupLimits>>> limits; // by cgroup
+   std::vector<Once<bool>> holdsOneProcess;               // by cgroup
    OnceInARow<CgroupIndex, std::optional<CgroupUsage>> usage;
    OnceInARow<CgroupIndex, std::optional<CgroupEvents>> events;
    OnceInARow<uint32_t, std::optional<ReportedProcess>> reported; // by pid

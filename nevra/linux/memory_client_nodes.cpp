@@ -31,7 +31,8 @@ std::optional<Group> FindOfKind(LinuxHost &host, int64_t leader, GroupKind kind)
 // The figures that count for the client: those of its cgroup when nobody else is in it.
 const CgroupEvents *EventsOfGroup(LinuxHost &host, const Group &group)
 {
-   return IsAloneInCgroup(host, group) ? host.Events(group.cgroup) : nullptr;
+   const std::optional<CgroupIndex> own = OwnCgroup(host, group);
+   return own.has_value() ? host.Events(*own) : nullptr;
 }
 
 } // namespace

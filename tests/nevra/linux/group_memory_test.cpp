@@ -285,6 +285,69 @@ TEST(LinuxGroupMemory, AVmIsItsGuestAndItsEmulator)
    EXPECT_EQ(+CapacityOf(source, kProcess + 70).availResv, 0u);
 }
 
+// A VM as libvirt runs it: the limits are those of its scope, its threads are apart from each other below it,
+// and the kernel threads that serve it are there, too.
+void MakeVmInScope(RecordedTree &tree)
+{
+   tree.HostMemory();
+   tree.MountV2();
+   tree.Process(2, {.name = "kthreadd", .parent = 0, .kthread = ""});
+   tree.V2("machine.slice", "memory.min", "0\n");
+   tree.V2("machine.slice/a.scope", "cgroup.procs", "");
+   tree.V2("machine.slice/a.scope", "memory.min", Bytes(64 * kMB));
+   tree.V2("machine.slice/a.scope", "memory.max", Bytes(1024 * kMB));
+   tree.V2("machine.slice/a.scope", "cpu.stat", "nr_periods 4\nnr_throttled 1\n");
+   tree.V2("machine.slice/a.scope", "memory.swap.max", Bytes(512 * kMB));
+   tree.V2("machine.slice/a.scope", "memory.stat", "pswpout 3\n");
+   tree.V2("machine.slice/a.scope/libvirt", "cgroup.procs", "70\n81\n82\n");
+   tree.V2("machine.slice/a.scope/libvirt", "memory.min", "0\n");
+   tree.V2("machine.slice/a.scope/libvirt", "memory.max", "max\n");
+   tree.V2("machine.slice/a.scope/libvirt/emulator", "cgroup.type", "threaded\n");
+   tree.Process(70,
+                {.name = "qemu-system-x86", .vmSize = 900000, .vmRss = 300000, .threads = 5, .kthread = ""});
+   tree.Process(81, {.name = "kvm-nx-lpage-re", .parent = 2, .kthread = ""});
+   tree.Process(82, {.name = "vhost-70", .parent = 2, .kthread = ""});
+   tree.File("proc/70/cmdline", std::string("qemu\0-m\0"
+                                            "512\0",
+                                            12));
+}
+
+TEST(LinuxGroupMemory, AVmsCgroupIsItsScopeWithItsKernelThreads)
+{
+   RecordedTree tree;
+   MakeVmInScope(tree);
+   LiveSource source(tree.Root());
+   EXPECT_EQ(AllocOf(source, kProcess + 70).min, static_cast<int64_t>(64 * kMB));
+   EXPECT_EQ(AllocOf(source, kVmm + 70).max, static_cast<int64_t>(1024 * kMB));
+   EXPECT_EQ(AllocOf(source, kEmulator + 70).max, -1);
+   const GroupMemoryStatsRecord stats = StatsOf(source, kProcess + 70);
+   EXPECT_EQ(stats.allocTgt, 1024 * kMB);
+   EXPECT_EQ(stats.bMin, 64 * kMB);
+   EXPECT_EQ(stats.bMax, 1024 * kMB);
+   EXPECT_EQ(stats.throttlePct, 75);
+   EXPECT_EQ(stats.eMin, 0u) << "the slice reserves nothing";
+   const auto swap = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
+   EXPECT_EQ(swap.totalReg, 512 * kMB);
+   EXPECT_EQ(swap.swapOut, 3 * nevra::PageKB());
+   const int64_t libvirt = static_cast<int64_t>(tree.V2Id("machine.slice/a.scope/libvirt"));
+   EXPECT_EQ(CapacityOf(source, libvirt).conResv, 64 * kMB);
+}
+
+TEST(LinuxGroupMemory, AScopeThatAVmSharesIsNotItsOwn)
+{
+   RecordedTree tree;
+   MakeVmInScope(tree);
+   tree.V2("machine.slice/a.scope", "cgroup.procs", "90\n");
+   tree.Process(90, {.name = "helper", .vmSize = 900, .vmRss = 300, .kthread = ""});
+   LiveSource source(tree.Root());
+   EXPECT_EQ(AllocOf(source, kProcess + 70).max, -1) << "its own cgroup has no limit";
+   const auto swap = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
+   EXPECT_EQ(swap.totalReg, 0u);
+   tree.V2("machine.slice/a.scope/libvirt", "memory.max", Bytes(600 * kMB));
+   LiveSource limited(tree.Root());
+   EXPECT_EQ(AllocOf(limited, kProcess + 70).max, static_cast<int64_t>(600 * kMB));
+}
+
 TEST(LinuxGroupMemory, MergedPagesAreSavings)
 {
    RecordedTree tree;
