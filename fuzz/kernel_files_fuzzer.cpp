@@ -48,7 +48,7 @@ void ParseProcessFile(uint8_t kind, std::string_view text)
       nevra::ParseProcessStatus(text, 1, true);
       break;
    case 1:
-      nevra::ParseGuestMapping(text, 4096);
+      nevra::ParseGuestMemory(text, {.largestMemoryKB = 1 << 20, .piecesKB = {4096, 1024}});
       break;
    default:
       nevra::ParseVmCommand(text);

@@ -110,7 +110,7 @@ uint64_t MergedKBBelow(LinuxHost &host, CgroupIndex index)
    const ProcessTable &table = host.Processes();
    uint64_t merged = 0;
    for (uint32_t i = table.firstOfCgroup[index]; i < table.firstOfCgroup[index + 1]; i++) {
-      merged = AddClamped(merged, host.MergedKBOfProcess(table.processes[table.byCgroup[i]].pid));
+      merged = AddClamped(merged, host.MergedOfProcess(table.processes[table.byCgroup[i]].pid).saved);
    }
    for (CgroupIndex child : host.Cgroups().cgroups[index].children) {
       merged = AddClamped(merged, MergedKBBelow(host, child));
@@ -176,7 +176,7 @@ void ReadProcessStats(LinuxHost &host, const Group &group, GroupMemoryStatsRecor
    record.consumed = resident;
    record.consumedPeak = std::max(status.vmHwm, resident);
    record.ovhd = status.vmPte;
-   record.sharedSaved = host.MergedKBOfProcess(Pid(group));
+   record.sharedSaved = host.MergedOfProcess(Pid(group)).saved;
 }
 
 } // namespace

@@ -18,6 +18,11 @@ bool ReportedProcess::IsProtected(KernelFileReader &files)
    return isProtected.Get([&] { return IsProtectedFromKilling(process, files); });
 }
 
+const GuestMemory *ReportedProcess::Guest(KernelFileReader &files)
+{
+   return OrNull(guest.Get([&] { return ReadGuestMemory(process, command, files); }));
+}
+
 namespace {
 
 // A file system that is not mounted leaves an empty folder.
@@ -177,40 +182,54 @@ const ZswapSettings *LinuxHost::Zswap()
    }));
 }
 
-uint64_t LinuxHost::MergedKB()
+const HostMergedPages &LinuxHost::MergedPages()
 {
-   return mergedKB.Get([this] {
-      uint64_t pages = 0;
-      for (const char *path : {"sys/kernel/mm/ksm/pages_sharing", "sys/kernel/mm/ksm/ksm_zero_pages"}) {
-         const std::optional<std::string_view> text = files.ReadRecord(Root(), path);
-         pages = AddClamped(pages, ParseNumber(text.value_or("")).value_or(0));
-      }
-      return PagesToKB(pages);
+   return mergedPages.Get([this] {
+      const auto read = [this](const char *path) {
+         return ParseNumber(files.ReadRecord(Root(), path).value_or("")).value_or(0);
+      };
+      return HostMergedPages{read("sys/kernel/mm/ksm/pages_shared"), read("sys/kernel/mm/ksm/pages_sharing"),
+                             read("sys/kernel/mm/ksm/ksm_zero_pages")};
    });
 }
 
-uint64_t LinuxHost::MergedKBOfProcess(uint32_t pid)
+uint64_t LinuxHost::MergedKB()
 {
-   if (MergedKB() == 0) {
-      return 0;
+   return PagesToKB(AddClamped(MergedPages().sharing, MergedPages().zero));
+}
+
+MergedMemory LinuxHost::ReadMergedMemory(uint32_t pid)
+{
+   constexpr uint64_t kNotTold = kUnlimited;
+   uint64_t zero = 0;
+   uint64_t merging = kNotTold;
+   const KeyedFigure figures[] = {{"ksm_zero_pages", &zero}, {"ksm_merging_pages", &merging}};
+   ReadKeyedFigures(
+      files.ReadRecord(Proc(), ProcessPath(pid, "ksm_stat").Text(), Missing::MergedPages).value_or(""),
+      figures);
+   if (merging == kNotTold) { // as before Linux 6.4
+      merging =
+         ParseNumber(files.ReadRecord(Proc(), ProcessPath(pid, "ksm_merging_pages").Text()).value_or(""))
+            .value_or(0);
    }
+   const HostMergedPages &host = MergedPages();
+   const uint64_t all = AddClamped(host.shared, host.sharing);
+   const uint64_t saved = all > 0 ? MultiplyClamped(merging, host.sharing) / all : 0;
+   return {PagesToKB(merging), PagesToKB(zero), PagesToKB(AddClamped(zero, saved))};
+}
+
+MergedMemory LinuxHost::MergedOfProcess(uint32_t pid)
+{
    const std::vector<ProcessEntry> &entries = Processes().processes;
    const auto entry =
       std::lower_bound(entries.begin(), entries.end(), pid,
                        [](const ProcessEntry &process, uint32_t wanted) { return process.pid < wanted; });
-   if (entry == entries.end() || entry->pid != pid) {
-      return 0;
+   if (MergedKB() == 0 || entry == entries.end() || entry->pid != pid) {
+      return {};
    }
    mergedOfProcess.resize(entries.size());
-   return mergedOfProcess[static_cast<size_t>(entry - entries.begin())].Get([&] {
-      const std::optional<std::string_view> text =
-         files.ReadRecord(Proc(), ProcessPath(pid, "ksm_stat").Text(), Missing::MergedPages);
-      uint64_t zeroPages = 0;
-      uint64_t mergedPages = 0;
-      const KeyedFigure figures[] = {{"ksm_zero_pages", &zeroPages}, {"ksm_merging_pages", &mergedPages}};
-      ReadKeyedFigures(text.value_or(""), figures);
-      return PagesToKB(AddClamped(zeroPages, mergedPages));
-   });
+   return mergedOfProcess[static_cast<size_t>(entry - entries.begin())].Get(
+      [&] { return ReadMergedMemory(pid); });
 }
 
 } // namespace nevra

@@ -14,6 +14,7 @@
 #include "nevra/linux/kernel_file.h"
 #include "nevra/linux/once.h"
 #include "nevra/linux/process.h"
+#include "nevra/linux/process_memory.h"
 #include "nevra/linux/process_table.h"
 #include "nevra/linux/vm_process.h"
 
@@ -30,13 +31,33 @@ struct ReportedProcess {
 
    bool IsProtected(KernelFileReader &files);
 
+   // Of a VM; null where its mappings may not be read, or hold no guest.
+   const GuestMemory *Guest(KernelFileReader &files);
+
  private:
    Once<bool> isProtected;
+   Once<std::optional<GuestMemory>> guest; // the kernel walks the VM's page tables for it
+};
+
+// /sys/kernel/mm/ksm.
+struct HostMergedPages {
+   uint64_t shared = 0;  // pages_shared: pages that several have
+   uint64_t sharing = 0; // pages_sharing: how many more there would be
+   uint64_t zero = 0;    // ksm_zero_pages
 };
 
 // /sys/module/zswap/parameters.
 struct ZswapSettings {
    uint64_t largestPoolPercent = 0; // max_pool_percent, of the host's memory
+};
+
+// Memory of one process that the kernel has merged, in KB.
+struct MergedMemory {
+   uint64_t shared = 0; // resident, and the same page as others have
+   uint64_t zero = 0;   // the kernel's page of zeros in its place: no longer resident
+   // What the host saves through it: all of the zeros, and the part of `shared` that all sharers together do
+   // without, the same for each. Over all processes it adds up to what the host saves.
+   uint64_t saved = 0;
 };
 
 class LinuxHost {
@@ -75,15 +96,19 @@ class LinuxHost {
    // Null where swapped memory is not compressed.
    const ZswapSettings *Zswap();
 
-   // KB that merging saves: on the whole host, in one process. 0 where nothing is merged or the kernel does
-   // not tell.
+   // KB that merging saves on the whole host; 0 where nothing is merged.
    uint64_t MergedKB();
-   uint64_t MergedKBOfProcess(uint32_t pid);
+
+   // What is merged in one process; all 0 where nothing is, or the kernel does not say.
+   MergedMemory MergedOfProcess(uint32_t pid);
 
  private:
    std::optional<ReportedProcess> ReadReportedProcess(uint32_t pid);
    bool HasKernelThreads();
+   MergedMemory ReadMergedMemory(uint32_t pid);
    size_t CountUserProcesses(CgroupIndex cgroup, size_t most);
+
+   const HostMergedPages &MergedPages();
 
    KernelFileReader files;
    FileDescriptor root;
@@ -102,8 +127,8 @@ class LinuxHost {
    Once<ZoneSummary> zones;
    Once<std::vector<SlabCache>> slabCaches;
    Once<std::optional<ZswapSettings>> zswap;
-   Once<uint64_t> mergedKB;
-   std::vector<Once<uint64_t>> mergedOfProcess; // by position in the process table
+   Once<HostMergedPages> mergedPages;
+   std::vector<Once<MergedMemory>> mergedOfProcess; // by position in the process table
 };
 
 } // namespace nevra

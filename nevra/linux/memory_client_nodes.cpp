@@ -65,25 +65,29 @@ NevraStatus ReadUserWorld(LinuxHost &host, int64_t leader, UwStatsRecord &record
    record.pinnedResv = status.vmPin;
    record.memBStore = AddClamped(status.rssAnon, status.rssShmem);
    record.swapBStore = status.vmSwap;
-   record.swapped = status.vmSwap;
    record.shm = status.rssShmem;
    record.pageable = status.rssAnon;
    record.pageableUnacct = status.rssFile;
    record.pinned = status.vmLck;
    record.prealloced = status.hugetlb;
+   const MergedMemory merged = host.MergedOfProcess(process.pid);
+   record.cow = merged.shared;
    if (memory.has_value()) {
-      const uint64_t mapped = memory->Resident();
-      record.mapped = mapped;
+      record.mapped = memory->Resident();
       record.touched = memory->referenced;
-      // What others map too counts in parts, so that the sum over all is what they consume together.
-      record.sharedSaved = SubtractClamped(memory->rss, memory->pss);
-      record.cow = memory->ksm;
+      // What others map too counts in parts, so that the sum over all is what they consume together. Of huge
+      // pages the kernel only says that there are others: one at least.
+      record.sharedSaved = AddClamped(SubtractClamped(memory->rss, memory->pss), memory->sharedHugetlb / 2);
+      record.cow = memory->ksm.value_or(merged.shared);
       record.swappable =
          SubtractClamped(AddClamped(memory->privateClean, memory->privateDirty), memory->locked);
+      record.swapBStore = memory->swap; // with that of shared memory, which the status leaves out
+      record.pinned = memory->locked;   // what is there of the memory that is locked
    } else {
       record.mapped = AddClamped(status.vmRss, status.hugetlb);
       record.swappable = SubtractClamped(status.rssAnon, status.vmLck);
    }
+   record.swapped = record.swapBStore;
    return NEVRA_OK;
 }
 
@@ -95,26 +99,42 @@ NevraStatus ReadVm(LinuxHost &host, int64_t leader, VmmStatsRecord &record)
    }
    const Process &process = group->process->process;
    const VmCommand &command = group->process->command;
-   const std::optional<MappedMemory> guest = ReadGuestMapping(process, command.memoryKB, host.Files());
+   const GuestMemory *guest = group->process->Guest(host.Files());
    // The mappings of one that ends meanwhile stop anywhere; the largest so far need not be the guest's.
    if (HasEndedSince(process, host.Files())) {
       return NEVRA_NOT_FOUND;
    }
-   const uint64_t memSize =
-      command.memoryKB.value_or(guest.has_value() ? guest->size : process.status.vmSize);
-   // Where the mappings may not be read, all that is resident counts as the guest's.
-   const uint64_t mapped =
-      guest.has_value() ? guest->Resident() : AddClamped(process.status.vmRss, process.status.hugetlb);
-   record.memSize = memSize;
-   record.memSizeLimit = std::max(command.largestMemoryKB.value_or(0), memSize);
+   const MergedMemory merged = host.MergedOfProcess(process.pid);
+   const uint64_t started = command.memoryKB.value_or(guest != nullptr ? 0 : process.status.vmSize);
+   record.memSize = started;
    record.allocTgt = EffectiveLimitsOfGroup(host, *group).target;
-   record.mapped = mapped;
-   record.touched = guest.has_value() ? guest->referenced : 0;
-   record.shared = guest.has_value() ? guest->ksm : 0;
-   record.sharedSaved = std::min(host.MergedKBOfProcess(process.pid), mapped);
+   // The page of zeros is no part of what is resident, but the guest's pages that it stands for are there.
+   record.zero = merged.zero;
+   if (guest != nullptr) {
+      const MappedMemory &memory = guest->mappings;
+      record.memSize = std::max(started, memory.size);
+      record.mapped = AddClamped(memory.Resident(), merged.zero);
+      record.touched = memory.referenced;
+      const uint64_t shared = memory.ksm.value_or(std::min(merged.shared, memory.rss));
+      record.shared = AddClamped(shared, merged.zero);
+      // Exactly, where the group's figure is an average over all who share.
+      record.sharedSaved = AddClamped(merged.zero, std::min(shared, SubtractClamped(memory.rss, memory.pss)));
+   } else {
+      // Where the mappings may not be read, all that is resident counts as the guest's, as far as it has
+      // room.
+      record.mapped = std::min(AddClamped(process.status.vmRss, process.status.hugetlb), started);
+      record.shared = AddClamped(merged.shared, merged.zero);
+      record.sharedSaved = std::min(merged.saved, +record.mapped);
+   }
+   record.memSizeLimit = std::max(command.largestMemoryKB.value_or(0), +record.memSize);
    if (const CgroupEvents *events = EventsOfGroup(host, *group)) {
-      record.zipped = events->zswappedKB;
-      record.zipSaved = SubtractClamped(events->zswappedKB, events->zswapKB);
+      // The cgroup's figure holds the emulator's own pages, too: no more of it is the guest's than is
+      // swapped.
+      const uint64_t swapped = guest != nullptr ? guest->mappings.swap : process.status.vmSwap;
+      const uint64_t whole = events->zswappedKB;
+      record.zipped = std::min(whole, swapped);
+      record.zipSaved =
+         whole > 0 ? MultiplyClamped(SubtractClamped(whole, events->zswapKB), record.zipped) / whole : 0;
    }
    return NEVRA_OK;
 }
@@ -145,7 +165,12 @@ NevraStatus ReadVmSwap(LinuxHost &host, int64_t leader, SwapInfoRecord &record)
    if (!group.has_value()) {
       return NEVRA_NOT_FOUND;
    }
-   record.swapped = group->process->process.status.vmSwap;
+   const Process &process = group->process->process;
+   const GuestMemory *guest = group->process->Guest(host.Files());
+   if (HasEndedSince(process, host.Files())) {
+      return NEVRA_NOT_FOUND;
+   }
+   record.swapped = guest != nullptr ? guest->mappings.swap : process.status.vmSwap;
    record.curSwapper = 1; // the kernel swaps, never the VMM
    if (const CgroupEvents *events = EventsOfGroup(host, *group)) {
       record.swapIn = PagesToKB(events->swapInPages);
@@ -177,17 +202,16 @@ NevraStatus ReadVmLargePages(LinuxHost &host, int64_t leader, VmLPageRecord &rec
    if (!group.has_value()) {
       return NEVRA_NOT_FOUND;
    }
-   const VmCommand &command = group->process->command;
-   const std::optional<MappedMemory> guest =
-      ReadGuestMapping(group->process->process, command.memoryKB, host.Files());
-   if (!guest.has_value() || HasEndedSince(group->process->process, host.Files())) {
+   const Process &process = group->process->process;
+   const GuestMemory *guest = group->process->Guest(host.Files());
+   if (guest == nullptr || HasEndedSince(process, host.Files())) {
       return NEVRA_NOT_FOUND;
    }
-   const bool hasGigabytePages = guest->kernelPage >= kGigabytePageKB;
+   const MappedMemory &memory = guest->mappings;
    const uint64_t small =
-      hasGigabytePages ? guest->largePages : AddClamped(guest->largePages, guest->hugetlb);
+      AddClamped(memory.largePages, SubtractClamped(memory.hugetlb, guest->gigabytePages));
    record.nrBackings2M = Narrow(small / kLargePageKB);
-   record.nrBackings1G = hasGigabytePages ? Narrow(guest->hugetlb / kGigabytePageKB) : 0;
+   record.nrBackings1G = Narrow(guest->gigabytePages / kGigabytePageKB);
    if (const CgroupEvents *events = EventsOfGroup(host, *group)) {
       record.nrAllocSuccess = AddClamped(events->thpFaultAllocs, events->thpCollapseAllocs);
    }

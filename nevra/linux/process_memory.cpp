@@ -1,5 +1,9 @@
 #include "nevra/linux/process_memory.h"
 
+#include <algorithm>
+#include <utility>
+#include <vector>
+
 #include "nevra/linux/kernel_text.h"
 
 namespace nevra {
@@ -13,8 +17,8 @@ MappedMemory ParseMapping(std::string_view text)
    uint64_t anonLarge = 0;
    uint64_t shmemLarge = 0;
    uint64_t fileLarge = 0;
-   uint64_t sharedHugetlb = 0;
    uint64_t privateHugetlb = 0;
+   uint64_t ksm = kUnlimited;
    const KeyedFigure figures[] = {
       {"Size", &memory.size},
       {"KernelPageSize", &memory.kernelPage},
@@ -23,18 +27,21 @@ MappedMemory ParseMapping(std::string_view text)
       {"Private_Clean", &memory.privateClean},
       {"Private_Dirty", &memory.privateDirty},
       {"Referenced", &memory.referenced},
-      {"KSM", &memory.ksm},
+      {"KSM", &ksm},
       {"AnonHugePages", &anonLarge},
       {"ShmemPmdMapped", &shmemLarge},
       {"FilePmdMapped", &fileLarge},
-      {"Shared_Hugetlb", &sharedHugetlb},
+      {"Shared_Hugetlb", &memory.sharedHugetlb},
       {"Private_Hugetlb", &privateHugetlb},
       {"Swap", &memory.swap},
       {"Locked", &memory.locked},
    };
    ReadKeyedFigures(text, figures);
    memory.largePages = AddClamped(AddClamped(anonLarge, shmemLarge), fileLarge);
-   memory.hugetlb = AddClamped(sharedHugetlb, privateHugetlb);
+   memory.hugetlb = AddClamped(memory.sharedHugetlb, privateHugetlb);
+   if (ksm != kUnlimited) {
+      memory.ksm = ksm;
+   }
    return memory;
 }
 
@@ -60,6 +67,32 @@ std::string_view TakeMapping(std::string_view &text)
    return whole.substr(0, whole.size() - text.size());
 }
 
+// Writable, no code, and neither heap nor stack. An emulator that translates the guest's code has a buffer
+// for it that may be larger than the guest's memory.
+bool MayHoldGuest(std::string_view head)
+{
+   TakeWord(head);
+   const std::string_view access = TakeWord(head);
+   const bool isData = access.size() == 4 && access[1] == 'w' && access[2] != 'x';
+   return isData && head.find("[heap]") == std::string_view::npos &&
+          head.find("[stack") == std::string_view::npos &&
+          head.find("memfd:tcg-jit") == std::string_view::npos;
+}
+
+bool HasVmFlag(std::string_view mapping, std::string_view flag)
+{
+   constexpr std::string_view kFlags = "\nVmFlags:";
+   const size_t at = mapping.find(kFlags);
+   std::string_view flags = at != std::string_view::npos ? mapping.substr(at + kFlags.size()) : "";
+   flags = TakeLine(flags);
+   while (!flags.empty()) {
+      if (TakeWord(flags) == flag) {
+         return true;
+      }
+   }
+   return false;
+}
+
 } // namespace
 
 uint64_t MappedMemory::Resident() const
@@ -74,44 +107,110 @@ std::optional<MappedMemory> ReadMappedMemory(const Process &process, KernelFileR
    return text.has_value() && !text->empty() ? std::optional(ParseMapping(*text)) : std::nullopt;
 }
 
-size_t GuestMappingSearch::Take(std::string_view smaps, bool isEnd)
+void GuestMemory::Add(const MappedMemory &mapping)
+{
+   constexpr uint64_t kGigabytePageKB = uint64_t{1} << 20;
+   MappedMemory &sum = mappings;
+   const std::pair<uint64_t *, uint64_t> figures[] = {
+      {&sum.size, mapping.size},
+      {&sum.rss, mapping.rss},
+      {&sum.pss, mapping.pss},
+      {&sum.privateClean, mapping.privateClean},
+      {&sum.privateDirty, mapping.privateDirty},
+      {&sum.referenced, mapping.referenced},
+      {&sum.largePages, mapping.largePages},
+      {&sum.hugetlb, mapping.hugetlb},
+      {&sum.sharedHugetlb, mapping.sharedHugetlb},
+      {&sum.swap, mapping.swap},
+      {&sum.locked, mapping.locked},
+      {&gigabytePages, mapping.kernelPage >= kGigabytePageKB ? mapping.hugetlb : 0},
+   };
+   for (const auto &[total, part] : figures) {
+      *total = AddClamped(*total, part);
+   }
+   if (mapping.ksm.has_value()) {
+      sum.ksm = AddClamped(sum.ksm.value_or(0), *mapping.ksm);
+   }
+}
+
+GuestMemorySearch::GuestMemorySearch(const VmCommand &command)
+    : missingKB(command.piecesKB), largestKB(command.largestMemoryKB)
+{
+}
+
+void GuestMemorySearch::TakeCandidate(const MappedMemory &memory, bool isLikeGuests)
+{
+   // Whole blocks of memory, the smallest that a Linux guest takes.
+   constexpr uint64_t kBlockKB = uint64_t{128} << 10;
+   constexpr size_t kMostPlugged = 4096;
+   if (memory.size == 0) {
+      return;
+   }
+   if (const auto piece = std::ranges::find(missingKB, memory.size); piece != missingKB.end()) {
+      missingKB.erase(piece);
+      pieces.Add(memory);
+      isComplete = missingKB.empty() && !largestKB.has_value();
+   } else if (largestKB.has_value() && isLikeGuests && memory.size % kBlockKB == 0 &&
+              plugged.size() < kMostPlugged) {
+      plugged.push_back(memory);
+   }
+   if (memory.size > largest.size) {
+      largest = memory;
+   }
+}
+
+size_t GuestMemorySearch::Take(std::string_view smaps, bool isEnd)
 {
    const size_t length = smaps.size();
-   while (!smaps.empty() && !isFound) {
+   while (!smaps.empty() && !isComplete) {
       std::string_view rest = smaps;
       const std::string_view text = TakeMapping(rest);
       if (rest.empty() && !isEnd) {
          break; // more lines of it may come
       }
       smaps = rest;
-      const MappedMemory mapping = ParseMapping(text);
-      isFound = guestKB.has_value() && mapping.size == *guestKB;
-      if (isFound || (mapping.size > 0 && (!best.has_value() || mapping.size > best->size))) {
-         best = mapping;
+      std::string_view head = text;
+      if (MayHoldGuest(TakeLine(head))) {
+         TakeCandidate(ParseMapping(text), HasVmFlag(text, "dc"));
       }
    }
    return length - smaps.size();
 }
 
-std::optional<MappedMemory> ParseGuestMapping(std::string_view smaps, std::optional<uint64_t> guestKB)
+std::optional<GuestMemory> GuestMemorySearch::Found() const
 {
-   GuestMappingSearch search(guestKB);
-   search.Take(smaps, true);
-   return search.Best();
+   GuestMemory guest = pieces;
+   if (guest.mappings.size == 0) {
+      guest.Add(largest);
+      return largest.size > 0 ? std::optional(guest) : std::nullopt;
+   }
+   for (const MappedMemory &memory : plugged) {
+      if (AddClamped(guest.mappings.size, memory.size) <= largestKB.value_or(0)) {
+         guest.Add(memory);
+      }
+   }
+   return guest;
 }
 
-std::optional<MappedMemory> ReadGuestMapping(const Process &process, std::optional<uint64_t> guestKB,
-                                             KernelFileReader &files)
+std::optional<GuestMemory> ParseGuestMemory(std::string_view smaps, const VmCommand &command)
 {
-   GuestMappingSearch search(guestKB);
+   GuestMemorySearch search(command);
+   search.Take(smaps, true);
+   return search.Found();
+}
+
+std::optional<GuestMemory> ReadGuestMemory(const Process &process, const VmCommand &command,
+                                           KernelFileReader &files)
+{
+   GuestMemorySearch search(command);
    const bool isRead = files.ReadInParts(
       process.proc, ProcessPath(process.pid, "smaps").Text(),
       [&search](std::string_view text, bool isEnd) {
          const size_t taken = search.Take(text, isEnd);
-         return search.IsFound() ? KernelFileReader::kEnough : taken;
+         return search.IsComplete() ? KernelFileReader::kEnough : taken;
       },
       Missing::GuestMappings);
-   return isRead ? search.Best() : std::nullopt;
+   return isRead ? search.Found() : std::nullopt;
 }
 
 } // namespace nevra

@@ -6,9 +6,11 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "nevra/linux/kernel_file.h"
 #include "nevra/linux/process.h"
+#include "nevra/linux/vm_process.h"
 
 namespace nevra {
 
@@ -20,9 +22,10 @@ struct MappedMemory {
    uint64_t privateClean = 0;
    uint64_t privateDirty = 0;
    uint64_t referenced = 0;
-   uint64_t ksm = 0;
-   uint64_t largePages = 0; // anonymous, shared memory and files, mapped as large pages
-   uint64_t hugetlb = 0;    // no part of rss
+   std::optional<uint64_t> ksm; // kernels before 6.7 do not say
+   uint64_t largePages = 0;     // anonymous, shared memory and files, mapped as large pages
+   uint64_t hugetlb = 0;        // no part of rss
+   uint64_t sharedHugetlb = 0;  // of those, what another process has mapped, too
    uint64_t swap = 0;
    uint64_t locked = 0;
    uint64_t kernelPage = 0; // the page size that the mapping is made of
@@ -33,28 +36,43 @@ struct MappedMemory {
 // Nothing when the kernel refuses, or does not have the file, or the process has no memory of its own.
 std::optional<MappedMemory> ReadMappedMemory(const Process &process, KernelFileReader &files);
 
-// The mapping that holds a guest's memory: the one of exactly `guestKB`, else the largest.
-std::optional<MappedMemory> ReadGuestMapping(const Process &process, std::optional<uint64_t> guestKB,
-                                             KernelFileReader &files);
+// The mappings that hold a guest's memory, added up.
+struct GuestMemory {
+   MappedMemory mappings;
+   uint64_t gigabytePages = 0; // of hugetlb, what is mapped as pages of 1 GB
 
-// The same search through a text that comes in parts, as the mappings of a process can be many.
-class GuestMappingSearch {
+   void Add(const MappedMemory &mapping);
+};
+
+// The search for the mappings that hold a guest's memory, through a text that comes in parts, as the mappings
+// of a process can be many. It is one writable mapping for each piece of the command line, of its size, and,
+// where memory may be plugged in, each other that is made like them and of whole blocks of memory. Where none
+// is found so, it is the largest mapping.
+class GuestMemorySearch {
  public:
-   explicit GuestMappingSearch(std::optional<uint64_t> guestSizeKB) : guestKB(guestSizeKB) {}
+   explicit GuestMemorySearch(const VmCommand &command);
 
    // Gives how many bytes it took: all mappings but the last, and that one, too, at the end.
    size_t Take(std::string_view smaps, bool isEnd);
 
-   bool IsFound() const { return isFound; } // the one of exactly that size
-   const std::optional<MappedMemory> &Best() const { return best; }
+   bool IsComplete() const { return isComplete; } // no mapping that is still to come can be the guest's
+   std::optional<GuestMemory> Found() const;
 
  private:
-   std::optional<uint64_t> guestKB;
-   std::optional<MappedMemory> best;
-   bool isFound = false;
+   void TakeCandidate(const MappedMemory &memory, bool isLikeGuests);
+
+   std::vector<uint64_t> missingKB; // pieces that were not found yet
+   std::optional<uint64_t> largestKB;
+   bool isComplete = false;
+   GuestMemory pieces;
+   std::vector<MappedMemory> plugged;
+   MappedMemory largest;
 };
 
-std::optional<MappedMemory> ParseGuestMapping(std::string_view smaps, std::optional<uint64_t> guestKB);
+std::optional<GuestMemory> ReadGuestMemory(const Process &process, const VmCommand &command,
+                                           KernelFileReader &files);
+
+std::optional<GuestMemory> ParseGuestMemory(std::string_view smaps, const VmCommand &command);
 
 } // namespace nevra
 

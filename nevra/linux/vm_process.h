@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "nevra/linux/kernel_file.h"
 #include "nevra/linux/process.h"
@@ -27,6 +28,9 @@ struct VmCommand {
    std::string configPath;                  // the file that it was configured from; empty when there is none
    std::optional<uint64_t> memoryKB;        // -m
    std::optional<uint64_t> largestMemoryKB; // -m ...,maxmem=
+   // The pieces that the guest's memory is made of from the start, each a mapping of its own; empty when the
+   // command line does not say. Memory that is plugged in while the VM runs is not on its command line.
+   std::vector<uint64_t> piecesKB;
 };
 
 VmCommand ReadVmCommand(const Process &process, KernelFileReader &files);

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "nevra/linux/group_ids.h"
@@ -163,12 +164,47 @@ TEST(VmCommand, NameAndMemoryInEveryForm)
         {"4097T", "99999999999T", "18446744073709551615T", "18446744073709551615K"}) {
       EXPECT_EQ(Parse({"qemu", "-m", unbelievable}).memoryKB, std::nullopt) << "sums must not overflow";
    }
+   EXPECT_EQ(Parse({"qemu", "-m", "0.125G"}).memoryKB, 131072u);
+   EXPECT_EQ(Parse({"qemu", "-m", "1.5"}).memoryKB, 1536u);
+   EXPECT_EQ(Parse({"qemu", "-m", "2.G"}).memoryKB, 2u << 20);
+   EXPECT_EQ(Parse({"qemu", "-m", "0.00000000000000000001T"}).memoryKB, 0u);
    EXPECT_EQ(Parse({"qemu", "-m", "slots=2,size=2G"}).memoryKB, 2u << 20);
    EXPECT_EQ(Parse({"qemu", "-m", "slots=2,4G"}).memoryKB, std::nullopt)
       << "only the first goes without its key";
    EXPECT_EQ(Parse({"qemu", "-m", "lots"}).memoryKB, std::nullopt);
    EXPECT_EQ(Parse({"qemu", "-m", "5X"}).memoryKB, std::nullopt);
    EXPECT_EQ(Parse({"qemu", "-readconfig", "/etc/vm.cfg"}).configPath, "/etc/vm.cfg");
+}
+
+TEST(VmCommand, MemoryIsMadeOfBackendsOrOfOnePiece)
+{
+   using testing::ElementsAre;
+   EXPECT_THAT(Parse({"qemu", "-m", "512"}).piecesKB, ElementsAre(512u << 10));
+   EXPECT_THAT(Parse({"qemu"}).piecesKB, ElementsAre());
+   EXPECT_THAT(Parse({"qemu", "-m", "3G", "-object", "memory-backend-memfd,id=a,size=1G", "-object",
+                      R"({"qom-type":"memory-backend-file","id":"b","size":2147483648,"share":true})",
+                      "-numa", "node,memdev=a", "-numa", "node,memdev=b"})
+                  .piecesKB,
+               ElementsAre(1u << 20, 2u << 20));
+   EXPECT_THAT(Parse({"qemu", "-m", "1G", "-M", "q35,memory-backend=a", "-object",
+                      "memory-backend-ram,id=a,size=1073741824"})
+                  .piecesKB,
+               ElementsAre(1u << 20));
+   EXPECT_THAT(Parse({"qemu", "-m", "1G", "-object", "memory-backend-ram,id=d,size=256M", "-device",
+                      "pc-dimm,memdev=d", "-object", "iothread,id=t"})
+                  .piecesKB,
+               ElementsAre(256u << 10, 1u << 20))
+      << "a DIMM beside the memory of -m";
+   EXPECT_THAT(Parse({"qemu", "-m", "1G", "-object", "memory-backend-file,id=p,size=4G", "-device",
+                      R"({"driver":"nvdimm","memdev":"p"})", "-object", "memory-backend-file,id=q,size=4G",
+                      "-device", "nvdimm,memdev=q"})
+                  .piecesKB,
+               ElementsAre(1u << 20))
+      << "persistent memory is none of the guest's RAM";
+   EXPECT_THAT(Parse({"qemu", "-object", "memory-backend-ram,id=a", "-object", "", "-object", "{", "-device",
+                      "{\"driver\":"})
+                  .piecesKB,
+               ElementsAre());
 }
 
 } // namespace

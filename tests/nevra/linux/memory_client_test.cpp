@@ -2,6 +2,8 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -82,9 +84,45 @@ TEST(LinuxUserWorld, EveryFigure)
    EXPECT_EQ(+record.pageable, 2020u);
    EXPECT_EQ(+record.pageableUnacct, 1010u);
    EXPECT_EQ(+record.swapped, 16u);
-   EXPECT_EQ(+record.pinned, 8u);
+   EXPECT_EQ(+record.pinned, 50u) << "what is locked and there";
    EXPECT_EQ(+record.prealloced, 0u);
    EXPECT_EQ(record.swapTgt + record.swapScope + record.useReliableMem, 0u);
+}
+
+TEST(LinuxUserWorld, SharedHugePagesCountForEachOfTwo)
+{
+   RecordedTree tree;
+   tree.Process(40, {.name = "one", .vmSize = 90000, .vmRss = 4000});
+   tree.File("proc/40/smaps_rollup",
+             "1-2 ---p 0 0 0 [rollup]\nRss: 4000 kB\nPss: 4000 kB\nShared_Hugetlb: 8192 kB\n"
+             "Private_Hugetlb: 2048 kB\n");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(UserWorld(source, 40).mapped, 4000u + 10240);
+   EXPECT_EQ(Consumed(UserWorld(source, 40)), 4000u + 2048 + 4096);
+}
+
+TEST(LinuxUserWorld, SwappedSharedMemoryIsInTheMappingsOnly)
+{
+   RecordedTree tree;
+   tree.Process(40, {.name = "one", .vmSize = 90000, .vmRss = 4000});
+   tree.File("proc/40/smaps_rollup", "1-2 ---p 0 0 0 [rollup]\nRss: 4000 kB\nSwap: 29144 kB\n");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(UserWorld(source, 40).swapped, 29144u);
+   EXPECT_EQ(UserWorld(source, 40).swapBStore, 29144u);
+   tree.Remove("proc/40/smaps_rollup");
+   LiveSource refused(tree.Root());
+   EXPECT_EQ(UserWorld(refused, 40).swapped, 16u);
+}
+
+TEST(LinuxUserWorld, MergedMemoryIsKnownWhereTheMappingsDoNotTell)
+{
+   RecordedTree tree;
+   tree.Process(40, {.name = "one", .vmSize = 90000, .vmRss = 4000});
+   tree.File("proc/40/smaps_rollup", "1-2 ---p 0 0 0 [rollup]\nRss: 4000 kB\nPss: 4000 kB\n");
+   tree.File("proc/40/ksm_merging_pages", "30\n");
+   tree.File("sys/kernel/mm/ksm/pages_sharing", "30\n");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(UserWorld(source, 40).cow, 30 * nevra::PageKB());
 }
 
 TEST(LinuxUserWorld, WithoutMappingsTheStatusHasToDo)
@@ -130,14 +168,14 @@ constexpr char kSmaps[] = "400000-401000 r-xp 00000000 08:01 12   /usr/bin/qemu:
                           "Size:            1048576 kB\n"
                           "KernelPageSize:        4 kB\n"
                           "Rss:              600000 kB\n"
-                          "Pss:              600000 kB\n"
+                          "Pss:              598000 kB\n"
                           "Referenced:       500000 kB\n"
                           "KSM:                4000 kB\n"
                           "AnonHugePages:    409600 kB\n"
                           "ShmemPmdMapped:     2048 kB\n"
                           "FilePmdMapped:         0 kB\n"
                           "Private_Hugetlb:       0 kB\n"
-                          "Swap:               1000 kB\n"
+                          "Swap:               4000 kB\n"
                           "7f0100000000-7f0200000000 rw-p 00000000 00:00 0\n"
                           "Size:            4194304 kB\n"
                           "Rss:                  16 kB\n";
@@ -172,7 +210,7 @@ TEST(LinuxVm, OneThatEndsBetweenItsStatusAndItsMappingsIsNotFound)
    tree.HostMemory();
    tree.MountV2();
    tree.Process(80, {.name = "qemu-system-x86", .vmSize = 90000, .vmRss = 40000, .threads = 3});
-   tree.File("proc/80/cmdline", std::string("qemu\0-m\00032\0", 11));
+   tree.File("proc/80/cmdline", std::string("qemu\0-m\00064\0", 11));
    tree.File("proc/80/smaps", "");
    LiveSource source(tree.Root());
    EXPECT_EQ(+source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {80}).mapped, 40000u);
@@ -194,7 +232,7 @@ TEST(LinuxVm, EveryFigureOfItsMemory)
    EXPECT_EQ(+record.mapped, 600000u);
    EXPECT_EQ(+record.touched, 500000u);
    EXPECT_EQ(+record.shared, 4000u);
-   EXPECT_EQ(+record.sharedSaved, 500 * nevra::PageKB());
+   EXPECT_EQ(+record.sharedSaved, 2000u) << "what is mapped elsewhere, too";
    EXPECT_EQ(+record.allocTgt, 4194304u);
    EXPECT_EQ(+record.zipped, 3072u);
    EXPECT_EQ(+record.zipSaved, 2048u);
@@ -204,6 +242,18 @@ TEST(LinuxVm, EveryFigureOfItsMemory)
    EXPECT_EQ(source.StatusOf<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {kEmulator + 70}),
              NEVRA_NOT_FOUND);
    EXPECT_EQ(source.StatusOf<GuestStatsRecord>(NodeId::sched_memClients_kelmar_guest, {70}), NEVRA_NOT_FOUND);
+}
+
+TEST(LinuxVm, ZippedIsAPartOfWhatIsSwapped)
+{
+   RecordedTree tree;
+   MakeVm(tree);
+   tree.V2("m.scope", "memory.stat", "zswap 2097152\nzswapped 8388608\n");
+   LiveSource source(tree.Root());
+   const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
+   EXPECT_EQ(record.zipped, 4000u) << "the rest is the emulator's own";
+   EXPECT_EQ(record.zipSaved, 3000u);
+   EXPECT_EQ(source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70}).swapped, 4000u);
 }
 
 TEST(LinuxVm, WithoutMappingsAllThatIsResidentIsTheGuests)
@@ -225,7 +275,7 @@ TEST(LinuxVm, SwapIsThatOfTheProcessAndItsCgroup)
    MakeVm(tree);
    LiveSource source(tree.Root());
    const auto record = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
-   EXPECT_EQ(+record.swapped, 16u);
+   EXPECT_EQ(+record.swapped, 4000u);
    EXPECT_EQ(+record.swapIn, 10 * nevra::PageKB());
    EXPECT_EQ(+record.swapOut, 20 * nevra::PageKB());
    EXPECT_EQ(+record.totalReg, 1048576u);
@@ -243,7 +293,7 @@ TEST(LinuxVm, CgroupFiguresCountOnlyForAVmAloneInItsCgroup)
    tree.Process(71, {.name = "helper", .vmSize = 100, .vmRss = 50});
    LiveSource source(tree.Root());
    const auto swap = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
-   EXPECT_EQ(+swap.swapped, 16u);
+   EXPECT_EQ(+swap.swapped, 4000u);
    EXPECT_EQ(swap.swapOut + swap.totalReg, 0u);
    EXPECT_EQ(+source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).zipped, 0u);
    EXPECT_THAT(source.ListTexts(NodeId::sched_memClients_remapTypes, {70}), IsEmpty());
@@ -312,7 +362,7 @@ TEST(LinuxVm, FiguresOfACgroupThatVanishedReadZero)
    EXPECT_THAT(source.List(NodeId::sched_groups_members_groups, {0}), testing::SizeIs(1));
    tree.Remove("sys/fs/cgroup/m.scope");
    const auto swap = source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70});
-   EXPECT_EQ(+swap.swapped, 16u);
+   EXPECT_EQ(+swap.swapped, 4000u);
    EXPECT_EQ(swap.swapIn + swap.swapOut + swap.totalReg, 0u);
    EXPECT_EQ(+source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70}).nrAllocSuccess, 0u);
    EXPECT_THAT(source.ListTexts(NodeId::sched_memClients_remapTypes, {70}), IsEmpty());
@@ -368,16 +418,153 @@ TEST(LinuxVm, RemapTypesAreTheMigrationsThatTheKernelCounts)
    EXPECT_THAT(older.ListTexts(NodeId::sched_memClients_remapTypes, {kEmulator + 70}), IsEmpty());
 }
 
-TEST(GuestMapping, IsTheOneOfTheGuestsSizeElseTheLargest)
+// A mapping as smaps has it: KB, and the flags.
+std::string Mapping(const std::string &access, uint64_t size, uint64_t rss, const std::string &more = "",
+                    const std::string &flags = "rd wr mr mw me dc ac sd hg mg")
 {
-   EXPECT_EQ(+nevra::ParseGuestMapping(kSmaps, 1048576)->rss, 600000u);
-   EXPECT_EQ(+nevra::ParseGuestMapping(kSmaps, 5)->rss, 16u);
-   EXPECT_EQ(+nevra::ParseGuestMapping(kSmaps, std::nullopt)->rss, 16u);
-   EXPECT_EQ(nevra::ParseGuestMapping("", 5).has_value() ? std::optional(1) : std::nullopt, std::nullopt);
-   EXPECT_FALSE(nevra::ParseGuestMapping("-\n--\n:::\nSize\n\xff- -\n", 5).has_value());
-   EXPECT_EQ(+nevra::ParseGuestMapping("1-2 r\nSize: 9 kB\n3-4\nRss: 7 kB\na-b: 5 kB\nPss: 1 kB\n", 9)->rss,
-             7u)
+   return "7f0000000000-7f0040000000 " + access + " 00000000 00:00 0 \nSize: " + std::to_string(size) +
+          " kB\nKernelPageSize: 4 kB\nRss: " + std::to_string(rss) + " kB\n" + more + "VmFlags: " + flags +
+          "\n";
+}
+
+struct GuestVm {
+   std::vector<const char *> words;
+   std::string smaps;
+};
+
+void MakeGuest(RecordedTree &tree, const GuestVm &vm)
+{
+   tree.HostMemory();
+   tree.MountV2();
+   tree.Process(70, {.name = "qemu-system-x86", .vmSize = 900000, .vmRss = 300000, .threads = 5});
+   std::string command = std::string("qemu-system-x86_64") + '\0';
+   for (const char *word : vm.words) {
+      command += word;
+      command += '\0';
+   }
+   tree.File("proc/70/cmdline", command);
+   tree.File("proc/70/smaps", vm.smaps);
+}
+
+TEST(LinuxVm, MemoryOfTwoBackendsIsAddedUp)
+{
+   RecordedTree tree;
+   MakeGuest(
+      tree,
+      {.words = {"-m", "size=196608k", "-object",
+                 R"({"qom-type":"memory-backend-ram","id":"ram-node0","size":134217728})", "-object",
+                 "memory-backend-ram,id=b,size=64M", "-numa", "node,memdev=ram-node0", "-numa",
+                 "node,memdev=b"},
+       .smaps = Mapping("rw-p", 500000, 7) +
+                Mapping("rw-p", 131072, 5000, "Referenced: 10 kB\nAnonHugePages: 2048 kB\nSwap: 3 kB\n") +
+                Mapping("rw-p", 65536, 3000, "Referenced: 20 kB\nAnonHugePages: 4096 kB\nSwap: 4 kB\n")});
+   LiveSource source(tree.Root());
+   const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
+   EXPECT_EQ(record.memSize, 196608u);
+   EXPECT_EQ(record.mapped, 8000u);
+   EXPECT_EQ(record.touched, 30u);
+   EXPECT_EQ(source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70}).nrBackings2M, 3u);
+   EXPECT_EQ(source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70}).swapped, 7u);
+}
+
+TEST(LinuxVm, MemoryPluggedInLaterIsTheGuestsToo)
+{
+   RecordedTree tree;
+   const std::string ram = Mapping("rw-p", 262144, 5000);
+   const std::string dimm = Mapping("rw-p", 131072, 3000);
+   const std::string others = Mapping("rw-p", 16384, 9) + Mapping("rw-p", 131072, 9, "", "rd wr mr mw me ac");
+   MakeGuest(tree, {.words = {"-m", "256M,slots=2,maxmem=512M"}, .smaps = ram + dimm + others});
+   LiveSource source(tree.Root());
+   const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
+   EXPECT_EQ(record.memSize, 393216u)
+      << "not the 16 MB of a display, nor what is not made like a guest's memory";
+   EXPECT_EQ(record.mapped, 8000u);
+   EXPECT_EQ(record.memSizeLimit, 524288u);
+   MakeGuest(tree, {.words = {"-m", "256M"}, .smaps = ram + dimm});
+   LiveSource fixed(tree.Root());
+   EXPECT_EQ(fixed.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).memSize, 262144u)
+      << "nothing can be plugged into this one";
+}
+
+TEST(LinuxVm, TheTranslatorsBufferIsNotTheGuestsMemory)
+{
+   RecordedTree tree;
+   const std::string buffer = Mapping("rwxp", 524288, 1104);
+   MakeGuest(tree, {.words = {"-m", "0.125G"}, .smaps = buffer + Mapping("rw-p", 131072, 5000)});
+   {
+      LiveSource source(tree.Root());
+      const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
+      EXPECT_EQ(record.memSize, 131072u);
+      EXPECT_EQ(record.mapped, 5000u);
+   }
+   MakeGuest(tree, {.words = {}, .smaps = buffer + Mapping("rw-p", 131072, 5000)});
+   LiveSource source(tree.Root());
+   const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
+   EXPECT_EQ(record.memSize, 131072u) << "the emulator's own choice";
+   EXPECT_EQ(record.mapped, 5000u);
+}
+
+TEST(LinuxVm, MappedStaysBelowTheGuestsSizeWhereMappingsMayNotBeRead)
+{
+   RecordedTree tree;
+   MakeGuest(tree, {.words = {"-m", "128"}, .smaps = ""});
+   tree.Remove("proc/70/smaps");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).mapped, 131072u);
+   EXPECT_EQ(source.Read<SwapInfoRecord>(NodeId::sched_memClients_swapInfo, {kVmm + 70}).swapped, 16u)
+      << "of the whole process";
+}
+
+// Two VMs that share 1000 pages, and have 10 pages of zeros each.
+TEST(LinuxVm, MergedMemoryIsSavedOnceByAllWhoShareIt)
+{
+   const uint64_t page = nevra::PageKB();
+   RecordedTree tree;
+   MakeGuest(tree, {.words = {"-m", "128"},
+                    .smaps = Mapping("rw-p", 131072, 5000 + 1000 * page,
+                                     "Pss: " + std::to_string(5000 + 500 * page) +
+                                        " kB\nKSM: " + std::to_string(1000 * page) + " kB\n")});
+   tree.File("sys/kernel/mm/ksm/pages_shared", "1000\n");
+   tree.File("sys/kernel/mm/ksm/pages_sharing", "1000\n");
+   tree.File("sys/kernel/mm/ksm/ksm_zero_pages", "20\n");
+   tree.File("proc/70/ksm_stat", "ksm_rmap_items 5\nksm_zero_pages 10\nksm_merging_pages 1000\n");
+   LiveSource source(tree.Root());
+   const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
+   EXPECT_EQ(record.zero, 10 * page);
+   EXPECT_EQ(record.shared, 1010 * page);
+   EXPECT_EQ(record.sharedSaved, 510 * page);
+   EXPECT_EQ(record.mapped, 5000 + 1010 * page);
+   EXPECT_EQ(record.mapped - record.sharedSaved, 5000 + 500 * page) << "consumed";
+   // Linux 6.1 has neither the line nor the file.
+   MakeGuest(tree, {.words = {"-m", "128"},
+                    .smaps = Mapping("rw-p", 131072, 5000 + 1000 * page,
+                                     "Pss: " + std::to_string(5000 + 500 * page) + " kB\n")});
+   tree.File("proc/70/ksm_stat", "ksm_rmap_items 5\n");
+   tree.File("proc/70/ksm_merging_pages", "1000\n");
+   LiveSource old(tree.Root());
+   const auto before = old.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
+   EXPECT_EQ(before.shared, 1000 * page);
+   EXPECT_EQ(before.sharedSaved, 500 * page);
+   tree.Remove("proc/70/smaps");
+   LiveSource hidden(tree.Root());
+   EXPECT_EQ(hidden.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).sharedSaved, 500 * page);
+}
+
+TEST(GuestMemory, IsTheMappingOfTheGuestsSizeElseTheLargest)
+{
+   const auto rss = [](std::string_view smaps, std::vector<uint64_t> pieces) {
+      const auto guest = nevra::ParseGuestMemory(smaps, {.piecesKB = std::move(pieces)});
+      return guest.has_value() ? std::optional(guest->mappings.rss) : std::nullopt;
+   };
+   EXPECT_EQ(rss(kSmaps, {1048576}), 600000u);
+   EXPECT_EQ(rss(kSmaps, {5}), 16u);
+   EXPECT_EQ(rss(kSmaps, {}), 16u);
+   EXPECT_EQ(rss("", {5}), std::nullopt);
+   EXPECT_EQ(rss("-\n--\n:::\nSize\n\xff- -\n", {5}), std::nullopt);
+   EXPECT_EQ(rss("1-2 rw-p\nSize: 9 kB\n3-4\nRss: 7 kB\na-b: 5 kB\nPss: 1 kB\n", {9}), 7u)
       << "neither an address alone nor a key with a dash begins a mapping";
+   EXPECT_EQ(rss(Mapping("r--p", 9, 1) + Mapping("rwxp", 8, 2) + Mapping("rw-p", 4, 3), {}), 3u);
+   EXPECT_EQ(rss(Mapping("rw-p", 4, 3) + Mapping("rw-s", 4, 5), {4, 4}), 8u) << "each mapping counts once";
 }
 
 // "SIZE kB" mappings of a process, each as long as the kernel writes them.
@@ -413,16 +600,16 @@ TEST(LinuxVm, TheGuestIsFoundAmongAnyNumberOfMappings)
    EXPECT_EQ(+vm.touched, 65536u);
 }
 
-TEST(GuestMappingSearch, TakesWholeMappingsOnly)
+TEST(GuestMemorySearch, TakesWholeMappingsOnly)
 {
    const std::string text = MappingText(0x1000, 4) + MappingText(0x9000, 64) + MappingText(0x90000, 8);
    for (size_t cut = 0; cut <= text.size(); cut++) {
-      nevra::GuestMappingSearch search(std::nullopt);
+      nevra::GuestMemorySearch search({});
       const size_t taken = search.Take(std::string_view(text).substr(0, cut), false);
       ASSERT_LE(taken, cut);
       search.Take(std::string_view(text).substr(taken), true);
-      ASSERT_TRUE(search.Best().has_value());
-      EXPECT_EQ(search.Best()->rss, 64u) << cut;
+      ASSERT_TRUE(search.Found().has_value());
+      EXPECT_EQ(search.Found()->mappings.rss, 64u) << cut;
    }
 }
 
