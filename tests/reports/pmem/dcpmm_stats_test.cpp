@@ -317,6 +317,29 @@ TEST_F(DcpmmStats, PrintsRowsAndIterationsAsCsvAndMakesNoFile)
    EXPECT_THAT(run, RanCleanly());
 }
 
+// As hostmem -q, but for what stands before each row.
+TEST_F(DcpmmStats, HandsItsRowsToAnyOutput)
+{
+   RunOptions runOptions;
+   runOptions.executable = ROWS_PROGRAM;
+   runOptions.workingDirectory = folder;
+   const auto rows = [&](const char *format) {
+      return RunHostmem(Sockets({{0, 24}, {0, 58}}), {format, "dcpmm-stats", "-i", "2"}, runOptions);
+   };
+   const RunResult csv = rows("csv");
+   std::string expected = "time,host,report,row,Socket,IMC,Channel,Event,Counts (count)\n";
+   for (const std::string &line : SplitLines(CsvLines(2) + CsvLines(2))) {
+      expected += "1970-01-01T00:00:00Z,elm,dcpmm-stats,data," + line + '\n';
+   }
+   EXPECT_EQ(csv.out, expected);
+   EXPECT_THAT(csv, RanCleanly());
+
+   const std::vector<std::string> json = rows("json").OutLines();
+   EXPECT_EQ(json[2], R"({"row":"data","Socket":0,"IMC":"IMC-0","Channel":"Channel-0",)"
+                      R"("Event":"UNC_M_PMM_RPQ_INSERTS","Counts":4295631032},)");
+   EXPECT_EQ(Files(), std::vector<std::string>());
+}
+
 TEST_F(DcpmmStats, DescribesTheColumnsAtTheEnd)
 {
    const std::string descriptions = "Description of report header labels:\n"
