@@ -3,31 +3,23 @@
 #include <cstring>
 
 #include "report/flag_filter.h"
-#include "sysinfo/param_list.h"
+#include "sysinfo/node_read.h"
 #include "sysinfo/status.h"
 
 namespace {
 
-NevraStatus Get(Nevra_ParamList *params, NevraNode node, void *record, size_t recordSize)
-{
-   std::memset(record, 0, recordSize); // what the platform leaves out reads as 0
-   const NevraStatus status = Nevra_Get(node, params, record, recordSize);
-   Nevra_ParamListRemoveLastParam(params);
-   return status;
-}
+constexpr FailureMessage kNoGroupList = {"KelmarGroupNevraGet: Nevra_ParamListCreate() failure"};
 
 // Finds the VMM sub-container of a VM: its first child with the flag.
 NevraStatus FindVmmChild(uint64_t vmGroupID, uint64_t *vmmGroupID)
 {
-   ParamListPtr params = CreateParamList(2);
+   NevraStatus status;
+   ParamListPtr params =
+      MakeKeyList(2, kNoGroupList,
+                  {{static_cast<int64_t>(vmGroupID),
+                    {"Kelmar_GroupGetVMMAlloc: Nevra_ParamListAddInt() failure: ", FailureMessage::Reason}}},
+                  &status);
    if (params == nullptr) {
-      Warning("KelmarGroupNevraGet: Nevra_ParamListCreate() failure\n");
-      return NEVRA_FAILURE;
-   }
-   NevraStatus status = Nevra_ParamListAddInt(params.get(), static_cast<int64_t>(vmGroupID));
-   if (status != NEVRA_OK) {
-      Warning("Kelmar_GroupGetVMMAlloc: Nevra_ParamListAddInt() failure: %s\n",
-              ORSKA_ReturnStatusToString(status));
       return status;
    }
    ParamListPtr children;
@@ -35,9 +27,8 @@ NevraStatus FindVmmChild(uint64_t vmGroupID, uint64_t *vmmGroupID)
    Nevra_ParamListRemoveLastParam(params.get());
    params.reset();
    if (status != NEVRA_OK) {
-      Warning("Kelmar_GroupGetVMMAlloc: GetInstanceListAlloc failure: %s\n",
-              ORSKA_ReturnStatusToString(status));
-      return status;
+      return Fail({"Kelmar_GroupGetVMMAlloc: GetInstanceListAlloc failure: ", FailureMessage::Reason},
+                  status);
    }
    const uint32_t count = Nevra_ParamListUsedCount(children.get());
    for (uint32_t i = 0; i < count; i++) {
@@ -57,33 +48,24 @@ NevraStatus FindVmmChild(uint64_t vmGroupID, uint64_t *vmmGroupID)
 
 NevraStatus GroupNodeGet(uint64_t groupID, NevraNode node, void *record, size_t recordSize)
 {
-   ParamListPtr params = CreateParamList(2);
-   if (params == nullptr) {
-      Warning("KelmarGroupNevraGet: Nevra_ParamListCreate() failure\n");
-      return NEVRA_FAILURE;
-   }
-   const NevraStatus status = Nevra_ParamListAddInt(params.get(), static_cast<int64_t>(groupID));
-   if (status != NEVRA_OK) {
-      Warning("KelmarGroupNevraGet: Nevra_ParamListAddInt() faiure, error code: %u\n", status);
-      return status;
-   }
-   return Get(params.get(), node, record, recordSize);
+   std::memset(record, 0, recordSize); // what the platform leaves out reads as 0
+   return ReadNode(
+      {.node = node, .capacity = 2, .noList = kNoGroupList, .removesKey = true},
+      {{static_cast<int64_t>(groupID),
+        {"KelmarGroupNevraGet: Nevra_ParamListAddInt() faiure, error code: ", FailureMessage::Number}}},
+      record, recordSize);
 }
 
 NevraStatus MemClientNodeGet(int64_t clientID, NevraNode node, void *record, size_t recordSize)
 {
-   ParamListPtr params = CreateParamList(2);
-   if (params == nullptr) {
-      Warning("Kelmar_MemClientNevraGet: Nevra_ParamListCreate() failure\n");
-      return NEVRA_FAILURE;
-   }
-   const NevraStatus status = Nevra_ParamListAddInt(params.get(), clientID);
-   if (status != NEVRA_OK) {
-      Warning("Kelmar_MemClientNevraGet: Nevra_ParamListAddInt() failure: %s\n",
-              ORSKA_ReturnStatusToString(status));
-      return status;
-   }
-   return Get(params.get(), node, record, recordSize);
+   std::memset(record, 0, recordSize);
+   return ReadNode(
+      {.node = node,
+       .capacity = 2,
+       .noList = {"Kelmar_MemClientNevraGet: Nevra_ParamListCreate() failure"},
+       .removesKey = true},
+      {{clientID, {"Kelmar_MemClientNevraGet: Nevra_ParamListAddInt() failure: ", FailureMessage::Reason}}},
+      record, recordSize);
 }
 
 NevraStatus MemClientStatsGet(int64_t clientID, NevraNode node, const char *operation, void *record,

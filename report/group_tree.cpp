@@ -1,29 +1,25 @@
 #include "report/group_tree.h"
 
-#include "sysinfo/param_list.h"
-#include "sysinfo/status.h"
+#include "sysinfo/node_read.h"
 
 namespace {
 
 NevraStatus ListChildren(uint64_t groupID, ParamListPtr *children)
 {
-   ParamListPtr params = CreateParamList(2);
+   NevraStatus status;
+   ParamListPtr params =
+      MakeKeyList(2, {"KelmarGroupNevraGet: Nevra_ParamListCreate() failure"},
+                  {{static_cast<int64_t>(groupID),
+                    {"KelmarTraverseGroups: Nevra_ParamListAddInt() failure: ", FailureMessage::Reason}}},
+                  &status);
    if (params == nullptr) {
-      Warning("KelmarGroupNevraGet: Nevra_ParamListCreate() failure\n");
-      return NEVRA_FAILURE;
-   }
-   NevraStatus status = Nevra_ParamListAddInt(params.get(), static_cast<int64_t>(groupID));
-   if (status != NEVRA_OK) {
-      Warning("KelmarTraverseGroups: Nevra_ParamListAddInt() failure: %s\n",
-              ORSKA_ReturnStatusToString(status));
       return status;
    }
    status = ListInstances(NEVRA_NODE_sched_groups_members_groups, params.get(), children);
    Nevra_ParamListRemoveLastParam(params.get());
    params.reset();
    if (status != NEVRA_OK && status != NEVRA_NOT_FOUND) {
-      Warning("KelmarTraverseGroups: Nevra_GetInstanceListAlloc failure: %s\n",
-              ORSKA_ReturnStatusToString(status));
+      Fail({"KelmarTraverseGroups: Nevra_GetInstanceListAlloc failure: ", FailureMessage::Reason}, status);
    }
    return status;
 }

@@ -4,7 +4,7 @@
 #include "report/group_queries.h"
 #include "report/group_report.h"
 #include "reports/report_list.h"
-#include "sysinfo/param_list.h"
+#include "sysinfo/node_read.h"
 #include "sysinfo/status.h"
 
 namespace {
@@ -59,7 +59,6 @@ using Run = decltype(MakeRun(table));
 // The steps as their messages call them.
 constexpr char kGroupStep[] = "KelmarAsyncRemapReportCallback";
 constexpr char kClientStep[] = "KelmarAsyncRemapReportCallbackInt";
-constexpr char kTypeStep[] = "KelmarAsyncRemapGetStats";
 
 // The number names the failing call, for those who read the messages; it never changes.
 NevraStatus ReportFailure(const char *step, uint32_t number, NevraStatus status)
@@ -75,20 +74,14 @@ NevraStatus AddClientID(const ParamListPtr &params, uint32_t clientID)
 
 NevraStatus ReadRemapStats(AsyncRemapRow *row)
 {
-   const ParamListPtr params = CreateParamList(2);
-   if (params == nullptr) {
-      return NEVRA_FAILURE;
-   }
-   NevraStatus status = AddClientID(params, row->grpLeader);
-   if (status != NEVRA_OK) {
-      return ReportFailure(kTypeStep, 137, status);
-   }
-   status = Nevra_ParamListAddString(params.get(), row->type);
-   if (status != NEVRA_OK) {
-      return ReportFailure(kTypeStep, 138, status);
-   }
-   status = Nevra_Get(NEVRA_NODE_sched_memClients_remapTypes, params.get(), &row->pages, sizeof row->pages);
-   return status == NEVRA_OK ? status : ReportFailure(kTypeStep, 140, status);
+   constexpr auto kReason = FailureMessage::Reason;
+   return ReadNode(
+      {.node = NEVRA_NODE_sched_memClients_remapTypes,
+       .capacity = 2,
+       .noRecord = {"KelmarAsyncRemapGetStats:140 failure: ", kReason}},
+      {{static_cast<int32_t>(row->grpLeader), {"KelmarAsyncRemapGetStats:137 failure: ", kReason}},
+       {row->type, {"KelmarAsyncRemapGetStats:138 failure: ", kReason}}},
+      &row->pages, sizeof row->pages);
 }
 
 // Puts out the row of one remap type.

@@ -1,12 +1,9 @@
-#include <cstring>
-
 #include "nevra/records.h"
 #include "report/figure_table.h"
 #include "report/group_queries.h"
 #include "report/group_report.h"
 #include "reports/report_list.h"
-#include "sysinfo/param_list.h"
-#include "sysinfo/status.h"
+#include "sysinfo/node_read.h"
 
 namespace {
 
@@ -131,22 +128,13 @@ NevraStatus ReadVmmLeader(VmStatsRow *row)
 // The display name and the configuration path.
 NevraStatus ReadVmmGroupInfo(VmStatsRow *row)
 {
-   ParamListPtr params = CreateParamList(2);
-   if (params == nullptr) {
-      Warning("Nevra_ParamListCreate() failure\n");
-      return NEVRA_FAILURE;
-   }
-   NevraStatus status = Nevra_ParamListAddInt(params.get(), row->vmmLeader);
-   if (status != NEVRA_OK) {
-      Warning("Nevra_ParamListAddInt: %s\n", ORSKA_ReturnStatusToString(status));
-      return status;
-   }
-   status = Nevra_Get(NEVRA_NODE_vm_vmmGroupInfo, params.get(), &row->info, sizeof row->info);
-   if (status != NEVRA_OK) {
-      Warning("Nevra_Get: %s\n", ORSKA_ReturnStatusToString(status));
-   }
-   Nevra_ParamListRemoveLastParam(params.get());
-   return status;
+   return ReadNode({.node = NEVRA_NODE_vm_vmmGroupInfo,
+                    .capacity = 2,
+                    .noList = {"Nevra_ParamListCreate() failure"},
+                    .noRecord = {"Nevra_Get: ", FailureMessage::Reason},
+                    .removesKey = true},
+                   {{row->vmmLeader, {"Nevra_ParamListAddInt: ", FailureMessage::Reason}}}, &row->info,
+                   sizeof row->info);
 }
 
 NevraStatus ReadVmmAlloc(VmStatsRow *row)

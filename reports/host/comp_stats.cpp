@@ -5,7 +5,7 @@
 #include "report/host_report.h"
 #include "report/table_output.h"
 #include "reports/report_list.h"
-#include "sysinfo/param_list.h"
+#include "sysinfo/node_read.h"
 
 namespace {
 
@@ -73,44 +73,26 @@ const char *MemStateDisplayName(uint32_t state)
 
 NevraStatus GetMemMapStats(CompMemMapStats *stats)
 {
-   ParamListPtr params = CreateParamList(1);
-   if (params == nullptr) {
-      Warning("KelmarCompGetMemMapStats: Nevra_ParamListCreate() failure\n");
-      return NEVRA_FAILURE;
-   }
-   return Nevra_Get(NEVRA_NODE_memory_comprehensive, params.get(), stats, sizeof *stats);
+   return ReadNode({.node = NEVRA_NODE_memory_comprehensive,
+                    .capacity = 1,
+                    .noList = {"KelmarCompGetMemMapStats: Nevra_ParamListCreate() failure"}},
+                   {}, stats, sizeof *stats);
 }
 
-ParamListPtr CreateGlobalParamList(uint32_t capacity)
-{
-   ParamListPtr params = CreateParamList(capacity);
-   if (params == nullptr) {
-      Warning("KelmarCompGetGlobalKelmar: Nevra_ParamListCreate() failure\n");
-   }
-   return params;
-}
+constexpr FailureMessage kNoGlobalList = {"KelmarCompGetGlobalKelmar: Nevra_ParamListCreate() failure"};
 
 NevraStatus GetTransitions(const char *state, MemStateTransitions *transitions)
 {
-   ParamListPtr params = CreateGlobalParamList(2);
-   if (params == nullptr) {
-      return NEVRA_FAILURE;
-   }
-   const NevraStatus status = Nevra_ParamListAddString(params.get(), state);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   return Nevra_Get(NEVRA_NODE_sched_globalStats_memory_stateTransitions, params.get(), transitions,
-                    sizeof *transitions);
+   return ReadNode(
+      {.node = NEVRA_NODE_sched_globalStats_memory_stateTransitions, .capacity = 2, .noList = kNoGlobalList},
+      {state}, transitions, sizeof *transitions);
 }
 
 NevraStatus GetSchedInfo(GlobalMemSchedInfo *info)
 {
-   ParamListPtr params = CreateGlobalParamList(1);
-   if (params == nullptr) {
-      return NEVRA_FAILURE;
-   }
-   return Nevra_Get(NEVRA_NODE_sched_globalStats_memory_kelmar, params.get(), info, sizeof *info);
+   return ReadNode(
+      {.node = NEVRA_NODE_sched_globalStats_memory_kelmar, .capacity = 1, .noList = kNoGlobalList}, {}, info,
+      sizeof *info);
 }
 
 NevraStatus GetGlobalFigures(GlobalFigures *figures)

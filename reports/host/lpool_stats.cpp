@@ -4,7 +4,7 @@
 #include "report/figure_table.h"
 #include "report/host_report.h"
 #include "reports/report_list.h"
-#include "sysinfo/param_list.h"
+#include "sysinfo/node_read.h"
 
 namespace {
 
@@ -66,50 +66,33 @@ struct LPoolRun : HostRun {
    decltype(SumsOf(table)) sums;
 };
 
+// The same for both kinds of pools. Kept for compatibility.
+constexpr FailureMessage kNoPool = {"KelmarGetVmPoolStats() failure, error code: ", FailureMessage::Number};
+
 NevraStatus GetPSharePool(uint32_t nodeID, LPagePoolRecord *record)
 {
-   ParamListPtr params = CreateParamList(1);
-   if (params == nullptr) {
-      Warning("KelmarGetPSharePoolStats: Nevra_ParamListCreate() failure\n");
-      return NEVRA_FAILURE;
-   }
-   NevraStatus status = Nevra_ParamListAddInt(params.get(), nodeID);
-   if (status != NEVRA_OK) {
-      Warning("KelmarGetPSharePoolStats: Nevra_ParamListAddInt() failure, error code: %u\n", status);
-      return status;
-   }
-   status =
-      Nevra_Get(NEVRA_NODE_memory_lpage_nodeList_psharePool, params.get(), record, sizeof(LPagePoolRecord));
-   if (status != NEVRA_OK) {
-      Warning("KelmarGetVmPoolStats() failure, error code: %u\n",
-              status); // the VM pools' message, kept for compatibility
-   }
-   return status;
+   return ReadNode(
+      {.node = NEVRA_NODE_memory_lpage_nodeList_psharePool,
+       .capacity = 1,
+       .noList = {"KelmarGetPSharePoolStats: Nevra_ParamListCreate() failure"},
+       .noRecord = kNoPool},
+      {{nodeID,
+        {"KelmarGetPSharePoolStats: Nevra_ParamListAddInt() failure, error code: ", FailureMessage::Number}}},
+      record, sizeof *record);
 }
 
 NevraStatus GetVmPool(uint32_t nodeID, const char *name, LPagePoolRecord *record)
 {
-   ParamListPtr params = CreateParamList(2);
-   if (params == nullptr) {
-      Warning("KelmarGetVmPoolStats: Nevra_ParamListCreate() failure\n");
-      return NEVRA_FAILURE;
-   }
-   NevraStatus status = Nevra_ParamListAddInt(params.get(), nodeID);
-   if (status != NEVRA_OK) {
-      Warning("KelmarGetVmPoolStats: Nevra_ParamListAddInt() failure, error code: %u\n", status);
-      return status;
-   }
-   status = Nevra_ParamListAddString(params.get(), name);
-   if (status != NEVRA_OK) {
-      Warning("KelmarGetVmPoolStats: Nevra_ParamListAddString() failure, error code: %u\n", status);
-      return status;
-   }
-   status =
-      Nevra_Get(NEVRA_NODE_memory_lpage_nodeList_vmPools, params.get(), record, sizeof(LPagePoolRecord));
-   if (status != NEVRA_OK) {
-      Warning("KelmarGetVmPoolStats() failure, error code: %u\n", status);
-   }
-   return status;
+   return ReadNode(
+      {.node = NEVRA_NODE_memory_lpage_nodeList_vmPools,
+       .capacity = 2,
+       .noList = {"KelmarGetVmPoolStats: Nevra_ParamListCreate() failure"},
+       .noRecord = kNoPool},
+      {{nodeID,
+        {"KelmarGetVmPoolStats: Nevra_ParamListAddInt() failure, error code: ", FailureMessage::Number}},
+       {name,
+        {"KelmarGetVmPoolStats: Nevra_ParamListAddString() failure, error code: ", FailureMessage::Number}}},
+      record, sizeof *record);
 }
 
 // Puts out the row of a pool and sums it.
@@ -133,14 +116,13 @@ void VisitPSharePool(LPoolRun *run, uint32_t nodeID)
 
 NevraStatus ListVmPools(uint32_t nodeID, uint32_t numVMs, ParamListPtr *pools)
 {
-   ParamListPtr params = CreateParamList(2);
+   NevraStatus status;
+   ParamListPtr params = MakeKeyList(
+      2, {"KelmarTraverseLPools: Nevra_ParamListCreate() failure"},
+      {{nodeID,
+        {"KelmarTraverseLPools: Nevra_ParamListAddInt() failure, error code: ", FailureMessage::Number}}},
+      &status);
    if (params == nullptr) {
-      Warning("KelmarTraverseLPools: Nevra_ParamListCreate() failure\n");
-      return NEVRA_FAILURE;
-   }
-   const NevraStatus status = Nevra_ParamListAddInt(params.get(), nodeID);
-   if (status != NEVRA_OK) {
-      Warning("KelmarTraverseLPools: Nevra_ParamListAddInt() failure, error code: %u\n", status);
       return NEVRA_FAILURE;
    }
    Nevra_ParamList *instances = nullptr;

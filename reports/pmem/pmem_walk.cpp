@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "sysinfo/node_read.h"
+
 NevraStatus PutPMemVolumes(PMemVisitVolume visit, HostRun *hostRun)
 {
    PMemRun *run = static_cast<PMemRun *>(hostRun);
@@ -18,14 +20,13 @@ NevraStatus PutPMemVolumes(PMemVisitVolume visit, HostRun *hostRun)
 
 ParamListPtr CreateNameList(const char *reader, uint32_t capacity, const char *volume, const char *region)
 {
-   ParamListPtr params = CreateParamList(capacity);
-   if (params == nullptr) {
-      Warning("%s: Nevra_ParamListCreate failure\n", reader);
-      return nullptr;
-   }
-   if (Nevra_ParamListAddString(params.get(), volume) != NEVRA_OK ||
-       (region != nullptr && Nevra_ParamListAddString(params.get(), region) != NEVRA_OK)) {
-      Warning("%s: Nevra_ParamListAddString failure\n", reader);
+   const FailureMessage noName = {reader, FailureMessage::Plain, ": Nevra_ParamListAddString failure"};
+   NevraStatus status;
+   ParamListPtr params =
+      MakeKeyList(capacity, {reader, FailureMessage::Plain, ": Nevra_ParamListCreate failure"},
+                  {{volume, noName}}, &status);
+   if (params != nullptr && region != nullptr && Nevra_ParamListAddString(params.get(), region) != NEVRA_OK) {
+      Fail(noName, NEVRA_FAILURE);
       return nullptr;
    }
    return params;
