@@ -23,7 +23,7 @@ struct Cell {
    const char *text; // null for a number
    uint32_t length;  // of the text
    uint32_t width;   // of the field, right-aligned; 0 in CSV
-   char separator;   // behind the cell
+   char separator;   // after the cell
 };
 
 bool IsNumber(const std::string &text)

@@ -4,7 +4,7 @@
 
 #include <getopt.h>
 
-// "f:" is meant: the short form takes a word that nothing reads, --force takes none.
+// The short form takes a word that nothing reads, --force takes none. Kept for compatibility.
 inline constexpr char kToolShortOptions[] = "f:c:r:h";
 inline constexpr option kToolLongOptions[] = {{"force", no_argument, nullptr, 'f'},
                                               {"cache", required_argument, nullptr, 'c'},

@@ -1,6 +1,6 @@
 // Runs the whole tool with any arguments, on a host that answers anything.
 //
-// The input is an argument a line; behind the line "---" are the answers of the host.
+// The input is one argument per line; after the line "---" come the answers of the host.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

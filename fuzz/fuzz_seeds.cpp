@@ -78,7 +78,7 @@ void WriteSampleSeeds(const fs::path &folder, const fs::path &sample)
    fs::copy_file(sample, folder / "import_fuzzer" / sample.filename(), fs::copy_options::overwrite_existing);
 }
 
-// A file of a host as a seed of its own, behind the byte that says which it is.
+// A file of a host as a seed of its own, after the byte that says which it is.
 void WriteKernelFileSeeds(const fs::path &folder, const fs::path &host)
 {
    static constexpr std::pair<const char *, char> kKinds[] = {

@@ -102,7 +102,7 @@ bool ParseLinuxTree(std::string_view text, TreeEntries *entries)
 
 void LinuxTree::Hold(const TreeEntries &wanted)
 {
-   // From behind: what is in a folder before the folder.
+   // Backwards: what is in a folder before the folder.
    for (auto at = entries.end(); at != entries.begin();) {
       --at;
       const auto same = wanted.find(at->first);

@@ -60,7 +60,7 @@ class OutputLine {
    void Write();
 
  private:
-   static constexpr size_t kSlack = 32; // room that is always there behind the end
+   static constexpr size_t kSlack = 32; // room that is always there after the end
 
    template <typename Word> static void CopyEnds(char *to, const char *from, size_t size)
    {

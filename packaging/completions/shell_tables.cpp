@@ -368,7 +368,7 @@ std::string FishOptions(const std::string &start, const std::vector<CommandOptio
    return text;
 }
 
-// The lines of a switch that prints the choices, one a line with its meaning behind a tab.
+// The lines of a switch that prints the choices, one per line, with its meaning after a tab.
 std::string FishCase(const std::string &name, const std::vector<Choice> &choices)
 {
    if (choices.empty()) {

@@ -5,8 +5,8 @@
 
 namespace {
 
-constexpr size_t kNodeOffset = 7;  // behind "memmap-"
-constexpr size_t kKindOffset = 10; // behind "memmap-NN-"
+constexpr size_t kNodeOffset = 7;  // after "memmap-"
+constexpr size_t kKindOffset = 10; // after "memmap-NN-"
 
 long NodeNumber(const BuddyEntry &buddy)
 {

@@ -10,14 +10,14 @@ struct BuddyEntry {
    uint32_t numaNode;
    uint32_t memNode;
    uint8_t isLow;
-   char name[16]; // zero-filled behind the name
+   char name[16]; // zero-filled after the name
    uint32_t numFree[kBuddyOrders];
    uint32_t numUsed[kBuddyOrders];
 };
 
 // Orders two BuddyEntry for qsort: by memory node, the low buddy of a node first. The node is the two digits
-// behind "memmap-", low is "lo" behind the next character. Not a consistent order for two buddies of one node
-// of which none is low: each then goes behind the other.
+// after "memmap-", low is "lo" after the next character. Not a consistent order for two buddies of one node of
+// which none is low: each then sorts after the other.
 int CompareBuddies(const void *a, const void *b);
 
 #endif
