@@ -52,7 +52,7 @@ RunResult RunTool(const std::vector<std::string> &arguments)
    return RunTool(Host(), arguments);
 }
 
-// What a run of group-stats shows behind "-q -s gid:name".
+// What a run of group-stats shows with "-q -s gid:name".
 const std::string kGroupTable = "gid,name\n0,host\n";
 
 void ExpectUsage(const RunResult &run, const std::string &err, int exitStatus)
@@ -325,7 +325,7 @@ TEST(FrontEnd, LeavesACacheBehindTheReportToTheReport)
 
 TEST(FrontEnd, StopsItsOwnParsingAtTheReport)
 {
-   // -h, -f and a second -r behind the report are unknown to it, and ignored.
+   // -h, -f and a second -r after the report are unknown to it, and ignored.
    EXPECT_EQ(RunTool({"-r", "group-stats", "-h", "-q", "-s", "gid:name"}).out, kGroupTable);
    EXPECT_EQ(RunTool({"-r", "group-stats", "--help", "-q", "-s", "gid:name"}).out, kGroupTable);
    EXPECT_EQ(RunTool({"-r", "group-stats", "-r", "nothing", "-q", "-s", "gid:name"}).out, kGroupTable);

@@ -1,4 +1,4 @@
-// The host-wide reports against the kernel's own files, read in the same moment: before the report and behind
+// The host-wide reports against the kernel's own files, read in the same moment: before the report and after
 // it, until both say the same.
 #include <algorithm>
 #include <cstdlib>
@@ -47,7 +47,7 @@ std::optional<std::string> AllOrNothing(const std::string &before, const std::st
    return before == after ? std::optional(before) : std::nullopt;
 }
 
-// Runs the report until it shows what the kernel says before it and behind it. The report's own process
+// Runs the report until it shows what the kernel says before it and after it. The report's own process
 // takes memory, which it has given back when it is over: that two equal states have other figures between
 // them is possible, but not that they always have.
 void ExpectAgreement(const std::string &report, const std::vector<std::string> &arguments,

@@ -77,7 +77,7 @@ std::string ConfigOf(size_t socket, size_t unit)
    return config;
 }
 
-// The same behind the run: events programmed, frozen for the reading.
+// The same after the run: events programmed, frozen for the reading.
 std::string ProgrammedConfigOf(size_t socket, size_t unit)
 {
    std::string config = ConfigOf(socket, unit);

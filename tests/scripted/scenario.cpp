@@ -8,7 +8,7 @@ namespace scripted {
 
 namespace {
 
-// The part of a node's identifier behind NEVRA_NODE_.
+// The part of a node's identifier after NEVRA_NODE_.
 std::string Identifier(NodeId node)
 {
    std::string identifier = nevra::Definition(node).path;

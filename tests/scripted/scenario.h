@@ -1,7 +1,7 @@
 // Tests of hostmem against a scripted platform.
 //
 // A Scenario says how the platform answers; RunHostmem runs the real executable on it as a process of its own
-// and brings back everything that it did: both outputs, the exit status, and the trace of all platform calls.
+// and returns everything that it did: both outputs, the exit status, and the trace of all platform calls.
 //
 //    Scenario scenario;
 //    scenario.Group(0).Name("host").Flags(GROUP_PREDEFINED).Children({1});
@@ -16,10 +16,10 @@
 //
 // An instance that no statement mentions does not exist: reads and listings of it are "Not found", and their
 // trace line ends in "unscripted". A second answer for the same instance (ThenRecord, ThenList, ...) is given
-// to the second read, and so on; the last one is given to all that follow.
+// to the second read, and so on; the last answer is repeated.
 //
-// Trace lines look as follows; "#1" is a list, named by the lowest number that no living list has, so that
-// the same read looks the same wherever it happens. trace_lines.h puts the usual sequences together.
+// Trace lines look like this; "#1" is a list, named by the lowest number that no living list has, so that
+// the same read looks the same wherever it happens. trace_lines.h builds the usual sequences.
 //
 //    Nevra_ParamListCreate(1, 2) = #1              (or "= null")
 //    Nevra_ParamListAddInt(#1, 5) = 0
@@ -121,20 +121,20 @@ class Scenario {
    // ---- scheduler groups
 
    // A group with every record in place: no name, no tag, parent -1, no flags, all figures 0, no children.
-   // Called again for the same group it goes on with it.
+   // Called again for the same group, it continues with that group.
    GroupScript Group(int64_t groupID);
 
    // ---- single faults
 
    // The call-th call (from 1) of an operation fails with the status; a create, or a get of an entry as such,
-   // gives null instead. With NEVRA_OK a read, a listing or a get says success and gives nothing: the record,
-   // the list or the entry is left as it was.
+   // gives null instead. With NEVRA_OK a read, a listing or a get reports success but returns nothing: the
+   // record, the list or the entry is left as it was.
    Scenario &Fail(std::string_view operation, unsigned call, NevraStatus status = NEVRA_FAILURE);
 
    // ---- the rest
 
    // Instances that no other statement mentions answer at random: any bytes, short listings, some failures;
-   // the same for the same seed. For runs that only ask whether the tool bears everything.
+   // the same for the same seed. For runs that only check that the tool survives any answer.
    Scenario &AnswerAtRandom(uint64_t seed);
 
    Scenario &SignatureMismatch(NevraStatus status, std::string_view kernelBuild, std::string_view appBuild);
@@ -155,7 +155,7 @@ class Scenario {
    std::vector<int64_t> groups;
 };
 
-// What the clock shows when a scenario does not say otherwise, as ctime formats it but for its newline.
+// What the clock shows when a scenario does not say otherwise, as ctime formats it, without the newline.
 inline constexpr int64_t kScriptedTime = 1700000000;
 inline constexpr char kScriptedTimeText[] = "Tue Nov 14 22:13:20 2023";
 
@@ -273,8 +273,8 @@ struct ExpectedFault {
 };
 
 // The statuses with which each call is made to fail. Under the address sanitizer, where a process takes
-// fifteen times as long to start, each call fails with one only, by turns "Not found", which several reads
-// pass over, and one that none does.
+// fifteen times as long to start, each call fails with only one, in turn "Not found", which several reads
+// ignore, and one that none ignores.
 #ifdef __SANITIZE_ADDRESS__
 inline const std::vector<NevraStatus> kFaultStatuses = {0xbad0003, 0xbad0007};
 inline constexpr bool kAreFaultsSampled = true;
@@ -302,9 +302,9 @@ inline const std::vector<std::string> kFallibleOperations = {"Nevra_ParamListCre
                                                              "Nevra_GetInstanceListAlloc",
                                                              "Nevra_GetInstanceListAllocHint"};
 
-// Runs the scenario once without a fault, then again and again, each time with one of the fallible calls of
-// that first run failing, with each of the statuses, or one by turns. Of every run it checks that it ran
-// cleanly, that all calls before the fault are those of the first run, and what `expect` asks for, if given.
+// Runs the scenario once without a fault, then once for each call of that run that can fail and each status
+// (or one status in turn), with that call failing. Checks that every run is clean, that all calls before the
+// fault are those of the first run, and what `expect` asks for, if given.
 // Returns the number of faulty runs: one for each call that gives null, kFaultsPerCall for each other.
 unsigned CheckEveryFault(const Scenario &scenario, const std::vector<std::string> &arguments,
                          const std::function<ExpectedFault(const Fault &)> &expect = nullptr,

@@ -1,5 +1,6 @@
-// The file by which a test tells the scripted platform how to answer: one statement a line, words apart by
-// one blank. A text is percent-encoded, a key is "i<decimal>" or "s<text>", a record is hexadecimal or "-".
+// The file by which a test tells the scripted platform how to answer: one statement per line, words
+// separated by one space. A text is percent-encoded, a key is "i<decimal>" or "s<text>", a record is
+// hexadecimal or "-".
 //
 //    record NODE STATUS BYTES KEY...            an answer to Nevra_Get; a further one for the same instance
 //    is
@@ -10,9 +11,9 @@
 //    checksig STATUS KERNEL-BUILD APP-BUILD     the answer to Nevra_CheckSig; 0 without this
 //    usecache STATUS                            the answer to Nevra_UseCache; 0 without this
 //    random SEED                                instances that no statement mentions answer at random
-//    time SECONDS                               what time() gives
+//    time SECONDS                               what time() returns
 //
-// NODE is the identifier behind NEVRA_NODE_; STATUS is decimal.
+// NODE is the identifier after NEVRA_NODE_; STATUS is decimal.
 #ifndef TESTS_SCRIPTED_SCRIPT_FORMAT_H
 #define TESTS_SCRIPTED_SCRIPT_FORMAT_H
 
@@ -22,14 +23,14 @@
 
 namespace scripted {
 
-// Names the script file; the trace goes to a file of the same name with ".trace" behind it.
+// Names the script file; the trace goes to a file of the same name plus ".trace".
 inline constexpr char kScriptVariable[] = "NEVRA_SCRIPT";
 
 // The prefix of a trace line that reports a misuse of the platform, and of a list that was never destroyed.
 inline constexpr char kMisusePrefix[] = "!! ";
 inline constexpr char kLeakPrefix[] = "!! leaked ";
 
-// The last line of a trace whose process came to its end.
+// The last line of a trace whose process ran to its end.
 inline constexpr char kEndOfTrace[] = "end";
 
 inline std::string EncodeText(std::string_view text)

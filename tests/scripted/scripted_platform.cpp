@@ -1,7 +1,7 @@
-// The scripted platform: a libnevra.so.1 that answers from a script and writes down every call.
+// The scripted platform: a libnevra.so.1 that answers from a script and records every call.
 //
 // It shares nothing with the library but the interface: node identifiers and parameter lists are its own. A
-// destroyed list is kept as a tombstone, so that a later use of it is reported and not a crash.
+// destroyed list is kept as a tombstone, so that a later use of it is reported instead of crashing.
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -260,7 +260,7 @@ Nevra_ParamList *MakeList(int kind, uint32_t most, const std::string &maker)
                       [slot](const auto &list) { return list->alive && list->slot == slot; })) {
       slot++;
    }
-   // A tombstone is of use for a while only; the oldest go, so that a long run stays quick.
+   // A tombstone is useful only for a while; the oldest are dropped, so that a long run stays fast.
    constexpr size_t kMostKept = 4096;
    if (made.size() > kMostKept) {
       const auto dead = std::find_if(made.begin(), made.end(), [](const auto &list) { return !list->alive; });
@@ -274,7 +274,7 @@ Nevra_ParamList *MakeList(int kind, uint32_t most, const std::string &maker)
 }
 
 // The status with which this call of an operation is to fail; 0 when it is not. A call that is to "fail" with
-// 0 is hollow: it says success and gives nothing.
+// 0 is hollow: it reports success and returns nothing.
 NevraStatus Failure(const std::string &operation, bool *isHollow = nullptr)
 {
    Script &script = TheScript();
@@ -582,7 +582,7 @@ void Nevra_ParamListDestroy(Nevra_ParamList *list)
    if (IsUsable(list, "Nevra_ParamListDestroy")) {
       Trace("Nevra_ParamListDestroy(" + Name(list) + ')');
       list->alive = false;
-      // A text lives as long as its list: whoever prints one afterwards prints question marks.
+      // A text lives as long as its list: printing one afterwards prints question marks.
       for (Nevra_Param &param : list->params) {
          std::fill(param.text.begin(), param.text.end(), '?');
       }

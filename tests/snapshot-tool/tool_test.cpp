@@ -242,8 +242,7 @@ TEST_F(SnapshotTool, VerifyTellsSoundFromDamaged)
    Write("b", bytes);
    outcome = Run("verify b");
    EXPECT_EQ(outcome.status, 1);
-   EXPECT_EQ(outcome.output,
-             "hostmem-snapshot: b: damaged: sched/groups/groupName: checksum mismatch\n");
+   EXPECT_EQ(outcome.output, "hostmem-snapshot: b: damaged: sched/groups/groupName: checksum mismatch\n");
    EXPECT_EQ(Run("export b").output, outcome.output);
    EXPECT_EQ(Run("verify missing").output,
              "hostmem-snapshot: missing: cannot be read: No such file or directory\n");

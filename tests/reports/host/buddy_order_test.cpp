@@ -35,7 +35,7 @@ TEST(BuddyOrder, AscendsByMemoryNode)
    EXPECT_EQ(Compare("memmap-9", "memmap-10"), -1);
 }
 
-// The digits differ and the numbers do not: each goes behind the other.
+// The digits differ and the numbers do not: each goes after the other.
 TEST(BuddyOrder, EqualNumbersInOtherDigitsGoBehindEachOther)
 {
    EXPECT_EQ(Compare("memmap-1-lo", "memmap-01-hi"), 1);

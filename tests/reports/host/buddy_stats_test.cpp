@@ -239,7 +239,7 @@ TEST(BuddyStats, SortsByMemoryNodeWithTheLowBuddyFirst)
              "Total,,,\n");
 }
 
-// "low" in the column is the name's last letter; in the order of the rows it is "lo" behind the node.
+// "low" in the column is the name's last letter; in the order of the rows it is "lo" after the node.
 TEST(BuddyStats, TellsLowByTheLastLetterOfTheCutName)
 {
    EXPECT_EQ(RunBuddy(Buddies({"memmap-01-zero", "memmap-02-lo-far-away", "memmap-03-xxx-o-", "memmap"}),
@@ -285,7 +285,7 @@ TEST(BuddyStats, LeavesOutABuddyWhoseMemoryNodeCannotBeRead)
    EXPECT_THAT(run, RanCleanly());
 }
 
-// A memory node's list is freed right behind the read, a buddy's only when its failure has been told.
+// A memory node's list is freed right after the read, a buddy's only after its failure has been reported.
 TEST(BuddyStats, FreesTheListOfAFailedReadBeforeOrBehindTheMessage)
 {
    const std::vector<std::string> operations = {"Warning", "Nevra_ParamListDestroy"};

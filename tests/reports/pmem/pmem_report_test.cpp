@@ -551,7 +551,7 @@ TEST(PMemReport, PrintsNamesThatFillTheirField)
              "uuid,regionUuid\nA,r1\nA,r1\n" + kLongestName + ',' + kLongestName + '\n');
 }
 
-// The process ends when the row is filled: behind the reads, before the row, with an open table.
+// The process ends when the row is filled: after the reads, before the row, with an open table.
 TEST(PMemReport, StopsAtAVolumeNameThatDoesNotFit)
 {
    const std::string name = kLongestName + 'x';
