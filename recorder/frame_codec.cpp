@@ -11,13 +11,17 @@ namespace recorder {
 
 namespace {
 
-constexpr int kLevel = 3;
+constexpr int kLevel = 8;
+
+// From this length on, the tables of the compressor forget the start of the parent before they get there, and
+// the long-distance matcher finds it. Below, that only keeps the compressor from better matches.
+constexpr uint64_t kLongDistance = 16 << 20;
 
 // The smallest window that reaches from the end of a snapshot back to the start of its parent.
 int WindowLog(uint64_t bytes)
 {
    constexpr int kLeast = 17;
-   return std::max<int>(kLeast, std::bit_width(bytes));
+   return std::max(kLeast, static_cast<int>(std::bit_width(bytes)));
 }
 
 constexpr int kMaxWindowLog = 30;
@@ -51,7 +55,8 @@ bool FrameEncoder::Encode(std::span<const uint8_t> snapshot, std::span<const uin
    ZSTD_CCtx_reset(context.get(), ZSTD_reset_session_only);
    // Matches with the parent lie as far back as the snapshot is long.
    ZSTD_CCtx_setParameter(context.get(), ZSTD_c_windowLog, WindowLog(snapshot.size() + prefix.size()));
-   ZSTD_CCtx_setParameter(context.get(), ZSTD_c_enableLongDistanceMatching, prefix.empty() ? 0 : 1);
+   ZSTD_CCtx_setParameter(context.get(), ZSTD_c_enableLongDistanceMatching,
+                          !prefix.empty() && snapshot.size() + prefix.size() >= kLongDistance ? 1 : 0);
    if (!prefix.empty()) {
       ZSTD_CCtx_refPrefix(context.get(), prefix.data(), prefix.size());
    }

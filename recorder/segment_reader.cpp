@@ -221,8 +221,7 @@ void SegmentReader::ScanFrames(uint64_t offset, uint64_t *skipped)
       const std::span<const uint8_t> read(bytes, static_cast<size_t>(count));
       FrameHeader frame;
       size_t headerBytes = 0;
-      const Decoded decoded = DecodeFrameHeader(read, &frame, &headerBytes);
-      if (decoded == Decoded::Header) {
+      if (DecodeFrameHeader(read, &frame, &headerBytes) == Decoded::Header) {
          if (frame.storedBytes > fileBytes - offset - headerBytes) {
             unfinishedBytes = fileBytes - offset;
             return;
