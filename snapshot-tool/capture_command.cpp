@@ -5,12 +5,15 @@
 #include <ctime>
 #include <filesystem>
 
+#include <sys/utsname.h>
+
 #include "nevra/linux/linux_source.h"
 #include "nevra/snapshot/capture.h"
 #include "nevra/snapshot/snapshot_format.h"
 #include "snapshot-tool/capture_time.h"
 #include "snapshot-tool/commands.h"
 #include "snapshot-tool/message.h"
+#include "snapshot-tool/platform_source.h"
 #include "snapshot-tool/progress.h"
 #include "snapshot-tool/write_snapshot.h"
 
@@ -46,19 +49,35 @@ std::string DefaultOutput(const nevra::SnapshotTree &tree)
    return name + '-' + time + ".snapshot";
 }
 
-bool CaptureHost(const std::string &root, nevra::SnapshotTree *tree)
+// The name that the host gives itself; empty when it gives none.
+std::string HostName(const std::string &root)
 {
-   const std::unique_ptr<nevra::Source> source = nevra::MakeLinuxSource(root);
-   Progress progress("capturing");
-   std::string problem;
-   const bool done = CaptureTree(
-      *source, tree, [&](uint64_t answers) { progress.Update(answers, 0); }, &problem,
-      nevra::kMaxSnapshotBytes);
-   for (const std::string &line : source->Unreadable()) {
-      Warning("hostmem-snapshot: %s\n", line.c_str());
+   utsname names;
+   return !root.empty() ? nevra::ReadHostName(root) : uname(&names) == 0 ? names.nodename : "";
+}
+
+// This host without a root, else the recorded tree. Null, with `*problem`, when there is none.
+std::unique_ptr<nevra::Source> OpenSource(const std::string &root, std::string *problem)
+{
+   if (root.empty()) {
+      return OpenPlatformSource(problem);
    }
-   if (!done) {
-      Complain(root, problem);
+   std::error_code error;
+   if (!std::filesystem::is_directory(root, error)) {
+      *problem = root + ": " + (error ? error.message() : "not a folder");
+      return nullptr;
+   }
+   return nevra::MakeLinuxSource(root);
+}
+
+bool CaptureHost(nevra::Source &source, nevra::SnapshotTree *tree, std::string *problem)
+{
+   Progress progress("capturing");
+   const bool done = CaptureTree(
+      source, tree, [&](uint64_t answers) { progress.Update(answers, 0); }, problem,
+      nevra::kMaxSnapshotBytes);
+   for (const std::string &line : source.Unreadable()) {
+      Warning("hostmem-snapshot: %s\n", line.c_str());
    }
    return done;
 }
@@ -67,17 +86,25 @@ bool CaptureHost(const std::string &root, nevra::SnapshotTree *tree)
 
 int CaptureCommand(const std::string &root, const Output &output)
 {
-   std::error_code error;
-   if (!std::filesystem::is_directory(root, error)) {
-      Complain(root, error ? error.message() : "not a folder");
+   std::string problem;
+   const std::unique_ptr<nevra::Source> source = OpenSource(root, &problem);
+   if (source == nullptr) {
+      Warning("hostmem-snapshot: %s\n", problem.c_str());
       return kExitFailed;
    }
    nevra::SnapshotTree tree;
-   tree.host = nevra::ReadHostName(root);
+   tree.host = HostName(root);
    tree.captured = CaptureTime();
    const std::string path = output.path.empty() ? DefaultOutput(tree) : output.path;
-   if (!CheckOutput(path, output.ifExists) || !CaptureHost(root, &tree) ||
-       !WriteSnapshot(&tree, root, path, output.ifExists)) {
+   if (!CheckOutput(path, output.ifExists)) {
+      return kExitFailed;
+   }
+   const std::string origin = root.empty() ? "/" : root;
+   if (!CaptureHost(*source, &tree, &problem)) {
+      Complain(origin, problem);
+      return kExitFailed;
+   }
+   if (!WriteSnapshot(&tree, origin, path, output.ifExists)) {
       return kExitFailed;
    }
    if (output.path.empty()) {

@@ -17,8 +17,8 @@ struct Output {
    nevra::IfExists ifExists = nevra::IfExists::Keep;
 };
 
-// Takes a snapshot of the host below the folder `root`. An output without a path is named after the host and
-// the time.
+// Takes a snapshot of this host, as hostmem would report on it, or of the recorded tree in the folder `root`.
+// An output without a path is named after the host and the time.
 int CaptureCommand(const std::string &root, const Output &output);
 
 // Prints a report of a snapshot: hostmem with these arguments. Says on standard error which host and which

@@ -16,7 +16,7 @@ struct Arguments {
    std::string file;
    std::string other;
    Output output;
-   std::string root = "/";
+   std::string root;
 };
 
 bool HasSubcommand(const CLI::App &app, const std::string &name)
@@ -51,8 +51,7 @@ int Run(int argc, char **argv)
 
    CLI::App *capture = app.add_subcommand("capture", "Take a snapshot of this host");
    AddOutputOptions(capture, "File to write (default: HOST-TIME.snapshot in this folder)", &arguments.output);
-   capture->add_option("--root", arguments.root, "Folder that stands for / (a recorded tree)")
-      ->capture_default_str();
+   capture->add_option("--root", arguments.root, "Folder of a recorded tree, with its proc and sys");
    CLI::App *report = app.add_subcommand("report", "Print a report of a snapshot, as hostmem -c FILE does");
    report->add_option("FILE", arguments.file)->required();
    report->prefix_command();
