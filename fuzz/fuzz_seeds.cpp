@@ -134,7 +134,7 @@ void WriteSteeringSeeds(const fs::path &folder)
 void WriteDictionary(const fs::path &path)
 {
    std::ofstream out(path);
-   for (const char *word : {"definitionSignature", "kernelBuild", "host", "captured", "nodes", "records",
+   for (const char *word : {"definitionSignature", "kernelBuild", "host", "captured", "notes", "nodes", "records",
                             "failures", "lists", "listFailures", "keys", "instances", "status", "hex"}) {
       out << "\"\\\"" << word << "\\\":\"\n";
    }

@@ -1,17 +1,22 @@
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <iterator>
 
 #include <sys/utsname.h>
+#include <unistd.h>
 
 #include "nevra/linux/linux_source.h"
+#include "nevra/shown_text.h"
 #include "nevra/snapshot/capture.h"
 #include "nevra/snapshot/snapshot_format.h"
 #include "snapshot-tool/capture_time.h"
 #include "snapshot-tool/commands.h"
+#include "snapshot-tool/held_messages.h"
 #include "snapshot-tool/message.h"
 #include "snapshot-tool/platform_source.h"
 #include "snapshot-tool/progress.h"
@@ -49,13 +54,6 @@ std::string DefaultOutput(const nevra::SnapshotTree &tree)
    return name + '-' + time + ".snapshot";
 }
 
-// The name that the host gives itself; empty when it gives none.
-std::string HostName(const std::string &root)
-{
-   utsname names;
-   return !root.empty() ? nevra::ReadHostName(root) : uname(&names) == 0 ? names.nodename : "";
-}
-
 // This host without a root, else the recorded tree. Null, with `*problem`, when there is none.
 std::unique_ptr<nevra::Source> OpenSource(const std::string &root, std::string *problem)
 {
@@ -70,14 +68,53 @@ std::unique_ptr<nevra::Source> OpenSource(const std::string &root, std::string *
    return nevra::MakeLinuxSource(root);
 }
 
-bool CaptureHost(nevra::Source &source, nevra::SnapshotTree *tree, std::string *problem)
+// Who captured what. Of a recorded tree only what it says itself, so that it gives the same bytes again.
+void DescribeCapture(const std::string &root, nevra::SnapshotTree *tree)
 {
-   Progress progress("capturing");
-   const bool done = CaptureTree(
+   utsname system = {};
+   uname(&system);
+   tree->host = root.empty() ? system.nodename : nevra::ReadHostName(root);
+   tree->captured = CaptureTime();
+   const std::string release = root.empty() ? system.release : nevra::ReadKernelRelease(root);
+   tree->notes = "captured by: hostmem-snapshot " HOSTMEM_VERSION;
+   if (!release.empty()) {
+      tree->notes += "\nkernel release: " + release;
+   }
+   if (root.empty()) {
+      tree->notes += "\nuser ID: " + std::to_string(geteuid());
+   }
+}
+
+bool CaptureHost(nevra::Source &source, nevra::SnapshotTree *tree, FILE *terminal, std::string *problem)
+{
+   Progress progress("capturing", terminal, isatty(fileno(terminal)) != 0, std::chrono::steady_clock::now);
+   return CaptureTree(
       source, tree, [&](uint64_t answers) { progress.Update(answers, 0); }, problem,
       nevra::kMaxSnapshotBytes);
-   for (const std::string &line : source.Unreadable()) {
+}
+
+// Opens the source and asks it everything. What it cannot read is said afterwards, and noted.
+bool Capture(const std::string &root, nevra::SnapshotTree *tree, std::string *problem)
+{
+   bool done = false;
+   std::vector<std::string> unreadable;
+   {
+      const HeldMessages held;
+      const std::unique_ptr<nevra::Source> source = OpenSource(root, problem);
+      if (source != nullptr) {
+         done = CaptureHost(*source, tree, held.Stream(), problem);
+         if (!done) {
+            *problem = (root.empty() ? "/" : root) + ": " + *problem;
+         }
+         unreadable.assign(source->Unreadable().begin(), source->Unreadable().end());
+      }
+      std::ranges::move(held.Lines(), std::back_inserter(unreadable));
+   }
+   for (const std::string &line : unreadable) {
       Warning("hostmem-snapshot: %s\n", line.c_str());
+      if (tree->notes.size() + line.size() < nevra::kMaxSnapshotNotes / 2) {
+         tree->notes += "\nnot read: " + nevra::ShownText(line);
+      }
    }
    return done;
 }
@@ -86,25 +123,18 @@ bool CaptureHost(nevra::Source &source, nevra::SnapshotTree *tree, std::string *
 
 int CaptureCommand(const std::string &root, const Output &output)
 {
-   std::string problem;
-   const std::unique_ptr<nevra::Source> source = OpenSource(root, &problem);
-   if (source == nullptr) {
-      Warning("hostmem-snapshot: %s\n", problem.c_str());
-      return kExitFailed;
-   }
    nevra::SnapshotTree tree;
-   tree.host = HostName(root);
-   tree.captured = CaptureTime();
+   DescribeCapture(root, &tree);
    const std::string path = output.path.empty() ? DefaultOutput(tree) : output.path;
    if (!CheckOutput(path, output.ifExists)) {
       return kExitFailed;
    }
-   const std::string origin = root.empty() ? "/" : root;
-   if (!CaptureHost(*source, &tree, &problem)) {
-      Complain(origin, problem);
+   std::string problem;
+   if (!Capture(root, &tree, &problem)) {
+      Warning("hostmem-snapshot: %s\n", problem.c_str());
       return kExitFailed;
    }
-   if (!WriteSnapshot(&tree, origin, path, output.ifExists)) {
+   if (!WriteSnapshot(&tree, root.empty() ? "/" : root, path, output.ifExists)) {
       return kExitFailed;
    }
    if (output.path.empty()) {

@@ -1,8 +1,13 @@
 // info and verify.
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
+#include <string_view>
 
+#include "nevra/records.h"
 #include "nevra/shown_text.h"
+#include "nevra/snapshot/snapshot_check.h"
 #include "nevra/snapshot/snapshot_vectors.h"
 #include "snapshot-tool/capture_time.h"
 #include "snapshot-tool/commands.h"
@@ -40,6 +45,37 @@ void PrintHeader(const SnapshotFile &file)
    PrintFact("texts", std::to_string(file.textOffsets.size()));
 }
 
+// "kernel release: 6.1.0" is a fact like the others.
+void PrintNotes(const SnapshotFile &file)
+{
+   for (std::string_view rest = file.notes; !rest.empty();) {
+      const std::string_view line = rest.substr(0, rest.find('\n'));
+      const size_t end = std::min(line.find(": "), line.size());
+      PrintFact(nevra::ShownText(line.substr(0, end)).c_str(),
+                std::string(line.substr(std::min(end + 2, line.size()))));
+      rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+   }
+}
+
+// What follows from the answers: how many VMs there are, and how much was refused.
+void PrintCounts(const SnapshotFile &file)
+{
+   uint64_t refused = 0;
+   for (const SnapshotNode &node : file.nodes) {
+      std::string ignored;
+      for (const auto statuses : {node.failedStatuses, node.listFailedStatuses}) {
+         refused += static_cast<uint64_t>(std::count(statuses.begin(), statuses.end(), NEVRA_NO_PERMISSION));
+      }
+      NumVMsRecord vms;
+      if (std::strcmp(node.path, "sched/globalStats/numVMs") == 0 && node.fit.everything &&
+          node.records.size() == sizeof vms && CheckNode(file, node, &ignored)) {
+         std::memcpy(&vms, node.records.data(), sizeof vms);
+         PrintFact("VMs", std::to_string(vms.numVMs));
+      }
+   }
+   PrintFact("refused answers", std::to_string(refused) + " (no permission)");
+}
+
 const char *Remark(const SnapshotNode &node)
 {
    if (node.fit.definition == nullptr) {
@@ -68,6 +104,8 @@ int InfoCommand(const std::string &path)
       return kExitFailed;
    }
    PrintHeader(file);
+   PrintNotes(file);
+   PrintCounts(file);
    PrintNodes(file);
    return FinishOutput() ? kExitDone : kExitFailed;
 }

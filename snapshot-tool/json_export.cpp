@@ -259,6 +259,17 @@ void WriteHeader(FileWriter &out, const SnapshotFile &file)
    WriteText(out, file.host);
    out.Key("captured");
    out.String(FormatCaptureTime(file.captured).c_str());
+   if (*file.notes != '\0') {
+      out.Key("notes");
+      out.StartArray();
+      std::string_view rest = file.notes;
+      for (size_t end = rest.find('\n'); end != std::string_view::npos; end = rest.find('\n')) {
+         WriteText(out, rest.substr(0, end));
+         rest.remove_prefix(end + 1);
+      }
+      WriteText(out, rest);
+      out.EndArray();
+   }
 }
 
 } // namespace

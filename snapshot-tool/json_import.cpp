@@ -129,6 +129,7 @@ class Importer {
 
  private:
    void ReadHeader(std::string_view name);
+   void ReadNotes();
    void ReadNodes();
    void ReadNode(const NevraNodeDef &node);
    void ReadEntry(const NevraNodeDef &node, EntryKind kind);
@@ -159,8 +160,8 @@ class Importer {
 
 void Importer::ReadDocument()
 {
-   static constexpr const char *kNames[] = {"definitionSignature", "kernelBuild", "host", "captured",
-                                            "nodes"};
+   static constexpr const char *kNames[] = {
+      "definitionSignature", "kernelBuild", "host", "captured", "notes", "nodes"};
    Members members;
    in.Object([&](std::string_view name) {
       const auto *const known = std::find(std::begin(kNames), std::end(kNames), name);
@@ -170,6 +171,8 @@ void Importer::ReadDocument()
       See(&members, static_cast<size_t>(known - kNames), name);
       if (name == "nodes") {
          ReadNodes();
+      } else if (name == "notes") {
+         ReadNotes();
       } else {
          Within(*known, [&] { ReadHeader(*known); });
       }
@@ -189,6 +192,17 @@ void Importer::ReadHeader(std::string_view name)
    } else if (!ParseCaptureTime(in.String(), &tree->captured)) {
       Fail("not a time like \"2026-01-31T23:59:59Z\"");
    }
+}
+
+// Lines.
+void Importer::ReadNotes()
+{
+   ReadArray(in, "notes", [&](size_t index) {
+      tree->notes.append(index > 0 ? "\n" : "").append(WithoutNul(ReadText()));
+      if (tree->notes.size() > nevra::kMaxSnapshotNotes) {
+         Fail("longer than " + std::to_string(nevra::kMaxSnapshotNotes) + " bytes");
+      }
+   });
 }
 
 void Importer::ReadNodes()

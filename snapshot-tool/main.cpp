@@ -46,6 +46,7 @@ int Run(int argc, char **argv)
 {
    CLI::App app("Makes and inspects snapshots, the cache files of hostmem -c.", "hostmem-snapshot");
    app.require_subcommand(1);
+   app.set_version_flag("--version", "hostmem-snapshot " HOSTMEM_VERSION);
    app.footer(kExitStatuses);
    Arguments arguments;
 
@@ -75,7 +76,7 @@ int Run(int argc, char **argv)
    try {
       app.parse(argc, argv);
    } catch (const CLI::ParseError &error) {
-      if (error.get_exit_code() == kExitDone) { // help
+      if (error.get_exit_code() == kExitDone) { // help, version
          app.exit(error);
          return FinishOutput() ? kExitDone : kExitTrouble;
       }

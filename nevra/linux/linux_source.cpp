@@ -216,12 +216,26 @@ std::unique_ptr<Source> MakeLinuxSource(const std::string &root)
    return std::make_unique<LinuxSource>(root);
 }
 
-std::string ReadHostName(const std::string &root)
+namespace {
+
+std::string ReadLineOf(const std::string &root, const char *path)
 {
    KernelFileReader files(ReachOf(root));
    const FileDescriptor folder = KernelFileReader().Open(AT_FDCWD, root.c_str(), O_RDONLY | O_DIRECTORY);
-   std::string_view text = files.ReadRecord(folder.Get(), "proc/sys/kernel/hostname").value_or("");
+   std::string_view text = files.ReadRecord(folder.Get(), path).value_or("");
    return std::string(TakeLine(text));
+}
+
+} // namespace
+
+std::string ReadHostName(const std::string &root)
+{
+   return ReadLineOf(root, "proc/sys/kernel/hostname");
+}
+
+std::string ReadKernelRelease(const std::string &root)
+{
+   return ReadLineOf(root, "proc/sys/kernel/osrelease");
 }
 
 } // namespace nevra

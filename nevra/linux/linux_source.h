@@ -15,6 +15,9 @@ std::unique_ptr<Source> MakeLinuxSource(const std::string &root);
 // The name that the host gives itself; empty when it gives none.
 std::string ReadHostName(const std::string &root);
 
+// The release of its kernel; empty when there is none.
+std::string ReadKernelRelease(const std::string &root);
+
 } // namespace nevra
 
 #endif

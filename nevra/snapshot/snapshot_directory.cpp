@@ -117,7 +117,9 @@ bool IsSnapshot(Directory &directory, const Snapshot *root)
           IsValue<uint32_t>(directory, table, Snapshot::VT_TEXT_SIZE) &&
           IsValue<Offset>(directory, table, Snapshot::VT_TEXT_OFFSETS) &&
           IsValue<Offset>(directory, table, Snapshot::VT_TEXT_BYTES) &&
-          IsValue<uint64_t>(directory, table, Snapshot::VT_TEXT_CHECKSUM) && AreNodes(directory, root);
+          IsValue<uint64_t>(directory, table, Snapshot::VT_TEXT_CHECKSUM) &&
+          table.VerifyOffset(directory.verifier, Snapshot::VT_NOTES) &&
+          directory.verifier.VerifyString(root->notes()) && AreNodes(directory, root);
 }
 
 // ---- vectors
@@ -295,11 +297,15 @@ bool TakeHeader(const Directory &directory, const Snapshot &root)
    if (root.host()->size() > kMaxSnapshotText || root.kernel_build()->size() > kMaxSnapshotText) {
       return Damaged(directory, "host name or kernel build too long");
    }
+   if (root.notes() != nullptr && root.notes()->size() > kMaxSnapshotNotes) {
+      return Damaged(directory, "notes too long");
+   }
    SnapshotFile &file = *directory.file;
    file.signature = signature.c_str();
    file.kernelBuild = root.kernel_build()->c_str();
    file.host = root.host()->c_str();
    file.captured = root.captured();
+   file.notes = root.notes() != nullptr ? root.notes()->c_str() : "";
    return true;
 }
 

@@ -74,7 +74,8 @@ struct SnapshotFile {
    const char *signature = nullptr;
    const char *kernelBuild = nullptr;
    const char *host = nullptr;
-   int64_t captured = 0; // seconds since 1970, UTC
+   int64_t captured = 0;   // seconds since 1970, UTC
+   const char *notes = ""; // how it was captured, in lines
    std::vector<SnapshotNode> nodes;
 
    std::span<const uint32_t> textOffsets;

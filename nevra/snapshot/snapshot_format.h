@@ -21,6 +21,9 @@ inline constexpr uint32_t kMaxSnapshotNodes = 1024;
 // Of the host's name, the build text, a key or a listed name: as long as a file's name can be.
 inline constexpr size_t kMaxSnapshotText = 255;
 
+// The longest notes, in bytes.
+inline constexpr size_t kMaxSnapshotNotes = 1 << 16;
+
 // No host has more memory nodes. A report asks for each up to the number that a record states.
 inline constexpr uint32_t kMaxMemNodes = 1024;
 

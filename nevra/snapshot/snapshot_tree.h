@@ -39,6 +39,7 @@ struct SnapshotTree {
    std::string kernelBuild;
    std::string host;
    int64_t captured = 0; // seconds since 1970, UTC
+   std::string notes;    // how it was captured: lines without a newline at the end of the last
 
    NodeTree nodes[kNodeCount]; // by NodeId
    std::deque<std::string> texts;

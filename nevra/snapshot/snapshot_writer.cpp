@@ -140,9 +140,12 @@ size_t BuildBody(FlatBufferBuilder *builder, SnapshotTree *tree)
    const auto signature = builder->CreateString(tree->signature);
    const auto kernelBuild = builder->CreateString(tree->kernelBuild);
    const auto host = builder->CreateString(tree->host);
+   // Of notes that are empty, a file from before there were any.
+   const auto notes =
+      !tree->notes.empty() ? builder->CreateString(tree->notes) : Offset<flatbuffers::String>();
    const auto root = snapshot::CreateSnapshot(*builder, kSnapshotFormatVersion, signature, kernelBuild, host,
                                               tree->captured, nodeVector, texts.count, texts.size,
-                                              texts.offsets, texts.bytes, texts.checksum);
+                                              texts.offsets, texts.bytes, texts.checksum, notes);
    snapshot::FinishSnapshotBuffer(*builder, root);
    return builder->GetSize() - bulkSize;
 }

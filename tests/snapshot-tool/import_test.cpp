@@ -141,6 +141,33 @@ TEST(Import, WhatIsLeftOutIsThisBuildsOrZero)
    EXPECT_EQ(file.captured, 0);
 }
 
+TEST(Import, NotesComeBackLineByLine)
+{
+   for (const char *notes : {"[\"one: 1\"]", "[\"one: 1\", \"two\"]", "[\"\", \"\"]",
+                             "[\"a\", {\"hex\": \"ff1b\"}, \"\\u001b\", \"\"]"}) {
+      std::vector<uint8_t> first;
+      ASSERT_EQ(Import(std::string("{\"notes\": ") + notes + "}", &first), "");
+      std::vector<uint8_t> second;
+      ASSERT_EQ(Import(Export(first), &second), "");
+      EXPECT_EQ(first, second) << Export(first);
+   }
+   std::vector<uint8_t> snapshot;
+   ASSERT_EQ(Import(R"({"notes": ["one: 1", "two"]})", &snapshot), "");
+   EXPECT_STREQ(Open(snapshot).notes, "one: 1\ntwo");
+   EXPECT_THAT(Export(snapshot), testing::HasSubstr("  \"notes\": [\n    \"one: 1\",\n    \"two\"\n  ],\n"));
+   std::vector<uint8_t> without;
+   ASSERT_EQ(Import("{}", &without), "");
+   EXPECT_STREQ(Open(without).notes, "");
+   EXPECT_THAT(Export(without), testing::Not(testing::HasSubstr("notes")));
+   ASSERT_EQ(Import(R"({"notes": []})", &snapshot), "");
+   EXPECT_EQ(snapshot, without);
+   EXPECT_EQ(Problem(R"({"notes": "one"})"), "line 1: notes: expected an array, found a string");
+   EXPECT_EQ(Problem(R"({"notes": ["a\u0000"]})"), "line 1: notes[0]: contains NUL");
+   EXPECT_EQ(Problem("{\"notes\": [\"" + std::string(65536, 'x') + "\"]}"), "");
+   EXPECT_EQ(Problem("{\"notes\": [\"" + std::string(65537, 'x') + "\"]}"),
+             "line 1: notes[0]: longer than 65536 bytes");
+}
+
 TEST(Import, NumbersAreExactOverTheWholeRange)
 {
    std::vector<uint8_t> snapshot;

@@ -7,6 +7,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/utsname.h>
+#include <unistd.h>
 
 #include "nevra/records.h"
 #include "nevra/snapshot/snapshot_file.h"
@@ -73,6 +75,23 @@ TEST_F(PlatformCapture, HoldsWhatThePlatformAnswers)
          R"({"keys":["net"],"status":"0xbad0016"})", R"({"status":"0xbad0017"})"}) {
       EXPECT_THAT(json, testing::HasSubstr(line));
    }
+}
+
+TEST_F(PlatformCapture, NotesSayWhoCapturedWhat)
+{
+   ASSERT_EQ(Capture(Host()).exitStatus, 0);
+   utsname system;
+   ASSERT_EQ(uname(&system), 0);
+   const RunResult info = RunHostmem(Scenario(), {"info", "a"}, options);
+   for (const std::string &line :
+        {std::string("host                   ") + system.nodename,
+         std::string("captured by            hostmem-snapshot 1.0.0"),
+         std::string("kernel release         ") + system.release,
+         "user ID                " + std::to_string(geteuid()), std::string("VMs                    3"),
+         std::string("refused answers        1 (no permission)")}) {
+      EXPECT_THAT(info.OutLines(), testing::Contains(line)) << info.out;
+   }
+   EXPECT_THAT(info.out, testing::Not(testing::HasSubstr("not read")));
 }
 
 // What a report shows of the capture is what it shows on the host.

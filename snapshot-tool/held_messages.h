@@ -1,0 +1,29 @@
+// Standard error, held back while a platform library is at work: what it says there of what it cannot read
+// belongs into the snapshot too.
+#ifndef SNAPSHOT_TOOL_HELD_MESSAGES_H
+#define SNAPSHOT_TOOL_HELD_MESSAGES_H
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+class HeldMessages {
+ public:
+   // Holds nothing where the system has no memory for it.
+   HeldMessages();
+   ~HeldMessages();
+   HeldMessages(const HeldMessages &) = delete;
+   HeldMessages &operator=(const HeldMessages &) = delete;
+
+   // Standard error as it was, for what is not to be held.
+   FILE *Stream() const { return stream; }
+
+   // What was held so far, line by line, without newlines.
+   std::vector<std::string> Lines() const;
+
+ private:
+   int memory;
+   FILE *stream;
+};
+
+#endif
