@@ -14,6 +14,8 @@
 #include "nevra/shown_text.h"
 #include "nevra/snapshot/capture.h"
 #include "nevra/snapshot/snapshot_format.h"
+#include "snapshot-tool/anonymize.h"
+#include "snapshot-tool/capture_notes.h"
 #include "snapshot-tool/capture_time.h"
 #include "snapshot-tool/commands.h"
 #include "snapshot-tool/held_messages.h"
@@ -113,7 +115,7 @@ bool Capture(const std::string &root, nevra::SnapshotTree *tree, std::string *pr
    for (const std::string &line : unreadable) {
       Warning("hostmem-snapshot: %s\n", line.c_str());
       if (tree->notes.size() + line.size() < nevra::kMaxSnapshotNotes / 2) {
-         tree->notes += "\nnot read: " + nevra::ShownText(line);
+         tree->notes += '\n' + std::string(kNotReadNote) + nevra::ShownText(line);
       }
    }
    return done;
@@ -121,17 +123,29 @@ bool Capture(const std::string &root, nevra::SnapshotTree *tree, std::string *pr
 
 } // namespace
 
-int CaptureCommand(const std::string &root, const Output &output)
+int CaptureCommand(const std::string &root, const Output &output, const Anonymity &anonymity)
 {
    nevra::SnapshotTree tree;
    DescribeCapture(root, &tree);
+   Pseudonyms pseudonyms;
+   if (anonymity.isWanted) {
+      tree.host = pseudonyms.Of(tree.host); // the name of the file has it too
+   }
    const std::string path = output.path.empty() ? DefaultOutput(tree) : output.path;
-   if (!CheckOutput(path, output.ifExists)) {
+   const Output &names = anonymity.names;
+   if (!CheckOutput(path, output.ifExists) ||
+       (!names.path.empty() && !CheckOutput(names.path, names.ifExists))) {
       return kExitFailed;
    }
    std::string problem;
    if (!Capture(root, &tree, &problem)) {
       Warning("hostmem-snapshot: %s\n", problem.c_str());
+      return kExitFailed;
+   }
+   if (anonymity.isWanted) {
+      Anonymize(&tree, &pseudonyms);
+   }
+   if (!names.path.empty() && !WriteText(pseudonyms.AsJson(), names.path, names.ifExists)) {
       return kExitFailed;
    }
    if (!WriteSnapshot(&tree, root.empty() ? "/" : root, path, output.ifExists)) {

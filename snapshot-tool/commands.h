@@ -17,9 +17,16 @@ struct Output {
    nevra::IfExists ifExists = nevra::IfExists::Keep;
 };
 
+// Whether names become pseudonyms, and where the table that leads back from them goes; nowhere without a
+// path.
+struct Anonymity {
+   bool isWanted = false;
+   Output names;
+};
+
 // Takes a snapshot of this host, as hostmem would report on it, or of the recorded tree in the folder `root`.
 // An output without a path is named after the host and the time.
-int CaptureCommand(const std::string &root, const Output &output);
+int CaptureCommand(const std::string &root, const Output &output, const Anonymity &anonymity);
 
 // Prints a report of a snapshot: hostmem with these arguments. Says on standard error which host and which
 // moment it shows.
@@ -32,7 +39,7 @@ int InfoCommand(const std::string &path);
 int VerifyCommand(const std::string &path);
 
 // Writes a snapshot's readable form to standard output.
-int ExportCommand(const std::string &path);
+int ExportCommand(const std::string &path, const Anonymity &anonymity = {});
 
 // Makes a snapshot of its readable form; "-" is standard input.
 int ImportCommand(const std::string &path, const Output &output);

@@ -1,4 +1,5 @@
 // export and import.
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -6,6 +7,7 @@
 #include <sys/stat.h>
 
 #include "nevra/snapshot/snapshot_writer.h"
+#include "snapshot-tool/anonymize.h"
 #include "snapshot-tool/commands.h"
 #include "snapshot-tool/json_export.h"
 #include "snapshot-tool/json_import.h"
@@ -38,16 +40,43 @@ bool Import(FILE *input, const std::string &name, nevra::SnapshotTree *tree)
    return true;
 }
 
+// Takes the place of the file with one that has no names, in memory.
+bool AnonymizeFile(nevra::SnapshotFile *file, Pseudonyms *pseudonyms, std::string *problem)
+{
+   nevra::SnapshotTree tree = TreeOf(*file);
+   tree.host = pseudonyms->Of(tree.host);
+   Anonymize(&tree, pseudonyms);
+   nevra::SnapshotImage image;
+   return MakeSnapshotImage(&tree, &image, problem) &&
+          OpenSnapshotBytes(BytesOfImage(image), file, problem) == NEVRA_OK;
+}
+
 } // namespace
 
-int ExportCommand(const std::string &path)
+int ExportCommand(const std::string &path, const Anonymity &anonymity)
 {
+   const Output &names = anonymity.names;
+   if (!names.path.empty() && !CheckOutput(names.path, names.ifExists)) {
+      return kExitFailed;
+   }
    nevra::SnapshotFile file;
    if (!OpenForCommand(path, true, &file)) {
       return kExitFailed;
    }
-   Progress progress("exporting");
    std::string problem;
+   // What this build defines otherwise is refused below.
+   if (anonymity.isWanted &&
+       std::ranges::all_of(file.nodes, [](const auto &node) { return node.fit.everything; })) {
+      Pseudonyms pseudonyms;
+      if (!AnonymizeFile(&file, &pseudonyms, &problem)) {
+         Complain(path, problem);
+         return kExitFailed;
+      }
+      if (!names.path.empty() && !WriteText(pseudonyms.AsJson(), names.path, names.ifExists)) {
+         return kExitFailed;
+      }
+   }
+   Progress progress("exporting");
    if (!ExportSnapshot(file, stdout, &progress, &problem)) {
       Complain(path, problem);
       return kExitFailed;

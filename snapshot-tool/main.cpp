@@ -16,6 +16,8 @@ struct Arguments {
    std::string file;
    std::string other;
    Output output;
+   Anonymity anonymity;
+   bool force = false;
    std::string root;
 };
 
@@ -32,14 +34,24 @@ int RefuseCommandLine(const std::string &problem)
    return kExitTrouble;
 }
 
-CLI::Option *AddOutputOptions(CLI::App *subcommand, const char *help, Output *output)
+std::string RefuseEmptyName(const std::string &path)
 {
-   const CLI::Validator isNamed(
-      [](const std::string &path) { return path.empty() ? "the name is empty" : ""; }, "");
-   subcommand->add_flag_callback(
-      "-f,--force", [=] { output->ifExists = nevra::IfExists::Replace; },
-      "Replace a file that is there already");
-   return subcommand->add_option("-o,--output", output->path, help)->check(isNamed);
+   return path.empty() ? "the name is empty" : "";
+}
+
+CLI::Option *AddOutputOption(CLI::App *subcommand, const char *help, Output *output)
+{
+   return subcommand->add_option("-o,--output", output->path, help)
+      ->check(CLI::Validator(RefuseEmptyName, ""));
+}
+
+void AddAnonymityOptions(CLI::App *subcommand, Anonymity *anonymity)
+{
+   CLI::Option *anonymize =
+      subcommand->add_flag("--anonymize", anonymity->isWanted, "Replace names by pseudonyms; figures stay");
+   subcommand->add_option("--names", anonymity->names.path, "File to write the names to, by pseudonym")
+      ->check(CLI::Validator(RefuseEmptyName, ""))
+      ->needs(anonymize);
 }
 
 int Run(int argc, char **argv)
@@ -51,8 +63,9 @@ int Run(int argc, char **argv)
    Arguments arguments;
 
    CLI::App *capture = app.add_subcommand("capture", "Take a snapshot of this host");
-   AddOutputOptions(capture, "File to write (default: HOST-TIME.snapshot in this folder)", &arguments.output);
+   AddOutputOption(capture, "File to write (default: HOST-TIME.snapshot in this folder)", &arguments.output);
    capture->add_option("--root", arguments.root, "Folder of a recorded tree, with its proc and sys");
+   AddAnonymityOptions(capture, &arguments.anonymity);
    CLI::App *report = app.add_subcommand("report", "Print a report of a snapshot, as hostmem -c FILE does");
    report->add_option("FILE", arguments.file)->required();
    report->prefix_command();
@@ -63,12 +76,17 @@ int Run(int argc, char **argv)
    verify->add_option("FILE", arguments.file)->required();
    CLI::App *exportJson = app.add_subcommand("export", "Write a snapshot to standard output as JSON");
    exportJson->add_option("FILE", arguments.file)->required();
+   AddAnonymityOptions(exportJson, &arguments.anonymity);
    CLI::App *importJson = app.add_subcommand("import", "Make a snapshot of JSON");
    importJson->add_option("JSON", arguments.file, "File to read, - for standard input")->required();
-   AddOutputOptions(importJson, "File to write", &arguments.output)->required();
+   AddOutputOption(importJson, "File to write", &arguments.output)->required();
    CLI::App *diff = app.add_subcommand("diff", "Show where two snapshots differ");
    diff->add_option("A", arguments.file)->required();
    diff->add_option("B", arguments.other)->required();
+
+   for (CLI::App *subcommand : {capture, exportJson, importJson}) {
+      subcommand->add_flag("-f,--force", arguments.force, "Replace files that are there already");
+   }
 
    if (argc > 1 && argv[1][0] != '-' && !HasSubcommand(app, argv[1])) {
       return RefuseCommandLine(std::string("unknown subcommand ") + argv[1]);
@@ -82,8 +100,12 @@ int Run(int argc, char **argv)
       }
       return RefuseCommandLine(error.what());
    }
+   if (arguments.force) {
+      arguments.output.ifExists = nevra::IfExists::Replace;
+      arguments.anonymity.names.ifExists = nevra::IfExists::Replace;
+   }
    if (*capture) {
-      return CaptureCommand(arguments.root, arguments.output);
+      return CaptureCommand(arguments.root, arguments.output, arguments.anonymity);
    }
    if (*report) {
       return ReportCommand(arguments.file, report->remaining());
@@ -95,7 +117,7 @@ int Run(int argc, char **argv)
       return VerifyCommand(arguments.file);
    }
    if (*exportJson) {
-      return ExportCommand(arguments.file);
+      return ExportCommand(arguments.file, arguments.anonymity);
    }
    if (*importJson) {
       return ImportCommand(arguments.file, arguments.output);

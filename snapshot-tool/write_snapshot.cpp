@@ -33,6 +33,17 @@ bool WriteSnapshot(nevra::SnapshotTree *tree, const std::string &origin, const s
    return true;
 }
 
+bool WriteText(const std::string &text, const std::string &output, nevra::IfExists ifExists)
+{
+   const std::span<const uint8_t> parts[] = {{reinterpret_cast<const uint8_t *>(text.data()), text.size()}};
+   std::string problem;
+   if (!nevra::ReplaceFile(output.c_str(), parts, ifExists, &problem)) {
+      Complain(output, problem);
+      return false;
+   }
+   return true;
+}
+
 bool CheckOutput(const std::string &output, nevra::IfExists ifExists)
 {
    std::string problem;

@@ -12,6 +12,9 @@
 bool WriteSnapshot(nevra::SnapshotTree *tree, const std::string &origin, const std::string &output,
                    nevra::IfExists ifExists);
 
+// Writes a text to a file in the same way.
+bool WriteText(const std::string &text, const std::string &output, nevra::IfExists ifExists);
+
 // Complains when no file can be written there: before the work, not after it.
 bool CheckOutput(const std::string &output, nevra::IfExists ifExists);
 

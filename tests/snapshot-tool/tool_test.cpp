@@ -482,6 +482,42 @@ TEST_F(SnapshotTool, CaptureOfAMissingTreeIsAFailure)
    EXPECT_THAT(Names(), testing::IsEmpty());
 }
 
+// ---- names
+
+TEST_F(SnapshotTool, ExportWithoutNamesKeepsThemAtHome)
+{
+   ASSERT_EQ(Run("export " SAMPLES "/small-host.snapshot --anonymize --names names.json > a.json").output,
+             "");
+   EXPECT_THAT(Read("a.json"), testing::Not(testing::ContainsRegex("birch|rowan|aspen")));
+   EXPECT_THAT(Read("names.json"), testing::ContainsRegex("birch"));
+   EXPECT_EQ(fs::status(Path("names.json")).permissions(), fs::perms(0600));
+   // A report of it has the figures of the host.
+   ASSERT_EQ(Run("import a.json -o a").output, "");
+   const std::string figures = " -r group-stats -q -s gid:nChild:min:max:memSize:consumed:flags";
+   EXPECT_EQ(RunCommand(HOSTMEM " -c " + Path("a") + figures).output,
+             RunCommand(HOSTMEM " -c " SAMPLES "/small-host.snapshot" + figures).output);
+   Outcome outcome = Run("export a --anonymize --names names.json");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.output, "hostmem-snapshot: names.json: already exists; --force replaces it\n");
+   EXPECT_EQ(Run("export a --anonymize --names names.json --force > b.json").output, "");
+   EXPECT_EQ(Run("export a --names other.json").status, 2);
+}
+
+TEST_F(SnapshotTool, CaptureWithoutNamesHidesTheHostToo)
+{
+   fs::create_directories(folder / "root/proc/sys/kernel");
+   Write("root/proc/sys/kernel/hostname", "secret\n");
+   const Outcome outcome = RunCommand("cd " + folder.string() +
+                                      " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL
+                                      " capture --root root --anonymize --names names 2> /dev/null");
+   EXPECT_EQ(outcome.output, "n1-20231114T221320Z.snapshot\n");
+   EXPECT_EQ(Read("n1-20231114T221320Z.snapshot").find("secret"), std::string::npos);
+   EXPECT_THAT(Run("info n1-20231114T221320Z.snapshot").output,
+               testing::HasSubstr("names                  anonymized\n"));
+   EXPECT_THAT(Read("names"), testing::HasSubstr("\"n1\": \"secret\""));
+   EXPECT_EQ(fs::status(Path("names")).permissions(), fs::perms(0600));
+}
+
 // ---- report
 
 TEST_F(SnapshotTool, ReportIsThatOfHostmemAndSaysWhichMomentItShows)
