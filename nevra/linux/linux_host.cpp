@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <initializer_list>
+#include <iterator>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -166,6 +167,26 @@ const std::vector<SlabCache> &LinuxHost::SlabCaches()
 {
    return slabCaches.Get(
       [this] { return ParseSlabInfo(files.ReadAll(Proc(), "slabinfo", Missing::SlabInfo).value_or("")); });
+}
+
+std::vector<const SlabCache *> LinuxHost::SlabCachesNamed(std::string_view name)
+{
+   const auto &byName = slabCachesByName.Get([this] {
+      std::unordered_multimap<std::string_view, const SlabCache *> index;
+      for (const SlabCache &cache : SlabCaches()) {
+         index.emplace(cache.name, &cache);
+      }
+      return index;
+   });
+   std::vector<const SlabCache *> caches;
+   const auto [first, last] = byName.equal_range(name);
+   std::transform(first, last, std::back_inserter(caches), [](const auto &entry) { return entry.second; });
+   return caches;
+}
+
+const PmemVolumes &LinuxHost::Volumes()
+{
+   return volumes.Get([this] { return ReadPmemVolumes(Root(), files); });
 }
 
 const ZswapSettings *LinuxHost::Zswap()

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "nevra/linux/cgroup_memory.h"
@@ -13,6 +15,7 @@
 #include "nevra/linux/host_memory.h"
 #include "nevra/linux/kernel_file.h"
 #include "nevra/linux/once.h"
+#include "nevra/linux/pmem_volumes.h"
 #include "nevra/linux/process.h"
 #include "nevra/linux/process_memory.h"
 #include "nevra/linux/process_table.h"
@@ -93,6 +96,11 @@ class LinuxHost {
    // Empty where /proc/slabinfo may not be read.
    const std::vector<SlabCache> &SlabCaches();
 
+   // Those of one name.
+   std::vector<const SlabCache *> SlabCachesNamed(std::string_view name);
+
+   const PmemVolumes &Volumes();
+
    // Null where swapped memory is not compressed.
    const ZswapSettings *Zswap();
 
@@ -126,6 +134,8 @@ class LinuxHost {
    Once<VmStat> vmStatistics;
    Once<ZoneSummary> zones;
    Once<std::vector<SlabCache>> slabCaches;
+   Once<std::unordered_multimap<std::string_view, const SlabCache *>> slabCachesByName;
+   Once<PmemVolumes> volumes;
    Once<std::optional<ZswapSettings>> zswap;
    Once<HostMergedPages> mergedPages;
    std::vector<Once<MergedMemory>> mergedOfProcess; // by position in the process table

@@ -1,6 +1,7 @@
 #include "nevra/linux/slab_heaps.h"
 
 #include <set>
+#include <vector>
 
 #include "nevra/linux/kernel_text.h"
 #include "nevra/shown_text.h"
@@ -30,12 +31,9 @@ NevraStatus ReadHeap(LinuxHost &host, std::string_view name, HeapStatsRecord &re
    uint64_t avail = 0;
    uint64_t slabs = 0;
    uint64_t size = 0;
-   bool isFound = false;
-   for (const SlabCache &cache : host.SlabCaches()) {
-      if (cache.name != name) {
-         continue;
-      }
-      isFound = true;
+   const std::vector<const SlabCache *> caches = host.SlabCachesNamed(name);
+   for (const SlabCache *entry : caches) {
+      const SlabCache &cache = *entry;
       const uint64_t unused = SubtractClamped(cache.objects, cache.activeObjects);
       const uint64_t slabBytes = MultiplyClamped(cache.pagesPerSlab, PageKB() * 1024);
       objects = AddClamped(objects, cache.objects);
@@ -44,7 +42,7 @@ NevraStatus ReadHeap(LinuxHost &host, std::string_view name, HeapStatsRecord &re
       slabs = AddClamped(slabs, cache.slabs);
       size = AddClamped(size, MultiplyClamped(cache.slabs, slabBytes));
    }
-   if (!isFound) {
+   if (caches.empty()) {
       return NEVRA_NOT_FOUND;
    }
    StoreShownText(record.name, sizeof record.name, name);

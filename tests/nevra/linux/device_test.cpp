@@ -429,4 +429,17 @@ TEST(LinuxHardware, OnlyRegistersAreWritten)
              NEVRA_NOT_SUPPORTED);
 }
 
+TEST(LinuxPersistentMemory, VolumesAreReadOnceForAllTheirNodes)
+{
+   RecordedTree tree;
+   tree.File("sys/bus/nd/devices/namespace0.0/size", "4194304\n");
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes), testing::ElementsAre("namespace0.0"));
+   tree.File("sys/bus/nd/devices/namespace0.0/size", "0\n");
+   EXPECT_EQ(
+      source.Read<PMemRegionStoreRecord>(NodeId::memory_pmem_volumes_regionStore_info, {"namespace0.0"})
+         .total2MBlocks,
+      2u);
+}
+
 } // namespace
