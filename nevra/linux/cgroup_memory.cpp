@@ -137,8 +137,10 @@ void ParseEvents(std::string_view text, CgroupEvents &events)
    constexpr uint64_t kNotCounted = CgroupEvents::kNotCounted;
    uint64_t zswap = 0;
    uint64_t zswapped = 0;
+   uint64_t anonThp = 0;
    uint64_t demotions[] = {kNotCounted, kNotCounted, kNotCounted, kNotCounted};
    const KeyedFigure figures[] = {
+      {"anon_thp", &anonThp},
       {"zswap", &zswap},
       {"zswapped", &zswapped},
       {"pswpin", &events.swapInPages},
@@ -156,6 +158,7 @@ void ParseEvents(std::string_view text, CgroupEvents &events)
       {"numa_hint_faults", &events.numaHintFaults},
    };
    ReadKeyedFigures(text, figures);
+   events.anonThpKB = anonThp / 1024;
    events.zswapKB = zswap / 1024;
    events.zswappedKB = zswapped / 1024;
    for (const uint64_t pages : demotions) {

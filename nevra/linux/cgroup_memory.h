@@ -36,6 +36,7 @@ struct CgroupEvents {
    // memory.stat; 0 where the kernel does not count.
    uint64_t zswapKB = 0;    // zswap: compressed
    uint64_t zswappedKB = 0; // zswapped: what that was before
+   uint64_t anonThpKB = 0;  // anon_thp
    uint64_t zswapInPages = 0;
    uint64_t zswapOutPages = 0;
    uint64_t swapInPages = 0; // pswpin

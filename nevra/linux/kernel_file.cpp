@@ -172,7 +172,9 @@ FileDescriptor KernelFileReader::Open(int directory, const char *path, int flags
 
 void KernelFileReader::NoteFailure(int error, Missing what)
 {
-   if (what != Missing::Nothing && !IsAbsence(error)) {
+   if (error == ETIMEDOUT) {
+      notRead.Note(what, "a process hangs");
+   } else if (!IsAbsence(error)) {
       notRead.Note(what, std::generic_category().message(error));
    }
 }
@@ -323,20 +325,16 @@ std::optional<std::string_view> KernelFileReader::Read(int directory, const char
    return std::string_view(buffer.get(), length);
 }
 
-bool KernelFileReader::ReadInParts(int directory, const char *path, const Take &take, Missing what)
+bool KernelFileReader::TakeParts(const Next &next, const char *path, const Take &take, Missing what)
 {
-   const FileDescriptor file = OpenFile(directory, path, what);
-   if (!file.IsOpen()) {
-      return false;
-   }
    ASAN_UNPOISON_MEMORY_REGION(buffer.get(), capacity);
    size_t length = 0;
    for (;;) {
       if (!MakeRoom(length)) {
-         notRead.Note(what, "too long"); // what nobody takes any of
+         notRead.Note(what, "too long"); // and nobody takes any of it
          return true;
       }
-      const ssize_t got = read(file.Get(), buffer.get() + length, capacity - length);
+      const ssize_t got = next(buffer.get() + length, capacity - length);
       if (got < 0 && errno == EINTR) {
          continue;
       }
@@ -352,6 +350,37 @@ bool KernelFileReader::ReadInParts(int directory, const char *path, const Take &
       }
       length = MoveToFront(buffer.get(), length, std::min(taken, length));
    }
+}
+
+bool KernelFileReader::ReadInParts(int directory, const char *path, const Take &take, Missing what)
+{
+   const FileDescriptor file = OpenFile(directory, path, what);
+   return file.IsOpen() &&
+          TakeParts([&file](char *bytes, size_t size) { return read(file.Get(), bytes, size); }, path, take,
+                    what);
+}
+
+bool KernelFileReader::ReadInPartsWithin(int milliseconds, int proc, const char *path, const Take &take,
+                                         Missing what)
+{
+   if (reach == Reach::Tree || !helper.Begin(proc, path)) {
+      return ReadInParts(proc, path, take, what);
+   }
+   const bool isRead = TakeParts(
+      [&](char *bytes, size_t size) { return helper.Next(bytes, size, milliseconds); }, path, take, what);
+   helper.Stop();
+   return isRead;
+}
+
+std::optional<std::string_view> KernelFileReader::ReadAllWithin(int milliseconds, int proc, const char *path,
+                                                                Missing what, size_t limit)
+{
+   std::string_view whole;
+   const auto take = [&](std::string_view text, bool isEnd) -> size_t {
+      whole = text.substr(0, limit);
+      return isEnd || text.size() >= limit ? kEnough : 0;
+   };
+   return ReadInPartsWithin(milliseconds, proc, path, take, what) ? std::optional(whole) : std::nullopt;
 }
 
 } // namespace nevra

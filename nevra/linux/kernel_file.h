@@ -10,6 +10,9 @@
 #include <string_view>
 #include <vector>
 
+#include <sys/types.h>
+
+#include "nevra/linux/helper_reader.h"
 #include "nevra/linux/missing.h"
 
 namespace nevra {
@@ -95,6 +98,12 @@ class KernelFileReader {
    using Take = std::function<size_t(std::string_view text, bool isEnd)>;
    bool ReadInParts(int directory, const char *path, const Take &take, Missing what = Missing::Nothing);
 
+   // The same for files of a process that waits for its memory lock, and may for ever. They are all below one
+   // folder, which is /proc. False, and noted, when the kernel gives nothing for `milliseconds`.
+   bool ReadInPartsWithin(int milliseconds, int proc, const char *path, const Take &take, Missing what);
+   std::optional<std::string_view> ReadAllWithin(int milliseconds, int proc, const char *path, Missing what,
+                                                 size_t limit = kLargestFile);
+
    // What was there and could not be read so far.
    MissingFigures &NotRead() { return notRead; }
    const MissingFigures &NotRead() const { return notRead; }
@@ -104,10 +113,13 @@ class KernelFileReader {
                                         Missing what);
    FileDescriptor OpenFile(int directory, const char *path, Missing what);
    bool MakeRoom(size_t length);
+   using Next = std::function<ssize_t(char *bytes, size_t size)>;
+   bool TakeParts(const Next &next, const char *path, const Take &take, Missing what);
    void NoteFailure(int error, Missing what);
 
    Reach reach;
    MissingFigures notRead;
+   HelperReader helper;
    std::unique_ptr<char[]> buffer;
    size_t capacity = 0;
 };

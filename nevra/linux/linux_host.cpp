@@ -19,9 +19,9 @@ bool ReportedProcess::IsProtected(KernelFileReader &files)
    return isProtected.Get([&] { return IsProtectedFromKilling(process, files); });
 }
 
-const GuestMemory *ReportedProcess::Guest(KernelFileReader &files)
+const GuestMemory *ReportedProcess::Guest(Walk walk, KernelFileReader &files)
 {
-   return OrNull(guest.Get([&] { return ReadGuestMemory(process, command, files); }));
+   return OrNull(guest.Get([&] { return ReadGuestMemory(process, command, walk, files); }));
 }
 
 namespace {
@@ -37,7 +37,8 @@ bool HasAny(KernelFileReader &files, int directory, std::initializer_list<const 
 
 LinuxHost::LinuxHost(const std::string &rootFolder)
     : files(ReachOf(rootFolder)),
-      root(KernelFileReader().Open(AT_FDCWD, rootFolder.c_str(), O_RDONLY | O_DIRECTORY))
+      root(KernelFileReader().Open(AT_FDCWD, rootFolder.c_str(), O_RDONLY | O_DIRECTORY)),
+      walk(ReachOf(rootFolder) == Reach::Host ? WalkAskedFor() : Walk::All) // nobody waits in a recorded tree
 {
    if (!root.IsOpen()) {
       files.NotRead().Note(Missing::Root, std::generic_category().message(errno));

@@ -35,7 +35,7 @@ struct ReportedProcess {
    bool IsProtected(KernelFileReader &files);
 
    // Of a VM; null where its mappings may not be read, or hold no guest.
-   const GuestMemory *Guest(KernelFileReader &files);
+   const GuestMemory *Guest(Walk walk, KernelFileReader &files);
 
  private:
    Once<bool> isProtected;
@@ -104,6 +104,8 @@ class LinuxHost {
    // Null where swapped memory is not compressed.
    const ZswapSettings *Zswap();
 
+   Walk Walks() const { return walk; }
+
    // KB that merging saves on the whole host; 0 where nothing is merged.
    uint64_t MergedKB();
 
@@ -121,6 +123,7 @@ class LinuxHost {
    KernelFileReader files;
    FileDescriptor root;
    FileDescriptor proc;
+   Walk walk;
    Once<CgroupTree> cgroups;
    Once<ProcessTable> processes;
    std::vector<Once<std::optional<CgroupLimits>>> limits; // by cgroup

@@ -35,6 +35,27 @@ const CgroupEvents *EventsOfGroup(LinuxHost &host, const Group &group)
    return own.has_value() ? host.Events(*own) : nullptr;
 }
 
+// Whether the process's page tables may be walked; noted where not.
+bool MayWalk(LinuxHost &host, const Group &group)
+{
+   const ProcessStatus &status = group.process->process.status;
+   if (host.Walks() == Walk::All || IsShortWalk(status, 0)) {
+      return true;
+   }
+   const CgroupEvents *events = EventsOfGroup(host, group);
+   const bool isShort = events != nullptr && IsShortWalk(status, events->anonThpKB);
+   if (!isShort) {
+      host.Files().NotRead().Note(Missing::LongWalks, "not read of processes that it would hold up for long");
+   }
+   return isShort;
+}
+
+// Null where the guest's mappings may not be read, or hold no guest, or would take a long walk.
+const GuestMemory *GuestOf(LinuxHost &host, const Group &group)
+{
+   return MayWalk(host, group) ? group.process->Guest(host.Walks(), host.Files()) : nullptr;
+}
+
 } // namespace
 
 NevraStatus ReadUserWorld(LinuxHost &host, int64_t leader, UwStatsRecord &record)
@@ -46,8 +67,8 @@ NevraStatus ReadUserWorld(LinuxHost &host, int64_t leader, UwStatsRecord &record
    const Process &process = group->process->process;
    const ProcessStatus &status = process.status;
    std::optional<MappedMemory> memory;
-   if (status.vmSize > 0) {
-      memory = ReadMappedMemory(process, host.Files());
+   if (status.vmSize > 0 && MayWalk(host, *group)) {
+      memory = ReadMappedMemory(process, host.Walks(), host.Files());
       if (!memory.has_value() && HasEndedSince(process, host.Files())) {
          return NEVRA_NOT_FOUND;
       }
@@ -99,7 +120,7 @@ NevraStatus ReadVm(LinuxHost &host, int64_t leader, VmmStatsRecord &record)
    }
    const Process &process = group->process->process;
    const VmCommand &command = group->process->command;
-   const GuestMemory *guest = group->process->Guest(host.Files());
+   const GuestMemory *guest = GuestOf(host, *group);
    // The mappings of one that ends meanwhile stop anywhere; the largest so far need not be the guest's.
    if (HasEndedSince(process, host.Files())) {
       return NEVRA_NOT_FOUND;
@@ -166,7 +187,7 @@ NevraStatus ReadVmSwap(LinuxHost &host, int64_t leader, SwapInfoRecord &record)
       return NEVRA_NOT_FOUND;
    }
    const Process &process = group->process->process;
-   const GuestMemory *guest = group->process->Guest(host.Files());
+   const GuestMemory *guest = GuestOf(host, *group);
    if (HasEndedSince(process, host.Files())) {
       return NEVRA_NOT_FOUND;
    }
@@ -203,16 +224,25 @@ NevraStatus ReadVmLargePages(LinuxHost &host, int64_t leader, VmLPageRecord &rec
       return NEVRA_NOT_FOUND;
    }
    const Process &process = group->process->process;
-   const GuestMemory *guest = group->process->Guest(host.Files());
-   if (guest == nullptr || HasEndedSince(process, host.Files())) {
+   const CgroupEvents *events = EventsOfGroup(host, *group);
+   GuestMemory guest;
+   if (const GuestMemory *walked = GuestOf(host, *group)) {
+      guest = *walked;
+   } else if (events != nullptr && !MayWalk(host, *group)) {
+      // Nearly all large pages of a VM are its guest's.
+      guest.mappings.largePages = events->anonThpKB;
+      guest.mappings.hugetlb = process.status.hugetlb;
+   } else {
       return NEVRA_NOT_FOUND;
    }
-   const MappedMemory &memory = guest->mappings;
-   const uint64_t small =
-      AddClamped(memory.largePages, SubtractClamped(memory.hugetlb, guest->gigabytePages));
+   if (HasEndedSince(process, host.Files())) {
+      return NEVRA_NOT_FOUND;
+   }
+   const MappedMemory &memory = guest.mappings;
+   const uint64_t small = AddClamped(memory.largePages, SubtractClamped(memory.hugetlb, guest.gigabytePages));
    record.nrBackings2M = Narrow(small / kLargePageKB);
-   record.nrBackings1G = Narrow(guest->gigabytePages / kGigabytePageKB);
-   if (const CgroupEvents *events = EventsOfGroup(host, *group)) {
+   record.nrBackings1G = Narrow(guest.gigabytePages / kGigabytePageKB);
+   if (events != nullptr) {
       record.nrAllocSuccess = AddClamped(events->thpFaultAllocs, events->thpCollapseAllocs);
    }
    return NEVRA_OK;

@@ -30,6 +30,9 @@ constexpr MissingKind kKinds[] = {
     "touched and cow of some processes read 0, their mapped and swappable are from /proc/PID/status"},
    {Missing::GuestMappings, "/proc/PID/smaps",
     "touched and shared of some VMs read 0, their mapped is that of the whole process"},
+   {Missing::LongWalks, "/proc/PID/smaps",
+    "their touched, shared and cow read 0, their mapped is from /proc/PID/status, lpage-stats may leave them "
+    "out (HOSTMEM_WALK=all reads it)"},
    {Missing::CommandLines, "/proc/PID/cmdline", "some VMs are shown without their name and memory size"},
    {Missing::MergedPages, "/proc/PID/ksm_stat", "sharedSaved of some processes reads 0"},
    {Missing::MemInfo, "/proc/meminfo", "the host's memory is not shown"},

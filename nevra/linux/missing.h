@@ -32,6 +32,7 @@ enum class Missing : uint8_t {
    ProcessMarks,
    ProcessMappings,
    GuestMappings,
+   LongWalks,
    CommandLines,
    MergedPages,
    MemInfo,

@@ -29,6 +29,20 @@ std::string UnescapeName(std::string_view text)
    return name;
 }
 
+// "State:\tD (disk sleep)"
+bool IsBlocked(std::string_view status)
+{
+   constexpr std::string_view kState = "State:";
+   while (!status.empty()) {
+      std::string_view line = TakeLine(status);
+      if (line.starts_with(kState)) {
+         line.remove_prefix(kState.size());
+         return TakeWord(line) == "D";
+      }
+   }
+   return false;
+}
+
 } // namespace
 
 std::optional<ProcessStatus> ParseProcessStatus(std::string_view text, uint32_t pid,
@@ -63,6 +77,7 @@ std::optional<ProcessStatus> ParseProcessStatus(std::string_view text, uint32_t 
       {"Threads", &threads},
    };
    ReadKeyedFigures(text, figures);
+   status.isBlocked = IsBlocked(text);
    const bool hasMemory = vmSize != kUnlimited;
    status.vmSize = hasMemory ? vmSize : 0;
    status.parentPid = Narrow(parent);
@@ -107,6 +122,11 @@ std::optional<Process> ReadProcess(int proc, uint32_t pid, bool hasKernelThreadD
       return std::nullopt;
    }
    return Process{pid, proc, std::move(*status)};
+}
+
+bool MayHang(const Process &process)
+{
+   return process.status.threads > 1 || process.status.isBlocked;
 }
 
 bool HasEndedSince(const Process &process, KernelFileReader &files)

@@ -16,6 +16,7 @@ struct ProcessStatus {
    std::string name; // as the process chose it: any bytes
    uint32_t parentPid = 0;
    uint32_t threads = 0;
+   bool isBlocked = false; // its first thread, in the kernel, where no signal reaches it
    bool isKernelThread = false;
    uint64_t vmPeak = 0;
    uint64_t vmSize = 0;
@@ -60,6 +61,10 @@ bool HasKernelThreadDaemon(int proc, KernelFileReader &files);
 // Nothing when there is no such process, or it is gone, or its status may not be read.
 std::optional<Process> ReadProcess(int proc, uint32_t pid, bool hasKernelThreadDaemon,
                                    KernelFileReader &files);
+
+// Whether a file that waits for the process's memory lock may wait for ever: whoever holds it hangs in the
+// kernel. That is the one thread, or it can be any of several.
+bool MayHang(const Process &process);
 
 // Whether it has lost its memory since it was read, as one that has just ended has, zombie or gone. What was
 // read of it after that is void.

@@ -33,8 +33,20 @@ struct MappedMemory {
    uint64_t Resident() const;
 };
 
-// Nothing when the kernel refuses, or does not have the file, or the process has no memory of its own.
-std::optional<MappedMemory> ReadMappedMemory(const Process &process, KernelFileReader &files);
+// How far page tables are walked. The walk holds the process's memory lock: meanwhile the process cannot map
+// or unmap, and soon cannot fault either, and a guest that does stands still.
+enum class Walk { WhereShort, All };
+
+// HOSTMEM_WALK=all in the environment asks for all walks.
+Walk WalkAskedFor();
+
+// Whether a walk through all of the process's page tables is expected to be short, by their size. Those of
+// its transparent huge pages, `hugeKB`, are set aside for later, and the walk passes them by.
+bool IsShortWalk(const ProcessStatus &status, uint64_t hugeKB);
+
+// Nothing when the kernel refuses, or does not have the file, or the process hangs or has no memory of its
+// own.
+std::optional<MappedMemory> ReadMappedMemory(const Process &process, Walk walk, KernelFileReader &files);
 
 // The mappings that hold a guest's memory, added up.
 struct GuestMemory {
@@ -69,7 +81,7 @@ class GuestMemorySearch {
    MappedMemory largest;
 };
 
-std::optional<GuestMemory> ReadGuestMemory(const Process &process, const VmCommand &command,
+std::optional<GuestMemory> ReadGuestMemory(const Process &process, const VmCommand &command, Walk walk,
                                            KernelFileReader &files);
 
 std::optional<GuestMemory> ParseGuestMemory(std::string_view smaps, const VmCommand &command);

@@ -18,6 +18,7 @@ constexpr std::string_view kEmulatorPrefix = "qemu-system-";
 constexpr std::string_view kVmDescriptor = "anon_inode:kvm-vm";
 // A VM's descriptor is among the first that its process opens; a busy server holds a hundred thousand.
 constexpr size_t kMostDescriptors = 1024;
+constexpr int kPatienceForCommand = 250; // milliseconds
 constexpr size_t kLongestCommand = size_t{1} << 20;
 
 // An emulator may give itself another name ("-name guest=a,process=b"), but not to its program.
@@ -233,8 +234,9 @@ VmCommand ParseVmCommand(std::string_view words)
 
 VmCommand ReadVmCommand(const Process &process, KernelFileReader &files)
 {
-   const std::optional<std::string_view> words = files.ReadAll(
-      process.proc, ProcessPath(process.pid, "cmdline").Text(), Missing::CommandLines, kLongestCommand);
+   const std::optional<std::string_view> words =
+      files.ReadAllWithin(kPatienceForCommand, process.proc, ProcessPath(process.pid, "cmdline").Text(),
+                          Missing::CommandLines, kLongestCommand);
    return words.has_value() ? ParseVmCommand(*words) : VmCommand();
 }
 
