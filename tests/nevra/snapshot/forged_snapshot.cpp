@@ -96,3 +96,20 @@ NodeT *NodeOf(SnapshotT *root, const char *path)
    ADD_FAILURE() << path;
    return nullptr;
 }
+
+void PutLists(NodeT *node, const Lists &lists)
+{
+   node->list_keys.clear();
+   node->list_starts = {0};
+   node->list_values.clear();
+   for (const auto &[key, values] : lists) {
+      node->list_keys.push_back(key);
+      node->list_values.insert(node->list_values.end(), values.begin(), values.end());
+      node->list_starts.push_back(static_cast<uint32_t>(node->list_values.size()));
+   }
+   node->list_count = static_cast<uint32_t>(lists.size());
+   node->value_count = static_cast<uint32_t>(node->list_values.size());
+   node->list_failed_count = 0;
+   node->list_failed_keys.clear();
+   node->list_failed_statuses.clear();
+}

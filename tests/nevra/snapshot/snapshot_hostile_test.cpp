@@ -321,23 +321,9 @@ TEST(SnapshotHostile, FailureWithTheStatusOfSuccessIsRefused)
 
 // ---- small files that would make big work
 
-// Gives the node of groups one list per key.
-void PutGroupLists(SnapshotT *root, const std::vector<std::pair<uint64_t, std::vector<uint64_t>>> &lists)
+void PutGroupLists(SnapshotT *root, const Lists &lists)
 {
-   NodeT *node = NodeOf(root, kGroups);
-   node->list_keys.clear();
-   node->list_starts = {0};
-   node->list_values.clear();
-   for (const auto &[key, values] : lists) {
-      node->list_keys.push_back(key);
-      node->list_values.insert(node->list_values.end(), values.begin(), values.end());
-      node->list_starts.push_back(static_cast<uint32_t>(node->list_values.size()));
-   }
-   node->list_count = static_cast<uint32_t>(lists.size());
-   node->value_count = static_cast<uint32_t>(node->list_values.size());
-   node->list_failed_count = 0;
-   node->list_failed_keys.clear();
-   node->list_failed_statuses.clear();
+   PutLists(NodeOf(root, kGroups), lists);
 }
 
 TEST(SnapshotWork, ListsThatShareTheirValuesAreRefused)
@@ -346,7 +332,7 @@ TEST(SnapshotWork, ListsThatShareTheirValuesAreRefused)
    ExpectRefused(
       [](SnapshotT *root) {
          NodeT *node = NodeOf(root, kGroups);
-         std::vector<std::pair<uint64_t, std::vector<uint64_t>>> lists;
+         Lists lists;
          for (uint64_t group = 0; group < 1000; group++) {
             lists.push_back({group, {group + 1}});
          }
@@ -360,7 +346,7 @@ TEST(SnapshotWork, ListsThatShareTheirValuesAreRefused)
 
 TEST(SnapshotWork, GroupThatIsListedTwiceIsRefused)
 {
-   const std::vector<std::vector<std::pair<uint64_t, std::vector<uint64_t>>>> trees = {
+   const std::vector<Lists> trees = {
       {{0, {3, 3}}, {3, {}}},
       {{0, {3, 4}}, {3, {5}}, {4, {5}}, {5, {}}},
       {{0, {3, 4}}, {3, {}}, {4, {3}}},
