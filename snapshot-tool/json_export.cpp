@@ -198,7 +198,8 @@ void WriteEntries(Export &run, const char *name, const nevra::KeyTable &keys, ne
    }
    run.out.Key(name);
    run.out.StartArray();
-   for (size_t i = 0; i < keys.count; i++) {
+   for (size_t rank = 0; rank < keys.count; rank++) {
+      const size_t i = keys.Ascending(rank);
       run.line.Clear();
       EntryWriter entry(run.line);
       entry.StartObject();

@@ -39,14 +39,15 @@ struct Answers {
    size_t nextGood = 0;
    size_t nextFailed = 0;
 
+   size_t GoodPosition() const { return good.Ascending(nextGood); }
    bool IsAtEnd() const { return nextGood == good.count && nextFailed == failed.count; }
    bool NextHasFailed() const
    {
       return nextGood == good.count ||
              (nextFailed < failed.count &&
-              nevra::CompareKeys(failed[nextFailed], good[nextGood], shape.count) < 0);
+              nevra::CompareKeys(failed[nextFailed], good[GoodPosition()], shape.count) < 0);
    }
-   const uint64_t *Keys() const { return NextHasFailed() ? failed[nextFailed] : good[nextGood]; }
+   const uint64_t *Keys() const { return NextHasFailed() ? failed[nextFailed] : good[GoodPosition()]; }
    uint32_t Status() const { return NextHasFailed() ? statuses[nextFailed] : NEVRA_OK; }
    void Advance() { NextHasFailed() ? nextFailed++ : nextGood++; }
 };
@@ -128,8 +129,8 @@ void CompareFields(Diff &diff, const std::string &name, const RecordLayout &layo
 void CompareRecords(Diff &diff, const Answers &left, const Answers &right)
 {
    const size_t size = left.node->recordSize;
-   const uint8_t *leftRecord = left.node->records.data() + left.nextGood * size;
-   const uint8_t *rightRecord = right.node->records.data() + right.nextGood * size;
+   const uint8_t *leftRecord = left.node->records.data() + left.GoodPosition() * size;
+   const uint8_t *rightRecord = right.node->records.data() + right.GoodPosition() * size;
    if (std::memcmp(leftRecord, rightRecord, size) == 0) {
       return;
    }
@@ -145,8 +146,8 @@ void CompareLists(Diff &diff, const Answers &left, const Answers &right)
 {
    std::span<const uint64_t> leftValues;
    std::span<const uint64_t> rightValues;
-   ListAt(*left.node, left.nextGood, &leftValues);
-   ListAt(*right.node, right.nextGood, &rightValues);
+   ListAt(*left.node, left.GoodPosition(), &leftValues);
+   ListAt(*right.node, right.GoodPosition(), &rightValues);
    const std::string leftText = ListAsJson(*left.file, leftValues, left.node->listsTexts);
    const std::string rightText = ListAsJson(*right.file, rightValues, right.node->listsTexts);
    if (leftText != rightText) {

@@ -95,9 +95,10 @@ bool TextsAreInOrder(const SnapshotFile &file, std::string *problem)
 
 bool AreSorted(const KeyTable &keys)
 {
-   if (keys.width != 1) {
+   if (keys.width != 1 || keys.order != nullptr) {
+      // With all of them in ascending order, none is left out of an order.
       for (size_t i = 1; i < keys.count; i++) {
-         if (CompareKeys(keys[i - 1], keys[i], keys.width) >= 0) {
+         if (CompareKeys(keys[keys.Ascending(i - 1)], keys[keys.Ascending(i)], keys.width) >= 0) {
             return false;
          }
       }
@@ -111,11 +112,17 @@ bool AreSorted(const KeyTable &keys)
    return areSorted;
 }
 
-// No key is in both tables; both are sorted.
+bool IsOrderInside(const KeyTable &keys)
+{
+   return keys.order == nullptr || std::all_of(keys.order, keys.order + keys.count,
+                                               [&](uint32_t position) { return position < keys.count; });
+}
+
+// No key is in both tables; both ascend.
 bool AreApart(const KeyTable &left, const KeyTable &right)
 {
    for (size_t i = 0, j = 0; i < left.count && j < right.count;) {
-      const int order = CompareKeys(left[i], right[j], left.width);
+      const int order = CompareKeys(left[left.Ascending(i)], right[right.Ascending(j)], left.width);
       if (order == 0) {
          return false;
       }
@@ -140,7 +147,7 @@ bool TextKeysExist(const SnapshotFile &file, const KeyTable &keys, SnapshotKeySh
 const char *ProblemOfKeys(const SnapshotFile &file, const KeyTable &good, const KeyTable &failed,
                           SnapshotKeyShape shape)
 {
-   if (!AreSorted(good) || !AreSorted(failed)) {
+   if (!IsOrderInside(good) || !AreSorted(good) || !AreSorted(failed)) {
       return "keys out of order";
    }
    if (!AreApart(good, failed)) {
@@ -273,7 +280,8 @@ bool LengthsHold(const SnapshotNode &node)
 
 bool NodeHolds(const SnapshotNode &node, std::string *problem)
 {
-   if (ChecksumOfVectors(BytesOfVectors(node)) != node.checksum) {
+   const NodeVectorBytes vectors = BytesOfVectors(node);
+   if (ChecksumOfVectors(std::span(vectors).first(node.vectorCount)) != node.checksum) {
       return Fails(problem, std::string(node.path) + ": checksum mismatch");
    }
    return LengthsHold(node) || Fails(problem, std::string(node.path) + ": vector length mismatch");

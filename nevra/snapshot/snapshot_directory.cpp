@@ -157,8 +157,20 @@ bool LocateKeys(Directory &directory, const flatbuffers::Table &table, flatbuffe
    if (!LocateVector(directory, table, field, uint64_t{count} * shape.count, &words)) {
       return false;
    }
-   *keys = {words.data(), shape.count, count};
+   *keys = {words.data(), shape.count, count, nullptr};
    return shape.count > 0 || count <= 1; // without keys there is one instance at most
+}
+
+// The order of keys that do not ascend as they are stored.
+bool LocateOrder(Directory &directory, const flatbuffers::Table &table, flatbuffers::voffset_t field,
+                 KeyTable *keys, std::span<const uint32_t> *order)
+{
+   const bool isThere = directory.file->version > 1 && table.GetOptionalFieldOffset(field) != 0;
+   if (!LocateVector(directory, table, field, isThere ? keys->count : 0, order)) {
+      return false;
+   }
+   keys->order = isThere ? order->data() : nullptr;
+   return true;
 }
 
 bool TakeShape(const snapshot::KeyShape &stored, SnapshotKeyShape *shape)
@@ -187,7 +199,9 @@ bool LocateVectors(Directory &directory, const Node &stored, SnapshotNode *node)
           LocateKeys(directory, table, Node::VT_LIST_FAILED_KEYS, listShape, stored.list_failed_count(),
                      &node->listFailedKeys) &&
           LocateVector(directory, table, Node::VT_LIST_FAILED_STATUSES, stored.list_failed_count(),
-                       &node->listFailedStatuses);
+                       &node->listFailedStatuses) &&
+          LocateOrder(directory, table, Node::VT_KEY_ORDER, &node->keys, &node->keyOrder) &&
+          LocateOrder(directory, table, Node::VT_LIST_ORDER, &node->listKeys, &node->listOrder);
 }
 
 // Work on each vector is linear in its size. That it is linear in the size of the file, too, takes vectors
@@ -234,6 +248,7 @@ bool TakeNode(Directory &directory, const Node &stored, bool hasOurSignature, Sn
    node->checksum = stored.checksum();
    node->recordSize = stored.record_size();
    node->listsTexts = stored.lists_texts();
+   node->vectorCount = directory.file->version == 1 ? kVersion1VectorCount : kNodeVectorCount;
    if (!TakeShape(*stored.record_shape(), &node->recordShape) ||
        !TakeShape(*stored.list_shape(), &node->listShape) || !LocateVectors(directory, stored, node)) {
       return false;
@@ -338,8 +353,8 @@ bool TakeDirectory(SnapshotFile *file, std::string *problem, NevraStatus *status
       return Damaged(directory, "malformed directory");
    }
    file->version = root->format_version();
-   if (file->version != kSnapshotFormatVersion) {
-      *problem = "format version " + std::to_string(file->version) + ", but this build reads version " +
+   if (file->version < 1 || file->version > kSnapshotFormatVersion) {
+      *problem = "format version " + std::to_string(file->version) + ", but this build reads versions 1 to " +
                  std::to_string(kSnapshotFormatVersion);
       *status = NEVRA_VERSION_MISMATCH;
       return false;

@@ -61,6 +61,10 @@ struct SnapshotNode {
    std::span<const uint64_t> listValues;
    KeyTable listFailedKeys;
    std::span<const uint32_t> listFailedStatuses;
+
+   std::span<const uint32_t> keyOrder; // of `keys`, or none
+   std::span<const uint32_t> listOrder;
+   size_t vectorCount; // that the checksum is over
 };
 
 // An open snapshot. Owns its bytes: a map of the file, or a copy.

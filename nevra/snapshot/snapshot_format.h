@@ -7,7 +7,8 @@
 
 namespace nevra {
 
-inline constexpr uint32_t kSnapshotFormatVersion = 1;
+// What is written; version 1 is read, too.
+inline constexpr uint32_t kSnapshotFormatVersion = 2;
 
 // FlatBuffers offsets are 31 bits.
 inline constexpr uint64_t kMaxSnapshotBytes = (uint64_t{1} << 31) - 1024;

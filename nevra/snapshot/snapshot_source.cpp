@@ -16,47 +16,44 @@ namespace {
 
 enum class Trust : uint8_t { Unknown, Holds, Broken };
 
-// What the snapshot has for one node of the definitions.
-struct NodeAnswers {
-   SnapshotNode *node = nullptr; // null: nothing
-   bool hasTexts = false;        // in its records
-   Trust trust = Trust::Unknown;
+// Where a record has a text.
+struct TextField {
+   uint32_t offset;
+   uint32_t size;
 };
 
-// Calls visit(text, size) for the text fields of a record.
-template <typename Visit> void ForEachText(const RecordLayout &layout, uint8_t *record, const Visit &visit)
+void AddTextFields(const RecordLayout &layout, uint32_t start, std::vector<TextField> *fields)
 {
    for (const RecordField &field : layout.fields) {
       for (uint32_t i = 0; i < field.count; i++) {
-         uint8_t *at = record + field.offset + i * field.size;
+         const uint32_t offset = start + field.offset + i * field.size;
          if (field.kind == FieldKind::Structure) {
-            ForEachText(*field.structure, at, visit);
+            AddTextFields(*field.structure, offset, fields);
          } else if (field.kind == FieldKind::Text) {
-            visit(at, field.size);
+            fields->push_back({offset, field.size});
          }
       }
    }
 }
 
-bool HasTexts(const RecordLayout &layout)
+// Makes the texts of a record fit to be shown, and ends them: who made the snapshot chose them.
+void ShowTexts(const std::vector<TextField> &fields, void *record)
 {
-   return std::ranges::any_of(layout.fields, [](const RecordField &field) {
-      return field.kind == FieldKind::Text ||
-             (field.kind == FieldKind::Structure && HasTexts(*field.structure));
-   });
+   for (const TextField &field : fields) {
+      char *text = static_cast<char *>(record) + field.offset;
+      const size_t length = strnlen(text, field.size);
+      if (length == field.size || !IsShownText({text, length})) {
+         StoreShownText(text, field.size, std::string(text, length));
+      }
+   }
 }
 
-// Makes the texts of a record fit to be shown, and ends them: who made the snapshot chose them.
-void ShowTexts(const RecordLayout &layout, void *record)
-{
-   ForEachText(layout, static_cast<uint8_t *>(record), [](uint8_t *at, uint32_t size) {
-      char *field = reinterpret_cast<char *>(at);
-      const std::string_view text(field, strnlen(field, size));
-      if (text.size() == size || !IsShownText(text)) {
-         StoreShownText(field, size, std::string(text));
-      }
-   });
-}
+// What the snapshot has for one node of the definitions.
+struct NodeAnswers {
+   SnapshotNode *node = nullptr;      // null: nothing
+   std::vector<TextField> textFields; // of its records
+   Trust trust = Trust::Unknown;
+};
 
 class SnapshotSource : public Source {
  public:
@@ -142,7 +139,9 @@ NevraStatus SnapshotSource::Enter(const NevraNodeDef &node, bool DefinitionFit::
          return Refuse(problem);
       }
       found.trust = Trust::Holds;
-      found.hasTexts = node.record != nullptr && HasTexts(*node.record);
+      if (node.record != nullptr) {
+         AddTextFields(*node.record, 0, &found.textFields);
+      }
       ShareKeys(&found.node->keys);
       ShareKeys(&found.node->listKeys);
       nodesInUse.push_back(found.node);
@@ -190,8 +189,13 @@ NevraStatus SnapshotSource::TakeKeys(const Nevra_ParamList &keys, SnapshotKeySha
 size_t SnapshotSource::Find(const KeyTable &table, const uint64_t *words)
 {
    const size_t position = FindKey(table, words, lastPosition);
-   if (position != kNoPosition && position != lastPosition) {
-      lastPosition = position;
+   if (position == kNoPosition || position == lastPosition) {
+      return position;
+   }
+   // One after the other, the processor sees for itself what comes next.
+   const bool isNext = position == lastPosition + 1;
+   lastPosition = position;
+   if (!isNext) {
       FetchAhead(table);
    }
    return position;
@@ -243,9 +247,7 @@ NevraStatus SnapshotSource::Get(const NevraNodeDef &node, const Nevra_ParamList 
       return FindFailure(found.failedKeys, found.failedStatuses, words);
    }
    std::memcpy(record, found.records.data() + position * found.recordSize, found.recordSize);
-   if (answers->hasTexts) {
-      ShowTexts(*node.record, record);
-   }
+   ShowTexts(answers->textFields, record);
    return NEVRA_OK;
 }
 

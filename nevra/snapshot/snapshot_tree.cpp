@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "nevra/snapshot/key_order.h"
+#include "nevra/snapshot/row_order.h"
 
 namespace nevra {
 
@@ -68,6 +69,25 @@ void AddListFailure(SnapshotTree *tree, const NevraNodeDef &node, std::span<cons
    content.listFailedStatuses.push_back(status);
 }
 
+void ReorderLists(NodeTree *node, const RowOrder &order)
+{
+   if (order.empty()) {
+      return;
+   }
+   std::vector<uint32_t> starts;
+   std::vector<uint64_t> values;
+   starts.reserve(node->listStarts.size());
+   values.reserve(node->listValues.size());
+   for (const uint32_t list : order) {
+      starts.push_back(static_cast<uint32_t>(values.size()));
+      values.insert(values.end(), node->listValues.begin() + node->listStarts[list],
+                    node->listValues.begin() + node->listStarts[list + 1]);
+   }
+   starts.push_back(static_cast<uint32_t>(values.size()));
+   node->listStarts = std::move(starts);
+   node->listValues = std::move(values);
+}
+
 uint64_t EstimateSnapshotBytes(const SnapshotTree &tree)
 {
    constexpr uint64_t kPerVector = 16;  // length and alignment
@@ -79,6 +99,8 @@ uint64_t EstimateSnapshotBytes(const SnapshotTree &tree)
       for (const std::span<const uint8_t> vector : BytesOfVectors(node)) {
          bytes += kPerVector + vector.size();
       }
+      // The orders, of keys of one word.
+      bytes += (node.keys.size() + node.listKeys.size()) * sizeof(uint32_t);
    }
    return bytes + tree.textBytes + tree.texts.size() * (sizeof(uint32_t) + 1);
 }
@@ -92,7 +114,7 @@ size_t RowCount(const std::vector<uint64_t> &keys, size_t width, size_t answers)
 }
 
 // The order that sorts the rows; empty when they are sorted already.
-std::vector<uint32_t> SortingOrder(const KeyTable &keys)
+RowOrder SortingOrder(const KeyTable &keys)
 {
    const auto inOrder = [&](size_t left, size_t right) {
       return CompareKeys(keys[left], keys[right], keys.width) < 0;
@@ -101,52 +123,13 @@ std::vector<uint32_t> SortingOrder(const KeyTable &keys)
    while (sorted < keys.count && inOrder(sorted - 1, sorted)) {
       sorted++;
    }
-   std::vector<uint32_t> order;
+   RowOrder order;
    if (sorted < keys.count) {
       order.resize(keys.count);
       std::iota(order.begin(), order.end(), 0);
       std::stable_sort(order.begin(), order.end(), inOrder);
    }
    return order;
-}
-
-// Brings rows of `width` elements each into an order.
-template <typename Element>
-void Reorder(std::vector<Element> *rows, size_t width, const std::vector<uint32_t> &order)
-{
-   if (order.empty()) {
-      return;
-   }
-   std::vector<Element> ordered;
-   ordered.reserve(rows->size());
-   for (const uint32_t row : order) {
-      const auto start = rows->begin() + static_cast<ptrdiff_t>(row * width);
-      ordered.insert(ordered.end(), start, start + static_cast<ptrdiff_t>(width));
-   }
-   *rows = std::move(ordered);
-}
-
-// Sorts the lists by their keys, and closes the starts with the end of the last.
-void ReorderLists(NodeTree *node, const std::vector<uint32_t> &order)
-{
-   if (node->listStarts.empty()) {
-      return;
-   }
-   node->listStarts.push_back(static_cast<uint32_t>(node->listValues.size()));
-   if (order.empty()) {
-      return;
-   }
-   std::vector<uint32_t> starts;
-   std::vector<uint64_t> values;
-   values.reserve(node->listValues.size());
-   for (const uint32_t list : order) {
-      starts.push_back(static_cast<uint32_t>(values.size()));
-      values.insert(values.end(), node->listValues.begin() + node->listStarts[list],
-                    node->listValues.begin() + node->listStarts[list + 1]);
-   }
-   starts.push_back(static_cast<uint32_t>(values.size()));
-   node->listStarts = std::move(starts);
-   node->listValues = std::move(values);
 }
 
 std::string NameInstance(const SnapshotTree &tree, std::span<const KeyDomain> domains, const uint64_t *keys)
@@ -202,7 +185,7 @@ bool SortRecords(const SnapshotTree &tree, const NevraNodeDef &node, NodeTree *c
    const size_t stride = node.record != nullptr ? node.record->size : 1;
    const size_t count = RowCount(content->keys, width, content->records.size() / stride);
    const size_t failures = content->failedStatuses.size();
-   std::vector<uint32_t> order = SortingOrder({content->keys.data(), width, count});
+   RowOrder order = SortingOrder({content->keys.data(), width, count});
    Reorder(&content->keys, width, order);
    Reorder(&content->records, stride, order);
    order = SortingOrder({content->failedKeys.data(), width, failures});
@@ -217,8 +200,11 @@ bool SortLists(const SnapshotTree &tree, const NevraNodeDef &node, NodeTree *con
    const size_t width = node.listKeys.size();
    const size_t count = content->listStarts.size();
    const size_t failures = content->listFailedStatuses.size();
-   std::vector<uint32_t> order = SortingOrder({content->listKeys.data(), width, count});
+   RowOrder order = SortingOrder({content->listKeys.data(), width, count});
    Reorder(&content->listKeys, width, order);
+   if (count > 0) {
+      content->listStarts.push_back(static_cast<uint32_t>(content->listValues.size()));
+   }
    ReorderLists(content, order);
    order = SortingOrder({content->listFailedKeys.data(), width, failures});
    Reorder(&content->listFailedKeys, width, order);

@@ -24,11 +24,16 @@ namespace nevra {
    VECTOR(listStarts, list_starts, LIST_STARTS, uint32_t)                                                    \
    VECTOR(listValues, list_values, LIST_VALUES, uint64_t)                                                    \
    VECTOR(listFailedKeys, list_failed_keys, LIST_FAILED_KEYS, uint64_t)                                      \
-   VECTOR(listFailedStatuses, list_failed_statuses, LIST_FAILED_STATUSES, uint32_t)
+   VECTOR(listFailedStatuses, list_failed_statuses, LIST_FAILED_STATUSES, uint32_t)                          \
+   VECTOR(keyOrder, key_order, KEY_ORDER, uint32_t)                                                          \
+   VECTOR(listOrder, list_order, LIST_ORDER, uint32_t)
 
 #define NEVRA_COUNT_VECTOR(member, field, FIELD, Element) +1 // NOLINT(bugprone-macro-parentheses): a summand
 inline constexpr size_t kNodeVectorCount = 0 NEVRA_SNAPSHOT_VECTORS(NEVRA_COUNT_VECTOR);
 #undef NEVRA_COUNT_VECTOR
+
+// Of format version 1, which had no orders.
+inline constexpr size_t kVersion1VectorCount = kNodeVectorCount - 2;
 
 template <typename Element> std::span<const uint8_t> VectorBytes(const std::vector<Element> &vector)
 {

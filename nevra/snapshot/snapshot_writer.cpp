@@ -7,6 +7,7 @@
 #include "nevra/snapshot/snapshot_checksum.h"
 #include "nevra/snapshot/snapshot_directory.h"
 #include "nevra/snapshot/snapshot_file.h"
+#include "nevra/snapshot/walk_order.h"
 #include "snapshot_generated.h"
 
 namespace nevra {
@@ -175,6 +176,7 @@ bool MakeSnapshotImage(SnapshotTree *tree, SnapshotImage *image, std::string *pr
    if (!SortSnapshotTree(tree, problem)) {
       return false;
    }
+   StoreInWalkOrder(tree);
    FlatBufferBuilder builder(static_cast<size_t>(estimate));
    const size_t directorySize = BuildBody(&builder, tree);
    const auto body = std::make_shared<flatbuffers::DetachedBuffer>(builder.Release());

@@ -69,6 +69,23 @@ TEST_F(ForeignReader, PrintsTheGroupsInPython)
                          "   3 shell\n");
 }
 
+TEST_F(ForeignReader, PrintsTheGroupsOfFormatVersion1InPython)
+{
+   if (RunCommand("/usr/bin/python3 -c 'import flatbuffers'").exitStatus != 0) {
+      GTEST_SKIP() << "python3-flatbuffers is not installed";
+   }
+   std::filesystem::copy_file(SOURCE_FOLDER "/tests/nevra/snapshot/version1.snapshot",
+                              folder / "host.snapshot", std::filesystem::copy_options::overwrite_existing);
+   const CommandResult classes = RunDocumented("flatc --python");
+   ASSERT_EQ(classes.exitStatus, 0) << classes.output;
+   const CommandResult run = RunDocumented("PYTHONPATH=");
+   EXPECT_EQ(run.exitStatus, 0);
+   EXPECT_EQ(run.output, "elm, kernel build 17\n"
+                         "0 host\n"
+                         "   7 seven\n"
+                         "   3 three\n");
+}
+
 TEST_F(ForeignReader, TurnsASnapshotIntoJsonByItsSchemaAlone)
 {
    const CommandResult made = RunDocumented("flatc --json");

@@ -255,9 +255,9 @@ TEST_F(SnapshotTool, InfoShowsHeaderAndNodes)
    EXPECT_EQ(outcome.status, 0);
    for (const char *line :
         {"host                   elm\n", "captured               2023-11-14T22:13:20Z\n",
-         "kernel build           build 17\n", "format version         1\n",
+         "kernel build           build 17\n", "format version         2\n",
          "   records   failures      lists   listFail        bytes  node\n",
-         "         4          1          0          0          300  sched/groups/groupName\n",
+         "         4          1          0          0          316  sched/groups/groupName\n",
          "         0          0          2          1           56  sched/groups/members/groups\n"}) {
       EXPECT_THAT(outcome.output, testing::HasSubstr(line));
    }

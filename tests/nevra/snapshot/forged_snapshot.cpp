@@ -29,10 +29,12 @@ Offset<flatbuffers::Vector<Element>> AddVector(FlatBufferBuilder *builder, const
    return vector.empty() ? 0 : builder->CreateVector(vector.data(), vector.size());
 }
 
-Vectors AddVectors(FlatBufferBuilder *builder, NodeT *node)
+Vectors AddVectors(FlatBufferBuilder *builder, NodeT *node, uint32_t version)
 {
 #define VECTOR_BYTES(member, field, FIELD, Element) nevra::VectorBytes(node->field),
-   node->checksum = nevra::ChecksumOfVectors(nevra::NodeVectorBytes{NEVRA_SNAPSHOT_VECTORS(VECTOR_BYTES)});
+   const nevra::NodeVectorBytes bytes = {NEVRA_SNAPSHOT_VECTORS(VECTOR_BYTES)};
+   node->checksum = nevra::ChecksumOfVectors(
+      std::span(bytes).first(version == 1 ? nevra::kVersion1VectorCount : bytes.size()));
    Vectors vectors;
 #define ADD_VECTOR(member, field, FIELD, Element) vectors.field = AddVector(builder, node->field);
    NEVRA_SNAPSHOT_VECTORS(ADD_VECTOR)
@@ -47,7 +49,7 @@ Offset<nevra::snapshot::Node> AddNode(FlatBufferBuilder *builder, const NodeT &n
       node.record_count, node.failed_count, node.list_shape.get(), node.lists_texts, node.list_count,
       node.value_count, node.list_failed_count, vectors.keys, vectors.records, vectors.failed_keys,
       vectors.failed_statuses, vectors.list_keys, vectors.list_starts, vectors.list_values,
-      vectors.list_failed_keys, vectors.list_failed_statuses);
+      vectors.list_failed_keys, vectors.list_failed_statuses, vectors.key_order, vectors.list_order);
 }
 
 } // namespace
@@ -60,7 +62,7 @@ std::vector<uint8_t> Forge(const std::function<void(SnapshotT *)> &change)
    FlatBufferBuilder builder;
    std::vector<Vectors> vectors;
    for (const auto &node : root->nodes) {
-      vectors.push_back(AddVectors(&builder, node.get()));
+      vectors.push_back(AddVectors(&builder, node.get(), root->format_version));
    }
    const std::array texts = {nevra::VectorBytes(root->text_offsets), nevra::VectorBytes(root->text_bytes)};
    root->text_checksum = nevra::ChecksumOfVectors(texts);

@@ -181,11 +181,14 @@ TEST(SnapshotHostile, InvalidHeaderIsFoundAtOpening)
 
 TEST(SnapshotHostile, OtherFormatVersionIsAVersionMismatch)
 {
-   nevra::SnapshotFile file;
-   std::string problem;
-   EXPECT_EQ(OpenSnapshotBytes(Forge([](SnapshotT *root) { root->format_version = 2; }), &file, &problem),
-             NEVRA_VERSION_MISMATCH);
-   EXPECT_EQ(problem, "format version 2, but this build reads version 1");
+   for (const uint32_t version : {0U, 3U}) {
+      nevra::SnapshotFile file;
+      std::string problem;
+      const auto bytes = Forge([&](SnapshotT *root) { root->format_version = version; });
+      EXPECT_EQ(OpenSnapshotBytes(bytes, &file, &problem), NEVRA_VERSION_MISMATCH);
+      EXPECT_EQ(problem,
+                "format version " + std::to_string(version) + ", but this build reads versions 1 to 2");
+   }
 }
 
 TEST(SnapshotHostile, ListStartsOutOfOrderAreRefused)
@@ -248,7 +251,7 @@ TEST(SnapshotHostile, NamesAreReadWithoutWhatSteersATerminal)
       NodeT *node = NodeOf(root, kName);
       const std::string name = "a\x1b[2Jb\xff"
                                "c\xc2\x9bm";
-      std::ranges::copy(name, node->records.begin() + node->record_size); // of group 0
+      std::ranges::copy(name, node->records.begin()); // of group 0
    });
    const std::string record = AskRecord(*OpenBytes(bytes), NodeId::sched_groups_groupName, {0});
    EXPECT_STREQ(record.c_str(), "0: a?[2Jb?c??m");
@@ -301,6 +304,30 @@ TEST(SnapshotHostile, KeysOutOfOrderAreRefused)
    ExpectRefused(
       [](SnapshotT *root) { std::swap(NodeOf(root, kPools)->keys[1], NodeOf(root, kPools)->keys[3]); },
       "damaged: memory/lpage/nodeList/vmPools: keys out of order", AskPools);
+}
+
+// The keys of groups are stored as 0, 7, 3, -2.
+TEST(SnapshotHostile, OrderThatIsNoneIsRefused)
+{
+   ASSERT_EQ(Problem(Forge([](SnapshotT *root) {
+                ASSERT_EQ(NodeOf(root, kName)->key_order, (std::vector<uint32_t>{3, 0, 2, 1}));
+             })),
+             "sound");
+   for (const std::vector<uint32_t> &order : std::vector<std::vector<uint32_t>>{
+           {0, 1, 2, 3}, {3, 0, 0, 1}, {3, 0, 2, 4}, {3, 0, 2, UINT32_MAX}, {1, 2, 0, 3}}) {
+      ExpectRefused([&](SnapshotT *root) { NodeOf(root, kName)->key_order = order; },
+                    "damaged: sched/groups/groupName: keys out of order", AskName);
+   }
+   ExpectRefused(
+      [](SnapshotT *root) {
+         NodeOf(root, kGroups)->list_order = {1, 0};
+      },
+      "damaged: sched/groups/members/groups: keys out of order", AskGroups);
+   ExpectRefused([](SnapshotT *root) { NodeOf(root, kName)->key_order.clear(); },
+                 "damaged: sched/groups/groupName: keys out of order", AskName);
+   // Version 1 had none.
+   EXPECT_EQ(OpeningProblem(Forge([](SnapshotT *root) { root->format_version = 1; })),
+             "damaged: sched/groups/groupName: vector outside the file or of the wrong length");
 }
 
 TEST(SnapshotHostile, KeyThatIsBothReadAndFailedIsRefused)
