@@ -7,23 +7,11 @@
 
 #include "nevra/linux/kernel_text.h"
 #include "nevra/shown_text.h"
+#include "nevra/values.h"
 
 namespace nevra {
 
 namespace {
-
-// Group flags.
-constexpr uint32_t kPredefined = 0x1;
-constexpr uint32_t kLeaf = 0x2;
-constexpr uint32_t kVm = 0x4;
-constexpr uint32_t kUserWorld = 0x8;
-constexpr uint32_t kSystemWorld = 0x10;
-constexpr uint32_t kProtected = 0x40;
-constexpr uint32_t kNonPersistent = 0x100;
-constexpr uint32_t kUserCreated = 0x400;
-constexpr uint32_t kContainer = 0x800;
-constexpr uint32_t kSubContainer = 0x1000;
-constexpr uint32_t kVmmContainer = 0x2000;
 
 constexpr std::string_view kVmmName = "vmm";
 constexpr std::string_view kUserSlice = "user.slice";
@@ -64,14 +52,14 @@ uint32_t FlagsOfCgroup(LinuxHost &host, CgroupIndex index)
    const bool hasProcesses = processes.firstOfCgroup[index] != processes.firstOfCgroup[index + 1];
    const std::string_view name = cgroup.name;
    uint32_t flags = 0;
-   flags |= cgroup.depth <= 1 ? kPredefined : 0;
-   flags |= cgroup.children.empty() && !hasProcesses ? kLeaf : 0;
-   flags |= !cgroup.children.empty() ? kContainer : 0;
-   flags |= cgroup.depth > 1 ? kSubContainer : 0;
-   flags |= cgroup.depth > 1 && TopLevelName(tree, index) == kUserSlice ? kUserCreated : 0;
-   flags |= name.ends_with(".scope") && name != kInitScope ? kNonPersistent : 0;
+   flags |= cgroup.depth <= 1 ? GROUP_PREDEFINED : 0;
+   flags |= cgroup.children.empty() && !hasProcesses ? GROUP_LEAF : 0;
+   flags |= !cgroup.children.empty() ? GROUP_CONTAINER : 0;
+   flags |= cgroup.depth > 1 ? GROUP_SUB_CONTAINER : 0;
+   flags |= cgroup.depth > 1 && TopLevelName(tree, index) == kUserSlice ? GROUP_USER_CREATED : 0;
+   flags |= name.ends_with(".scope") && name != kInitScope ? GROUP_NON_PERSISTENT : 0;
    const CgroupLimits *limits = host.Limits(index);
-   flags |= limits != nullptr && limits->min > 0 ? kProtected : 0;
+   flags |= limits != nullptr && limits->min > 0 ? GROUP_PROTECTED : 0;
    return flags;
 }
 
@@ -80,24 +68,24 @@ uint32_t FlagsOfProcess(LinuxHost &host, const Group &group)
    uint32_t flags = 0;
    switch (group.kind) {
    case GroupKind::Vm:
-      flags = kVm;
+      flags = GROUP_VM;
       break;
    case GroupKind::Vmm:
-      flags = kVmmContainer | kLeaf;
+      flags = GROUP_VMM_SUB_CONTAINER | GROUP_LEAF;
       break;
    case GroupKind::Emulator:
-      flags = kUserWorld | kVm | kLeaf;
+      flags = GROUP_USER_WORLD | GROUP_VM | GROUP_LEAF;
       break;
    default:
-      flags = (IsKernelThread(group) ? kSystemWorld : kUserWorld) | kLeaf;
+      flags = (IsKernelThread(group) ? GROUP_SYSTEM_WORLD : GROUP_USER_WORLD) | GROUP_LEAF;
    }
    const bool isBelowVm = group.kind == GroupKind::Vmm || group.kind == GroupKind::Emulator;
-   flags |= group.cgroup == kRootCgroup && !isBelowVm ? kPredefined : 0;
-   flags |= TopLevelName(host.Cgroups(), group.cgroup) == kUserSlice ? kUserCreated : 0;
+   flags |= group.cgroup == kRootCgroup && !isBelowVm ? GROUP_PREDEFINED : 0;
+   flags |= TopLevelName(host.Cgroups(), group.cgroup) == kUserSlice ? GROUP_USER_CREATED : 0;
    if (!IsKernelThread(group)) {
       const std::optional<GroupLimits> limits = LimitsOfGroup(host, group);
       const bool isReserved = limits.has_value() && limits->min > 0;
-      flags |= isReserved || group.process->IsProtected(host.Files()) ? kProtected : 0;
+      flags |= isReserved || group.process->IsProtected(host.Files()) ? GROUP_PROTECTED : 0;
    }
    return flags;
 }

@@ -2,6 +2,7 @@
 #ifndef NEVRA_LINUX_HOST_MEMORY_H
 #define NEVRA_LINUX_HOST_MEMORY_H
 
+#include "nevra/values.h"
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -45,9 +46,6 @@ struct Zone {
 };
 
 std::vector<Zone> ParseZones(std::string_view text);
-
-// The memory states, from most free memory to least; the numbers are those of the records.
-enum class MemState : uint32_t { High, Clear, Soft, Hard, Low, Unknown };
 
 // The memory of a NUMA node.
 struct NodeMemory {

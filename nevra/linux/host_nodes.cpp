@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "nevra/linux/kernel_text.h"
+#include "nevra/values.h"
 
 namespace nevra {
 
@@ -69,9 +70,9 @@ NevraStatus ReadGlobalMemSched(LinuxHost &host, GlobalMemSchedInfo &record)
 // still down there.
 NevraStatus ReadStateTransitions(LinuxHost &host, std::string_view state, MemStateTransitions &record)
 {
-   constexpr std::string_view kNames[] = {"high", "clear", "soft", "hard", "low"};
-   const auto *const name = std::find(std::begin(kNames), std::end(kNames), state);
-   if (name == std::end(kNames)) {
+   const auto names = std::span(memStateNames).first<kMemStateCount>();
+   const auto name = std::find(names.begin(), names.end(), state);
+   if (name == names.end()) {
       return NEVRA_NOT_FOUND;
    }
    const VmStat &vmstat = host.VmStatistics();
@@ -81,7 +82,7 @@ NevraStatus ReadStateTransitions(LinuxHost &host, std::string_view state, MemSta
       return Narrow(SubtractClamped(waysDown, isStillBelow ? 1 : 0));
    };
    record = {};
-   switch (static_cast<MemState>(name - std::begin(kNames))) {
+   switch (static_cast<MemState>(name - names.begin())) {
    case MemState::Clear:
       record.numToLower = Narrow(vmstat.kswapdRuns);
       break;
@@ -106,7 +107,7 @@ NevraStatus ReadPageSharing(LinuxHost &host, PShareStats &record)
    }
    const auto pages = [&host](const char *path) {
       const uint64_t count = ParseNumber(host.Files().ReadRecord(host.Root(), path).value_or("")).value_or(0);
-      return MultiplyClamped(count, PageKB()) / 4;
+      return MultiplyClamped(count, PageKB()) / kKBPerPage;
    };
    const uint64_t shared = pages("sys/kernel/mm/ksm/pages_shared");
    const uint64_t sharing = pages("sys/kernel/mm/ksm/pages_sharing");

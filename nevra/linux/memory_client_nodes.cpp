@@ -8,12 +8,12 @@
 #include "nevra/linux/kernel_text.h"
 #include "nevra/linux/process_memory.h"
 #include "nevra/shown_text.h"
+#include "nevra/values.h"
 
 namespace nevra {
 
 namespace {
 
-constexpr uint64_t kLargePageKB = 2048;
 constexpr uint64_t kGigabytePageKB = uint64_t{1} << 20;
 
 bool IsUserWorld(const Group &group)
@@ -240,7 +240,7 @@ NevraStatus ReadVmLargePages(LinuxHost &host, int64_t leader, VmLPageRecord &rec
    }
    const MappedMemory &memory = guest.mappings;
    const uint64_t small = AddClamped(memory.largePages, SubtractClamped(memory.hugetlb, guest.gigabytePages));
-   record.nrBackings2M = Narrow(small / kLargePageKB);
+   record.nrBackings2M = Narrow(small / kKBPerLargePage);
    record.nrBackings1G = Narrow(guest.gigabytePages / kGigabytePageKB);
    if (events != nullptr) {
       record.nrAllocSuccess = AddClamped(events->thpFaultAllocs, events->thpCollapseAllocs);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "nevra/linux/kernel_text.h"
+#include "nevra/values.h"
 
 namespace nevra {
 
@@ -17,9 +18,7 @@ namespace {
 constexpr std::string_view kHugePagesPrefix = "hugepages-";
 constexpr std::string_view kTwoMegabytes = "2048kB";
 constexpr std::string_view kTransparent = "thp";
-constexpr uint64_t kLargePageKB = 2048;
-constexpr uint64_t kSmallPageKB = 4;
-constexpr uint64_t kSmallPerLarge = kLargePageKB / kSmallPageKB;
+constexpr uint64_t kSmallPerLarge = kKBPerLargePage / kKBPerPage;
 constexpr size_t kMostPools = 64;
 constexpr size_t kOrders = std::size(BuddyComprehensiveInfo{}.orders);
 
@@ -58,7 +57,7 @@ std::vector<Buddy> BuddiesOf(LinuxHost &host)
 size_t OrderOfPage()
 {
    size_t order = 0;
-   while ((kSmallPageKB << order) < PageKB()) {
+   while ((kKBPerPage << order) < PageKB()) {
       order++;
    }
    return order;
@@ -119,8 +118,8 @@ void FillHugePages(LinuxHost &host, int64_t memNode, std::string_view pool, LPag
    const uint64_t pageKB = PageSizeOfPool(pool).value_or(0);
    const uint64_t pages = ReadPageCount(host, folder + "/nr_hugepages");
    const uint64_t freePages = ReadPageCount(host, folder + "/free_hugepages");
-   record.nrLPages = Narrow(MultiplyClamped(pages, pageKB) / kLargePageKB);
-   record.nrFreeSPages = Narrow(MultiplyClamped(freePages, pageKB) / kSmallPageKB);
+   record.nrLPages = Narrow(MultiplyClamped(pages, pageKB) / kKBPerLargePage);
+   record.nrFreeSPages = Narrow(MultiplyClamped(freePages, pageKB) / kKBPerPage);
 }
 
 // "Node 0 AnonHugePages:      2048 kB"
@@ -143,7 +142,7 @@ uint64_t TransparentKB(LinuxHost &host, int64_t memNode)
 
 void FillTransparent(LinuxHost &host, int64_t memNode, LPagePoolRecord &record)
 {
-   record.nrLPages = Narrow(TransparentKB(host, memNode) / kLargePageKB);
+   record.nrLPages = Narrow(TransparentKB(host, memNode) / kKBPerLargePage);
    if (memNode != 0) {
       return; // the counters below are the host's, and must not count once for every node
    }

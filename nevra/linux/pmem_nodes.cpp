@@ -8,6 +8,7 @@
 
 #include "nevra/linux/kernel_text.h"
 #include "nevra/linux/pmem_volumes.h"
+#include "nevra/values.h"
 
 namespace nevra {
 
@@ -17,10 +18,6 @@ constexpr std::string_view kDimm = "nmem";
 constexpr uint64_t kBlockBytes = uint64_t{2} << 20;
 constexpr uint64_t kPageBytes = 4096;
 
-// Region flags.
-constexpr uint32_t kAllocated = 0x1;
-constexpr uint32_t kReadOnly = 0x8;
-constexpr uint32_t kBlockDevice = 0x10;
 
 uint64_t ReadDeviceNumber(LinuxHost &host, const std::string &device, const char *file)
 {
@@ -157,9 +154,9 @@ NevraStatus ReadRegion(LinuxHost &host, std::string_view volumeName, std::string
    record.size = bytes;
    record.reserved2MBlocks = allocated / kBlockBytes;
    record.allocated2MBlocks = allocated / kBlockBytes;
-   record.flags = (allocated > 0 ? kAllocated : 0) |
-                  (ReadDeviceNumber(host, volume->region, "read_only") == 1 ? kReadOnly : 0) |
-                  (isBlockDevice ? kBlockDevice : 0);
+   record.flags = (allocated > 0 ? REGION_ALLOCATED : 0) |
+                  (ReadDeviceNumber(host, volume->region, "read_only") == 1 ? REGION_READ_ONLY : 0) |
+                  (isBlockDevice ? REGION_BLOCK_DEVICE : 0);
    record.dataLossCounter =
       static_cast<uint32_t>(std::min<uint64_t>(CountBadBlocks(host, volume->region), UINT32_MAX));
    record.openCount = ReadDeviceText(host, volume->device, "holder").empty() ? 0 : 1;

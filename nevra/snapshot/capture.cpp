@@ -12,6 +12,7 @@
 #include "nevra/shown_text.h"
 #include "nevra/snapshot/snapshot_check.h"
 #include "nevra/snapshot/snapshot_format.h"
+#include "nevra/values.h"
 
 namespace nevra {
 
@@ -26,7 +27,7 @@ struct ListDeleter {
 using ListPtr = std::unique_ptr<Nevra_ParamList, ListDeleter>;
 
 // The flags of groups that have a leader: VMs and user worlds.
-constexpr uint32_t kFlagsWithLeader = 0x4 | 0x8;
+constexpr uint32_t kFlagsWithLeader = GROUP_VM | GROUP_USER_WORLD;
 
 constexpr size_t kDomainCount = static_cast<size_t>(KeyDomain::PciRegister) + 1;
 
@@ -300,7 +301,7 @@ std::vector<Domains> KeysInReadingOrder()
 
 void CaptureEverything(Capture &capture)
 {
-   for (const char *state : {"high", "clear", "soft", "hard", "low"}) {
+   for (const char *state : std::span(memStateNames).first<kMemStateCount>()) {
       Known(capture, KeyDomain::MemState).insert(static_cast<int64_t>(InternText(capture.tree, state)));
    }
    Known(capture, KeyDomain::Cpu).insert(0);

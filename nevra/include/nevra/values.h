@@ -5,35 +5,31 @@
 #include <cstdint>
 
 // Scheduler-group flags.
-enum GroupFlag : uint32_t {
-   GROUP_PREDEFINED = 0x1,
-   GROUP_LEAF = 0x2,
-   GROUP_VM = 0x4,
-   GROUP_USER_WORLD = 0x8,
-   GROUP_SYSTEM_WORLD = 0x10,
-   GROUP_TEST_WORLD = 0x20,
-   GROUP_PROTECTED = 0x40,
-   GROUP_SELF_DESTRUCT = 0x80,
-   GROUP_NON_PERSISTENT = 0x100,
-   GROUP_KERNEL_MEMORY = 0x200,
-   GROUP_USER_CREATED = 0x400,
-   GROUP_CONTAINER = 0x800,
-   GROUP_SUB_CONTAINER = 0x1000,
-   GROUP_VMM_SUB_CONTAINER = 0x2000,
-   GROUP_UW_SUB_CONTAINER = 0x4000
-};
+inline constexpr uint32_t GROUP_PREDEFINED = 0x1;
+inline constexpr uint32_t GROUP_LEAF = 0x2;
+inline constexpr uint32_t GROUP_VM = 0x4;
+inline constexpr uint32_t GROUP_USER_WORLD = 0x8;
+inline constexpr uint32_t GROUP_SYSTEM_WORLD = 0x10;
+inline constexpr uint32_t GROUP_TEST_WORLD = 0x20;
+inline constexpr uint32_t GROUP_PROTECTED = 0x40;
+inline constexpr uint32_t GROUP_SELF_DESTRUCT = 0x80;
+inline constexpr uint32_t GROUP_NON_PERSISTENT = 0x100;
+inline constexpr uint32_t GROUP_KERNEL_MEMORY = 0x200;
+inline constexpr uint32_t GROUP_USER_CREATED = 0x400;
+inline constexpr uint32_t GROUP_CONTAINER = 0x800;
+inline constexpr uint32_t GROUP_SUB_CONTAINER = 0x1000;
+inline constexpr uint32_t GROUP_VMM_SUB_CONTAINER = 0x2000;
+inline constexpr uint32_t GROUP_UW_SUB_CONTAINER = 0x4000;
 
 // Flags of a persistent-memory region.
-enum RegionFlag : uint32_t {
-   REGION_ALLOCATED = 0x1,
-   REGION_DANGLING = 0x2,
-   REGION_LOCKED = 0x4,
-   REGION_READ_ONLY = 0x8,
-   REGION_BLOCK_DEVICE = 0x10,
-   REGION_PERSISTENT_RESERVATION = 0x20,
-   REGION_SYSTEM = 0x40,
-   REGION_ZOMBIE = 0x80
-};
+inline constexpr uint32_t REGION_ALLOCATED = 0x1;
+inline constexpr uint32_t REGION_DANGLING = 0x2;
+inline constexpr uint32_t REGION_LOCKED = 0x4;
+inline constexpr uint32_t REGION_READ_ONLY = 0x8;
+inline constexpr uint32_t REGION_BLOCK_DEVICE = 0x10;
+inline constexpr uint32_t REGION_PERSISTENT_RESERVATION = 0x20;
+inline constexpr uint32_t REGION_SYSTEM = 0x40;
+inline constexpr uint32_t REGION_ZOMBIE = 0x80;
 
 // The memory states of a host, from most free memory to least, as records number them.
 enum class MemState : uint32_t { High, Clear, Soft, Hard, Low, Unknown };
