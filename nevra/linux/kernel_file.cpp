@@ -8,9 +8,11 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #if __has_include(<sanitizer/asan_interface.h>)
@@ -57,6 +59,12 @@ const char *BelowRoot(const char *path)
       path++;
    }
    return *path != '\0' ? path : ".";
+}
+
+bool IsLiveProc(int folder)
+{
+   struct statfs fileSystem;
+   return fstatfs(folder, &fileSystem) == 0 && fileSystem.f_type == PROC_SUPER_MAGIC;
 }
 
 namespace {
@@ -363,7 +371,10 @@ bool KernelFileReader::ReadInParts(int directory, const char *path, const Take &
 bool KernelFileReader::ReadInPartsWithin(int milliseconds, int proc, const char *path, const Take &take,
                                          Missing what)
 {
-   if (reach == Reach::Tree || !helper.Begin(proc, path)) {
+   if (!mayHang.has_value()) {
+      mayHang = IsLiveProc(proc);
+   }
+   if (!*mayHang || !helper.Begin(proc, path)) {
       return ReadInParts(proc, path, take, what);
    }
    const bool isRead = TakeParts(

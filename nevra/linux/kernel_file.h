@@ -40,6 +40,9 @@ class FileDescriptor {
 // An absolute path as one that openat() resolves below the root folder: "." for "/".
 const char *BelowRoot(const char *path);
 
+// True for a folder that the running kernel fills with processes; a recorded one is not.
+bool IsLiveProc(int folder);
+
 enum class EntryKind { Folders, Links, Any };
 
 // What opens resolve. The running host's own files are trusted to be what the kernel made them. A recorded
@@ -119,6 +122,7 @@ class KernelFileReader {
 
    Reach reach;
    MissingFigures notRead;
+   std::optional<bool> mayHang; // whether the processes are live
    HelperReader helper;
    std::unique_ptr<char[]> buffer;
    size_t capacity = 0;

@@ -37,14 +37,14 @@ bool HasAny(KernelFileReader &files, int directory, std::initializer_list<const 
 
 LinuxHost::LinuxHost(const std::string &rootFolder)
     : files(ReachOf(rootFolder)),
-      root(KernelFileReader().Open(AT_FDCWD, rootFolder.c_str(), O_RDONLY | O_DIRECTORY)),
-      walk(ReachOf(rootFolder) == Reach::Host ? WalkAskedFor() : Walk::All) // nobody waits in a recorded tree
+      root(KernelFileReader().Open(AT_FDCWD, rootFolder.c_str(), O_RDONLY | O_DIRECTORY))
 {
    if (!root.IsOpen()) {
       files.NotRead().Note(Missing::Root, std::generic_category().message(errno));
       return;
    }
    proc = files.OpenFolder(Root(), "proc", Missing::Proc);
+   walk = IsLiveProc(Proc()) ? WalkAskedFor() : Walk::All; // nobody waits in a recorded tree
    if (!HasAny(files, Proc(), {"meminfo", "self"})) {
       files.NotRead().Note(Missing::Proc, "not mounted");
    }

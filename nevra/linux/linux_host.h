@@ -123,7 +123,7 @@ class LinuxHost {
    KernelFileReader files;
    FileDescriptor root;
    FileDescriptor proc;
-   Walk walk;
+   Walk walk = Walk::All;
    Once<CgroupTree> cgroups;
    Once<ProcessTable> processes;
    std::vector<Once<std::optional<CgroupLimits>>> limits; // by cgroup
