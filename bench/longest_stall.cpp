@@ -78,7 +78,10 @@ void PrintRow(const std::string &name, Stalls &stalls, const std::vector<std::st
          seconds = 1;
       } else {
          const ProcessRun measured = RunProcess(command, output);
-         if (measured.exitStatus > 1) {
+         if (command.size() > 1 && command[1] == "capture") {
+            unlink(command.back().c_str()); // a capture replaces no file
+         }
+         if (measured.exitStatus != 0) {
             std::fprintf(stderr, "longest_stall: %s failed\n", name.c_str());
             std::exit(1);
          }
@@ -125,11 +128,14 @@ int main(int argc, char **argv)
          "pmem-region-numa-stats"}) {
       PrintRow(std::string("`") + report + "`", stalls, {bin + "hostmem", "-r", report, "-q"}, "/dev/null");
    }
-   char snapshot[] = "/tmp/longest-stall-XXXXXX";
-   const int file = mkstemp(snapshot);
-   close(file);
+   char folder[] = "/tmp/longest-stall-XXXXXX";
+   if (mkdtemp(folder) == nullptr) {
+      std::perror("longest_stall");
+      return 1;
+   }
+   const std::string snapshot = std::string(folder) + "/snapshot";
    PrintRow("a capture", stalls, {bin + "hostmem-snapshot", "capture", "-o", snapshot}, "/dev/null");
-   unlink(snapshot);
+   rmdir(folder);
    kill(child, SIGKILL);
    waitpid(child, nullptr, 0);
    return 0;
