@@ -18,6 +18,12 @@ constexpr int64_t kHour = 3600 * kSecond;
 // A clock that gains more than this between two frames was set.
 constexpr int64_t kClockWasSet = 600 * kSecond;
 
+// A segment ends early where it would be more than this part of the byte limit: what is removed to keep that
+// is whole segments.
+constexpr uint64_t kLeastSegments = 8;
+
+constexpr uint64_t kLastSequence = uint64_t{1} << 62;
+
 int64_t HourOf(int64_t wall)
 {
    return wall / kHour - (wall % kHour < 0 ? 1 : 0);
@@ -96,16 +102,20 @@ RecordingWriter::KeptSegment RecordingWriter::Examine(const StoredSegment &segme
    ParseSegmentName(segment.name, &sequence);
    SegmentReader reader;
    std::string problem;
-   if (reader.Open(storage->Path() + '/' + segment.name, {}, &problem) && !reader.Frames().empty()) {
-      const FrameHeader &last = reader.Frames().back().header;
-      sequence = std::max(sequence, last.sequence);
-      examined.newest = last.wallTime;
+   if (reader.Open(storage->Path() + '/' + segment.name, {}, &problem)) {
       problem = reader.Damage();
+      sequence = std::max(sequence, reader.HighestSequence());
+      if (!reader.Frames().empty()) {
+         examined.newest = reader.Frames().back().header.wallTime;
+      }
    }
    if (!problem.empty()) {
       say(storage->Path() + '/' + segment.name + ": " + problem);
    }
-   nextSequence = std::max(nextSequence, sequence + 1);
+   // A segment that somebody made up must not use up the numbers.
+   if (sequence < kLastSequence) {
+      nextSequence = std::max(nextSequence, sequence + 1);
+   }
    return examined;
 }
 
@@ -141,6 +151,7 @@ void RecordingWriter::Abandon()
       kept.push_back({segmentName, segmentBytes, segmentNewest});
       keptBytes += segmentBytes;
       hasSegment = false;
+      segmentBytes = 0;
    }
    parent.clear();
    parentSequence = 0;
@@ -360,8 +371,8 @@ bool RecordingWriter::Append(std::vector<uint8_t> snapshot, uint32_t reasons, Fr
    WatchClock(now);
    // A clock that was set back leaves the segment open, so that one that goes back and forth does not make a
    // segment a frame.
-   if (hasSegment &&
-       (HourOf(now.wall) > HourOf(segmentStart.wall) || now.boot - segmentStart.boot >= kHour)) {
+   if (hasSegment && (HourOf(now.wall) > HourOf(segmentStart.wall) || now.boot - segmentStart.boot >= kHour ||
+                      segmentBytes > limits.maxBytes / kLeastSegments)) {
       Seal();
    }
    FrameHeader frame;

@@ -43,6 +43,20 @@ ssize_t ReadAt(int file, uint64_t offset, void *bytes, size_t size)
    return static_cast<ssize_t>(done);
 }
 
+// Whether a header of `headerBytes` bytes was begun at the end of a file: what there is of it begins like
+// one.
+bool IsCutOff(std::span<const uint8_t> end, std::string_view magic, size_t headerBytes)
+{
+   return end.size() < headerBytes &&
+          std::memcmp(end.data(), magic.data(), std::min(end.size(), magic.size())) == 0;
+}
+
+// "1 frame", "2 frames".
+std::string Count(uint64_t number, const char *what)
+{
+   return std::to_string(number) + ' ' + what + (number == 1 ? "" : "s");
+}
+
 std::string ErrorText()
 {
    return std::string("cannot be read: ") + std::strerror(errno);
@@ -78,6 +92,7 @@ SegmentReader &SegmentReader::operator=(SegmentReader &&other) noexcept
       isSealed = other.isSealed;
       unfinishedBytes = other.unfinishedBytes;
       framesLost = other.framesLost;
+      highestSequence = other.highestSequence;
       damage = std::move(other.damage);
       decoder = std::move(other.decoder);
       decodedFrame = std::exchange(other.decodedFrame, SIZE_MAX);
@@ -156,10 +171,10 @@ bool SegmentReader::Open(const std::string &path, const ReadLimits &readLimits, 
    }
    const auto add = [this](const std::string &text) { damage += damage.empty() ? text : "; " + text; };
    if (skipped > 0) {
-      add(std::to_string(skipped) + " damaged bytes were skipped");
+      add(Count(skipped, "damaged byte") + " skipped");
    }
    if (framesLost > 0) {
-      add(std::to_string(framesLost) + " frames cannot be restored");
+      add(Count(framesLost, "frame") + " lost");
    }
    return true;
 }
@@ -167,6 +182,7 @@ bool SegmentReader::Open(const std::string &path, const ReadLimits &readLimits, 
 // Adds a frame after the ones before it. False when it cannot be restored.
 bool SegmentReader::AddFrame(const FrameHeader &frame, uint64_t offset, size_t headerBytes)
 {
+   highestSequence = std::max(highestSequence, frame.sequence);
    SegmentFrame added;
    added.header = frame;
    added.offset = offset;
@@ -238,10 +254,8 @@ void SegmentReader::ScanFrames(uint64_t offset, uint64_t *skipped)
       }
       uint64_t next = offset + 1;
       if (!FindNextFrame(&next)) {
-         // A header that was cut off has to begin like one.
-         const size_t compared = std::min(read.size(), kFrameMagic.size());
          const bool isUnfinished =
-            read.size() < kFrameHeaderBytes && std::memcmp(read.data(), kFrameMagic.data(), compared) == 0;
+            IsCutOff(read, kFrameMagic, kFrameHeaderBytes) || IsCutOff(read, kIndexMagic, kIndexMagic.size());
          (isUnfinished ? unfinishedBytes : *skipped) += fileBytes - offset;
          return;
       }

@@ -43,6 +43,7 @@ class SegmentReader {
    const SegmentHeader &Header() const { return header; }
    const std::vector<SegmentFrame> &Frames() const { return frames; } // in the order of recording
    uint64_t FileBytes() const { return fileBytes; }
+   uint64_t HighestSequence() const { return highestSequence; } // of all headers that are whole
    bool IsSealed() const { return isSealed; }
 
    // Bytes of a last frame that was begun and is not whole: being written at this moment, or cut off by the
@@ -73,6 +74,7 @@ class SegmentReader {
    bool isSealed = false;
    uint64_t unfinishedBytes = 0;
    uint64_t framesLost = 0;
+   uint64_t highestSequence = 0;
    std::string damage;
    std::unique_ptr<FrameDecoder> decoder;
    // The snapshot that was decoded last: the parent of what is read next, as a rule.
