@@ -51,6 +51,64 @@ std::optional<uint32_t> NumaNodeOf(LinuxHost &host, const std::string &device)
    return isKnown ? std::optional(static_cast<uint32_t>(*node)) : std::nullopt;
 }
 
+bool IsMounted(LinuxHost &host, std::string_view deviceNumber)
+{
+   std::optional<std::string_view> text = host.Files().ReadAll(host.Proc(), "self/mountinfo");
+   while (text.has_value() && !text->empty()) {
+      std::string_view line = TakeLine(*text);
+      TakeWord(line);
+      TakeWord(line);
+      if (TakeWord(line) == deviceNumber) {
+         return true;
+      }
+   }
+   return false;
+}
+
+bool IsSwap(LinuxHost &host, const std::string &disk)
+{
+   std::optional<std::string_view> text = host.Files().ReadAll(host.Proc(), "swaps");
+   while (text.has_value() && !text->empty()) {
+      std::string_view line = TakeLine(*text);
+      if (TakeWord(line) == "/dev/" + disk) {
+         return true;
+      }
+   }
+   return false;
+}
+
+// Whether a disk, or a partition, is mounted, swapped to, or a part of another disk. The kernel does not say
+// who else has it open.
+bool IsDiskUsed(LinuxHost &host, const std::string &folder, const std::string &disk)
+{
+   const std::string path = folder + "/" + disk;
+   std::string_view text = host.Files().ReadRecord(host.Root(), (path + "/dev").c_str()).value_or("");
+   const std::string number(TakeLine(text));
+   return IsSwap(host, disk) || (!number.empty() && IsMounted(host, number)) ||
+          !host.Files().ListNames(host.Root(), (path + "/holders").c_str(), EntryKind::Any, 1).empty();
+}
+
+bool IsUsed(LinuxHost &host, const Volume &volume)
+{
+   constexpr size_t kMostDisks = 4096;
+   // A namespace that something lies on has its disk there.
+   const std::string disks = PmemFilePath(volume.holder.empty() ? volume.device : volume.holder, "block");
+   for (const std::string &disk :
+        host.Files().ListNames(host.Root(), disks.c_str(), EntryKind::Folders, kMostDisks)) {
+      if (IsDiskUsed(host, disks, disk)) {
+         return true;
+      }
+      const std::string folder = disks + "/" + disk;
+      for (const std::string &part :
+           host.Files().ListNames(host.Root(), folder.c_str(), EntryKind::Folders, kMostDisks)) {
+         if (part.starts_with(disk) && IsDiskUsed(host, folder, part)) {
+            return true;
+         }
+      }
+   }
+   return false;
+}
+
 const Volume *FindVolumeInRegion(LinuxHost &host, std::string_view name, std::string_view region)
 {
    const Volume *volume = host.Volumes().Find(name);
@@ -86,7 +144,6 @@ NevraStatus ReadRegionStore(LinuxHost &host, std::string_view volumeName, PMemRe
    }
    record.total2MBlocks = volume->bytes / kBlockBytes;
    record.allocated2MBlocks = volume->bytes / kBlockBytes;
-   record.available2MBlocks = ReadDeviceNumber(host, volume->region, "available_size") / kBlockBytes;
    record.totalRegions = 1;
    return NEVRA_OK;
 }
@@ -146,8 +203,8 @@ NevraStatus ReadRegion(LinuxHost &host, std::string_view volumeName, std::string
       return NEVRA_NOT_FOUND;
    }
    const uint64_t bytes = ReadDeviceNumber(host, volume->region, "size");
-   const uint64_t allocated =
-      SubtractClamped(bytes, ReadDeviceNumber(host, volume->region, "available_size"));
+   // Its part of the region: what others have there is theirs.
+   const uint64_t allocated = volume->bytes;
    const std::string mode = ReadDeviceText(host, volume->device, "mode");
    const bool isBlockDevice =
       mode == "raw" || mode == "sector" || mode == "safe" || mode == "memory" || mode == "fsdax";
@@ -159,7 +216,7 @@ NevraStatus ReadRegion(LinuxHost &host, std::string_view volumeName, std::string
                   (isBlockDevice ? REGION_BLOCK_DEVICE : 0);
    record.dataLossCounter =
       static_cast<uint32_t>(std::min<uint64_t>(CountBadBlocks(host, volume->region), UINT32_MAX));
-   record.openCount = ReadDeviceText(host, volume->device, "holder").empty() ? 0 : 1;
+   record.openCount = IsUsed(host, *volume) ? 1 : 0;
    const std::optional<uint32_t> node = NumaNodeOf(host, volume->region);
    record.numaAffinityMask = node.has_value() && *node < 64 ? uint64_t{1} << *node : 0;
    return NEVRA_OK;

@@ -59,13 +59,17 @@ PmemVolumes ReadPmemVolumes(int root, KernelFileReader &files)
       }
       std::string_view number = std::string_view(device).substr(kNamespace.size());
       const std::string region = "region" + std::string(TakeUntil(number, '.'));
-      const std::string uuid = ReadPmemText(root, device, "uuid", files);
+      // What lies on the namespace has a UUID of its own, by which ndctl knows both.
+      std::string holder = ReadPmemText(root, device, "holder", files);
+      holder = holder.find('/') == std::string::npos ? holder : "";
+      std::string uuid = holder.empty() ? "" : ReadPmemText(root, holder, "uuid", files);
+      uuid = uuid.size() == kUuidLength ? uuid : ReadPmemText(root, device, "uuid", files);
       char name[kUuidLength + 1];
       StoreShownText(name, sizeof name, uuid);
       // A UUID names a volume when no other has it, and no device is named so.
       const bool isNamed = uuid.size() == kUuidLength && !found.byName.contains(std::string_view(name)) &&
                            !std::binary_search(devices.begin(), devices.end(), name);
-      found.volumes.push_back({device, region, isNamed ? name : device, bytes});
+      found.volumes.push_back({device, region, isNamed ? name : device, bytes, holder});
       found.byName.emplace(found.volumes.back().name, found.volumes.size() - 1);
    }
    return found;

@@ -20,6 +20,7 @@ struct Volume {
    std::string region; // region0
    std::string name;   // its UUID, or that of its device
    uint64_t bytes;
+   std::string holder; // what makes a device of it: "btt0.1", "pfn0.1", "dax0.1"; empty if it is raw
 };
 
 struct PmemVolumes {

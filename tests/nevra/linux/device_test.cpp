@@ -60,7 +60,7 @@ TEST(LinuxPersistentMemory, VolumesAndTheirRegions)
       source.Read<PMemRegionStoreRecord>(NodeId::memory_pmem_volumes_regionStore_info, {kUuid});
    EXPECT_EQ(+store.total2MBlocks, 2048u);
    EXPECT_EQ(+store.allocated2MBlocks, 2048u);
-   EXPECT_EQ(+store.available2MBlocks, 1024u);
+   EXPECT_EQ(+store.available2MBlocks, 0u) << "what the region has left is no volume's";
    EXPECT_EQ(+store.reserved2MBlocks, 0u);
    EXPECT_EQ(+store.totalRegions, 1u);
    EXPECT_EQ(+store.freeRegions, 0u);
@@ -77,9 +77,10 @@ TEST(LinuxPersistentMemory, VolumesAndTheirRegions)
                                            {volume, name});
    };
    EXPECT_EQ(+region(kUuid, "region0").size, 8 * kGB);
-   EXPECT_EQ(+region(kUuid, "region0").allocated2MBlocks, 3072u);
+   EXPECT_EQ(+region(kUuid, "region0").allocated2MBlocks, 2048u) << "its own, not all of the region's";
+   EXPECT_EQ(+region(kUuid, "region0").reserved2MBlocks, 2048u);
    EXPECT_EQ(+region(kUuid, "region0").flags, 0x11u) << "allocated, a block device";
-   EXPECT_EQ(+region(kUuid, "region0").openCount, 1u);
+   EXPECT_EQ(+region(kUuid, "region0").openCount, 0u) << "held by what makes a disk of it, used by nobody";
    EXPECT_EQ(+region(kUuid, "region0").numaAffinityMask, 2u);
    EXPECT_EQ(+region(kUuid, "region0").dataLossCounter, 0u);
    EXPECT_EQ(+region("namespace1.0", "region1").flags, 0x9u) << "allocated, read-only";
@@ -88,6 +89,65 @@ TEST(LinuxPersistentMemory, VolumesAndTheirRegions)
    EXPECT_EQ(source.StatusOf<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
                                                {kUuid, "region1"}),
              NEVRA_NOT_FOUND);
+}
+
+// Three namespaces that are used, and one that is not.
+TEST(LinuxPersistentMemory, AVolumeIsOpenWhenItsDiskIsUsed)
+{
+   RecordedTree tree;
+   const std::string nd = "sys/bus/nd/devices/";
+   for (const char *number : {"0", "1", "2", "3", "4"}) {
+      tree.File(nd + "namespace0." + number + "/size", "67108864\n");
+   }
+   tree.File(nd + "namespace0.0/block/pmem0/dev", "259:0\n"); // raw, mounted
+   tree.File(nd + "namespace0.1/holder", "btt0.1\n");
+   tree.File(nd + "btt0.1/block/pmem0.1s/dev", "259:1\n"); // swapped to
+   tree.File(nd + "namespace0.2/holder", "pfn0.2\n");
+   tree.File(nd + "pfn0.2/block/pmem0.2/dev", "259:2\n");
+   tree.Folder(nd + "pfn0.2/block/pmem0.2/holders");
+   tree.File(nd + "pfn0.2/block/pmem0.2/pmem0.2p1/dev", "259:3\n"); // its partition is a part of another disk
+   tree.Folder(nd + "pfn0.2/block/pmem0.2/pmem0.2p1/holders/dm-0");
+   tree.File(nd + "namespace0.3/holder", "pfn0.3\n");
+   tree.File(nd + "pfn0.3/block/pmem0.3/dev", "259:4\n");
+   tree.File(nd + "namespace0.4/holder", "dax0.4\n");
+   tree.File("proc/self/mountinfo", "23 1 0:22 / /sys rw - sysfs sysfs rw\n"
+                                    "40 1 259:0 / /data rw - ext4 /dev/pmem0 rw\n");
+   tree.File("proc/swaps", "Filename Type Size Used Priority\n/dev/pmem0.1s partition 1 0 -2\n");
+   LiveSource source(tree.Root());
+   const auto opened = [&source](const char *volume) {
+      return +source
+                 .Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
+                                         {volume, "region0"})
+                 .openCount;
+   };
+   EXPECT_EQ(opened("namespace0.0"), 1u);
+   EXPECT_EQ(opened("namespace0.1"), 1u);
+   EXPECT_EQ(opened("namespace0.2"), 1u);
+   EXPECT_EQ(opened("namespace0.3"), 0u);
+   EXPECT_EQ(opened("namespace0.4"), 0u) << "the kernel does not say who has a character device open";
+}
+
+TEST(LinuxPersistentMemory, AVolumeHasTheUuidThatNdctlNamesItBy)
+{
+   RecordedTree tree;
+   const std::string nd = "sys/bus/nd/devices/";
+   const std::string own(kUuid);
+   const std::string holders = "abcdef01-9abc-def0-1234-56789abcdef0";
+   tree.File(nd + "namespace0.0/size", "67108864\n");
+   tree.File(nd + "namespace0.0/uuid", own + "\n");
+   tree.File(nd + "namespace0.0/holder", "btt0.0\n");
+   {
+      LiveSource source(tree.Root());
+      EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes), ElementsAre(own)) << "the holder has none";
+   }
+   tree.File(nd + "btt0.0/uuid", holders + "\n");
+   {
+      LiveSource source(tree.Root());
+      EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes), ElementsAre(holders));
+   }
+   tree.File(nd + "namespace0.0/holder", "../devices/btt0.0\n");
+   LiveSource source(tree.Root());
+   EXPECT_THAT(source.ListTexts(NodeId::memory_pmem_volumes), ElementsAre(own)) << "no device is named so";
 }
 
 TEST(LinuxPersistentMemory, ExtentsAndNumaNodes)
@@ -197,7 +257,7 @@ TEST(LinuxPersistentMemory, ModesThatMakeABlockDevice)
       const std::string number = std::to_string(i);
       const auto region = source.Read<PMemRegionRecord>(NodeId::memory_pmem_volumes_regionStore_regions_info,
                                                         {"namespace" + number + ".0", "region" + number});
-      EXPECT_EQ(+region.flags, i < 5 ? 0x10u : 0u) << modes[i];
+      EXPECT_EQ(+region.flags, i < 5 ? 0x11u : 0x1u) << modes[i];
       EXPECT_EQ(+region.openCount, 0u) << modes[i];
    }
 }
