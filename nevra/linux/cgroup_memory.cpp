@@ -1,5 +1,6 @@
 #include "nevra/linux/cgroup_memory.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -107,6 +108,7 @@ std::optional<CgroupLimits> ReadCgroupLimits(const CgroupTree &tree, CgroupIndex
 }
 
 std::optional<CgroupUsage> ReadCgroupUsage(const CgroupTree &tree, CgroupIndex cgroup,
+                                           const std::vector<std::string> &hugePageFiles,
                                            KernelFileReader &files)
 {
    CgroupUsage usage;
@@ -118,13 +120,21 @@ std::optional<CgroupUsage> ReadCgroupUsage(const CgroupTree &tree, CgroupIndex c
       return std::nullopt;
    }
    if (tree.mounts.version == CgroupVersion::V1) {
-      usage.current = ReadKB(folder.Get(), "memory.usage_in_bytes", files).value_or(0);
+      const std::optional<uint64_t> current = ReadKB(folder.Get(), "memory.usage_in_bytes", files);
+      usage.isKnown = current.has_value();
+      usage.current = current.value_or(0);
       usage.peak = ReadKB(folder.Get(), "memory.max_usage_in_bytes", files).value_or(0);
       ReadMemoryStat(folder.Get(), {"total_active_anon", "total_active_file"}, usage, files);
       usage.kernel = ReadKB(folder.Get(), "memory.kmem.usage_in_bytes", files).value_or(0);
    } else {
-      usage.current = ReadKB(folder.Get(), "memory.current", files).value_or(0);
-      usage.peak = ReadKB(folder.Get(), "memory.peak", files).value_or(0);
+      const std::optional<uint64_t> current = ReadKB(folder.Get(), "memory.current", files);
+      usage.isKnown = current.has_value();
+      usage.current = current.value_or(0);
+      for (const std::string &file : hugePageFiles) {
+         const uint64_t hugePages = ReadKB(folder.Get(), file.c_str(), files).value_or(0);
+         usage.current = AddClamped(usage.current, hugePages);
+      }
+      usage.peak = std::max(ReadKB(folder.Get(), "memory.peak", files).value_or(0), usage.current);
       ReadMemoryStat(folder.Get(), {"active_anon", "active_file"}, usage, files);
    }
    return usage;

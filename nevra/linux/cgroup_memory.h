@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "nevra/linux/cgroup_tree.h"
 #include "nevra/linux/kernel_file.h"
@@ -23,7 +25,8 @@ struct CgroupLimits {
 
 // What is used; 0 where the kernel does not say.
 struct CgroupUsage {
-   uint64_t current = 0; // memory.current; v1: memory.usage_in_bytes
+   bool isKnown = false; // whether the kernel counts the memory of this cgroup
+   uint64_t current = 0; // memory.current, and huge pages; v1: memory.usage_in_bytes
    uint64_t peak = 0;    // memory.peak; v1: memory.max_usage_in_bytes
    uint64_t kernel = 0;  // kernel memory, from memory.stat; v1: memory.kmem.usage_in_bytes
    uint64_t active = 0;  // active_anon and active_file of memory.stat; v1: total_active_...
@@ -57,7 +60,9 @@ struct CgroupEvents {
 // Nothing when the cgroup is gone.
 std::optional<CgroupLimits> ReadCgroupLimits(const CgroupTree &tree, CgroupIndex cgroup,
                                              KernelFileReader &files);
+// The huge pages of v2 are in `hugePageFiles`, one for each size, as the kernel counts them apart.
 std::optional<CgroupUsage> ReadCgroupUsage(const CgroupTree &tree, CgroupIndex cgroup,
+                                           const std::vector<std::string> &hugePageFiles,
                                            KernelFileReader &files);
 std::optional<CgroupEvents> ReadCgroupEvents(const CgroupTree &tree, CgroupIndex cgroup,
                                              KernelFileReader &files);

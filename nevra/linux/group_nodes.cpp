@@ -137,8 +137,11 @@ NevraStatus ReadCgroupStats(LinuxHost &host, const Group &group, GroupMemoryStat
    if (usage == nullptr) {
       return NEVRA_NOT_FOUND;
    }
-   record.memSize = usage->current;
-   record.consumed = usage->current;
+   // Memory is counted for the closest ancestor that has the controller; what is here is known by the
+   // processes.
+   const uint64_t current = usage->isKnown ? usage->current : host.ResidentKBBelow(group.cgroup);
+   record.memSize = current;
+   record.consumed = current;
    record.memSizePeak = usage->peak;
    record.consumedPeak = usage->peak;
    record.ovhd = usage->kernel;

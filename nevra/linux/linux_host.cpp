@@ -70,9 +70,73 @@ const CgroupLimits *LinuxHost::Limits(CgroupIndex cgroup)
    return OrNull(limits[cgroup].Get([&] { return ReadCgroupLimits(tree, cgroup, files); }));
 }
 
+// "hugetlb.2MB.current" for each size of huge pages that there are any of. Where the hierarchy is mounted so,
+// they are in memory.current already.
+std::vector<std::string> LinuxHost::FindHugePageFiles()
+{
+   constexpr char kPools[] = "sys/kernel/mm/hugepages";
+   constexpr std::string_view kPrefix = "hugepages-";
+   constexpr size_t kMostPools = 64;
+   std::vector<std::string> found;
+   const std::optional<std::string_view> mounts = files.ReadAll(Proc(), "self/mountinfo");
+   if (mounts.has_value() && mounts->find("memory_hugetlb_accounting") != std::string_view::npos) {
+      return found;
+   }
+   for (const std::string &pool : files.ListNames(Root(), kPools, EntryKind::Folders, kMostPools)) {
+      const std::string count = std::string(kPools) + "/" + pool + "/nr_hugepages";
+      const bool isPool = pool.starts_with(kPrefix);
+      const uint64_t kb = isPool ? ParseNumber(pool.substr(kPrefix.size())).value_or(0) : 0;
+      if (kb > 0 && ParseNumber(files.ReadRecord(Root(), count.c_str()).value_or("")).value_or(0) > 0) {
+         const std::string size = kb >= (1 << 20)   ? std::to_string(kb >> 20) + "GB"
+                                  : kb >= (1 << 10) ? std::to_string(kb >> 10) + "MB"
+                                                    : std::to_string(kb) + "KB";
+         found.push_back("hugetlb." + size + ".current");
+      }
+   }
+   return found;
+}
+
+uint64_t LinuxHost::ResidentKBBelow(CgroupIndex cgroup)
+{
+   const ProcessTable &table = Processes();
+   uint64_t resident = 0;
+   for (uint32_t i = table.firstOfCgroup[cgroup]; i < table.firstOfCgroup[cgroup + 1]; i++) {
+      const uint32_t pid = table.processes[table.byCgroup[i]].pid;
+      const std::optional<Process> process = ReadProcess(Proc(), pid, HasKernelThreads(), files);
+      if (process.has_value()) {
+         resident = AddClamped(resident, AddClamped(process->status.vmRss, process->status.hugetlb));
+      }
+   }
+   for (const CgroupIndex child : Cgroups().cgroups[cgroup].children) {
+      resident = AddClamped(resident, table.belowCgroup[child] > 0 ? ResidentKBBelow(child) : 0);
+   }
+   return resident;
+}
+
+bool LinuxHost::HidesWatchedPages()
+{
+   return hidesWatchedPages.Get([this] {
+      const uint64_t balancing =
+         ParseNumber(files.ReadRecord(Proc(), "sys/kernel/numa_balancing").value_or("")).value_or(0);
+      std::string_view release = files.ReadRecord(Proc(), "sys/kernel/osrelease").value_or("");
+      const uint64_t major = ParseNumber(TakeUntil(release, '.')).value_or(0);
+      const uint64_t minor = ParseNumber(release).value_or(0);
+      return balancing > 0 && major == 6 && minor >= 1 && minor < 6;
+   });
+}
+
+uint64_t LinuxHost::WatchedKB(const ProcessStatus &status, uint64_t rss)
+{
+   // The status counts a little late: less than one large page is no sign.
+   constexpr uint64_t kLargePageKB = 2048;
+   const uint64_t missing = SubtractClamped(status.vmRss, rss);
+   return missing >= kLargePageKB && HidesWatchedPages() ? missing : 0;
+}
+
 const CgroupUsage *LinuxHost::Usage(CgroupIndex cgroup)
 {
-   return OrNull(usage.Get(cgroup, [&] { return ReadCgroupUsage(Cgroups(), cgroup, files); }));
+   const std::vector<std::string> &hugePages = hugePageFiles.Get([this] { return FindHugePageFiles(); });
+   return OrNull(usage.Get(cgroup, [&] { return ReadCgroupUsage(Cgroups(), cgroup, hugePages, files); }));
 }
 
 const CgroupEvents *LinuxHost::Events(CgroupIndex cgroup)

@@ -85,6 +85,14 @@ class LinuxHost {
    // serve a process are in its cgroup, and they have no memory.
    bool HoldsOneProcess(CgroupIndex cgroup);
 
+   // What the processes of a cgroup and of those below it have resident, KB; shared memory for each of them.
+   uint64_t ResidentKBBelow(CgroupIndex cgroup);
+
+   // What is resident of a process and is not in the `rss` of its mappings, KB: large pages that the kernel
+   // watches for the sake of NUMA balancing, from Linux 6.1 on and before 6.6.
+   uint64_t WatchedKB(const ProcessStatus &status, uint64_t rss);
+   bool HidesWatchedPages();
+
    // Null when there is no such process, or it is gone. Valid until another process is asked for.
    ReportedProcess *FindProcess(uint32_t pid);
 
@@ -116,6 +124,7 @@ class LinuxHost {
    std::optional<ReportedProcess> ReadReportedProcess(uint32_t pid);
    bool HasKernelThreads();
    MergedMemory ReadMergedMemory(uint32_t pid);
+   std::vector<std::string> FindHugePageFiles();
    size_t CountUserProcesses(CgroupIndex cgroup, size_t most);
 
    const HostMergedPages &MergedPages();
@@ -128,6 +137,8 @@ class LinuxHost {
    Once<ProcessTable> processes;
    std::vector<Once<std::optional<CgroupLimits>>> limits; // by cgroup
    std::vector<Once<bool>> holdsOneProcess;               // by cgroup
+   Once<std::vector<std::string>> hugePageFiles;
+   Once<bool> hidesWatchedPages;
    OnceInARow<CgroupIndex, std::optional<CgroupUsage>> usage;
    OnceInARow<CgroupIndex, std::optional<CgroupEvents>> events;
    OnceInARow<uint32_t, std::optional<ReportedProcess>> reported; // by pid

@@ -56,6 +56,14 @@ const GuestMemory *GuestOf(LinuxHost &host, const Group &group)
    return MayWalk(host, group) ? group.process->Guest(host.Walks(), host.Files()) : nullptr;
 }
 
+// All of it is taken for the guest's: an emulator has hardly a large page of its own.
+uint64_t WatchedKBOfProcess(LinuxHost &host, const Process &process)
+{
+   const std::optional<MappedMemory> memory =
+      host.HidesWatchedPages() ? ReadMappedMemory(process, host.Walks(), host.Files()) : std::nullopt;
+   return memory.has_value() ? host.WatchedKB(process.status, memory->rss) : 0;
+}
+
 } // namespace
 
 NevraStatus ReadUserWorld(LinuxHost &host, int64_t leader, UwStatsRecord &record)
@@ -94,7 +102,7 @@ NevraStatus ReadUserWorld(LinuxHost &host, int64_t leader, UwStatsRecord &record
    const MergedMemory merged = host.MergedOfProcess(process.pid);
    record.cow = merged.shared;
    if (memory.has_value()) {
-      record.mapped = memory->Resident();
+      record.mapped = AddClamped(memory->Resident(), host.WatchedKB(status, memory->rss));
       record.touched = memory->referenced;
       // What others map too counts in parts, so that the sum over all is what they consume together. Of huge
       // pages the kernel only says that there are others: one at least.
@@ -134,7 +142,9 @@ NevraStatus ReadVm(LinuxHost &host, int64_t leader, VmmStatsRecord &record)
    if (guest != nullptr) {
       const MappedMemory &memory = guest->mappings;
       record.memSize = std::max(started, memory.size);
-      record.mapped = AddClamped(memory.Resident(), merged.zero);
+      const uint64_t room = SubtractClamped(memory.size, memory.Resident());
+      const uint64_t watched = std::min(WatchedKBOfProcess(host, process), room);
+      record.mapped = AddClamped(AddClamped(memory.Resident(), watched), merged.zero);
       record.touched = memory.referenced;
       const uint64_t shared = memory.ksm.value_or(std::min(merged.shared, memory.rss));
       record.shared = AddClamped(shared, merged.zero);
@@ -228,6 +238,10 @@ NevraStatus ReadVmLargePages(LinuxHost &host, int64_t leader, VmLPageRecord &rec
    GuestMemory guest;
    if (const GuestMemory *walked = GuestOf(host, *group)) {
       guest = *walked;
+      const MappedMemory &memory = walked->mappings;
+      const uint64_t room = SubtractClamped(memory.size, memory.Resident());
+      guest.mappings.largePages =
+         AddClamped(memory.largePages, std::min(WatchedKBOfProcess(host, process), room));
    } else if (events != nullptr && !MayWalk(host, *group)) {
       // Nearly all large pages of a VM are its guest's.
       guest.mappings.largePages = events->anonThpKB;

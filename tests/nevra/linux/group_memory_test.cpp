@@ -104,6 +104,49 @@ TEST(LinuxGroupMemory, ACgroupWithoutTheMemoryControllerHasNoFiguresAndNoLimits)
    EXPECT_EQ(+StatsOf(source, group).allocTgt, 0u) << "nobody has set one";
 }
 
+TEST(LinuxGroupMemory, WithoutTheMemoryControllerTheProcessesTellWhatIsConsumed)
+{
+   RecordedTree tree;
+   tree.HostMemory();
+   tree.MountV2();
+   tree.V2("a", "memory.current", Bytes(9000));
+   tree.V2("a/b", "cgroup.procs", "40\n");
+   tree.V2("a/b/c", "cgroup.procs", "41\n");
+   tree.Process(40, {.name = "one", .vmSize = 9000, .vmRss = 3000});
+   tree.Process(41, {.name = "two", .vmSize = 9000, .vmRss = 500});
+   LiveSource source(tree.Root());
+   const auto consumed = [&](const char *cgroup) {
+      return +StatsOf(source, static_cast<int64_t>(tree.V2Id(cgroup))).consumed;
+   };
+   EXPECT_EQ(consumed("a"), 9000u);
+   EXPECT_EQ(consumed("a/b"), 3500u);
+   EXPECT_EQ(consumed("a/b/c"), 500u);
+}
+
+TEST(LinuxGroupMemory, HugePagesAreConsumed)
+{
+   RecordedTree tree;
+   tree.HostMemory();
+   tree.MountV2();
+   tree.V2("a", "memory.current", Bytes(9000));
+   tree.V2("a", "memory.peak", Bytes(10000));
+   tree.V2("a", "hugetlb.2MB.current", Bytes(4096));
+   tree.V2("a", "hugetlb.1GB.current", Bytes(1048576));
+   tree.V2("a", "hugetlb.64KB.current", Bytes(64));
+   tree.File("sys/kernel/mm/hugepages/hugepages-2048kB/nr_hugepages", "24\n");
+   tree.File("sys/kernel/mm/hugepages/hugepages-1048576kB/nr_hugepages", "1\n");
+   tree.File("sys/kernel/mm/hugepages/hugepages-64kB/nr_hugepages", "0\n");
+   const auto stats = [&tree] {
+      LiveSource source(tree.Root());
+      return StatsOf(source, static_cast<int64_t>(tree.V2Id("a")));
+   };
+   EXPECT_EQ(stats().consumed, 9000u + 4096 + 1048576) << "a size without pages is not looked at";
+   EXPECT_EQ(stats().consumedPeak, 9000u + 4096 + 1048576) << "no less than now";
+   tree.File("proc/self/mountinfo",
+             "30 23 0:26 / /sys/fs/cgroup rw - cgroup2 cgroup2 rw,memory_hugetlb_accounting\n");
+   EXPECT_EQ(stats().consumed, 9000u) << "they are counted already";
+}
+
 TEST(LinuxGroupMemory, AncestorsLimitWhatIsBelowThem)
 {
    RecordedTree tree;

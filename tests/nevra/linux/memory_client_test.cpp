@@ -89,6 +89,25 @@ TEST(LinuxUserWorld, EveryFigure)
    EXPECT_EQ(record.swapTgt + record.swapScope + record.useReliableMem, 0u);
 }
 
+TEST(LinuxUserWorld, LargePagesThatAreWatchedAreResident)
+{
+   RecordedTree tree;
+   tree.Process(40, {.name = "one", .vmSize = 90000, .vmRss = 82580});
+   tree.File("proc/40/smaps_rollup", "1-2 ---p 0 0 0 [rollup]\nRss: 17080 kB\nPss: 17000 kB\n");
+   const auto mapped = [&tree](const char *release, const char *balancing) {
+      tree.File("proc/sys/kernel/osrelease", release);
+      tree.File("proc/sys/kernel/numa_balancing", balancing);
+      LiveSource source(tree.Root());
+      return +UserWorld(source, 40).mapped;
+   };
+   EXPECT_EQ(mapped("6.1.0-50-amd64\n", "1\n"), 82580u);
+   EXPECT_EQ(mapped("6.1.0-50-amd64\n", "0\n"), 17080u) << "nothing is watched";
+   EXPECT_EQ(mapped("6.6.9\n", "1\n"), 17080u) << "the mappings have it all";
+   EXPECT_EQ(mapped("5.10.0\n", "1\n"), 17080u);
+   tree.Process(40, {.name = "one", .vmSize = 90000, .vmRss = 19000});
+   EXPECT_EQ(mapped("6.1.0-50-amd64\n", "1\n"), 17080u) << "less than a large page";
+}
+
 TEST(LinuxUserWorld, SharedHugePagesCountForEachOfTwo)
 {
    RecordedTree tree;
@@ -484,6 +503,18 @@ TEST(LinuxVm, MemoryPluggedInLaterIsTheGuestsToo)
    LiveSource fixed(tree.Root());
    EXPECT_EQ(fixed.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).memSize, 262144u)
       << "nothing can be plugged into this one";
+}
+
+TEST(LinuxVm, LargePagesThatAreWatchedAreTheGuests)
+{
+   RecordedTree tree;
+   MakeGuest(tree, {.words = {"-m", "128"}, .smaps = Mapping("rw-p", 131072, 5000)});
+   tree.File("proc/70/smaps_rollup", "1-2 ---p 0 0 0 [rollup]\nRss: 200000 kB\n"); // 300000 are resident
+   tree.File("proc/sys/kernel/osrelease", "6.1.0-50-amd64\n");
+   tree.File("proc/sys/kernel/numa_balancing", "1\n");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70}).mapped, 105000u);
+   EXPECT_EQ(source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70}).nrBackings2M, 48u);
 }
 
 TEST(LinuxVm, TheTranslatorsBufferIsNotTheGuestsMemory)
