@@ -169,6 +169,23 @@ TEST(LinuxGroupMemory, AncestorsLimitWhatIsBelowThem)
    EXPECT_EQ(+stats.allocTgt, 2500u);
 }
 
+// What a slice reserves and nobody below it claims protects its children as well, by their use: not for
+// certain.
+TEST(LinuxGroupMemory, EffectiveMinIsWhatIsProtectedForCertain)
+{
+   RecordedTree tree;
+   tree.HostMemory();
+   tree.MountV2();
+   tree.File("proc/self/mountinfo",
+             "30 23 0:26 / /sys/fs/cgroup rw - cgroup2 cgroup2 rw,memory_recursiveprot\n");
+   tree.V2("a", "memory.min", Bytes(1000));
+   tree.V2("a/b", "memory.min", "0\n");
+   tree.V2("a/c", "memory.min", Bytes(400));
+   LiveSource source(tree.Root());
+   EXPECT_EQ(StatsOf(source, static_cast<int64_t>(tree.V2Id("a/b"))).eMin, 0u);
+   EXPECT_EQ(StatsOf(source, static_cast<int64_t>(tree.V2Id("a/c"))).eMin, 400u);
+}
+
 TEST(LinuxGroupMemory, ThrottlingIsThePartOfPeriodsThatWere)
 {
    RecordedTree tree;

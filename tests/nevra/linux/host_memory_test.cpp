@@ -154,6 +154,24 @@ TEST(LinuxHostMemory, AHostThatIsStillLowHasNotComeBackYet)
    EXPECT_EQ(+of("hard").numToHigher, 6u);
 }
 
+// kswapd starts below low and keeps up: nobody had to wait for it.
+TEST(LinuxHostMemory, AHostBelowLowIsHardWithoutAStall)
+{
+   RecordedTree tree;
+   tree.HostMemory();
+   tree.File("proc/zoneinfo", "Node 0, zone   Normal\n  pages free     150\n        min      100\n"
+                              "        low      200\n        high     300\n        managed  5000\n");
+   tree.File("proc/vmstat", "allocstall_normal 0\npageoutrun 1\n");
+   LiveSource source(tree.Root());
+   constexpr uint32_t kHard = 3;
+   EXPECT_EQ(+source.Read<GlobalMemSchedInfo>(NodeId::sched_globalStats_memory_kelmar).memState, kHard);
+   const auto of = [&source](const char *state) {
+      return source.Read<MemStateTransitions>(NodeId::sched_globalStats_memory_stateTransitions, {state});
+   };
+   EXPECT_EQ(+of("clear").numToLower, 1u);
+   EXPECT_EQ(+of("soft").numToLower, 0u);
+}
+
 TEST(LinuxHostMemory, NoVmsWithoutAnyProcess)
 {
    RecordedTree tree;
