@@ -7,8 +7,8 @@ FUZZ_SECONDS ?= 60
 FUZZ_JOBS ?= $(shell nproc)
 RELEASE := build/release
 
-.PHONY: all help run test test-packages install uninstall deb sanitizers bench newcomer fuzz fuzz-targets \
-   coverage format lint lint-quick clean
+.PHONY: all help run test test-host test-packages install uninstall deb sanitizers bench newcomer fuzz \
+   fuzz-targets coverage format lint lint-quick clean
 
 all: packages-build ## build the release, into build/release
 	@cmake --preset release -DHOSTMEM_TESTS=OFF >/dev/null
@@ -35,6 +35,12 @@ test: packages-test ## build and run every test
 
 test-packages: packages-deb-test deb ## test the Debian packages and an installation; some tests need root
 	tests/packaging/run build/package build/packages
+
+# Inside an emulated host nothing else runs, so that figures stand still while they are compared.
+test-host: packages-test-host ## boot Debian kernels in QEMU and compare every figure there with the kernel's files
+	@cmake --preset release -DHOSTMEM_TESTS=ON
+	@cmake --build --preset release -j $(JOBS) --target hostmem nevra test_host_programs
+	tests/host/run $(RELEASE)
 
 install: packages-build ## install to $(DESTDIR)$(PREFIX)
 	@cmake --preset release -DHOSTMEM_TESTS=OFF -DCMAKE_INSTALL_PREFIX=$(PREFIX) >/dev/null
