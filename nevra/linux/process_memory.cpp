@@ -211,7 +211,11 @@ std::optional<GuestMemory> GuestMemorySearch::Found() const
 {
    GuestMemory guest = pieces;
    if (guest.mappings.size == 0) {
-      guest.Add(largest);
+      // An emulator that has just been started has not made the guest's memory yet.
+      const bool isLargeEnough = missingKB.empty() || largest.size >= std::ranges::min(missingKB);
+      if (isLargeEnough) {
+         guest.Add(largest);
+      }
       return largest.size > 0 ? std::optional(guest) : std::nullopt;
    }
    for (const MappedMemory &memory : plugged) {

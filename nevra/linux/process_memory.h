@@ -59,7 +59,7 @@ struct GuestMemory {
 // The search for the mappings that hold a guest's memory, through a text that comes in parts, as the mappings
 // of a process can be many. It is one writable mapping for each piece of the command line, of its size, and,
 // where memory may be plugged in, each other that is made like them and of whole blocks of memory. Where none
-// is found so, it is the largest mapping.
+// is found so, it is the largest mapping, unless that is smaller than the pieces.
 class GuestMemorySearch {
  public:
    explicit GuestMemorySearch(const VmCommand &command);

@@ -517,6 +517,16 @@ TEST(LinuxVm, LargePagesThatAreWatchedAreTheGuests)
    EXPECT_EQ(source.Read<VmLPageRecord>(NodeId::memory_lpage_vmLPage, {kVmm + 70}).nrBackings2M, 48u);
 }
 
+TEST(LinuxVm, AVmThatHasJustBeenStartedHasNoMemoryYet)
+{
+   RecordedTree tree;
+   MakeGuest(tree, {.words = {"-m", "96"}, .smaps = Mapping("rw-p", 1024, 700)});
+   LiveSource source(tree.Root());
+   const auto record = source.Read<VmmStatsRecord>(NodeId::sched_memClients_kelmar_vmm, {70});
+   EXPECT_EQ(record.mapped, 0u) << "what is there is the emulator's own";
+   EXPECT_EQ(record.memSize, 98304u);
+}
+
 TEST(LinuxVm, TheTranslatorsBufferIsNotTheGuestsMemory)
 {
    RecordedTree tree;
