@@ -40,6 +40,8 @@ struct RowField {
    FieldType type;
    uint8_t kbPerUnit = 1;           // of a memory figure: 1 for KB, 4 for pages
    const FlagName *flags = nullptr; // of a flag list
+   // Whether there are flags. With its sanitizers GCC cannot compare their address with null at compile time.
+   bool isFlagList = false;
 };
 
 template <typename Type> consteval FieldType FieldTypeOf()
@@ -68,7 +70,7 @@ template <typename Type> consteval FieldType FieldTypeOf()
 #define ROW_FLAGS(member, names)                                                                             \
    RowField                                                                                                  \
    {                                                                                                         \
-      offsetof(Row, member), sizeof(Row::member), FieldTypeOf<decltype(Row::member)>(), 1, names             \
+      offsetof(Row, member), sizeof(Row::member), FieldTypeOf<decltype(Row::member)>(), 1, names, true       \
    }
 #define ROW_FIELD_SCALED(member, scale)                                                                      \
    RowField                                                                                                  \
@@ -97,7 +99,7 @@ constexpr bool FitsColumn(const ReportColumn &column, const RowField &field)
    case Unit::YesNo:
       return field.type == FieldType::Unsigned8 && (column.format[0] == 'c' || column.format[0] == 's');
    case Unit::FlagList:
-      return field.type == FieldType::Unsigned32 && field.flags != nullptr && column.format[0] == 's';
+      return field.type == FieldType::Unsigned32 && field.isFlagList && column.format[0] == 's';
    default:
       return !isText && column.format[0] != 's' && column.format[0] != 'c';
    }
