@@ -43,17 +43,15 @@ test-host: packages-test-host ## boot Debian kernels in QEMU and compare every f
 	tests/host/run $(RELEASE)
 
 install: packages-build ## install to $(DESTDIR)$(PREFIX)
-	@cmake --preset release -DHOSTMEM_TESTS=OFF -DCMAKE_INSTALL_PREFIX=$(PREFIX) >/dev/null
-	@cmake --build --preset release -j $(JOBS)
-	DESTDIR=$(DESTDIR) cmake --install $(RELEASE) --strip
+	@DESTDIR=$(DESTDIR) packaging/install $(PREFIX) $(JOBS)
 
 # The manifest ends without a newline, which sed adds.
 uninstall: ## remove what make install installed
-	@if [ ! -f $(RELEASE)/install_manifest.txt ]; then \
+	@if [ ! -f build/install_manifest.txt ]; then \
 	   echo 'make uninstall: nothing has been installed from this folder' >&2; \
 	   exit 1; \
 	fi
-	@removed=$$(sed 's,^,$(DESTDIR),' $(RELEASE)/install_manifest.txt | xargs -d '\n' rm -fv) || exit 1; \
+	@removed=$$(sed 's,^,$(DESTDIR),' build/install_manifest.txt | xargs -d '\n' rm -fv) || exit 1; \
 	if [ -n "$$removed" ]; then \
 	   echo "$$removed"; \
 	else \
