@@ -56,7 +56,7 @@ std::vector<HelpLine> Section(const std::string &help, const std::string &name)
 // "-o,--output TEXT REQUIRED"
 CommandOption ParseOption(const HelpLine &line)
 {
-   CommandOption option = {"", "", line.term.find(' ') != std::string::npos, line.text};
+   CommandOption option = {"", "", line.term.find(' ') != std::string::npos, Trim(line.text)};
    std::istringstream forms(line.term.substr(0, line.term.find(' ')));
    for (std::string form; std::getline(forms, form, ',');) {
       (form.starts_with("--") ? option.longForm : option.shortForm) = form;

@@ -262,7 +262,7 @@ std::string ZshAction(const CommandOption &option)
    if ((form == "-i" || form == "-e") && option.longForm.ends_with("Filter")) {
       return ":flag:_values -s \\: flag $flags";
    }
-   if (form == "-c" || form == "-o") {
+   if (form == "-c" || form == "-o" || form == "--names") {
       return ":file:_files";
    }
    if (form == "--root") {
@@ -347,7 +347,7 @@ std::string FishArguments(const CommandOption &option)
    if ((form == "-i" || form == "-e") && option.longForm.ends_with("Filter")) {
       return "-x -a '(__hostmem_list flags)'";
    }
-   if (form == "-c" || form == "-o") {
+   if (form == "-c" || form == "-o" || form == "--names") {
       return "-r -F";
    }
    if (form == "--root") {

@@ -136,6 +136,8 @@ TEST_F(BashCompletion, OffersSubcommandsOptionsAndFilesOfHostmemSnapshot)
                AllOf(Contains("info"), Contains("verify"), Contains("export"), Contains("import")));
    EXPECT_THAT(BashOfSnapshot("hostmem-snapshot im", 1), ElementsAre("import"));
    EXPECT_THAT(BashOfSnapshot("hostmem-snapshot import --o", 2), ElementsAre("--output"));
+   EXPECT_THAT(BashOfSnapshot("hostmem-snapshot export --", 2),
+               AllOf(Contains("--anonymize"), Contains("--names"), Contains("--force")));
    EXPECT_THAT(BashOfSnapshot("hostmem-snapshot info " COMPLETIONS_FOLDER "/hostmem.ba", 2),
                ElementsAre(COMPLETIONS_FOLDER "/hostmem.bash"));
 }
