@@ -12,6 +12,7 @@
 #include "nevra/definitions.h"
 #include "nevra/linux/linux_source.h"
 #include "nevra/nevra.h"
+#include "nevra/operations.h"
 #include "nevra/param_list.h"
 #include "nevra/snapshot/snapshot_source.h"
 #include "nevra/source.h"
@@ -36,22 +37,25 @@ nevra::Source &CurrentSource()
    return *source;
 }
 
+// The lines of the source's Unreadable() that were given.
+size_t saidOfUnreadable = 0;
+
+void TakeSource(std::unique_ptr<nevra::Source> next)
+{
+   source = std::move(next);
+   saidOfUnreadable = 0;
+}
+
 // Says on standard error what the source could not read, once: the reports show rows, and no row says what is
 // missing.
 void SayWhatIsUnreadable()
 {
-   static const nevra::Source *saidOf = nullptr;
-   static size_t said = 0;
    if (source == nullptr) {
       return;
    }
-   if (saidOf != source.get()) {
-      saidOf = source.get();
-      said = 0;
-   }
    const std::span<const std::string> lines = source->Unreadable();
-   for (; said < lines.size(); said++) {
-      Warning("%s\n", lines[said].c_str());
+   for (; saidOfUnreadable < lines.size(); saidOfUnreadable++) {
+      Warning("%s\n", lines[saidOfUnreadable].c_str());
    }
 }
 
@@ -123,6 +127,11 @@ NevraStatus GetInteger(const Nevra_ParamList *list, uint32_t index, Integer *val
 }
 
 } // namespace
+
+void nevra::AnswerFrom(std::unique_ptr<Source> next)
+{
+   TakeSource(std::move(next));
+}
 
 extern "C" {
 
@@ -289,7 +298,7 @@ NevraStatus Nevra_UseCache(const char *path, int flags)
          if (source != nullptr) {
             formerSources.push_back(std::move(source));
          }
-         source = std::move(snapshot);
+         TakeSource(std::move(snapshot));
       }
       return status;
    });

@@ -311,11 +311,16 @@ NevraStatus MakeSource(NevraStatus status, SnapshotFile &file, const char *name,
       Warning("%s: %s\n", name, problem.c_str());
       return status;
    }
-   *source = std::make_unique<SnapshotSource>(std::move(file), name);
+   *source = MakeSnapshotSource(std::move(file), name);
    return NEVRA_OK;
 }
 
 } // namespace
+
+std::unique_ptr<Source> MakeSnapshotSource(SnapshotFile file, const char *name)
+{
+   return std::make_unique<SnapshotSource>(std::move(file), name);
+}
 
 NevraStatus OpenSnapshotSource(const char *path, std::unique_ptr<Source> *source)
 {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 
+#include "nevra/snapshot/snapshot_file.h"
 #include "nevra/source.h"
 
 namespace nevra {
@@ -22,6 +23,9 @@ NevraStatus OpenSnapshotSource(const char *path, std::unique_ptr<Source> *source
 // The same for a snapshot in memory, which is copied; `name` stands for the path in warnings.
 NevraStatus OpenSnapshotSourceFromMemory(std::span<const uint8_t> bytes, const char *name,
                                          std::unique_ptr<Source> *source);
+
+// The same for a snapshot that is open already.
+std::unique_ptr<Source> MakeSnapshotSource(SnapshotFile file, const char *name);
 
 } // namespace nevra
 
