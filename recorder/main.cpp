@@ -1,4 +1,5 @@
 // The command line of hostmem-record.
+#include <functional>
 #include <new>
 
 #include <CLI/CLI.hpp>
@@ -6,6 +7,7 @@
 #include "nevra/nevra.h"
 #include "recorder/commands.h"
 #include "recorder/limit_text.h"
+#include "recorder/reading_command_line.h"
 
 namespace {
 
@@ -78,6 +80,8 @@ int Run(int argc, char **argv)
    RunOptions runOptions;
    RunTexts runTexts;
    CLI::App *run = AddRun(&app, &runOptions, &runTexts);
+   std::function<int()> reading; // what the chosen subcommand does, unless it is run
+   AddReadingCommands(&app, kDefaultFolder, &reading);
 
    if (argc > 1 && argv[1][0] != '-' && !HasSubcommand(app, argv[1])) {
       return RefuseCommandLine(std::string("unknown subcommand ") + argv[1]);
@@ -95,7 +99,7 @@ int Run(int argc, char **argv)
       const std::string problem = ParseRunTexts(runTexts, &runOptions);
       return problem.empty() ? RunCommand(runOptions) : RefuseCommandLine(problem);
    }
-   return kExitTrouble;
+   return reading();
 }
 
 } // namespace

@@ -206,6 +206,14 @@ std::string BashHostmemTables()
           BashFunction("_hostmem_flags", flags);
 }
 
+// What the names of a program's own tables begin with: "_hostmem_snapshot".
+std::string TablePrefix(const ProgramHelp &program)
+{
+   std::string prefix = '_' + program.name;
+   std::ranges::replace(prefix, '-', '_');
+   return prefix;
+}
+
 std::string BashSubcommandTables(const ProgramHelp &program)
 {
    std::vector<Choice> names;
@@ -214,8 +222,8 @@ std::string BashSubcommandTables(const ProgramHelp &program)
       names.push_back({subcommand.name, ""});
       options.push_back({subcommand.name, OptionWords(subcommand.options, false)});
    }
-   return "_hostmem_snapshot_subcommands='" + Words(names) + "'\n" +
-          BashFunction("_hostmem_snapshot_options", options);
+   return TablePrefix(program) + "_subcommands='" + Words(names) + "'\n" +
+          BashFunction(TablePrefix(program) + "_options", options);
 }
 
 // ---- zsh
@@ -317,8 +325,8 @@ std::string ZshSubcommandTables(const ProgramHelp &program)
       names += "      " + Quote(subcommand.name + ":" + subcommand.text) + "\n";
       cases += "   " + subcommand.name + ")\n" + ZshOptions("arguments", subcommand.options) + "      ;;\n";
    }
-   return "_hostmem_snapshot_tables()\n{\n   subcommands=(\n" + names + "   )\n   case $1 in\n" + cases +
-          "   esac\n}\n";
+   return TablePrefix(program) + "_tables()\n{\n   subcommands=(\n" + names + "   )\n   case $1 in\n" +
+          cases + "   esac\n}\n";
 }
 
 // ---- fish

@@ -122,12 +122,27 @@ TEST_F(BashCompletion, OffersFilesAsCache)
    EXPECT_THAT(Bash("hostmem --cache=hostmem.ba", "cd " COMPLETIONS_FOLDER), ElementsAre("hostmem.bash"));
 }
 
+// Of a program with subcommands: "snapshot" or "record".
+std::vector<std::string> BashOf(const std::string &program, const std::string &words, int index)
+{
+   const std::string script = "source " COMPLETIONS_FOLDER "/hostmem-" + program + ".bash\nCOMP_WORDS=(" +
+                              words + ")\nCOMP_CWORD=" + std::to_string(index) + "\n_hostmem_" + program +
+                              "\nprintf '%s\\n' \"${COMPREPLY[@]}\"";
+   return SplitLines(RunCommand("bash --norc -c " + ShellWord(script)).output);
+}
+
 std::vector<std::string> BashOfSnapshot(const std::string &words, int index)
 {
-   const std::string script = "source " COMPLETIONS_FOLDER "/hostmem-snapshot.bash\nCOMP_WORDS=(" + words +
-                              ")\nCOMP_CWORD=" + std::to_string(index) +
-                              "\n_hostmem_snapshot\nprintf '%s\\n' \"${COMPREPLY[@]}\"";
-   return SplitLines(RunCommand("bash --norc -c " + ShellWord(script)).output);
+   return BashOf("snapshot", words, index);
+}
+
+TEST_F(BashCompletion, OffersSubcommandsAndOptionsOfHostmemRecord)
+{
+   EXPECT_THAT(BashOf("record", "hostmem-record ''", 1),
+               AllOf(Contains("run"), Contains("list"), Contains("report"), Contains("series")));
+   EXPECT_THAT(BashOf("record", "hostmem-record se", 1), ElementsAre("series"));
+   EXPECT_THAT(BashOf("record", "hostmem-record series --m", 2), ElementsAre("--match"));
+   EXPECT_THAT(BashOf("record", "hostmem-record grow --t", 2), ElementsAre("--to", "--top"));
 }
 
 TEST_F(BashCompletion, OffersSubcommandsOptionsAndFilesOfHostmemSnapshot)
@@ -187,6 +202,8 @@ TEST_F(FishCompletion, OffersSubcommandsAndOptionsOfHostmemSnapshot)
 {
    EXPECT_THAT(Fish("hostmem-snapshot", "hostmem-snapshot im"), ElementsAre("import"));
    EXPECT_THAT(Fish("hostmem-snapshot", "hostmem-snapshot import --o"), ElementsAre("--output"));
+   EXPECT_THAT(Fish("hostmem-record", "hostmem-record ser"), ElementsAre("series"));
+   EXPECT_THAT(Fish("hostmem-record", "hostmem-record series --m"), ElementsAre("--match"));
 }
 
 // ---- zsh

@@ -138,7 +138,7 @@ TEST(ManualPage, BlockWithoutEndIsAnError)
 
 std::vector<std::string> PageNames()
 {
-   std::vector<std::string> names = {"hostmem", "hostmem-snapshot"};
+   std::vector<std::string> names = {"hostmem", "hostmem-snapshot", "hostmem-record"};
    for (const ReportEntry &report : Reports()) {
       names.push_back(std::string("hostmem-") + report.name);
    }
@@ -266,14 +266,19 @@ TEST(ManualPages, ThatOfHostmemNamesEveryOptionOfTheTool)
 // An option as a page writes it.
 std::string InRoff(const std::string &option)
 {
-   const size_t dashes = option.find_first_not_of('-');
-   return (dashes == 2 ? "\\-\\-" : "\\-") + option.substr(dashes);
+   std::string text;
+   for (const char character : option) {
+      text += (character == '-' ? "\\" : "") + std::string(1, character);
+   }
+   return text;
 }
 
-TEST(ManualPages, ThatOfHostmemSnapshotNamesWhatItsHelpNames)
+class PageOfSubcommands : public ::testing::TestWithParam<const char *> {};
+
+TEST_P(PageOfSubcommands, NamesWhatTheHelpNames)
 {
-   const std::string source = ReadFile(MANUAL_SOURCES_FOLDER "/hostmem-snapshot.8.in");
-   const std::string program = ShellWord(BIN_FOLDER "/hostmem-snapshot");
+   const std::string source = ReadFile(MANUAL_SOURCES_FOLDER "/" + std::string(GetParam()) + ".8.in");
+   const std::string program = ShellWord(BIN_FOLDER "/" + std::string(GetParam()));
    const std::string subcommands =
       RunCommand(program + " --help | sed -n '/^Subcommands:/,/^$/s/^  \\([a-z]*\\) .*/\\1/p'").output;
    EXPECT_THAT(SplitLines(subcommands), Contains("info"));
@@ -288,6 +293,12 @@ TEST(ManualPages, ThatOfHostmemSnapshotNamesWhatItsHelpNames)
       }
    }
 }
+
+INSTANTIATE_TEST_SUITE_P(ManualPages, PageOfSubcommands,
+                         testing::Values("hostmem-snapshot", "hostmem-record"),
+                         [](const testing::TestParamInfo<const char *> &page) {
+                            return std::string(page.param).substr(sizeof "hostmem-" - 1);
+                         });
 
 // ---- the help on options
 

@@ -1,0 +1,64 @@
+#include <cstdio>
+
+#include "export/answer_from_snapshot.h"
+#include "export/growth.h"
+#include "nevra/shown_text.h"
+#include "recorder/frame_choice.h"
+#include "recorder/message.h"
+#include "recorder/moment.h"
+#include "recorder/reading_commands.h"
+
+namespace recorder {
+
+namespace {
+
+// The sizes at one moment.
+bool ReadSizesAt(Recording *recording, size_t frame, const GrowthSubject &subject, SizesByName *sizes,
+                 Moment *moment)
+{
+   std::vector<uint8_t> snapshot;
+   std::string problem;
+   if (!ReadFrame(recording, frame, &snapshot)) {
+      return false;
+   }
+   if (!AnswerFromSnapshot(snapshot, moment, &problem)) {
+      Complain(TimeOf(recording->Frames()[frame]), problem);
+      return false;
+   }
+   return ReadSizes(subject, sizes);
+}
+
+} // namespace
+
+int GrowCommand(const std::string &folder, const GrowRequest &request)
+{
+   const GrowthSubject *subject = FindGrowthSubject(request.by);
+   DisplayUnit unit;
+   if (subject == nullptr) {
+      Complain("--by", std::string("not one of ") + kGrowthSubjectWords + ": " + request.by);
+      return kExitTrouble;
+   }
+   if (ParseDisplayUnit(request.unit.c_str(), false, &unit) != NEVRA_OK) {
+      return kExitTrouble;
+   }
+   Recording recording;
+   size_t from;
+   size_t to;
+   if (!OpenRecording(folder, &recording) || !ChooseFrame(folder, recording, request.from, &from) ||
+       !ChooseFrame(folder, recording, request.to, &to)) {
+      return kExitFailed;
+   }
+   SizesByName before;
+   SizesByName now;
+   Moment moment;
+   if (!ReadSizesAt(&recording, from, *subject, &before, &moment) ||
+       !ReadSizesAt(&recording, to, *subject, &now, &moment)) {
+      return kExitFailed;
+   }
+   std::printf("host %s, %s to %s\n\n", nevra::ShownText(moment.host).c_str(),
+               TimeOf(recording.Frames()[from]).c_str(), TimeOf(recording.Frames()[to]).c_str());
+   PrintGrowth(*subject, CompareSizes(before, now), request.top, unit, stdout);
+   return FinishOutput() ? kExitDone : kExitFailed;
+}
+
+} // namespace recorder
