@@ -7,6 +7,7 @@
 
 #include "export/run_report.h"
 #include "nevra/shown_text.h"
+#include "snapshot-tool/capture_time.h"
 
 namespace {
 
@@ -126,6 +127,14 @@ std::vector<Growth> CompareSizes(const SizesByName &before, const SizesByName &n
    std::erase_if(growths, [](const Growth &growth) { return growth.Change() == 0; });
    std::ranges::stable_sort(growths, std::greater(), &Growth::Change);
    return growths;
+}
+
+void PrintMoments(const Moment &before, const Moment &now, FILE *file)
+{
+   const std::string host = nevra::ShownText(before.host);
+   const std::string hostNow = nevra::ShownText(now.host);
+   std::fprintf(file, "host %s, %s to %s%s\n\n", host.c_str(), FormatCaptureTime(before.seconds).c_str(),
+                FormatCaptureTime(now.seconds).c_str(), host == hostNow ? "" : (", host " + hostNow).c_str());
 }
 
 void PrintGrowth(const GrowthSubject &subject, const std::vector<Growth> &growths, size_t top,

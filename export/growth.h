@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "export/row_writer.h"
 #include "report/display_unit.h"
 
 // What may grow, and which column says how large it is.
@@ -44,6 +45,9 @@ struct Growth {
 
 // Those that changed, by how much they grew; those that shrank come last.
 std::vector<Growth> CompareSizes(const SizesByName &before, const SizesByName &now);
+
+// Writes the line above the table, and an empty one: of which host, and of which moments.
+void PrintMoments(const Moment &before, const Moment &now, FILE *file);
 
 // Writes the `top` first of them as a table of at most 80 columns, and a line that says how many more there
 // are. Amounts are in the unit: KB, MB or GB.

@@ -2,7 +2,6 @@
 
 #include "export/answer_from_snapshot.h"
 #include "export/growth.h"
-#include "nevra/shown_text.h"
 #include "recorder/frame_choice.h"
 #include "recorder/message.h"
 #include "recorder/moment.h"
@@ -25,6 +24,7 @@ bool ReadSizesAt(Recording *recording, size_t frame, const GrowthSubject &subjec
       Complain(TimeOf(recording->Frames()[frame]), problem);
       return false;
    }
+   moment->seconds = SecondsOf(recording->Frames()[frame]);
    return ReadSizes(subject, sizes);
 }
 
@@ -50,13 +50,13 @@ int GrowCommand(const std::string &folder, const GrowRequest &request)
    }
    SizesByName before;
    SizesByName now;
-   Moment moment;
-   if (!ReadSizesAt(&recording, from, *subject, &before, &moment) ||
-       !ReadSizesAt(&recording, to, *subject, &now, &moment)) {
+   Moment momentBefore;
+   Moment momentNow;
+   if (!ReadSizesAt(&recording, from, *subject, &before, &momentBefore) ||
+       !ReadSizesAt(&recording, to, *subject, &now, &momentNow)) {
       return kExitFailed;
    }
-   std::printf("host %s, %s to %s\n\n", nevra::ShownText(moment.host).c_str(),
-               TimeOf(recording.Frames()[from]).c_str(), TimeOf(recording.Frames()[to]).c_str());
+   PrintMoments(momentBefore, momentNow, stdout);
    PrintGrowth(*subject, CompareSizes(before, now), request.top, unit, stdout);
    return FinishOutput() ? kExitDone : kExitFailed;
 }

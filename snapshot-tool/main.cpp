@@ -5,6 +5,7 @@
 
 #include "nevra/nevra.h"
 #include "snapshot-tool/commands.h"
+#include "snapshot-tool/growth_command.h"
 #include "snapshot-tool/message.h"
 
 namespace {
@@ -19,6 +20,7 @@ struct Arguments {
    Anonymity anonymity;
    bool force = false;
    std::string root;
+   GrowthRequest growth;
 };
 
 bool HasSubcommand(const CLI::App &app, const std::string &name)
@@ -83,6 +85,16 @@ int Run(int argc, char **argv)
    CLI::App *diff = app.add_subcommand("diff", "Show where two snapshots differ");
    diff->add_option("A", arguments.file)->required();
    diff->add_option("B", arguments.other)->required();
+   GrowthRequest *growth = &arguments.growth;
+   CLI::Option *by = diff->add_option("--by", growth->by, "Who grew instead: vm, group, process or heap")
+                        ->check(CLI::IsMember({"vm", "group", "process", "heap"}));
+   diff->add_option("--top", growth->top, "With --by: number of names to show")
+      ->needs(by)
+      ->capture_default_str();
+   diff->add_option("-u,--unit", growth->unit, "With --by: kb, mb or gb")
+      ->needs(by)
+      ->check(CLI::IsMember({"kb", "mb", "gb"}))
+      ->capture_default_str();
 
    for (CLI::App *subcommand : {capture, exportJson, importJson}) {
       subcommand->add_flag("-f,--force", arguments.force, "Replace files that are there already");
@@ -121,6 +133,9 @@ int Run(int argc, char **argv)
    }
    if (*importJson) {
       return ImportCommand(arguments.file, arguments.output);
+   }
+   if (*by) {
+      return GrowthCommand(arguments.file, arguments.other, arguments.growth);
    }
    return DiffCommand(arguments.file, arguments.other);
 }
