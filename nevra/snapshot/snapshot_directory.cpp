@@ -150,6 +150,7 @@ bool LocateVector(Directory &directory, const flatbuffers::Table &table, flatbuf
    return true;
 }
 
+// cppcheck-suppress constParameter // the vector is added to its extents
 bool LocateKeys(Directory &directory, const flatbuffers::Table &table, flatbuffers::voffset_t field,
                 SnapshotKeyShape shape, uint32_t count, KeyTable *keys)
 {
