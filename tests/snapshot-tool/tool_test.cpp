@@ -364,6 +364,25 @@ TEST_F(SnapshotTool, DiffTellsByItsExitStatus)
    EXPECT_EQ(Run("diff a b.json").output, "hostmem-snapshot: b.json: not a snapshot\n");
 }
 
+TEST_F(SnapshotTool, DiffByShowsWhoGrew)
+{
+   const std::string sample = SAMPLES "/small-host.snapshot";
+   ASSERT_EQ(
+      Run("export " + sample + " | sed 's/1736704/1941504/g' > b.json; " SNAPSHOT_TOOL " import b.json -o b")
+         .status,
+      0);
+   Outcome outcome = Run("diff " + sample + " b --by vm");
+   EXPECT_EQ(outcome.output,
+             "host aspen, 2026-01-15T12:00:00Z to 2026-01-15T12:00:00Z\n"
+             "\n"
+             "vm                                   before          now       grew MB   number\n"
+             "rowan                                1643.0       1843.0        +200.0        1\n");
+   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(Run("diff " + sample + " b --by heap").status, 0);
+   EXPECT_EQ(Run("diff " + sample + " missing --by vm").status, 2);
+   EXPECT_EQ(Run("diff " + sample + " b --top 3").status, 2);
+}
+
 TEST_F(SnapshotTool, WrongCommandLineIsTwoAndHelpIsZero)
 {
    for (const char *arguments : {"", "info", "frobnicate", "import a.json", "info a b", "--unknown"}) {
