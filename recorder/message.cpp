@@ -10,7 +10,7 @@ namespace recorder {
 
 void Complain(const std::string &subject, const std::string &problem)
 {
-   Warning("hostmem-record: %s: %s\n", subject.c_str(), problem.c_str());
+   Warning("%s: %s: %s\n", program_invocation_short_name, subject.c_str(), problem.c_str());
 }
 
 bool FinishOutput()

@@ -1,4 +1,4 @@
-// Messages of the subcommands that read.
+// Messages of the programs that read recordings.
 #ifndef RECORDER_MESSAGE_H
 #define RECORDER_MESSAGE_H
 
@@ -8,7 +8,7 @@
 
 namespace recorder {
 
-// Writes "hostmem-record: SUBJECT: problem" to standard error.
+// Writes "PROGRAM: SUBJECT: problem" to standard error.
 void Complain(const std::string &subject, const std::string &problem);
 
 // Flushes standard output; complains when not all of it could be written.

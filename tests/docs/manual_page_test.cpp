@@ -138,7 +138,7 @@ TEST(ManualPage, BlockWithoutEndIsAnError)
 
 std::vector<std::string> PageNames()
 {
-   std::vector<std::string> names = {"hostmem", "hostmem-snapshot", "hostmem-record"};
+   std::vector<std::string> names = {"hostmem", "hostmem-snapshot", "hostmem-record", "hostmem-export"};
    for (const ReportEntry &report : Reports()) {
       names.push_back(std::string("hostmem-") + report.name);
    }
@@ -281,7 +281,7 @@ TEST_P(PageOfSubcommands, NamesWhatTheHelpNames)
    const std::string program = ShellWord(BIN_FOLDER "/" + std::string(GetParam()));
    const std::string subcommands =
       RunCommand(program + " --help | sed -n '/^Subcommands:/,/^$/s/^  \\([a-z]*\\) .*/\\1/p'").output;
-   EXPECT_THAT(SplitLines(subcommands), Contains("info"));
+   EXPECT_THAT(SplitLines(subcommands), SizeIs(testing::Ge(3)));
    for (const std::string &subcommand : SplitLines(subcommands)) {
       EXPECT_THAT(source, HasSubstr(".TP\n.B " + subcommand + "\n"));
       const std::string options =
@@ -295,7 +295,7 @@ TEST_P(PageOfSubcommands, NamesWhatTheHelpNames)
 }
 
 INSTANTIATE_TEST_SUITE_P(ManualPages, PageOfSubcommands,
-                         testing::Values("hostmem-snapshot", "hostmem-record"),
+                         testing::Values("hostmem-snapshot", "hostmem-record", "hostmem-export"),
                          [](const testing::TestParamInfo<const char *> &page) {
                             return std::string(page.param).substr(sizeof "hostmem-" - 1);
                          });

@@ -39,7 +39,10 @@ readelf -d "$installed/bin/hostmem" | grep -F '[$ORIGIN/../lib]'
 "$installed/bin/hostmem" -r comp-stats
 "$installed/bin/hostmem-snapshot" import samples/small-host.json -o "$work/host.snapshot"
 "$installed/bin/hostmem" -c "$work/host.snapshot" -r vm-stats
-for page in hostmem hostmem-snapshot hostmem-comp-stats; do
+"$installed/bin/hostmem-export" csv -c "$work/host.snapshot" -r vm-stats
+"$installed/bin/hostmem-export" csv -r comp-stats # through the library that is installed
+"$installed/bin/hostmem-record" --help >"$work/help"
+for page in hostmem hostmem-export hostmem-record hostmem-snapshot hostmem-comp-stats; do
    gzip -t "$installed/share/man/man8/$page.8.gz"
 done
 test -s "$installed/share/bash-completion/completions/hostmem"

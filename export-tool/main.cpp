@@ -1,0 +1,86 @@
+// The command line of hostmem-export.
+#include <algorithm>
+#include <new>
+
+#include <CLI/CLI.hpp>
+
+#include "export-tool/export_command.h"
+#include "nevra/nevra.h"
+#include "recorder/message.h"
+
+namespace {
+
+using recorder::kExitDone;
+using recorder::kExitFailed;
+using recorder::kExitTrouble;
+
+constexpr char kFooter[] = "Exit status: 0 when done, 1 when it failed, 2 for a wrong command line.";
+constexpr char kReportFooter[] =
+   "Each -r REPORT takes what follows it as the report's own options: -s COLUMNS, -u UNIT, ...";
+
+int RefuseCommandLine(const std::string &problem)
+{
+   Warning("hostmem-export: %s\n", problem.c_str());
+   Warning("Run with --help for more information.\n");
+   return kExitTrouble;
+}
+
+void AddFormat(CLI::App *app, const char *name, const char *help, RowFormat format, ExportRequest *request)
+{
+   CLI::App *subcommand = app->add_subcommand(name, help);
+   // Taken off the command line before; here for the help.
+   subcommand->add_option("-r,--report", "Report to export; may be repeated")->type_name("REPORT");
+   CLI::Option *snapshots =
+      subcommand->add_option("-c,--cache", request->snapshots, "Snapshots to read instead of this host");
+   CLI::Option *folder =
+      subcommand->add_option("--dir", request->folder, "Recording to read instead of this host")
+         ->excludes(snapshots);
+   subcommand->add_option("--from", request->from, "With --dir: TIME of the first frame")->needs(folder);
+   subcommand->add_option("--to", request->to, "With --dir: TIME of the last frame")->needs(folder);
+   subcommand->add_option("-o,--output", request->output, "File to write instead of standard output");
+   subcommand->add_flag_callback(
+      "-f,--force", [request] { request->ifExists = nevra::IfExists::Replace; },
+      "Replace a file that is there already");
+   subcommand->footer(kReportFooter);
+   subcommand->callback([request, format] { request->format = format; });
+}
+
+int Run(int argc, char **argv)
+{
+   CLI::App app("Exports the rows of the reports as data for machines.", "hostmem-export");
+   app.require_subcommand(1);
+   app.footer(kFooter);
+   ExportRequest request;
+   AddFormat(&app, "json", "One JSON array, an object for each report and moment", RowFormat::Json, &request);
+   AddFormat(&app, "jsonl", "A JSON object for each row", RowFormat::JsonLines, &request);
+   AddFormat(&app, "csv", "CSV of one report, with quotes where needed", RowFormat::Csv, &request);
+   std::vector<std::string> words(argv + 1, argv + argc);
+   if (!SplitReports(&words, &request.reports)) {
+      return RefuseCommandLine("-r lacks the name of a report");
+   }
+   try {
+      std::ranges::reverse(words); // as the library wants them
+      app.parse(words);
+   } catch (const CLI::ParseError &error) {
+      if (error.get_exit_code() == kExitDone) { // help
+         app.exit(error);
+         return recorder::FinishOutput() ? kExitDone : kExitFailed;
+      }
+      return RefuseCommandLine(error.what());
+   }
+   return ExportCommand(request);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+   try {
+      return Run(argc, argv);
+   } catch (const std::bad_alloc &) {
+      Warning("hostmem-export: out of memory\n");
+   } catch (const std::exception &error) {
+      Warning("hostmem-export: %s\n", error.what());
+   }
+   return kExitFailed;
+}

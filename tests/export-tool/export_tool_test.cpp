@@ -1,0 +1,158 @@
+// hostmem-export as a program.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/recorder/reading/made_recording.h"
+
+namespace {
+
+constexpr char kSmallHost[] = SAMPLES "/small-host.snapshot";
+
+struct Ended {
+   std::string output; // standard output and standard error
+   int exitStatus = -1;
+};
+
+Ended Export(const std::string &arguments)
+{
+   FILE *pipe = popen(("{ TZ=UTC " HOSTMEM_EXPORT " " + arguments + "\n} 2>&1").c_str(), "r");
+   Ended ended;
+   char part[4096];
+   for (size_t count; (count = fread(part, 1, sizeof part, pipe)) > 0;) {
+      ended.output.append(part, count);
+   }
+   const int status = pclose(pipe);
+   ended.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+   return ended;
+}
+
+std::string Contents(const std::string &path)
+{
+   std::ostringstream text;
+   text << std::ifstream(path).rdbuf();
+   return text.str();
+}
+
+size_t CountOf(const std::string &text, const std::string &part)
+{
+   size_t count = 0;
+   for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+      count++;
+   }
+   return count;
+}
+
+TEST(ExportTool, WritesTheRowsOfASnapshotAsCsv)
+{
+   const Ended ended = Export(std::string("csv -c ") + kSmallHost + " -r vm-stats -s name:swapped -u mb");
+   EXPECT_EQ(ended.output, "time,host,report,row,name,swapped (MB)\n"
+                           "2026-01-15T12:00:00Z,aspen,vm-stats,data,birch,0\n"
+                           "2026-01-15T12:00:00Z,aspen,vm-stats,data,rowan,12\n"
+                           "2026-01-15T12:00:00Z,aspen,vm-stats,total,Total,12\n");
+   EXPECT_EQ(ended.exitStatus, 0);
+}
+
+TEST(ExportTool, TakesSeveralReportsWithTheirOwnOptions)
+{
+   const std::string arguments =
+      std::string(" -c ") + kSmallHost + " -r vm-stats -s name -r comp-stats -s free:memState -u mb";
+   const Ended lines = Export("jsonl" + arguments);
+   EXPECT_EQ(CountOf(lines.output, "\n"), 6u) << lines.output;
+   EXPECT_NE(lines.output.find(R"({"row":"data","report":"comp-stats","host":"aspen",)"
+                               R"("time":"2026-01-15T12:00:00Z","free":)"),
+             std::string::npos)
+      << lines.output;
+   const Ended document = Export("json" + arguments);
+   EXPECT_EQ(CountOf(document.output, "\"complete\":true"), 2u) << document.output;
+   EXPECT_EQ(Export("csv" + arguments).output,
+             "hostmem-export: csv: takes one report: each has columns of its own\n");
+   EXPECT_EQ(Export("csv" + arguments).exitStatus, 2);
+}
+
+TEST(ExportTool, ReadsSeveralSnapshots)
+{
+   const Ended ended = Export("csv -c " + std::string(kSmallHost) +
+                              " " SAMPLES "/hypervisor-host.snapshot -r comp-stats -s free");
+   EXPECT_EQ(CountOf(ended.output, ",aspen,comp-stats,data,"), 1u) << ended.output;
+   EXPECT_EQ(CountOf(ended.output, ",hazel,comp-stats,data,"), 1u) << ended.output;
+   EXPECT_EQ(CountOf(ended.output, "time,host"), 1u) << ended.output;
+}
+
+TEST(ExportTool, ShowsWhatItCanReadAndFails)
+{
+   const Ended ended = Export("csv -c /nowhere " + std::string(kSmallHost) + " -r comp-stats -s free");
+   EXPECT_NE(ended.output.find("hostmem-export: /nowhere: "), std::string::npos) << ended.output;
+   EXPECT_EQ(CountOf(ended.output, ",aspen,comp-stats,data,"), 1u) << ended.output;
+   EXPECT_EQ(ended.exitStatus, 1);
+}
+
+TEST(ExportTool, ReadsThisHost)
+{
+   const Ended ended = Export("csv -r comp-stats -s total 2>/dev/null");
+   EXPECT_EQ(ended.exitStatus, 0);
+   EXPECT_EQ(CountOf(ended.output, "\n"), 2u) << ended.output;
+   EXPECT_NE(ended.output.find(",comp-stats,data,"), std::string::npos) << ended.output;
+   EXPECT_EQ(ended.output.find("1970"), std::string::npos) << ended.output;
+}
+
+TEST(ExportTool, ReadsAStretchOfARecording)
+{
+   MadeRecording recording;
+   for (int i = 0; i < 4; i++) {
+      recording.Add(kNoon + i * 60);
+   }
+   const Ended ended = Export("csv --dir " + recording.Folder() +
+                              " --from '2026-01-15 12:01' --to 2026-01-15T12:02:30Z -r vm-stats -s name");
+   EXPECT_EQ(CountOf(ended.output, "2026-01-15T12:01:00Z,aspen,vm-stats,data,"), 2u) << ended.output;
+   EXPECT_EQ(CountOf(ended.output, "2026-01-15T12:02:00Z,aspen,vm-stats,data,"), 2u) << ended.output;
+   EXPECT_EQ(CountOf(ended.output, "\n"), 7u) << ended.output; // with two Total rows
+   EXPECT_EQ(Export("csv --dir " + recording.Folder() + " --from @0 --to @1 -r vm-stats").exitStatus, 1);
+}
+
+TEST(ExportTool, WritesAFileWholeOrNotAtAll)
+{
+   MadeRecording folder; // to write to
+   const std::string path = folder.Folder() + "/rows.csv";
+   const std::string command = "csv -o " + path + " -c " + kSmallHost;
+   ASSERT_EQ(Export(command + " -r comp-stats -s free").output, "");
+   struct stat facts;
+   ASSERT_EQ(stat(path.c_str(), &facts), 0);
+   EXPECT_EQ(facts.st_mode & 0777, 0600u);
+   const std::string first = Contents(path);
+   EXPECT_EQ(CountOf(first, "\n"), 2u);
+   EXPECT_EQ(Export(command + " -r vm-stats").output,
+             "hostmem-export: " + path + ": already exists; --force replaces it\n");
+   EXPECT_EQ(Export(command + " -f /nowhere -r vm-stats").exitStatus, 2) << "no place for a snapshot";
+   EXPECT_EQ(Export("csv -f -o " + path + " -c /nowhere -r vm-stats").exitStatus, 1);
+   EXPECT_EQ(Contents(path), first);
+   EXPECT_EQ(Export("csv -f -o " + path + " -c " + kSmallHost + " -r vm-stats").exitStatus, 0);
+   EXPECT_EQ(CountOf(Contents(path), ",vm-stats,"), 3u);
+}
+
+TEST(ExportTool, RefusesWhatCannotBeMeant)
+{
+   const std::string source = std::string(" -c ") + kSmallHost;
+   for (const auto &[arguments, message] :
+        {std::pair<std::string, std::string>{"json" + source, "-r: no report is given"},
+         {"json" + source + " -r", "-r lacks the name of a report"},
+         {"json" + source + " -r no-stats", "no-stats: no such report"},
+         {"json" + source + " -r dcpmm-stats", "dcpmm-stats: is not exported"},
+         {"json" + source + " -r vm-stats -s nome", "-r: vm-stats has no column nome"},
+         {"json --from now -r vm-stats", "--from requires --dir"},
+         {"xml" + source + " -r vm-stats", ""},
+         {"json --dir /tmp" + source + " -r vm-stats", "excludes"}}) {
+      const Ended ended = Export(arguments);
+      EXPECT_EQ(ended.exitStatus, 2) << arguments;
+      EXPECT_NE(ended.output.find(message), std::string::npos) << ended.output;
+   }
+}
+
+} // namespace
