@@ -21,6 +21,11 @@ bool HostSampler::Sample(int64_t seconds, const std::function<void()> &onProgres
 {
    nevra::SnapshotTree tree;
    tree.host = nevra::ReadHostName(root);
+   tree.notes = "captured by: hostmem-record " HOSTMEM_VERSION;
+   const std::string release = nevra::ReadKernelRelease(root);
+   if (!release.empty()) {
+      tree.notes += "\nkernel release: " + release;
+   }
    tree.captured = std::clamp<int64_t>(seconds, 0, nevra::kMaxCaptureTime);
    // Each source reads the host once, at its first question.
    const std::unique_ptr<nevra::Source> source = nevra::MakeLinuxSource(root);
