@@ -11,8 +11,11 @@
 
 #include "frontend/report_table.h"
 #include "fuzz/linux_tree.h"
+#include "fuzz/memory_folder.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "nevra/snapshot/snapshot_writer.h"
+#include "recorder/folder_storage.h"
+#include "recorder/recording_writer.h"
 #include "snapshot-tool/json_export.h"
 #include "snapshot-tool/json_import.h"
 #include "tests/nevra/snapshot/small_tree.h"
@@ -130,12 +133,41 @@ void WriteSteeringSeeds(const fs::path &folder)
    }
 }
 
+// A recording of a few frames, sealed and not, once with its checksums put right.
+void WriteSegmentSeeds(const fs::path &folder)
+{
+   fs::create_directories(folder);
+   for (const bool isSealed : {false, true}) {
+      const MemoryFolder made("segment_seeds");
+      recorder::FolderStorage storage(made.Path() + "/recording");
+      recorder::RecordingWriter writer(&storage, {.keyEvery = 3}, {}, [](const std::string &) {});
+      writer.Open({});
+      for (uint8_t i = 0; i < 5; i++) {
+         std::vector<uint8_t> snapshot(300, 'x');
+         snapshot[i] = i;
+         writer.Append(snapshot, recorder::kReasonInterval, {.wall = i, .boot = i});
+      }
+      if (isSealed) {
+         writer.Seal();
+      }
+      std::vector<recorder::StoredSegment> segments;
+      storage.List(&segments);
+      std::ifstream input(made.Path() + "/recording/" + segments.at(0).name, std::ios::binary);
+      const std::string bytes{std::istreambuf_iterator<char>(input), {}};
+      for (const char mend : {'\0', '\1'}) {
+         WriteFile(folder / (std::string(isSealed ? "sealed" : "open") + static_cast<char>('0' + mend)),
+                   mend + bytes);
+      }
+   }
+}
+
 // The words that mean something to the import.
 void WriteDictionary(const fs::path &path)
 {
    std::ofstream out(path);
-   for (const char *word : {"definitionSignature", "kernelBuild", "host", "captured", "notes", "nodes", "records",
-                            "failures", "lists", "listFailures", "keys", "instances", "status", "hex"}) {
+   for (const char *word :
+        {"definitionSignature", "kernelBuild", "host", "captured", "notes", "nodes", "records", "failures",
+         "lists", "listFailures", "keys", "instances", "status", "hex"}) {
       out << "\"\\\"" << word << "\\\":\"\n";
    }
    for (const NevraNodeDef &node : nevra::Definitions()) {
@@ -171,6 +203,7 @@ int main(int argc, char **argv)
    for (const fs::directory_entry &host : fs::directory_iterator(folder / "linux_tree_fuzzer")) {
       WriteKernelFileSeeds(folder, host.path());
    }
+   WriteSegmentSeeds(folder / "segment_fuzzer");
    WriteReportSeeds(folder / "command_line_fuzzer");
    for (int i = 2; i < argc; i++) {
       WriteSampleSeeds(folder, argv[i]);
