@@ -73,7 +73,7 @@ constexpr int kNameWidth = 30;
 // Cut to the width, with dots in place of the middle: names differ at their ends.
 std::string FittedName(const std::string &name)
 {
-   const std::string shown = nevra::ShownText(name);
+   std::string shown = nevra::ShownText(name);
    if (shown.size() <= kNameWidth) {
       return shown;
    }

@@ -40,6 +40,7 @@ class CommandLine {
       }
       pointers.push_back(nullptr);
    }
+   ~CommandLine() = default;
    CommandLine(const CommandLine &) = delete;
    CommandLine &operator=(const CommandLine &) = delete;
 

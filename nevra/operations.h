@@ -9,9 +9,9 @@
 
 namespace nevra {
 
-// From here on every read of the process is answered by `source`, or by the running kernel when it is null.
+// From here on every read of the process is answered by `next`, or by the running kernel when it is null.
 // The source before is gone at once, unlike with Nevra_UseCache: no list that it filled may be in use.
-void AnswerFrom(std::unique_ptr<Source> source);
+void AnswerFrom(std::unique_ptr<Source> next);
 
 } // namespace nevra
 

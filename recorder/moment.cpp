@@ -17,6 +17,11 @@ bool OpenRecording(const std::string &folder, Recording *recording)
       return false;
    }
    if (recording->Frames().empty()) {
+      for (const Segment &segment : recording->Segments()) {
+         if (!segment.problem.empty()) {
+            Complain(segment.path, segment.problem);
+         }
+      }
       Complain(folder, "nothing is recorded here");
       return false;
    }

@@ -183,6 +183,19 @@ TEST_F(Reading, SaysThatThereIsNothing)
              "hostmem-record: /nowhere: cannot be read: No such file or directory\n");
 }
 
+TEST_F(Reading, SaysWhyNothingCanBeRead)
+{
+   std::ofstream(Path("000000000001-20260115T120000Z.segment")) << std::string(100, 'x');
+   for (const char *command : {"list", "info", "verify"}) {
+      const Ended run = Record(command);
+      EXPECT_EQ(run.exitStatus, 1);
+      EXPECT_EQ(run.err.find("hostmem-record: " + Path("000000000001-20260115T120000Z.segment: ")), 0u)
+         << run.err;
+      EXPECT_NE(run.err.find(recording.Folder() + ": nothing is recorded here\n"), std::string::npos)
+         << run.err;
+   }
+}
+
 // ---- at, report
 
 TEST_F(Reading, AtGivesTheSnapshotByteForByte)
