@@ -16,6 +16,13 @@ namespace {
 
 constexpr char kSmallHost[] = SAMPLES "/small-host.snapshot";
 
+// The address sanitizer opens libraries in the program's place and looks where it would look itself.
+#ifdef __SANITIZE_ADDRESS__
+constexpr char kEnvironment[] = "TZ=UTC LD_LIBRARY_PATH=" LIBRARY_FOLDER " ";
+#else
+constexpr char kEnvironment[] = "TZ=UTC ";
+#endif
+
 struct Ended {
    std::string output; // standard output and standard error
    int exitStatus = -1;
@@ -23,7 +30,8 @@ struct Ended {
 
 Ended Export(const std::string &arguments)
 {
-   FILE *pipe = popen(("{ TZ=UTC " HOSTMEM_EXPORT " " + arguments + "\n} 2>&1").c_str(), "r");
+   FILE *pipe =
+      popen((std::string("{ ") + kEnvironment + HOSTMEM_EXPORT " " + arguments + "\n} 2>&1").c_str(), "r");
    Ended ended;
    char part[4096];
    for (size_t count; (count = fread(part, 1, sizeof part, pipe)) > 0;) {
