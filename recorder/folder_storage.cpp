@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <tuple>
 #include <utility>
 
 #include <dirent.h>
@@ -20,13 +21,6 @@ namespace {
 
 constexpr char kLockName[] = "lock";
 
-void Close(int *file)
-{
-   if (*file >= 0) {
-      close(std::exchange(*file, -1));
-   }
-}
-
 int ErrorOf(int result)
 {
    return result == 0 ? 0 : errno;
@@ -38,19 +32,13 @@ struct CloseDirectory {
 
 } // namespace
 
-FolderStorage::~FolderStorage()
-{
-   CloseSegment();
-   ReleaseFolder();
-}
-
 int FolderStorage::TakeFolder()
 {
    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
       return errno;
    }
-   folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-   const int error = folder < 0 ? errno : LockFolder();
+   folder = nevra::FileDescriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+   const int error = folder.IsOpen() ? LockFolder() : errno;
    if (error != 0) {
       ReleaseFolder();
    }
@@ -59,11 +47,12 @@ int FolderStorage::TakeFolder()
 
 int FolderStorage::LockFolder()
 {
-   lock = openat(folder, kLockName, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-   if (lock < 0) {
+   lock =
+      nevra::FileDescriptor(openat(folder.Get(), kLockName, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+   if (!lock.IsOpen()) {
       return errno;
    }
-   if (flock(lock, LOCK_EX | LOCK_NB) != 0) {
+   if (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
       return errno == EWOULDBLOCK ? EBUSY : errno;
    }
    return 0;
@@ -71,22 +60,22 @@ int FolderStorage::LockFolder()
 
 void FolderStorage::ReleaseFolder()
 {
-   Close(&lock);
-   Close(&folder);
+   lock.Close();
+   folder.Close();
 }
 
 bool FolderStorage::HasFolder()
 {
    struct stat ours = {};
    struct stat there = {};
-   return folder >= 0 && fstat(folder, &ours) == 0 && stat(path.c_str(), &there) == 0 &&
+   return folder.IsOpen() && fstat(folder.Get(), &ours) == 0 && stat(path.c_str(), &there) == 0 &&
           ours.st_dev == there.st_dev && ours.st_ino == there.st_ino;
 }
 
 int FolderStorage::List(std::vector<StoredSegment> *segments)
 {
    segments->clear();
-   const int copy = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+   const int copy = openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
    const std::unique_ptr<DIR, CloseDirectory> directory(copy >= 0 ? fdopendir(copy) : nullptr);
    if (directory == nullptr) {
       const int error = errno;
@@ -101,7 +90,8 @@ int FolderStorage::List(std::vector<StoredSegment> *segments)
       uint64_t sequence = 0;
       struct stat status = {};
       if (ParseSegmentName(entry->d_name, &sequence) &&
-          fstatat(folder, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode)) {
+          fstatat(folder.Get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+          S_ISREG(status.st_mode)) {
          found.emplace_back(sequence,
                             StoredSegment{entry->d_name, static_cast<uint64_t>(status.st_size),
                                           status.st_mtim.tv_sec * 1'000'000'000 + status.st_mtim.tv_nsec});
@@ -112,21 +102,21 @@ int FolderStorage::List(std::vector<StoredSegment> *segments)
       return errno;
    }
    std::ranges::sort(found, {}, [](const auto &one) { return std::tie(one.first, one.second.name); });
-   for (auto &[sequence, segment_] : found) {
-      segments->push_back(std::move(segment_));
+   for (auto &[sequence, one] : found) {
+      segments->push_back(std::move(one));
    }
    return 0;
 }
 
 int FolderStorage::Remove(const std::string &name)
 {
-   return ErrorOf(unlinkat(folder, name.c_str(), 0));
+   return ErrorOf(unlinkat(folder.Get(), name.c_str(), 0));
 }
 
 int FolderStorage::Space(uint64_t *freeBytes, uint64_t *allBytes)
 {
    struct statvfs space = {};
-   if (fstatvfs(folder, &space) != 0) {
+   if (fstatvfs(folder.Get(), &space) != 0) {
       return errno;
    }
    *freeBytes = uint64_t{space.f_bavail} * space.f_frsize;
@@ -136,20 +126,20 @@ int FolderStorage::Space(uint64_t *freeBytes, uint64_t *allBytes)
 
 int FolderStorage::SyncFolder()
 {
-   return ErrorOf(fsync(folder));
+   return ErrorOf(fsync(folder.Get()));
 }
 
 int FolderStorage::CreateSegment(const std::string &name)
 {
-   segment =
-      openat(folder, name.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
-   return segment < 0 ? errno : 0;
+   segment = nevra::FileDescriptor(openat(
+      folder.Get(), name.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+   return segment.IsOpen() ? 0 : errno;
 }
 
 int FolderStorage::Append(std::span<const uint8_t> bytes)
 {
    while (!bytes.empty()) {
-      const ssize_t count = write(segment, bytes.data(), bytes.size());
+      const ssize_t count = write(segment.Get(), bytes.data(), bytes.size());
       if (count < 0 && errno == EINTR) {
          continue;
       }
@@ -163,18 +153,18 @@ int FolderStorage::Append(std::span<const uint8_t> bytes)
 
 int FolderStorage::SyncSegment()
 {
-   return ErrorOf(fdatasync(segment));
+   return ErrorOf(fdatasync(segment.Get()));
 }
 
 void FolderStorage::CloseSegment()
 {
-   Close(&segment);
+   segment.Close();
 }
 
 bool FolderStorage::HasSegment()
 {
    struct stat status = {};
-   return segment >= 0 && fstat(segment, &status) == 0 && status.st_nlink > 0;
+   return segment.IsOpen() && fstat(segment.Get(), &status) == 0 && status.st_nlink > 0;
 }
 
 } // namespace recorder

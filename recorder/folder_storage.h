@@ -2,6 +2,7 @@
 #ifndef RECORDER_FOLDER_STORAGE_H
 #define RECORDER_FOLDER_STORAGE_H
 
+#include "nevra/linux/kernel_file.h"
 #include "recorder/storage.h"
 
 namespace recorder {
@@ -9,9 +10,6 @@ namespace recorder {
 class FolderStorage : public Storage {
  public:
    explicit FolderStorage(std::string folderPath) : path(std::move(folderPath)) {}
-   ~FolderStorage() override;
-   FolderStorage(const FolderStorage &) = delete;
-   FolderStorage &operator=(const FolderStorage &) = delete;
 
    int TakeFolder() override;
    void ReleaseFolder() override;
@@ -31,9 +29,9 @@ class FolderStorage : public Storage {
    int LockFolder();
 
    std::string path;
-   int folder = -1;
-   int lock = -1;
-   int segment = -1;
+   nevra::FileDescriptor folder;
+   nevra::FileDescriptor lock;
+   nevra::FileDescriptor segment;
 };
 
 } // namespace recorder

@@ -5,7 +5,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <utility>
 
 #include <fcntl.h>
@@ -17,6 +16,8 @@
 namespace recorder {
 
 namespace {
+
+constexpr char kNoSegment[] = "not a segment of a recording";
 
 // Lost frames are looked for in pieces that grow to this size: as a rule, the next one is near.
 constexpr size_t kLeastPieceBytes = 2 << 10;
@@ -64,110 +65,60 @@ std::string ErrorText()
 
 } // namespace
 
-SegmentReader::SegmentReader() = default;
-
-SegmentReader::~SegmentReader()
+bool SegmentReader::OpenFile(const std::string &path, std::string *problem)
 {
-   if (file >= 0) {
-      close(file);
-   }
-}
-
-SegmentReader::SegmentReader(SegmentReader &&other) noexcept
-{
-   *this = std::move(other);
-}
-
-SegmentReader &SegmentReader::operator=(SegmentReader &&other) noexcept
-{
-   if (this != &other) {
-      if (file >= 0) {
-         close(file);
-      }
-      file = std::exchange(other.file, -1);
-      fileBytes = other.fileBytes;
-      limits = other.limits;
-      header = other.header;
-      frames = std::move(other.frames);
-      isSealed = other.isSealed;
-      unfinishedBytes = other.unfinishedBytes;
-      framesLost = other.framesLost;
-      highestSequence = other.highestSequence;
-      damage = std::move(other.damage);
-      decoder = std::move(other.decoder);
-      decodedFrame = std::exchange(other.decodedFrame, SIZE_MAX);
-      decoded = std::move(other.decoded);
-   }
-   return *this;
-}
-
-bool SegmentReader::Open(const std::string &path, const ReadLimits &readLimits, std::string *problem)
-{
-   *this = SegmentReader();
-   limits = readLimits;
    // A FIFO must not make the reader wait.
-   file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+   file = nevra::FileDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
    struct stat status = {};
-   if (file < 0 || fstat(file, &status) != 0) {
+   if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
       *problem = ErrorText();
       return false;
    }
    if (!S_ISREG(status.st_mode)) {
-      *problem = "not a segment of a recording";
+      *problem = kNoSegment;
       return false;
    }
    fileBytes = static_cast<uint64_t>(status.st_size);
+   return true;
+}
 
+// `*headerBytes` is 0 where there is no header to read: the frames say all that it takes to read them.
+bool SegmentReader::TakeHeader(size_t *headerBytes, std::string *problem)
+{
    uint8_t start[kMaxHeaderBytes];
    const ssize_t size =
-      ReadAt(file, 0, start, static_cast<size_t>(std::min<uint64_t>(sizeof start, fileBytes)));
+      ReadAt(file.Get(), 0, start, static_cast<size_t>(std::min<uint64_t>(sizeof start, fileBytes)));
    if (size < 0) {
       *problem = ErrorText();
       return false;
    }
-   size_t headerBytes = 0;
-   uint64_t skipped = 0;
-   switch (DecodeSegmentHeader({start, static_cast<size_t>(size)}, &header, &headerBytes)) {
-   case Decoded::Header:
-      break;
-   case Decoded::TooNew: {
-      char text[128];
-      std::snprintf(text, sizeof text,
-                    "format version %" PRIu32 ", but this build reads versions up to %" PRIu32,
-                    header.version, kSegmentVersion);
-      *problem = text;
+   *headerBytes = 0;
+   const Decoded result = DecodeSegmentHeader({start, static_cast<size_t>(size)}, &header, headerBytes);
+   if (result == Decoded::TooNew) {
+      *problem = "format version " + std::to_string(header.version) +
+                 ", but this build reads versions up to " + std::to_string(kSegmentVersion);
       return false;
    }
-   case Decoded::TooShort:
-      if (fileBytes < kSegmentHeaderBytes) {
-         // Cut off before its first frame was written.
-         unfinishedBytes = fileBytes;
-         return true;
-      }
-      [[fallthrough]];
-   case Decoded::Damaged:
-   case Decoded::NoHeader:
-      // The frames say all that it takes to read them.
+   if (result != Decoded::Header) {
       header = SegmentHeader();
-      headerBytes = 0;
       damage = "its header is damaged";
-      break;
    }
+   return true;
+}
 
+void SegmentReader::TakeFrames(size_t headerBytes)
+{
    uint8_t trailer[kTrailerBytes];
    uint64_t indexOffset = 0;
-   if (fileBytes >= kTrailerBytes &&
-       ReadAt(file, fileBytes - kTrailerBytes, trailer, kTrailerBytes) == ssize_t{kTrailerBytes} &&
-       DecodeTrailer(trailer, fileBytes, &indexOffset) && TakeIndex(indexOffset)) {
-      isSealed = true;
-   } else {
+   uint64_t skipped = 0;
+   isSealed =
+      fileBytes >= kTrailerBytes &&
+      ReadAt(file.Get(), fileBytes - kTrailerBytes, trailer, kTrailerBytes) == ssize_t{kTrailerBytes} &&
+      DecodeTrailer(trailer, fileBytes, &indexOffset) && TakeIndex(indexOffset);
+   if (!isSealed) {
       frames.clear();
       framesLost = 0;
       ScanFrames(headerBytes, &skipped);
-   }
-   if (headerBytes == 0 && frames.empty()) {
-      *problem = "not a segment of a recording";
-      return false;
    }
    const auto add = [this](const std::string &text) { damage += damage.empty() ? text : "; " + text; };
    if (skipped > 0) {
@@ -175,6 +126,29 @@ bool SegmentReader::Open(const std::string &path, const ReadLimits &readLimits, 
    }
    if (framesLost > 0) {
       add(Count(framesLost, "frame") + " lost");
+   }
+}
+
+bool SegmentReader::Open(const std::string &path, const ReadLimits &readLimits, std::string *problem)
+{
+   *this = SegmentReader();
+   limits = readLimits;
+   if (!OpenFile(path, problem)) {
+      return false;
+   }
+   if (fileBytes < kSegmentHeaderBytes) {
+      // Cut off before its first frame was written.
+      unfinishedBytes = fileBytes;
+      return true;
+   }
+   size_t headerBytes = 0;
+   if (!TakeHeader(&headerBytes, problem)) {
+      return false;
+   }
+   TakeFrames(headerBytes);
+   if (headerBytes == 0 && frames.empty()) {
+      *problem = kNoSegment;
+      return false;
    }
    return true;
 }
@@ -229,7 +203,7 @@ void SegmentReader::ScanFrames(uint64_t offset, uint64_t *skipped)
    uint8_t bytes[kMaxHeaderBytes];
    while (offset < fileBytes) {
       const size_t size = static_cast<size_t>(std::min<uint64_t>(sizeof bytes, fileBytes - offset));
-      const ssize_t count = ReadAt(file, offset, bytes, size);
+      const ssize_t count = ReadAt(file.Get(), offset, bytes, size);
       if (count < 0) {
          *skipped += fileBytes - offset;
          return;
@@ -272,7 +246,7 @@ bool SegmentReader::FindNextFrame(uint64_t *offset) const
    for (uint64_t start = *offset; start < fileBytes;) {
       piece.resize(pieceBytes + kMaxHeaderBytes);
       const size_t size = static_cast<size_t>(std::min<uint64_t>(piece.size(), fileBytes - start));
-      const ssize_t count = ReadAt(file, start, piece.data(), size);
+      const ssize_t count = ReadAt(file.Get(), start, piece.data(), size);
       if (count <= 0) {
          return false;
       }
@@ -306,7 +280,7 @@ bool SegmentReader::ReadBytes(uint64_t offset, uint64_t size, std::vector<uint8_
       return false;
    }
    bytes->resize(static_cast<size_t>(size));
-   const ssize_t count = ReadAt(file, offset, bytes->data(), bytes->size());
+   const ssize_t count = ReadAt(file.Get(), offset, bytes->data(), bytes->size());
    if (count < 0) {
       *problem = ErrorText();
       return false;

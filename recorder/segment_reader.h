@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "nevra/linux/kernel_file.h"
 #include "recorder/frame_codec.h"
 #include "recorder/segment_format.h"
 
@@ -31,11 +32,6 @@ struct SegmentFrame {
 
 class SegmentReader {
  public:
-   SegmentReader();
-   ~SegmentReader();
-   SegmentReader(SegmentReader &&) noexcept;
-   SegmentReader &operator=(SegmentReader &&) noexcept;
-
    // False when there is no segment to read: `*problem` says why, without the path. A segment with damage
    // opens; Damage() then says what was skipped.
    bool Open(const std::string &path, const ReadLimits &limits, std::string *problem);
@@ -59,6 +55,9 @@ class SegmentReader {
    bool Read(size_t frame, std::vector<uint8_t> *snapshot, std::string *problem);
 
  private:
+   bool OpenFile(const std::string &path, std::string *problem);
+   bool TakeHeader(size_t *headerBytes, std::string *problem);
+   void TakeFrames(size_t headerBytes);
    bool ReadBytes(uint64_t offset, uint64_t size, std::vector<uint8_t> *bytes, std::string *problem) const;
    bool TakeIndex(uint64_t indexOffset);
    void ScanFrames(uint64_t offset, uint64_t *skipped);
@@ -66,7 +65,7 @@ class SegmentReader {
    bool AddFrame(const FrameHeader &frame, uint64_t offset, size_t headerBytes);
    bool ReadOne(const SegmentFrame &frame, std::vector<uint8_t> *snapshot, std::string *problem);
 
-   int file = -1;
+   nevra::FileDescriptor file;
    uint64_t fileBytes = 0;
    ReadLimits limits;
    SegmentHeader header;
