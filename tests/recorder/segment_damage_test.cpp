@@ -138,6 +138,15 @@ TEST_F(SegmentDamage, ALaterVersionIsRefusedAndHidesNoOther)
    EXPECT_EQ(segment.problem, "format version 2, but this build reads versions up to 1");
 }
 
+// Written by the first build that wrote this version, and never again.
+TEST_F(SegmentDamage, TheFirstVersionIsRead)
+{
+   EXPECT_THAT(Read(ReadFile(RECORDER_DATA "/version-1.segment")), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
+   EXPECT_EQ(segment.problem, "");
+   EXPECT_TRUE(segment.isSealed);
+   EXPECT_EQ(segment.header.version, 1u);
+}
+
 // Fields that a later build adds in front of the checksum, and reasons that this one does not know.
 TEST_F(SegmentDamage, LongerHeadersAndNewReasonsAreRead)
 {
