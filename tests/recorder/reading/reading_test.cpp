@@ -3,7 +3,9 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stop_token>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -163,6 +165,23 @@ TEST_F(Reading, ReadsWhatAKilledRecorderLeft)
       << run.out;
    EXPECT_EQ(Record("series", "-r comp-stats -s free --from 12:00").out.find("12:02"), std::string::npos);
    EXPECT_EQ(Record("verify").exitStatus, 0);
+}
+
+TEST_F(Reading, ReadsWhileARecorderWrites)
+{
+   recording.Add(kNoon);
+   const std::jthread writer([this](const std::stop_token &stop) {
+      for (int minute = 1; !stop.stop_requested(); minute++) {
+         recording.Add(kNoon + minute * 60); // a segment an hour
+      }
+   });
+   for (int i = 0; i < 20; i++) {
+      for (const char *command : {"list --all", "info", "verify", "series -r comp-stats -s free"}) {
+         const Ended run = Record(command);
+         EXPECT_EQ(run.exitStatus, 0) << command;
+         EXPECT_EQ(run.err, "") << command;
+      }
+   }
 }
 
 TEST_F(Reading, SaysThatThereIsNothing)
