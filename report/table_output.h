@@ -17,13 +17,13 @@
 #include "report/flag_filter.h"
 
 enum class CellKind : uint8_t {
-   Blank,        // no value
-   Text,         // Text()
-   Flag,         // Integer() is 'y' or 'n'
-   FlagList,     // the bits of Mask() by the names of Flags()
-   Signed,       // Integer(), as int64_t
-   Unsigned,     // Integer()
-   Missing,      // not available: a figure that the host does not have; Integer() is all ones
+   Blank,    // no value
+   Text,     // Text()
+   Flag,     // Integer() is 'y' or 'n'
+   FlagList, // the bits of Mask() by the names of Flags()
+   Signed,   // Integer(), as int64_t
+   Unsigned, // Integer()
+   Missing,  // not available: a figure that the host does not have; Integer() is all ones
 };
 
 // One value of a row. Texts and flag names are not owned: they live until the row has been put out.

@@ -18,7 +18,6 @@ constexpr std::string_view kDimm = "nmem";
 constexpr uint64_t kBlockBytes = uint64_t{2} << 20;
 constexpr uint64_t kPageBytes = 4096;
 
-
 uint64_t ReadDeviceNumber(LinuxHost &host, const std::string &device, const char *file)
 {
    return ReadPmemNumber(host.Root(), device, file, host.Files());

@@ -16,8 +16,8 @@ struct BuddyEntry {
 };
 
 // Orders two BuddyEntry for qsort: by memory node, the low buddy of a node first. The node is the two digits
-// after "memmap-", low is "lo" after the next character. Not a consistent order for two buddies of one node of
-// which none is low: each then sorts after the other.
+// after "memmap-", low is "lo" after the next character. Not a consistent order for two buddies of one node
+// of which none is low: each then sorts after the other.
 int CompareBuddies(const void *a, const void *b);
 
 #endif
