@@ -1,11 +1,12 @@
 // Figure tables: each column of a report beside the place of its value in the report's row structure.
 //
 //    using Row = ZipStatsRow;
-//    constinit auto table = MakeFigureTable<Row>({
-//       {{"zipped", "Total memory compressed", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
-//       Role::Gauge},
+//    constexpr Figure kFigures[] = {
+//       {{"zipped", ..., "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
 //        ROW_FIELD(zip.zipped)},
 //       ...
+//    };
+//    constinit FigureTable<Row, kFigures> table;
 //
 // Conversion, printing and sums follow from the row of the table: a figure whose unit is Memory is converted
 // to the display unit, one that is totalled is summed. A row structure holds records of the platform as they
@@ -15,9 +16,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <cstring>
+#include <iterator>
+#include <new>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "nevra/values.h"
 #include "report/table_output.h"
@@ -83,11 +87,6 @@ struct Figure {
    RowField field;
 };
 
-template <typename Row, size_t N> struct FigureTable {
-   ReportColumn columns[N + 1];
-   RowField fields[N];
-};
-
 // Whether the column's format can show what the field holds.
 constexpr bool FitsColumn(const ReportColumn &column, const RowField &field)
 {
@@ -105,19 +104,36 @@ constexpr bool FitsColumn(const ReportColumn &column, const RowField &field)
    }
 }
 
-template <typename Row, size_t N> consteval FigureTable<Row, N> MakeFigureTable(const Figure (&figures)[N])
-{
+// The columns of a report's figures, which the selection changes. Row and figures are part of the type, so
+// that reading a row is straight-line code.
+template <typename Row, const auto &figures> struct FigureTable {
    static_assert(std::is_standard_layout_v<Row>);
-   FigureTable<Row, N> table = {};
-   for (size_t i = 0; i < N; i++) {
-      if (!FitsColumn(figures[i].column, figures[i].field)) {
-         throw "a column and its field do not fit each other";
+   static constexpr size_t kCount = std::size(figures);
+
+   consteval FigureTable()
+   {
+      for (size_t i = 0; i < kCount; i++) {
+         if (!FitsColumn(figures[i].column, figures[i].field)) {
+            throw "a column and its field do not fit each other";
+         }
+         columns[i] = figures[i].column;
       }
-      table.columns[i] = figures[i].column;
-      table.fields[i] = figures[i].field;
+      columns[kCount] = kEndOfColumns;
    }
-   table.columns[N] = kEndOfColumns;
-   return table;
+
+   ReportColumn columns[kCount + 1] = {};
+};
+
+// Sums over rows, by column. Amounts are in KB; every sum is modulo 2^64.
+template <typename Row, const auto &figures> struct FigureSums {
+   uint64_t values[std::size(figures)];
+   uint32_t rows;
+};
+
+template <typename Row, const auto &figures>
+FigureSums<Row, figures> SumsOf(const FigureTable<Row, figures> &)
+{
+   return {};
 }
 
 // The index of a column by its name; an unknown name does not compile.
@@ -130,74 +146,141 @@ template <size_t N> consteval size_t ColumnIndex(const Figure (&figures)[N], std
    return index;
 }
 
-// A figure table without its row type and length, for the functions that are the same for all.
-struct FigureView {
-   std::span<const RowField> fields;
-   const ReportColumn *columns;
-};
-
-template <typename Row, size_t N> FigureView ViewOf(const FigureTable<Row, N> &table)
-{
-   return {table.fields, table.columns};
-}
-
-// Sums over rows, by column. Amounts are in KB; every sum is modulo 2^64.
-template <typename Row, size_t N> struct FigureSums {
-   uint64_t values[N];
-   uint32_t rows;
-};
-
-template <typename Row, size_t N> FigureSums<Row, N> SumsOf(const FigureTable<Row, N> &)
-{
-   return {};
-}
-
 // Whether a column's figures add up: it is totalled, and is neither a label nor a relative claim.
-inline bool IsSummed(const ReportColumn &column)
+constexpr bool IsSummed(const ReportColumn &column)
 {
    return column.totalled && column.role != Role::Label && column.unit != Unit::Shares;
 }
-
-// ---- for any table
-
-// The cells of a row, hidden columns left blank, converted to the display unit.
-void MakeFigureCells(FigureView table, const void *row, DisplayUnit unit, CellValue *cells);
-
-// The same of a row of sums: a summed column shows its sum, any other what `row` holds.
-void MakeSumCells(FigureView table, const void *row, const uint64_t *sums, DisplayUnit unit,
-                  CellValue *cells);
 
 // What becomes of a figure that is all ones in its field: it is added as the number that it reads, or it has
 // no part in the sum.
 enum class AllOnes : uint8_t { Added, LeftOut };
 
-void AddToSums(FigureView table, const void *row, uint64_t *sums, AllOnes allOnes);
+// ---- reading one field
 
-// ---- typed
-
-template <typename Row, size_t N>
-void PutFigures(const TableOutput &output, const FigureTable<Row, N> &table, const Row &row, DisplayUnit unit)
+template <typename Integer> Integer ReadAs(const char *from)
 {
-   CellValue cells[N];
-   MakeFigureCells(ViewOf(table), &row, unit, cells);
+   Integer value;
+   std::memcpy(&value, from, sizeof value);
+   return value;
+}
+
+// An integer field widened to 64 bits, with its sign.
+template <FieldType type> uint64_t ReadInteger(const char *from)
+{
+   if constexpr (type == FieldType::Unsigned8) {
+      return ReadAs<uint8_t>(from);
+   } else if constexpr (type == FieldType::Unsigned16) {
+      return ReadAs<uint16_t>(from);
+   } else if constexpr (type == FieldType::Unsigned32) {
+      return ReadAs<uint32_t>(from);
+   } else if constexpr (type == FieldType::Signed32) {
+      return static_cast<uint64_t>(int64_t{ReadAs<int32_t>(from)});
+   } else {
+      return ReadAs<uint64_t>(from);
+   }
+}
+
+// A number of the column at `i`: an amount of memory in the display unit, any other as it is.
+template <const auto &figures, size_t i> CellValue NumberCell(uint64_t value, DisplayUnit unit)
+{
+   constexpr const char *format = figures[i].column.format;
+   if constexpr (figures[i].column.unit == Unit::Memory) {
+      value = unit != UNIT_KB ? ConvertKB(value, unit) : value;
+   }
+   if constexpr (format[0] == 'u') {
+      return static_cast<uint32_t>(value);
+   } else if constexpr (format[0] == 'd') {
+      return static_cast<int32_t>(value);
+   } else if constexpr (format[1] == 'd') {
+      return static_cast<int64_t>(value);
+   } else {
+      return value;
+   }
+}
+
+// The cell of the column at `i`. A text need not be terminated; its field's last byte never shows.
+template <const auto &figures, size_t i> CellValue ReadCell(const char *row, DisplayUnit unit)
+{
+   constexpr RowField field = figures[i].field;
+   constexpr Unit columnUnit = figures[i].column.unit;
+   const char *from = row + field.offset;
+   if constexpr (field.type == FieldType::TextPointer) {
+      return ReadAs<const char *>(from);
+   } else if constexpr (field.type == FieldType::TextArray) {
+      return {from, strnlen(from, field.size - size_t{1})};
+   } else if constexpr (columnUnit == Unit::YesNo) {
+      return YesNo(ReadInteger<field.type>(from) != 0);
+   } else if constexpr (columnUnit == Unit::FlagList) {
+      return {static_cast<uint32_t>(ReadInteger<field.type>(from)), field.flags};
+   } else {
+      return NumberCell<figures, i>(ReadInteger<field.type>(from) * field.kbPerUnit, unit);
+   }
+}
+
+// Calls `visit` with the index of every figure, as a constant.
+template <const auto &figures, typename Visit> void ForEachFigure(const Visit &visit)
+{
+   [&]<size_t... i>(std::index_sequence<i...>)
+   {
+      (visit(std::integral_constant<size_t, i>()), ...);
+   }
+   (std::make_index_sequence<std::size(figures)>());
+}
+
+// ---- rows
+
+// Puts out a row; hidden columns are left blank.
+template <typename Row, const auto &figures>
+void PutFigures(const TableOutput &output, const FigureTable<Row, figures> &table, const Row &row,
+                DisplayUnit unit)
+{
+   const char *bytes = reinterpret_cast<const char *>(&row);
+   CellValue cells[std::size(figures)];
+   ForEachFigure<figures>([&](auto i) {
+      if (table.columns[i].shown) {
+         // Made in its place: a copy would wait for the stores of its parts.
+         ::new (&cells[i]) CellValue(ReadCell<figures, i>(bytes, unit));
+      }
+   });
    output.Row(RowKind::Data, cells);
 }
 
-// A Tag or Total row; `row` holds what is not a sum, its name above all.
-template <typename Row, size_t N>
-void PutSums(const TableOutput &output, RowKind kind, const FigureTable<Row, N> &table, const Row &row,
-             const FigureSums<Row, N> &sums, DisplayUnit unit)
+// A Tag or Total row: a summed column shows its sum, any other what `row` holds, its name above all.
+template <typename Row, const auto &figures>
+void PutSums(const TableOutput &output, RowKind kind, const FigureTable<Row, figures> &table,
+             const std::type_identity_t<Row> &row, const FigureSums<Row, figures> &sums, DisplayUnit unit)
 {
-   CellValue cells[N];
-   MakeSumCells(ViewOf(table), &row, sums.values, unit, cells);
+   const char *bytes = reinterpret_cast<const char *>(&row);
+   CellValue cells[std::size(figures)];
+   ForEachFigure<figures>([&](auto i) {
+      if (!table.columns[i].shown) {
+         return;
+      }
+      if constexpr (IsSummed(figures[i].column)) {
+         cells[i] = NumberCell<figures, i>(sums.values[i], unit);
+      } else {
+         cells[i] = ReadCell<figures, i>(bytes, unit);
+      }
+   });
    output.Row(kind, cells);
 }
 
-template <typename Row, size_t N>
-void AddToSums(const FigureTable<Row, N> &table, const Row &row, FigureSums<Row, N> *sums,
-               AllOnes allOnes = AllOnes::Added)
+template <typename Row, const auto &figures>
+void AddToSums(const FigureTable<Row, figures> &, const std::type_identity_t<Row> &row,
+               FigureSums<Row, figures> *sums, AllOnes allOnes = AllOnes::Added)
 {
-   AddToSums(ViewOf(table), &row, sums->values, allOnes);
+   const char *bytes = reinterpret_cast<const char *>(&row);
+   ForEachFigure<figures>([&](auto i) {
+      constexpr RowField field = figures[i].field;
+      if constexpr (IsSummed(figures[i].column)) {
+         const uint64_t value = ReadInteger<field.type>(bytes + field.offset);
+         constexpr uint64_t kAllOnes = field.size == sizeof(uint32_t) ? UINT32_MAX : UINT64_MAX;
+         if (allOnes == AllOnes::Added || value != kAllOnes) {
+            sums->values[i] += value * field.kbPerUnit;
+         }
+      }
+   });
    sums->rows++;
 }
 

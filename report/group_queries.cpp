@@ -9,6 +9,8 @@
 namespace {
 
 constexpr FailureMessage kNoGroupList = {"KelmarGroupNevraGet: Nevra_ParamListCreate() failure"};
+constexpr FailureMessage kNoGroupKey = {"KelmarGroupNevraGet: Nevra_ParamListAddInt() faiure, error code: ",
+                                        FailureMessage::Number};
 
 // Finds the VMM sub-container of a VM: its first child with the flag.
 NevraStatus FindVmmChild(uint64_t vmGroupID, uint64_t *vmmGroupID)
@@ -49,11 +51,8 @@ NevraStatus FindVmmChild(uint64_t vmGroupID, uint64_t *vmmGroupID)
 NevraStatus GroupNodeGet(uint64_t groupID, NevraNode node, void *record, size_t recordSize)
 {
    std::memset(record, 0, recordSize); // what the platform leaves out reads as 0
-   return ReadNode(
-      {.node = node, .capacity = 2, .noList = kNoGroupList, .removesKey = true},
-      {{static_cast<int64_t>(groupID),
-        {"KelmarGroupNevraGet: Nevra_ParamListAddInt() faiure, error code: ", FailureMessage::Number}}},
-      record, recordSize);
+   return ReadNode({.node = node, .capacity = 2, .noList = kNoGroupList, .removesKey = true},
+                   {{static_cast<int64_t>(groupID), kNoGroupKey}}, record, recordSize);
 }
 
 NevraStatus MemClientNodeGet(int64_t clientID, NevraNode node, void *record, size_t recordSize)

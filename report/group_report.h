@@ -41,10 +41,11 @@ struct GroupRun {
 };
 
 // A run whose rows come from a figure table and are summed.
-template <typename Row, size_t N> struct SummedRun : GroupRun {
-   FigureSums<Row, N> sums;
+template <typename Row, const auto &figures> struct SummedRun : GroupRun {
+   FigureSums<Row, figures> sums;
 };
-template <typename Row, size_t N> SummedRun<Row, N> MakeRun(const FigureTable<Row, N> &)
+template <typename Row, const auto &figures>
+SummedRun<Row, figures> MakeRun(const FigureTable<Row, figures> &)
 {
    return {};
 }

@@ -21,32 +21,68 @@ struct FailureMessage {
 };
 
 // Says it, with a newline, and returns the status.
-NevraStatus Fail(const FailureMessage &message, NevraStatus status);
+[[gnu::cold]] NevraStatus Fail(const FailureMessage &message, NevraStatus status);
 
-// A key with the message for when it cannot be added.
+inline constexpr FailureMessage kSilent = {};
+
+// A key with the message for when it cannot be added, which is not copied: a NodeKey lives as long as the
+// call.
 struct NodeKey {
-   NodeKey(int64_t key, FailureMessage message = {}) : number(key), failure(message) {}
-   NodeKey(const char *key, FailureMessage message = {}) : text(key), failure(message) {}
+   NodeKey(int64_t key, const FailureMessage &message = kSilent) : number(key), failure(&message) {}
+   NodeKey(const char *key, const FailureMessage &message = kSilent) : text(key), failure(&message) {}
 
    const char *text = nullptr; // null: the key is the number
    int64_t number = 0;
-   FailureMessage failure;
+   const FailureMessage *failure;
 };
 
 // A list of instance parameters with the keys, or null and the status: "Failure" when no list can be made.
-ParamListPtr MakeKeyList(uint32_t capacity, const FailureMessage &noList, std::initializer_list<NodeKey> keys,
-                         NevraStatus *status);
+inline ParamListPtr MakeKeyList(uint32_t capacity, const FailureMessage &noList,
+                                std::initializer_list<NodeKey> keys, NevraStatus *status)
+{
+   ParamListPtr list = CreateParamList(capacity);
+   if (list == nullptr) {
+      *status = Fail(noList, NEVRA_FAILURE);
+      return nullptr;
+   }
+   for (const NodeKey &key : keys) {
+      *status = key.text != nullptr ? Nevra_ParamListAddString(list.get(), key.text)
+                                    : Nevra_ParamListAddInt(list.get(), key.number);
+      if (*status != NEVRA_OK) {
+         Fail(*key.failure, *status);
+         return nullptr;
+      }
+   }
+   *status = NEVRA_OK;
+   return list;
+}
 
+// The messages are not copied: a NodeRead lives as long as the call.
 struct NodeRead {
    NevraNode node;
    uint32_t capacity; // of the parameter list
-   FailureMessage noList = {};
-   FailureMessage noRecord = {};
+   const FailureMessage &noList = kSilent;
+   const FailureMessage &noRecord = kSilent;
    bool removesKey = false; // takes the last key off the list again, as some readers do
 };
 
 // Fills the record. The status of the step that failed, which has been said.
-NevraStatus ReadNode(const NodeRead &read, std::initializer_list<NodeKey> keys, void *record,
-                     size_t recordSize);
+inline NevraStatus ReadNode(const NodeRead &read, std::initializer_list<NodeKey> keys, void *record,
+                            size_t recordSize)
+{
+   NevraStatus status;
+   const ParamListPtr list = MakeKeyList(read.capacity, read.noList, keys, &status);
+   if (list == nullptr) {
+      return status;
+   }
+   status = Nevra_Get(read.node, list.get(), record, recordSize);
+   if (status != NEVRA_OK) {
+      Fail(read.noRecord, status);
+   }
+   if (read.removesKey) {
+      Nevra_ParamListRemoveLastParam(list.get());
+   }
+   return status;
+}
 
 #endif

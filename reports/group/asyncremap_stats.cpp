@@ -53,7 +53,7 @@ constexpr Figure kFigures[] = {
      Role::Gauge},
     ROW_PAGES(pages.cStaged)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 using Run = decltype(MakeRun(table));
 
 // The steps as their messages call them.

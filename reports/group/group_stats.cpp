@@ -114,7 +114,7 @@ constexpr Figure kFigures[] = {
    {{"tag", "Group Tag", 28, "s", kTotalled, kSelectable, kShown, Unit::Text, Role::Label},
     ROW_FIELD(tag.tag)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 constexpr size_t MAX_VTAGS = 512;
 

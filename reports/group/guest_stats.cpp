@@ -41,7 +41,7 @@ constexpr Figure kFigures[] = {
      Unit::PagesPerSecond, Role::Gauge},
     ROW_FIELD(guest.pageInRate)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 NevraStatus ReadGuestRow(GuestStatsRow *row)
 {

@@ -50,7 +50,7 @@ constexpr Figure kFigures[] = {
      kSelectable, kShown, Unit::Count, Role::Counter},
     ROW_FIELD(lpage.nrFailNoMem)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 NevraStatus ReadLPageRow(LPageStatsRow *row)
 {

@@ -96,7 +96,7 @@ constexpr Figure kFigures[] = {
      kShown, Unit::Memory, Role::Counter},
     ROW_FIELD(swap.gblSwapOut)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 // Reads the figures of a VM; the first failure ends it.
 NevraStatus ReadSwapRow(SwapStatsRow *row)

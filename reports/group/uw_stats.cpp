@@ -100,7 +100,7 @@ constexpr Figure kFigures[] = {
    {{"swapScope", "Swap scope", 1, "lu", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
     ROW_FIELD(uw.swapScope)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 // From the threshold itself on, where the other reports take it for a number. Kept for compatibility.
 int64_t UwOrNotAvailable(int64_t kb)

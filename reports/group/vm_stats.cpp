@@ -118,7 +118,7 @@ constexpr Figure kFigures[] = {
      Unit::Text, Role::Label},
     ROW_FIELD(info.configPath)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 NevraStatus ReadVmmLeader(VmStatsRow *row)
 {

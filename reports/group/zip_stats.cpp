@@ -50,7 +50,7 @@ constexpr Figure kFigures[] = {
      Unit::Microseconds, Role::Gauge},
     ROW_FIELD(zip.avgUnzipTime)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 NevraStatus ReadZipRow(ZipStatsRow *row)
 {

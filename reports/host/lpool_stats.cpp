@@ -60,7 +60,7 @@ constexpr Figure kFigures[] = {
      Role::Counter},
     ROW_FIELD(pool.nrCachehit)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 struct LPoolRun : HostRun {
    decltype(SumsOf(table)) sums;

@@ -33,7 +33,7 @@ constexpr Figure kFigures[] = {
    {{"endMPN", "Ending MPN of extent", 10, "lu", kTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
     ROW_FIELD(info.endMPN)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 bool GetExtentsInfo(const char *volume, int32_t extent, PMemExtentRecord *info)
 {

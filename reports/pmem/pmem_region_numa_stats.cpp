@@ -25,7 +25,7 @@ constexpr Figure kFigures[] = {
      Unit::Blocks2MB, Role::Gauge},
     ROW_FIELD(info.num2MAllocated)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 bool GetRegionsNumaInfo(const char *volume, const char *region, int32_t node, PMemRegionNumaRecord *info)
 {

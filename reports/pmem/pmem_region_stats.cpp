@@ -59,7 +59,7 @@ constexpr Figure kFigures[] = {
      Role::Label},
     ROW_FIELD(numaAffinityMask)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 bool GetRegionsInfo(const char *volume, const char *region, PMemRegionRecord *info)
 {

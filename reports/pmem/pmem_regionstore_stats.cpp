@@ -37,7 +37,7 @@ constexpr Figure kFigures[] = {
    {{"isClean", "Is region store clean ?", 4, "c", kTotalled, kSelectable, kShown, Unit::YesNo, Role::Gauge},
     ROW_FIELD(clean.isClean)},
 };
-constinit auto table = MakeFigureTable<Row>(kFigures);
+constinit FigureTable<Row, kFigures> table;
 
 // Nothing of the record is shown: a volume only has to have one.
 bool PMemGetVolumeInfo(const char *volume)

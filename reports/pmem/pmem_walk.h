@@ -73,8 +73,8 @@ const char *NameAt(const Nevra_ParamList *list, uint32_t index);
 bool CopyName(const char *name, const char *what, PMemName &field, PMemRun *run);
 
 // Completes a row with its names and puts it out. `region` is null in the reports that have none.
-template <typename Row, size_t N>
-bool FinishRow(const FigureTable<Row, N> &table, const char *volume, const char *region, Row *row,
+template <typename Row, const auto &figures>
+bool FinishRow(const FigureTable<Row, figures> &table, const char *volume, const char *region, Row *row,
                PMemRun *run)
 {
    if (!CopyName(volume, "volume", row->volume, run)) {
