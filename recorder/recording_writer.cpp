@@ -196,7 +196,10 @@ void RecordingWriter::Mention(const std::string &problem)
 // A clock that was set forward by mistake must not empty the recording before somebody sets it right.
 void RecordingWriter::WatchClock(FrameTime now)
 {
-   if (hasLastTime && (now.wall - lastTime.wall) - (now.boot - lastTime.boot) > kClockWasSet) {
+   // Not in integers: the times of a clock that is wrong may lie further apart than those can tell.
+   const double gained = (static_cast<double>(now.wall) - static_cast<double>(lastTime.wall)) -
+                         (static_cast<double>(now.boot) - static_cast<double>(lastTime.boot));
+   if (hasLastTime && gained > static_cast<double>(kClockWasSet)) {
       agesFrom = now.boot + kHour;
    }
    lastTime = now;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -33,7 +34,9 @@ int64_t ReadClock(clockid_t clock)
 {
    timespec time = {};
    clock_gettime(clock, &time);
-   return time.tv_sec * kSecond + time.tv_nsec;
+   // A clock may be set beyond the years that 64 bits have the nanoseconds of.
+   constexpr int64_t kLast = int64_t{9'000'000'000};
+   return std::clamp(int64_t{time.tv_sec}, -kLast, kLast) * kSecond + time.tv_nsec;
 }
 
 FrameTime Now()
