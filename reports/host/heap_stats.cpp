@@ -117,7 +117,7 @@ void PutHeapRow(const HostRun &run, const HeapStatsRecord &heap)
 void PutTotalRow(const HostRun &run, const HeapTotals &totals)
 {
    const auto inUnit = [&run](uint64_t bytes) { return ConvertBytes(bytes, run.unit); };
-   const CellValue blank;
+   const CellValue blank = {};
    PutRow(*run.output, RowKind::Total, columns, "Total", blank, blank, blank, blank, totals.numRanges,
           inUnit(totals.overhead), inUnit(totals.size - totals.avail), inUnit(totals.avail),
           inUnit(totals.size), inUnit(totals.initial), inUnit(totals.max), blank, inUnit(totals.maxAvail),
