@@ -31,7 +31,8 @@ bool Take(std::string_view *text, std::string_view prefix)
 // Takes a number of exactly so many digits away.
 bool TakeDigits(std::string_view *text, size_t digits, int *number)
 {
-   if (text->size() < digits || text->substr(0, digits).find_first_not_of("0123456789") != std::string_view::npos) {
+   if (text->size() < digits ||
+       text->substr(0, digits).find_first_not_of("0123456789") != std::string_view::npos) {
       return false;
    }
    std::from_chars(text->data(), text->data() + digits, *number);

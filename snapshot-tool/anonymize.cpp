@@ -36,6 +36,7 @@ void AnonymizeText(uint8_t *field, size_t size, Pseudonyms *pseudonyms)
    const char *const text = reinterpret_cast<const char *>(field);
    const std::string pseudonym = pseudonyms->Of({text, strnlen(text, size)});
    std::memset(field, 0, size);
+   // NOLINTNEXTLINE(bugprone-not-null-terminated-result): the field is zeroed
    std::memcpy(field, pseudonym.data(), std::min(pseudonym.size(), size - 1));
 }
 

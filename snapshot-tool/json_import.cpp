@@ -453,5 +453,6 @@ bool ImportSnapshot(FILE *input, uint64_t size, Progress *progress, SnapshotTree
                                     : "line " + std::to_string(importer.Line()) + ": " + error.place +
                                          (error.place.empty() ? "" : ": ") + error.problem;
    }
+   // cppcheck-suppress knownConditionTrueFalse // the handler sets it
    return problem->empty();
 }

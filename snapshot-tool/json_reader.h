@@ -126,7 +126,7 @@ class JsonReader {
       bool Uint(unsigned value) { return Uint64(value); }
       bool Int64(int64_t value);
       bool Uint64(uint64_t value);
-      bool Double(double) { return false; }
+      static bool Double(double) { return false; }
       bool String(const char *characters, rapidjson::SizeType length, bool);
 
       std::string text;

@@ -56,6 +56,7 @@ void AddAnonymityOptions(CLI::App *subcommand, Anonymity *anonymity)
       ->needs(anonymize);
 }
 
+// NOLINTNEXTLINE(readability-function-size): one command line
 int Run(int argc, char **argv)
 {
    CLI::App app("Makes and inspects snapshots, the cache files of hostmem -c.", "hostmem-snapshot");

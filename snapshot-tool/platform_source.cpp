@@ -9,8 +9,6 @@
 
 namespace {
 
-using nevra::NodeId;
-
 constexpr char kLibrary[] = "libnevra.so.1";
 
 // This program has a parameter list and a Warning of its own linked in, so that the library's operations are
@@ -28,6 +26,7 @@ constexpr char kLibrary[] = "libnevra.so.1";
    OPERATION(Nevra_ParamListUsedCount)
 
 struct Platform {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a name, declared
 #define POINTER(operation) decltype(&::operation) operation = nullptr;
    OPERATIONS(POINTER)
 #undef POINTER
@@ -155,6 +154,7 @@ NevraStatus PlatformSource::List(const NevraNodeDef &node, const Nevra_ParamList
    if (status != NEVRA_OK || given == nullptr) {
       return status != NEVRA_OK ? status : NEVRA_FAILURE;
    }
+   // cppcheck-suppress unreadVariable // destroys the list
    const ListPtr owned(given, {&platform});
    const uint32_t count = platform.Nevra_ParamListUsedCount(given);
    for (uint32_t i = 0; i < count && !instances.IsFull() && status == NEVRA_OK; i++) {

@@ -178,7 +178,7 @@ ssize_t HelperReader::Next(char *bytes, size_t size, int milliseconds)
       return 0;
    }
    if (pending == 0) {
-      PartHead head;
+      PartHead head = {};
       char *at = reinterpret_cast<char *>(&head);
       for (size_t got = 0; got < sizeof head;) {
          const ssize_t received = Receive(at + got, sizeof head - got, milliseconds);

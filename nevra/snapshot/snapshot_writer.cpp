@@ -33,6 +33,7 @@ Offset<flatbuffers::Vector<Element>> MoveVector(FlatBufferBuilder *builder, std:
 struct MovedNode {
    uint64_t checksum;
    uint32_t recordCount, failedCount, listCount, valueCount, listFailedCount;
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a type and a name, declared
 #define NEVRA_VECTOR_OFFSET(member, field, FIELD, Element) Offset<flatbuffers::Vector<Element>> member;
    NEVRA_SNAPSHOT_VECTORS(NEVRA_VECTOR_OFFSET)
 #undef NEVRA_VECTOR_OFFSET
