@@ -323,6 +323,8 @@ int RecordingWriter::WriteFrame(const std::vector<uint8_t> &snapshot, FrameHeade
          return error;
       }
    }
+   // Not before the segment is there: one that was put into the folder meanwhile uses up numbers.
+   frame.sequence = nextSequence;
    // A frame is written in one piece, and the first one of a segment together with the segment's header.
    std::vector<uint8_t> bytes;
    if (isFirst) {
@@ -386,7 +388,6 @@ bool RecordingWriter::Append(std::vector<uint8_t> snapshot, uint32_t reasons, Fr
    frame.rawHash = nevra::ChecksumOfBytes(snapshot.data(), snapshot.size());
 
    for (;;) {
-      frame.sequence = nextSequence;
       const int error = WriteFrame(snapshot, frame, now);
       if (error == 0) {
          break;
@@ -406,9 +407,9 @@ bool RecordingWriter::Append(std::vector<uint8_t> snapshot, uint32_t reasons, Fr
          return false;
       }
    }
-   nextSequence++;
    parent = std::move(snapshot);
-   parentSequence = frame.sequence;
+   parentSequence = nextSequence;
+   nextSequence++;
    if (!complaint.empty()) {
       complaint.clear();
       say(storage->Path() + ": recording goes on");

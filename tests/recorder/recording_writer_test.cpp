@@ -394,6 +394,37 @@ TEST_F(RecordingWriterTest, ASegmentThatIsRemovedIsFollowedByANewOne)
    EXPECT_THAT(Read(), ElementsAre(4, 5));
 }
 
+TEST_F(RecordingWriterTest, ASegmentThatIsPutIntoTheFolderIsCountedOnFrom)
+{
+   Record(3, kMinuteNs);
+   const TemporaryFolder other;
+   {
+      SmallDisk otherStorage(other.Path());
+      RecordingWriter otherWriter(&otherStorage, limits, std::array<uint8_t, 16>{},
+                                  [](const std::string &) {});
+      ASSERT_EQ(otherWriter.Open(now), 0);
+      for (int i = 0; i < 10; i++) {
+         ASSERT_TRUE(otherWriter.Append(MadeUpSnapshot(now.wall), kReasonInterval, now));
+         Pass(kMinuteNs);
+      }
+      otherWriter.Seal();
+   }
+   std::filesystem::copy(other.Path() + '/' + other.Segments()[0], folder.Path());
+   Pass(kHourNs);
+   Record(2, kMinuteNs);
+   std::string problem;
+   ASSERT_TRUE(recording.Open(folder.Path(), &problem)) << problem;
+   const size_t frames = recording.Frames().size();
+   ASSERT_GE(frames, 2u);
+   EXPECT_EQ(recording.Frames()[frames - 2].header.sequence, 11u);
+   EXPECT_EQ(recording.Frames()[frames - 1].header.sequence, 12u);
+   for (size_t i = frames - 2; i < frames; i++) {
+      std::vector<uint8_t> snapshot;
+      ASSERT_TRUE(recording.Read(i, &snapshot, &problem)) << problem;
+      EXPECT_EQ(snapshot, MadeUpSnapshot(recording.Frames()[i].header.wallTime));
+   }
+}
+
 TEST_F(RecordingWriterTest, ReadersWorkWhileItWrites)
 {
    constexpr uint64_t kFrames = 400;
