@@ -1,5 +1,7 @@
 #include "recorder/memory_file.h"
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -12,6 +14,9 @@ bool WriteAll(int file, std::span<const uint8_t> bytes)
 {
    while (!bytes.empty()) {
       const ssize_t written = write(file, bytes.data(), bytes.size());
+      if (written < 0 && errno == EINTR) {
+         continue;
+      }
       if (written < 0) {
          return false;
       }

@@ -1,7 +1,10 @@
 #include "recorder/pressure_watch.h"
 
 #include <optional>
+#include <set>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -46,42 +49,34 @@ PressureWatch::PressureWatch(const std::string &rootFolder)
 }
 
 // A count that is seen for the first time has not risen: its cgroup is new, or the watch is.
-bool PressureWatch::HasCountRisen(const std::string &name, int folder, const char *path, const char *count)
+void PressureWatch::CheckCount(const std::string &name, int folder, const char *path, const char *count)
 {
    const std::optional<std::string_view> text = files.ReadAll(folder, path);
    const std::optional<uint64_t> value = text.has_value() ? CountIn(*text, count) : std::nullopt;
    if (!value.has_value()) {
-      return false;
+      return;
    }
    const auto [known, isNew] = counts.try_emplace(name, *value);
-   const bool hasRisen = !isNew && *value > known->second;
+   hasRisen = hasRisen || (!isNew && *value > known->second);
    known->second = *value;
-   return hasRisen;
 }
 
 bool PressureWatch::HasOomRisen()
 {
-   bool hasRisen = HasCountRisen("", root.Get(), nevra::BelowRoot("/proc/vmstat"), "oom_kill");
-   if (mounts.version != nevra::CgroupVersion::V2) {
-      return hasRisen;
-   }
-   // The counts of a top-level cgroup include those of all below it.
-   std::map<std::string, uint64_t> before;
-   before.swap(counts);
-   for (const std::string &name :
-        files.ListNames(mounts.memory.Get(), ".", nevra::EntryKind::Folders, kMostCgroups)) {
-      const auto known = before.find(name);
-      if (known != before.end()) {
-         counts.insert(*known);
+   CheckCount("", root.Get(), nevra::BelowRoot("/proc/vmstat"), "oom_kill");
+   if (mounts.version == nevra::CgroupVersion::V2) {
+      // The counts of a top-level cgroup include those of all below it.
+      const std::vector<std::string> names =
+         files.ListNames(mounts.memory.Get(), ".", nevra::EntryKind::Folders, kMostCgroups);
+      for (const std::string &name : names) {
+         const std::string path = name + "/memory.events";
+         CheckCount(name, mounts.memory.Get(), path.c_str(), "oom");
       }
-      const std::string path = name + "/memory.events";
-      hasRisen = HasCountRisen(name, mounts.memory.Get(), path.c_str(), "oom") || hasRisen;
+      const std::set<std::string_view> present(names.begin(), names.end());
+      std::erase_if(
+         counts, [&](const auto &count) { return !count.first.empty() && !present.contains(count.first); });
    }
-   // Of the host, under the empty name; cgroups that are gone are forgotten.
-   if (const auto host = before.find(""); host != before.end()) {
-      counts.insert(*host);
-   }
-   return hasRisen;
+   return std::exchange(hasRisen, false);
 }
 
 } // namespace recorder

@@ -20,20 +20,23 @@ class PressureWatch {
    // To be polled for POLLPRI, which comes when tasks waited for memory for a tenth of two seconds; -1 where
    // the kernel has no such trigger.
    int TriggerFile() const { return trigger.Get(); }
+   void CloseTrigger() { trigger.Close(); }
 
    // Whether, since the last call, a process was killed for want of memory, or a top-level cgroup or one
    // below it hit its limit with nothing left to reclaim. Costs a read of vmstat, and of each top-level
-   // cgroup's memory.events.
+   // cgroup's memory.events. Throws what KernelFileReader does; what has risen until then is told by the next
+   // call.
    bool HasOomRisen();
 
  private:
-   bool HasCountRisen(const std::string &name, int folder, const char *path, const char *count);
+   void CheckCount(const std::string &name, int folder, const char *path, const char *count);
 
    nevra::FileDescriptor root;
    nevra::KernelFileReader files;
    nevra::CgroupMounts mounts;
    nevra::FileDescriptor trigger;
-   std::map<std::string, uint64_t> counts;
+   std::map<std::string, uint64_t> counts; // by cgroup; the host's has the empty name
+   bool hasRisen = false;
 };
 
 } // namespace recorder

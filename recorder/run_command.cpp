@@ -109,6 +109,7 @@ class Recorder {
    nevra::FileDescriptor signals;
    int64_t nextCheck = 0;
    std::string lastProblem;
+   std::string lastWatchProblem;
 };
 
 int Recorder::Run(const std::string &folder)
@@ -153,12 +154,25 @@ bool Recorder::HandleSignals()
 
 void Recorder::CheckOoms(FrameTime now)
 {
-   if (now.boot >= nextCheck) {
-      nextCheck = now.boot + kSecond;
+   if (now.boot < nextCheck) {
+      return;
+   }
+   nextCheck = now.boot + kSecond;
+   std::string problem;
+   try {
       if (watch.HasOomRisen()) {
          schedule.Ask(kReasonOom, now);
       }
+   } catch (const std::bad_alloc &) {
+      problem = "out of memory";
+   } catch (const std::system_error &error) {
+      problem = error.what();
    }
+   // The next check finds what has risen meanwhile.
+   if (!problem.empty() && problem != lastWatchProblem) {
+      Complain("the counts of processes killed cannot be read: " + problem);
+   }
+   lastWatchProblem = problem;
 }
 
 void Recorder::TakeFrame(uint32_t reasons)
@@ -196,7 +210,13 @@ void Recorder::Wait()
    const FrameTime now = Now();
    const int64_t wait = schedule.Wait(now);
    const timespec timeout = {wait / kSecond, wait % kSecond};
-   if (ppoll(files, 2, &timeout, nullptr) > 0 && (files[1].revents & POLLPRI) != 0) {
+   if (ppoll(files, 2, &timeout, nullptr) <= 0) {
+      return;
+   }
+   // A trigger that the kernel has given up has an event forever, POLLPRI among the rest.
+   if ((files[1].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
+      watch.CloseTrigger();
+   } else if ((files[1].revents & POLLPRI) != 0) {
       schedule.Ask(kReasonPressure, Now());
    }
 }

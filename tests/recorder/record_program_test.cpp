@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -191,6 +192,27 @@ TEST_F(RecordProgram, ACgroupThatIsNewIsNoNews)
       EXPECT_EQ(frame.header.reasons & kReasonOom, 0u);
    }
    EXPECT_EQ(End(SIGTERM), 0);
+}
+
+TEST_F(RecordProgram, WithoutDescriptorsItGoesOnAndMissesNothing)
+{
+   Start();
+   ASSERT_TRUE(WaitForFrames(1)) << Messages();
+   rlimit usual = {};
+   ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, nullptr, &usual), 0);
+   const rlimit lowered = {3, usual.rlim_max};
+   ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &lowered, nullptr), 0);
+   tree.V2("machine.slice", "memory.events", "low 0\nhigh 0\nmax 3\noom 2\noom_kill 1\n");
+   const std::string problem = "hostmem-record: the counts of processes killed cannot be read: ";
+   ASSERT_TRUE(WaitFor([&] { return Messages().find(problem) != std::string::npos; }));
+   std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+   EXPECT_EQ(Messages().find(problem), Messages().rfind(problem)) << Messages();
+   ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &usual, nullptr), 0);
+   EXPECT_TRUE(WaitForReason(kReasonOom)) << Messages();
+   ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &lowered, nullptr), 0);
+   EXPECT_EQ(End(SIGTERM), 0);
+   ASSERT_TRUE(WaitForFrames(2));
+   EXPECT_TRUE(recording.Segments()[0].isSealed);
 }
 
 TEST_F(RecordProgram, ASecondRecorderIsRefused)
