@@ -7,6 +7,7 @@
 #include "export-tool/export_command.h"
 #include "nevra/nevra.h"
 #include "recorder/message.h"
+#include "recorder/reading_command_line.h"
 
 namespace {
 
@@ -49,11 +50,15 @@ int Run(int argc, char **argv)
 {
    CLI::App app("Exports the rows of the reports as data for machines.", "hostmem-export");
    app.require_subcommand(1);
+   app.set_version_flag("--version", "hostmem-export " HOSTMEM_VERSION);
    app.footer(kFooter);
    ExportRequest request;
    AddFormat(&app, "json", "One JSON array, an object for each report and moment", RowFormat::Json, &request);
    AddFormat(&app, "jsonl", "A JSON object for each row", RowFormat::JsonLines, &request);
    AddFormat(&app, "csv", "CSV of one report, with quotes where needed", RowFormat::Csv, &request);
+   if (argc > 1 && argv[1][0] != '-' && !recorder::HasSubcommand(app, argv[1])) {
+      return RefuseCommandLine(std::string("unknown subcommand ") + argv[1]);
+   }
    std::vector<std::string> words(argv + 1, argv + argc);
    if (!SplitReports(&words, &request.reports)) {
       return RefuseCommandLine("-r lacks the name of a report");
@@ -62,7 +67,7 @@ int Run(int argc, char **argv)
       std::ranges::reverse(words); // as the library wants them
       app.parse(words);
    } catch (const CLI::ParseError &error) {
-      if (error.get_exit_code() == kExitDone) { // help
+      if (error.get_exit_code() == kExitDone) { // help, version
          app.exit(error);
          return recorder::FinishOutput() ? kExitDone : kExitFailed;
       }

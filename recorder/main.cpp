@@ -29,12 +29,6 @@ int RefuseCommandLine(const std::string &problem)
    return kExitTrouble;
 }
 
-bool HasSubcommand(const CLI::App &app, const std::string &name)
-{
-   return !app.get_subcommands([&](const CLI::App *subcommand) { return subcommand->check_name(name); })
-              .empty();
-}
-
 CLI::App *AddRun(CLI::App *app, RunOptions *options, RunTexts *texts)
 {
    CLI::App *run = app->add_subcommand("run", "Record this host until SIGTERM");
@@ -76,6 +70,7 @@ int Run(int argc, char **argv)
 {
    CLI::App app("Records the memory of a host over time, and looks back at it.", "hostmem-record");
    app.require_subcommand(1);
+   app.set_version_flag("--version", "hostmem-record " HOSTMEM_VERSION);
    app.footer(kExitStatuses);
    RunOptions runOptions;
    RunTexts runTexts;
@@ -89,7 +84,7 @@ int Run(int argc, char **argv)
    try {
       app.parse(argc, argv);
    } catch (const CLI::ParseError &error) {
-      if (error.get_exit_code() == kExitDone) { // help
+      if (error.get_exit_code() == kExitDone) { // help, version
          app.exit(error);
          return std::fflush(stdout) == 0 ? kExitDone : kExitFailed;
       }

@@ -137,6 +137,12 @@ void AddGrow(Commands *commands)
 
 } // namespace
 
+bool HasSubcommand(const CLI::App &app, const std::string &name)
+{
+   return !app.get_subcommands([&](const CLI::App *subcommand) { return subcommand->check_name(name); })
+              .empty();
+}
+
 void AddReadingCommands(CLI::App *app, const std::string &folder, std::function<int()> *action)
 {
    Commands commands(app, folder, action);

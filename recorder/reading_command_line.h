@@ -11,6 +11,8 @@ class App;
 
 namespace recorder {
 
+bool HasSubcommand(const CLI::App &app, const std::string &name);
+
 // Adds the subcommands that read. One that is chosen sets `*action`, which does it and returns the exit
 // status; both arguments must outlive the parsing, and `folder` is where a recording is without --dir.
 void AddReadingCommands(CLI::App *app, const std::string &folder, std::function<int()> *action);

@@ -145,6 +145,13 @@ TEST(ExportTool, WritesAFileWholeOrNotAtAll)
    EXPECT_EQ(CountOf(Contents(path), ",vm-stats,"), 3u);
 }
 
+TEST(ExportTool, PrintsItsVersion)
+{
+   const Ended ended = Export("--version");
+   EXPECT_EQ(ended.exitStatus, 0);
+   EXPECT_EQ(ended.output, "hostmem-export 1.0.0\n");
+}
+
 TEST(ExportTool, RefusesWhatCannotBeMeant)
 {
    const std::string source = std::string(" -c ") + kSmallHost;
@@ -155,7 +162,7 @@ TEST(ExportTool, RefusesWhatCannotBeMeant)
          {"json" + source + " -r dcpmm-stats", "dcpmm-stats: is not exported"},
          {"json" + source + " -r vm-stats -s nome", "-r: vm-stats has no column nome"},
          {"json --from now -r vm-stats", "--from requires --dir"},
-         {"xml" + source + " -r vm-stats", ""},
+         {"xml" + source + " -r vm-stats", "hostmem-export: unknown subcommand xml\n"},
          {"json --dir /tmp" + source + " -r vm-stats", "excludes"}}) {
       const Ended ended = Export(arguments);
       EXPECT_EQ(ended.exitStatus, 2) << arguments;

@@ -313,6 +313,13 @@ TEST(RecordCommandLine, WhatCannotBeIsRefused)
    expect("run --min-free 101%", "--min-free: no size or percentage: 101%");
 }
 
+TEST(RecordCommandLine, VersionIsPrinted)
+{
+   const Outcome outcome = RunCommand("--version");
+   EXPECT_EQ(outcome.status, 0);
+   EXPECT_EQ(outcome.output, "hostmem-record 1.0.0\n");
+}
+
 TEST(RecordCommandLine, AFolderThatCannotBeMadeEndsIt)
 {
    const Outcome outcome = RunCommand("run --dir /proc/none");
