@@ -26,7 +26,7 @@ constexpr uint32_t kMostReserved = 4096;
 
 std::unique_ptr<nevra::Source> source;
 
-// Sources that a later one took the place of: lists made by them may still hold their texts.
+// Replaced sources: lists made by them may still hold their texts.
 std::vector<std::unique_ptr<nevra::Source>> formerSources;
 
 nevra::Source &CurrentSource()

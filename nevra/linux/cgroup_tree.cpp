@@ -111,17 +111,17 @@ CgroupTree ReadCgroupTree(int root, KernelFileReader &files)
 
 std::string CgroupPath(const CgroupTree &tree, CgroupIndex cgroup)
 {
-   std::vector<CgroupIndex> way;
+   std::vector<CgroupIndex> path;
    for (CgroupIndex at = cgroup; at != kRootCgroup; at = tree.cgroups[at].parent) {
-      way.push_back(at);
+      path.push_back(at);
    }
-   std::reverse(way.begin(), way.end());
-   std::string path;
-   for (const CgroupIndex at : way) {
-      path += path.empty() ? "" : "/";
-      path += tree.cgroups[at].name;
+   std::reverse(path.begin(), path.end());
+   std::string text;
+   for (const CgroupIndex at : path) {
+      text += text.empty() ? "" : "/";
+      text += tree.cgroups[at].name;
    }
-   return path.empty() ? "." : path;
+   return text.empty() ? "." : text;
 }
 
 std::string_view TopLevelName(const CgroupTree &tree, CgroupIndex cgroup)

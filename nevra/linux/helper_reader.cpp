@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstring>
 #include <limits>
+#include <mutex>
+#include <new>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -99,38 +103,72 @@ void CloseAllBut(int channel, int directory)
    _exit(0);
 }
 
+// The helpers that were killed. One that hangs in the kernel ends when it comes back, and is a zombie until
+// it has been waited for.
+class KilledHelpers {
+ public:
+   void Take(std::list<pid_t> &helper)
+   {
+      const std::lock_guard lock(mutex);
+      killed.splice(killed.end(), helper);
+   }
+
+   void Reap()
+   {
+      const std::lock_guard lock(mutex);
+      killed.remove_if([](pid_t helper) { return waitpid(helper, nullptr, WNOHANG) != 0; });
+   }
+
+ private:
+   std::mutex mutex;
+   std::list<pid_t> killed;
+};
+
+// Never destroyed: a reader may live as long as the program.
+KilledHelpers &Killed()
+{
+   alignas(KilledHelpers) static std::byte room[sizeof(KilledHelpers)];
+   static KilledHelpers *const killed = new (room) KilledHelpers;
+   return *killed;
+}
+
 } // namespace
 
 HelperReader::~HelperReader()
 {
    if (channel >= 0 && !isReading) {
-      Abandon();
-      waitpid(helpers.back(), nullptr, 0); // it waits for a request, and ends at once
-      helpers.pop_back();
+      close(channel);
+      channel = -1;
+      kill(helper.front(), SIGKILL);
+      waitpid(helper.front(), nullptr, 0); // it waits for a request, and ends at once
+      helper.clear();
    }
    Abandon();
-   for (const pid_t helper : helpers) {
-      waitpid(helper, nullptr, WNOHANG);
-   }
+   Killed().Reap();
 }
 
 bool HelperReader::Start(int directory)
 {
+   Killed().Reap();
+   std::list<pid_t> started(1);
    int ends[2];
    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
       return false;
    }
    const pid_t parent = getpid();
-   const pid_t helper = fork();
-   if (helper == 0) {
+   const pid_t child = fork();
+   if (child == 0) {
       Serve(ends[1], directory, parent);
    }
+   const int error = errno;
    close(ends[1]);
-   if (helper < 0) {
+   if (child < 0) {
       close(ends[0]);
+      errno = error;
       return false;
    }
-   helpers.push_back(helper);
+   started.front() = child;
+   helper = std::move(started);
    channel = ends[0];
    return true;
 }
@@ -140,14 +178,17 @@ void HelperReader::Abandon()
    if (channel >= 0) {
       close(channel);
       channel = -1;
-      kill(helpers.back(), SIGKILL);
+      kill(helper.front(), SIGKILL);
+      Killed().Take(helper);
    }
    isReading = false;
    pending = 0;
 }
 
-bool HelperReader::Begin(int directory, const char *path)
+bool HelperReader::Begin(int directory, const char *path, int milliseconds)
 {
+   Stop();
+   deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
    char request[kLongestPath] = {};
    std::strncpy(request, path, sizeof request - 1);
    if (channel >= 0 && Send(channel, request, sizeof request)) {
@@ -159,12 +200,14 @@ bool HelperReader::Begin(int directory, const char *path)
    return isReading;
 }
 
-ssize_t HelperReader::Receive(void *bytes, size_t size, int milliseconds)
+ssize_t HelperReader::Receive(void *bytes, size_t size)
 {
    pollfd waited = {channel, POLLIN, 0};
    int ready;
    do {
-      ready = poll(&waited, 1, milliseconds);
+      const auto left =
+         std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+      ready = poll(&waited, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
    } while (ready < 0 && errno == EINTR);
    if (ready == 0) {
       errno = ETIMEDOUT;
@@ -172,7 +215,7 @@ ssize_t HelperReader::Receive(void *bytes, size_t size, int milliseconds)
    return ready > 0 ? recv(channel, bytes, size, 0) : -1;
 }
 
-ssize_t HelperReader::Next(char *bytes, size_t size, int milliseconds)
+ssize_t HelperReader::Next(char *bytes, size_t size)
 {
    if (!isReading) {
       return 0;
@@ -181,7 +224,7 @@ ssize_t HelperReader::Next(char *bytes, size_t size, int milliseconds)
       PartHead head = {};
       char *at = reinterpret_cast<char *>(&head);
       for (size_t got = 0; got < sizeof head;) {
-         const ssize_t received = Receive(at + got, sizeof head - got, milliseconds);
+         const ssize_t received = Receive(at + got, sizeof head - got);
          if (received <= 0) {
             const int error = received == 0 ? EIO : errno;
             Abandon();
@@ -197,7 +240,7 @@ ssize_t HelperReader::Next(char *bytes, size_t size, int milliseconds)
          return head.error == 0 ? 0 : -1;
       }
    }
-   const ssize_t received = Receive(bytes, std::min<size_t>(size, pending), milliseconds);
+   const ssize_t received = Receive(bytes, std::min<size_t>(size, pending));
    if (received <= 0) {
       const int error = received == 0 ? EIO : errno;
       Abandon();

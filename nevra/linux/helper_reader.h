@@ -7,9 +7,10 @@
 #ifndef NEVRA_LINUX_HELPER_READER_H
 #define NEVRA_LINUX_HELPER_READER_H
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <list>
 
 #include <sys/types.h>
 
@@ -22,13 +23,14 @@ class HelperReader {
    HelperReader &operator=(const HelperReader &) = delete;
    ~HelperReader();
 
-   // Begins to read a file below the folder, which has to be the same for all files. False when there is no
-   // helper to be had; the caller reads the file itself then.
-   bool Begin(int directory, const char *path);
+   // Begins to read a file below the folder, which has to be the same for all files; what is left of the file
+   // before is given up. The whole file has to come within `milliseconds`. False, with errno set, when there
+   // is no helper to be had.
+   bool Begin(int directory, const char *path, int milliseconds);
 
    // The next bytes of the file, as read() gives them: 0 at the end, -1 with errno set on failure, with
-   // ETIMEDOUT when nothing came for `milliseconds`.
-   ssize_t Next(char *bytes, size_t size, int milliseconds);
+   // ETIMEDOUT when the time is up.
+   ssize_t Next(char *bytes, size_t size);
 
    // Gives up on the rest of the file.
    void Stop();
@@ -36,12 +38,13 @@ class HelperReader {
  private:
    bool Start(int directory);
    void Abandon();
-   ssize_t Receive(void *bytes, size_t size, int milliseconds);
+   ssize_t Receive(void *bytes, size_t size);
 
    int channel = -1;
    bool isReading = false;
    uint32_t pending = 0; // bytes of the part that is being received
-   std::vector<pid_t> helpers;
+   std::chrono::steady_clock::time_point deadline;
+   std::list<pid_t> helper; // the one at the other end of the channel
 };
 
 } // namespace nevra

@@ -156,6 +156,17 @@ bool IsWanted(int directory, const dirent &entry, EntryKind kind)
           (kind == EntryKind::Folders ? S_ISDIR(status.st_mode) : S_ISLNK(status.st_mode));
 }
 
+class StopAtEnd {
+ public:
+   explicit StopAtEnd(HelperReader &reader) : helper(reader) {}
+   ~StopAtEnd() { helper.Stop(); }
+   StopAtEnd(const StopAtEnd &) = delete;
+   StopAtEnd &operator=(const StopAtEnd &) = delete;
+
+ private:
+   HelperReader &helper;
+};
+
 // Where what is left of a text begins the next part, it moves to the front.
 size_t MoveToFront(char *text, size_t length, size_t taken)
 {
@@ -263,6 +274,7 @@ FileDescriptor KernelFileReader::OpenFile(int directory, const char *path, Missi
       struct stat status;
       if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
          file.Close();
+         notRead.Note(what, "not a regular file");
       }
    }
    return file;
@@ -374,13 +386,33 @@ bool KernelFileReader::ReadInPartsWithin(int milliseconds, int proc, const char 
    if (!mayHang.has_value()) {
       mayHang = IsLiveProc(proc);
    }
-   if (!*mayHang || !helper.Begin(proc, path)) {
+   if (!*mayHang) {
       return ReadInParts(proc, path, take, what);
    }
-   const bool isRead = TakeParts(
-      [&](char *bytes, size_t size) { return helper.Next(bytes, size, milliseconds); }, path, take, what);
-   helper.Stop();
-   return isRead;
+   const bool isPatient = milliseconds >= kPatient;
+   if (!isPatient && waitingLeft.count() <= 0) {
+      notRead.Note(Missing::HangingProcesses, "too long a wait for processes that hang");
+      return false;
+   }
+   const int wait =
+      isPatient ? milliseconds : static_cast<int>(std::min<int64_t>(milliseconds, waitingLeft.count()));
+   if (!helper.Begin(proc, path, wait)) {
+      const int error = errno;
+      if (error != ENOMEM) { // the kernel may have none for a process and all for a file
+         ThrowWhenShort(error, path);
+      }
+      notRead.Note(what, "no helper process: " + std::generic_category().message(error));
+      return false;
+   }
+   const StopAtEnd stop(helper);
+   const auto next = [&](char *bytes, size_t size) {
+      const ssize_t got = helper.Next(bytes, size);
+      if (got < 0 && errno == ETIMEDOUT && !isPatient) {
+         waitingLeft -= std::chrono::milliseconds(wait);
+      }
+      return got;
+   };
+   return TakeParts(next, path, take, what);
 }
 
 std::optional<std::string_view> KernelFileReader::ReadAllWithin(int milliseconds, int proc, const char *path,

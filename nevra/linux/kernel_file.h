@@ -2,6 +2,7 @@
 #ifndef NEVRA_LINUX_KERNEL_FILE_H
 #define NEVRA_LINUX_KERNEL_FILE_H
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -62,7 +63,14 @@ class KernelFileReader {
    static constexpr size_t kFirstRead = size_t{16} << 10;
    static constexpr size_t kLargestFile = size_t{64} << 20;
 
-   explicit KernelFileReader(Reach allowed = Reach::Host) : reach(allowed) {}
+   // What it waits for processes that hang, all in all.
+   static constexpr std::chrono::milliseconds kLongestWaiting{5000};
+
+   explicit KernelFileReader(Reach allowed = Reach::Host,
+                             std::chrono::milliseconds longestWaiting = kLongestWaiting)
+       : reach(allowed), waitingLeft(longestWaiting)
+   {
+   }
 
    // Not open, with errno set, when there is no such file or the kernel refuses. With O_PATH anything is
    // opened.
@@ -102,7 +110,10 @@ class KernelFileReader {
    bool ReadInParts(int directory, const char *path, const Take &take, Missing what = Missing::Nothing);
 
    // The same for files of a process that waits for its memory lock, and may for ever. They are all below one
-   // folder, which is /proc. False, and noted, when the kernel gives nothing for `milliseconds`.
+   // folder, which is /proc. False, and noted, when the kernel does not give the whole file within
+   // `milliseconds`, or too much time has been lost so already, or there is nothing to read it safely with.
+   // kPatient waits without regard to the time that has been lost.
+   static constexpr int kPatient = 600'000;
    bool ReadInPartsWithin(int milliseconds, int proc, const char *path, const Take &take, Missing what);
    std::optional<std::string_view> ReadAllWithin(int milliseconds, int proc, const char *path, Missing what,
                                                  size_t limit = kLargestFile);
@@ -123,6 +134,7 @@ class KernelFileReader {
    Reach reach;
    MissingFigures notRead;
    std::optional<bool> mayHang; // whether the processes are live
+   std::chrono::milliseconds waitingLeft;
    HelperReader helper;
    std::unique_ptr<char[]> buffer;
    size_t capacity = 0;

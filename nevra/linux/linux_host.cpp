@@ -306,16 +306,13 @@ MergedMemory LinuxHost::ReadMergedMemory(uint32_t pid)
 
 MergedMemory LinuxHost::MergedOfProcess(uint32_t pid)
 {
-   const std::vector<ProcessEntry> &entries = Processes().processes;
-   const auto entry =
-      std::lower_bound(entries.begin(), entries.end(), pid,
-                       [](const ProcessEntry &process, uint32_t wanted) { return process.pid < wanted; });
-   if (MergedKB() == 0 || entry == entries.end() || entry->pid != pid) {
+   const ProcessTable &table = Processes();
+   const std::optional<size_t> found = nevra::FindProcess(table, pid);
+   if (MergedKB() == 0 || !found.has_value()) {
       return {};
    }
-   mergedOfProcess.resize(entries.size());
-   return mergedOfProcess[static_cast<size_t>(entry - entries.begin())].Get(
-      [&] { return ReadMergedMemory(pid); });
+   mergedOfProcess.resize(table.processes.size());
+   return mergedOfProcess[*found].Get([&] { return ReadMergedMemory(pid); });
 }
 
 } // namespace nevra

@@ -89,7 +89,7 @@ class LinuxHost {
    uint64_t ResidentKBBelow(CgroupIndex cgroup);
 
    // What is resident of a process and is not in the `rss` of its mappings, KB: large pages that the kernel
-   // watches for the sake of NUMA balancing, from Linux 6.1 on and before 6.6.
+   // watches for the sake of NUMA balancing, in Linux 6.1 to 6.5.
    uint64_t WatchedKB(const ProcessStatus &status, uint64_t rss);
    bool HidesWatchedPages();
 

@@ -33,6 +33,7 @@ constexpr MissingKind kKinds[] = {
    {Missing::LongWalks, "/proc/PID/smaps",
     "their touched, shared and cow read 0, their mapped is from /proc/PID/status, lpage-stats may leave them "
     "out (HOSTMEM_WALK=all reads it)"},
+   {Missing::HangingProcesses, "/proc/PID", "further processes that may hang are not waited for"},
    {Missing::CommandLines, "/proc/PID/cmdline", "some VMs are shown without their name and memory size"},
    {Missing::MergedPages, "/proc/PID/ksm_stat", "sharedSaved of some processes reads 0"},
    {Missing::MemInfo, "/proc/meminfo", "the host's memory is not shown"},

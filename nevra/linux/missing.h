@@ -33,6 +33,7 @@ enum class Missing : uint8_t {
    ProcessMappings,
    GuestMappings,
    LongWalks,
+   HangingProcesses,
    CommandLines,
    MergedPages,
    MemInfo,

@@ -95,10 +95,10 @@ bool HasVmFlag(std::string_view mapping, std::string_view flag)
    return false;
 }
 
-// Milliseconds without an answer after which a process counts as hanging.
+// Milliseconds after which a process that has not answered counts as hanging.
 int PatienceFor(Walk walk)
 {
-   return walk == Walk::All ? 600'000 : 1000;
+   return walk == Walk::All ? KernelFileReader::kPatient : 1000;
 }
 
 } // namespace

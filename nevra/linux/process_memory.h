@@ -64,7 +64,7 @@ class GuestMemorySearch {
  public:
    explicit GuestMemorySearch(const VmCommand &command);
 
-   // Gives how many bytes it took: all mappings but the last, and that one, too, at the end.
+   // Returns how many bytes it took: all mappings but the last, and that one, too, at the end.
    size_t Take(std::string_view smaps, bool isEnd);
 
    bool IsComplete() const { return isComplete; } // no mapping that is still to come can be the guest's

@@ -94,7 +94,7 @@ ProcessTable ReadProcessTable(int proc, const CgroupTree &tree, KernelFileReader
    return table;
 }
 
-std::optional<CgroupIndex> FindCgroupOfProcess(const ProcessTable &table, uint32_t pid)
+std::optional<size_t> FindProcess(const ProcessTable &table, uint32_t pid)
 {
    const auto found =
       std::lower_bound(table.processes.begin(), table.processes.end(), pid,
@@ -102,7 +102,13 @@ std::optional<CgroupIndex> FindCgroupOfProcess(const ProcessTable &table, uint32
    if (found == table.processes.end() || found->pid != pid) {
       return std::nullopt;
    }
-   return found->cgroup;
+   return static_cast<size_t>(found - table.processes.begin());
+}
+
+std::optional<CgroupIndex> FindCgroupOfProcess(const ProcessTable &table, uint32_t pid)
+{
+   const std::optional<size_t> found = FindProcess(table, pid);
+   return found.has_value() ? std::optional(table.processes[*found].cgroup) : std::nullopt;
 }
 
 } // namespace nevra

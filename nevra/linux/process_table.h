@@ -2,6 +2,7 @@
 #ifndef NEVRA_LINUX_PROCESS_TABLE_H
 #define NEVRA_LINUX_PROCESS_TABLE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -26,6 +27,9 @@ struct ProcessTable {
 // The processes that /proc lists. Each cgroup's own list says who belongs to it, one read for all of them;
 // only a process that none of them has (a zombie, or one that came meanwhile) is asked for its cgroup.
 ProcessTable ReadProcessTable(int proc, const CgroupTree &tree, KernelFileReader &files);
+
+// The process's index; nothing when the table has no such process.
+std::optional<size_t> FindProcess(const ProcessTable &table, uint32_t pid);
 
 // Nothing when the table has no such process.
 std::optional<CgroupIndex> FindCgroupOfProcess(const ProcessTable &table, uint32_t pid);

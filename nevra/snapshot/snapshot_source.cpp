@@ -94,7 +94,7 @@ class SnapshotSource : public Source {
    char kernelBuild[64];
    NodeAnswers nodes[kNodeCount];
    std::vector<const SnapshotNode *> nodesInUse;
-   std::vector<KeyTable> keysInUse; // each another
+   std::vector<KeyTable> keysInUse; // all different
    Trust textTrust = Trust::Unknown;
    // A report reads many nodes of one instance and then the next instance's, and their tables are much alike:
    // where a key was found last is where to look for the next one, in every table.

@@ -3,16 +3,25 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
+#include <iterator>
+#include <stdexcept>
 #include <string>
+#include <string_view>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,13 +42,13 @@ constexpr int kPatience = 10'000;
 std::string ReadByHelper(nevra::HelperReader &helper, int folder, const char *path,
                          int milliseconds = kPatience)
 {
-   if (!helper.Begin(folder, path)) {
+   if (!helper.Begin(folder, path, milliseconds)) {
       return "no helper";
    }
    std::string text;
    char part[1000];
    for (;;) {
-      const ssize_t got = helper.Next(part, sizeof part, milliseconds);
+      const ssize_t got = helper.Next(part, sizeof part);
       if (got <= 0) {
          return got == 0 ? text : "error " + std::to_string(errno);
       }
@@ -99,10 +108,67 @@ TEST(HelperReader, TheRestOfAFileCanBeLeft)
    const nevra::FileDescriptor root = OpenRoot(tree);
    nevra::HelperReader helper;
    char part[10];
-   ASSERT_TRUE(helper.Begin(root.Get(), "long"));
-   EXPECT_EQ(helper.Next(part, sizeof part, kPatience), 10);
+   ASSERT_TRUE(helper.Begin(root.Get(), "long", kPatience));
+   EXPECT_EQ(helper.Next(part, sizeof part), 10);
    helper.Stop();
    EXPECT_EQ(ReadByHelper(helper, root.Get(), "short"), "short");
+}
+
+TEST(HelperReader, AFileThatWasLeftIsNotTakenForTheNext)
+{
+   RecordedTree tree;
+   tree.File("long", std::string(10'000'000, 'x'));
+   tree.File("short", "short");
+   const nevra::FileDescriptor root = OpenRoot(tree);
+   nevra::HelperReader helper;
+   char part[10];
+   ASSERT_TRUE(helper.Begin(root.Get(), "long", kPatience));
+   EXPECT_EQ(helper.Next(part, sizeof part), 10);
+   EXPECT_EQ(ReadByHelper(helper, root.Get(), "short"), "short");
+}
+
+TEST(HelperReader, AFileHasToComeInTimeAsAWhole)
+{
+   RecordedTree tree;
+   tree.File("long", std::string(10'000'000, 'x'));
+   const nevra::FileDescriptor root = OpenRoot(tree);
+   nevra::HelperReader helper;
+   char part[1000];
+   ASSERT_TRUE(helper.Begin(root.Get(), "long", 1000));
+   ASSERT_EQ(helper.Next(part, sizeof part), 1000);
+   const std::vector<pid_t> children = Children();
+   ASSERT_EQ(children.size(), 1u);
+   kill(children[0], SIGSTOP);
+   // What the helper had sent before it stopped still comes, and the wait does not begin anew for each part.
+   const auto start = std::chrono::steady_clock::now();
+   ssize_t got;
+   do {
+      got = helper.Next(part, sizeof part);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+   } while (got > 0);
+   EXPECT_EQ(got, -1);
+   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+TEST(HelperReader, LeavesNoZombies)
+{
+   RecordedTree tree;
+   tree.File("file", "text");
+   const nevra::FileDescriptor root = OpenRoot(tree);
+   {
+      nevra::HelperReader helper;
+      for (int i = 0; i < 3; i++) {
+         EXPECT_EQ(ReadByHelper(helper, root.Get(), "file"), "text");
+         kill(Children().back(), SIGSTOP);
+         EXPECT_EQ(ReadByHelper(helper, root.Get(), "file", 20), "error " + std::to_string(ETIMEDOUT));
+      }
+   }
+   // The last one was killed just before and may not have ended yet; it is gone when the next one comes.
+   for (int tries = 0; tries < 500 && !Children().empty(); tries++) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      nevra::HelperReader next;
+   }
+   EXPECT_EQ(Children().size(), 0u);
 }
 
 TEST(HelperReader, AHelperThatHangsIsLeftBehind)
@@ -132,6 +198,88 @@ TEST(HelperReader, KeepsNothingOfItsParentOpen)
    char byte;
    EXPECT_EQ(read(pipe[0], &byte, 1), 0) << "who reads what a report writes sees its end";
    close(pipe[0]);
+}
+
+// Reads files of this process, which the reader takes for one that may hang.
+class OwnProcess {
+ public:
+   explicit OwnProcess(std::chrono::milliseconds longestWaiting = std::chrono::seconds(60))
+       : files(nevra::Reach::Host, longestWaiting)
+   {
+   }
+
+   bool Read(int milliseconds)
+   {
+      return files.ReadAllWithin(milliseconds, proc.Get(), "self/cmdline", nevra::Missing::CommandLines)
+         .has_value();
+   }
+
+   // The next read hangs.
+   void StopHelper()
+   {
+      ASSERT_TRUE(Read(nevra::KernelFileReader::kPatient));
+      kill(Children().back(), SIGSTOP);
+   }
+
+   nevra::KernelFileReader files;
+   nevra::FileDescriptor proc = files.OpenFolder(AT_FDCWD, "/proc");
+};
+
+TEST(HangingProcess, TheNextIsReadAfterAnErrorOfWhoTakes)
+{
+   OwnProcess process;
+   const auto refuse = [](std::string_view, bool) -> size_t { throw std::runtime_error("refused"); };
+   EXPECT_THROW(process.files.ReadInPartsWithin(kPatience, process.proc.Get(), "self/smaps", refuse,
+                                                nevra::Missing::GuestMappings),
+                std::runtime_error);
+   const auto text =
+      process.files.ReadAllWithin(kPatience, process.proc.Get(), "self/comm", nevra::Missing::CommandLines);
+   ASSERT_TRUE(text.has_value());
+   EXPECT_THAT(*text, Not(HasSubstr("Size:")));
+}
+
+TEST(HangingProcess, IsWaitedForOnlySoLongInAll)
+{
+   OwnProcess process(std::chrono::milliseconds(100));
+   process.StopHelper();
+   EXPECT_FALSE(process.Read(60));
+   process.StopHelper();
+   EXPECT_FALSE(process.Read(60'000)) << "only 40 ms are left";
+   EXPECT_FALSE(process.Read(kPatience)) << "not tried";
+   EXPECT_TRUE(process.Read(nevra::KernelFileReader::kPatient)) << "asked for regardless";
+   EXPECT_THAT(process.files.NotRead().Lines(),
+               Contains("/proc/PID: too long a wait for processes that hang; further processes that may hang "
+                        "are not waited for"));
+}
+
+// From now on the calling thread starts no process. False when the kernel does not allow this to be told.
+bool RefuseNewProcesses()
+{
+   sock_filter program[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAGAIN),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+   };
+   const sock_fprog filter = {static_cast<unsigned short>(std::size(program)), program};
+   return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+TEST(HangingProcess, IsNotReadWithoutAHelper)
+{
+   OwnProcess process;
+   bool isRefused = false;
+   bool isRead = false;
+   std::thread([&] {
+      isRefused = RefuseNewProcesses();
+      isRead = process.Read(kPatience);
+   }).join();
+   if (!isRefused) {
+      GTEST_SKIP() << "processes can be started";
+   }
+   EXPECT_FALSE(isRead);
+   EXPECT_THAT(process.files.NotRead().Lines(), Contains(HasSubstr("/proc/PID/cmdline: no helper process")));
 }
 
 // A process by the name of an emulator.

@@ -226,6 +226,18 @@ TEST(KernelFile, NothingLeadsOutOfARecordedTree)
    EXPECT_EQ(files.ReadLink(root.Get(), "file"), outside.Root() + "/secret") << "where it leads may be told";
 }
 
+TEST(KernelFile, WhatIsNoRegularFileInARecordedTreeIsNoted)
+{
+   RecordedTree tree;
+   ASSERT_EQ(mkfifo((tree.Root() + "/pipe").c_str(), 0600), 0);
+   const FileDescriptor root = OpenRoot(tree);
+   KernelFileReader files(Reach::Tree);
+   EXPECT_EQ(files.ReadAll(root.Get(), "pipe", Missing::MemInfo), std::nullopt);
+   EXPECT_EQ(files.ReadAll(root.Get(), "missing", Missing::ZoneInfo), std::nullopt);
+   EXPECT_THAT(files.NotRead().Lines(),
+               testing::ElementsAre("/proc/meminfo: not a regular file; the host's memory is not shown"));
+}
+
 TEST(KernelFile, LinksWithinARecordedTreeAreFollowed)
 {
    RecordedTree tree;
