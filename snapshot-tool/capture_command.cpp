@@ -101,7 +101,7 @@ bool Capture(const std::string &root, nevra::SnapshotTree *tree, std::string *pr
    bool done = false;
    std::vector<std::string> unreadable;
    {
-      const HeldMessages held;
+      HeldMessages held;
       const std::unique_ptr<nevra::Source> source = OpenSource(root, problem);
       if (source != nullptr) {
          done = CaptureHost(*source, tree, held.Stream(), problem);
@@ -110,7 +110,7 @@ bool Capture(const std::string &root, nevra::SnapshotTree *tree, std::string *pr
          }
          unreadable.assign(source->Unreadable().begin(), source->Unreadable().end());
       }
-      std::ranges::move(held.Lines(), std::back_inserter(unreadable));
+      std::ranges::move(held.Take(), std::back_inserter(unreadable));
    }
    for (const std::string &line : unreadable) {
       Warning("hostmem-snapshot: %s\n", line.c_str());

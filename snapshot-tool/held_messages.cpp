@@ -1,11 +1,14 @@
 #include "snapshot-tool/held_messages.h"
 
 #include <algorithm>
+#include <new>
 #include <string_view>
 
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
+
+#include "nevra/nevra.h"
 
 HeldMessages::HeldMessages() : memory(memfd_create("messages", MFD_CLOEXEC)), stream(stderr)
 {
@@ -28,7 +31,27 @@ HeldMessages::~HeldMessages()
       std::fclose(stream);
    }
    if (memory >= 0) {
+      if (!isTaken) {
+         Say();
+      }
       close(memory);
+   }
+}
+
+std::vector<std::string> HeldMessages::Take()
+{
+   isTaken = true;
+   return Lines();
+}
+
+void HeldMessages::Say() const noexcept
+{
+   try {
+      for (const std::string &line : Lines()) {
+         Warning("hostmem-snapshot: %s\n", line.c_str());
+      }
+   } catch (const std::bad_alloc &) {
+      // Whoever gave up on the messages says so.
    }
 }
 

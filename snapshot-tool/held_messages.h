@@ -1,5 +1,5 @@
 // Standard error, held back while a platform library is at work: what it says there of what it cannot read
-// belongs into the snapshot too.
+// belongs into the snapshot too. What nobody took is said there after all.
 #ifndef SNAPSHOT_TOOL_HELD_MESSAGES_H
 #define SNAPSHOT_TOOL_HELD_MESSAGES_H
 
@@ -18,10 +18,14 @@ class HeldMessages {
    // Standard error as it was, for what is not to be held.
    FILE *Stream() const { return stream; }
 
-   // What was held so far, line by line, without newlines.
-   std::vector<std::string> Lines() const;
+   // What was held so far, line by line, without newlines. It is the caller's to say then.
+   std::vector<std::string> Take();
 
  private:
+   std::vector<std::string> Lines() const;
+   void Say() const noexcept;
+
+   bool isTaken = false;
    int memory;
    FILE *stream;
 };

@@ -42,7 +42,19 @@ struct Capture {
    uint32_t groupFlags = 0; // of the group that is being read
    uint64_t answers = 0;
    bool isTooLarge = false;
+   NevraStatus shortage = NEVRA_OK; // of descriptors or memory: an answer was lost that the host has
 };
+
+bool IsOver(const Capture &capture)
+{
+   return capture.isTooLarge || capture.shortage != NEVRA_OK;
+}
+
+// Whether an answer is none of the host's: this process was short of something.
+bool IsShortage(NevraStatus status)
+{
+   return status == NEVRA_TOO_MANY_OPEN_FILES || status == NEVRA_OUT_OF_MEMORY;
+}
 
 std::set<int64_t> &Known(Capture &capture, KeyDomain domain)
 {
@@ -142,6 +154,10 @@ const Words &List(Capture &capture, const NevraNodeDef &node, const Words &paren
       AddList(capture.tree, node, parent, words);
    } else {
       words.clear();
+      if (IsShortage(status)) {
+         capture.shortage = status;
+         return words;
+      }
       AddListFailure(capture.tree, node, parent, status);
    }
    CountAnswer(capture);
@@ -175,7 +191,7 @@ Words ValuesOf(Capture &capture, Domains before, KeyDomain domain, const Words &
 template <typename Visit>
 void ForEachInstance(Capture &capture, Domains domains, Words *keys, const Visit &visit)
 {
-   if (capture.isTooLarge) {
+   if (IsOver(capture)) {
       return;
    }
    if (keys->size() == domains.size()) {
@@ -198,7 +214,7 @@ void WalkGroups(Capture &capture)
    const NevraNodeDef &clients = Definition(NodeId::sched_groups_members_memClients);
    Words waiting = {0};
    Known(capture, KeyDomain::Group).insert(0);
-   while (!waiting.empty() && !capture.isTooLarge) {
+   while (!waiting.empty() && !IsOver(capture)) {
       const Words group = {waiting.back()};
       waiting.pop_back();
       const Words &found = List(capture, children, group);
@@ -249,6 +265,10 @@ void Read(Capture &capture, const NevraNodeDef &node, const Words &keys)
    std::vector<uint8_t> record(node.record->size);
    NevraStatus status =
       list != nullptr ? capture.source.Get(node, *list, record.data()) : NEVRA_OUT_OF_MEMORY;
+   if (IsShortage(status)) {
+      capture.shortage = status;
+      return;
+   }
    if (status == NEVRA_OK && !CountsHold(node, record.data())) {
       status = NEVRA_LIMIT_EXCEEDED;
    }
@@ -274,7 +294,7 @@ void ReadInstances(Capture &capture, Domains domains)
    ForEachInstance(capture, domains, &keys, [&](const Words &instance) {
       capture.groupFlags = 0;
       for (const NevraNodeDef &node : Definitions()) {
-         if (IsCaptured(node, domains)) {
+         if (IsCaptured(node, domains) && !IsOver(capture)) {
             Read(capture, node, instance);
          }
       }
@@ -326,12 +346,14 @@ bool CaptureTree(Source &source, SnapshotTree *tree, const std::function<void(ui
 {
    tree->signature = source.Signature();
    tree->kernelBuild = source.KernelBuildText();
-   Capture capture = {source, tree, progress, limit, {}, {}, 0, 0, false};
+   Capture capture = {source, tree, progress, limit, {}, {}, 0, 0, false, NEVRA_OK};
    CaptureEverything(capture);
-   if (capture.isTooLarge) {
+   if (capture.shortage != NEVRA_OK) {
+      *problem = capture.shortage == NEVRA_OUT_OF_MEMORY ? "out of memory" : "too many open files";
+   } else if (capture.isTooLarge) {
       *problem = "too large for a snapshot: more than " + std::to_string(limit) + " bytes";
    }
-   return !capture.isTooLarge;
+   return !IsOver(capture);
 }
 
 } // namespace nevra

@@ -239,6 +239,23 @@ TEST(Capture, ListWithEntriesOfAnotherTypeIsAFailure)
    EXPECT_EQ(AskList(*snapshot, NodeId::system_heaps, {}), Status(NEVRA_FAILURE));
 }
 
+TEST(Capture, ShortageEndsIt)
+{
+   for (const NevraStatus shortage : {NEVRA_TOO_MANY_OPEN_FILES, NEVRA_OUT_OF_MEMORY}) {
+      FakeSource lists = SmallHost();
+      lists.PutStatus(NodeId::sched_groups_members_memClients, {1}, shortage);
+      FakeSource records = SmallHost();
+      records.PutStatus(NodeId::sched_groups_groupName, {2}, shortage);
+      for (FakeSource *source : {&lists, &records}) {
+         nevra::SnapshotTree tree;
+         std::string problem;
+         EXPECT_FALSE(CaptureTree(
+            *source, &tree, [](uint64_t) {}, &problem, nevra::kMaxSnapshotBytes));
+         EXPECT_EQ(problem, shortage == NEVRA_OUT_OF_MEMORY ? "out of memory" : "too many open files");
+      }
+   }
+}
+
 TEST(Capture, TreeAboveTheLimitIsRefused)
 {
    FakeSource source;
