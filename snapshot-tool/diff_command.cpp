@@ -1,9 +1,11 @@
+#include "nevra/snapshot/file_map.h"
 #include "snapshot-tool/commands.h"
 #include "snapshot-tool/message.h"
 #include "snapshot-tool/snapshot_diff.h"
 
 int DiffCommand(const std::string &left, const std::string &right)
 {
+   nevra::SetExitStatusOfCutFile(kExitTrouble);
    nevra::SnapshotFile leftFile;
    nevra::SnapshotFile rightFile;
    if (!OpenForCommand(left, true, &leftFile) || !OpenForCommand(right, true, &rightFile)) {

@@ -2,6 +2,7 @@
 
 #include "export/answer_from_snapshot.h"
 #include "export/growth.h"
+#include "nevra/snapshot/file_map.h"
 #include "snapshot-tool/commands.h"
 #include "snapshot-tool/message.h"
 
@@ -21,6 +22,7 @@ bool ReadSizesOf(const std::string &path, const GrowthSubject &subject, SizesByN
 
 int GrowthCommand(const std::string &before, const std::string &now, const GrowthRequest &request)
 {
+   nevra::SetExitStatusOfCutFile(kExitTrouble);
    const GrowthSubject *subject = FindGrowthSubject(request.by);
    DisplayUnit unit;
    SizesByName sizesBefore;

@@ -28,6 +28,7 @@ Guard guards[16];
 std::mutex guardsMutex;
 unsigned guardCount;
 struct sigaction formerAction;
+std::atomic<int> exitStatus = 1;
 
 void PassOn(int signal, siginfo_t *info, void *context)
 {
@@ -52,7 +53,7 @@ void OnBusError(int signal, siginfo_t *info, void *context)
       if (start != 0 && address >= start && address < guard.end) {
          // Nothing can be done about a failing write any more.
          [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, guard.message, guard.messageSize);
-         _exit(1);
+         _exit(exitStatus.load(std::memory_order_relaxed));
       }
    }
    PassOn(signal, info, context);
@@ -120,6 +121,11 @@ struct Unmap {
 };
 
 } // namespace
+
+void SetExitStatusOfCutFile(int status)
+{
+   exitStatus.store(status, std::memory_order_relaxed);
+}
 
 std::shared_ptr<const uint8_t> MapFile(int descriptor, size_t size, const char *name)
 {

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "nevra/snapshot/file_map.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "nevra/snapshot/snapshot_source.h"
 #include "nevra/snapshot/snapshot_verify.h"
@@ -277,6 +278,20 @@ TEST_F(ChangedSnapshotFiles, CutShortEndsTheProcessWithAMessage)
          _exit(0);
       },
       testing::ExitedWithCode(1), "^" + path.string() + ": changed while it was read\n$");
+}
+
+TEST_F(ChangedSnapshotFiles, CutShortEndsTheProcessWithTheStatusThatWasSet)
+{
+   EXPECT_EXIT(
+      {
+         nevra::SetExitStatusOfCutFile(2);
+         std::unique_ptr<nevra::Source> source;
+         nevra::OpenSnapshotSource(path.c_str(), &source);
+         std::filesystem::resize_file(path, 0);
+         AskEverything(*source);
+         _exit(0);
+      },
+      testing::ExitedWithCode(2), ": changed while it was read\n$");
 }
 
 TEST_F(ChangedSnapshotFiles, WhatWasCheckedStaysAsItWas)
