@@ -1,12 +1,19 @@
 #include "snapshot-tool/anonymize.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <system_error>
 #include <vector>
+
+#include <sha2.h>
+#include <unistd.h>
 
 #include "nevra/definitions.h"
 #include "snapshot-tool/capture_notes.h"
 #include "snapshot-tool/json_export.h"
+#include "snapshot-tool/json_reader.h"
+#include "snapshot-tool/json_text.h"
 
 namespace {
 
@@ -17,6 +24,45 @@ using nevra::NodeTree;
 using nevra::RecordField;
 using nevra::RecordLayout;
 using nevra::SnapshotTree;
+
+constexpr char kKeyMember[] = "key";
+constexpr size_t kKeySize = 32;
+constexpr size_t kPseudonymSize = 7; // a tag has no room for more
+constexpr std::string_view kDigits = "abcdefghijklmnopqrstuvwxyz234567";
+
+// "n" and a digit for each of the first bytes of the digest.
+std::string PseudonymOf(const std::string &key, uint32_t attempt, std::string_view name)
+{
+   SHA2_CTX context;
+   uint8_t digest[SHA256_DIGEST_LENGTH];
+   SHA256Init(&context);
+   SHA256Update(&context, reinterpret_cast<const uint8_t *>(key.data()), key.size());
+   SHA256Update(&context, reinterpret_cast<const uint8_t *>(&attempt), sizeof attempt);
+   SHA256Update(&context, reinterpret_cast<const uint8_t *>(name.data()), name.size());
+   SHA256Final(digest, &context);
+   std::string pseudonym = "n";
+   for (size_t i = 0; pseudonym.size() < kPseudonymSize; i++) {
+      pseudonym += kDigits[digest[i] % kDigits.size()];
+   }
+   return pseudonym;
+}
+
+bool IsPseudonym(std::string_view text)
+{
+   return text.size() == kPseudonymSize && text[0] == 'n' &&
+          text.find_first_not_of(kDigits, 1) == std::string_view::npos;
+}
+
+// A text as TextAsJson gives it.
+std::string ReadText(JsonReader &reader)
+{
+   if (reader.NextIs('"')) {
+      return std::string(reader.String());
+   }
+   std::string text;
+   reader.Object([&](std::string_view) { BytesOfHex(reader.String(), &text); });
+   return text;
+}
 
 // The texts of these records are names that somebody chose. Those of others are the kernel's.
 bool HoldsNames(const NevraNodeDef &node)
@@ -107,6 +153,24 @@ std::string NotesWithoutMessages(std::string_view notes)
 
 } // namespace
 
+Pseudonyms::Pseudonyms() : key(kKeySize, '\0')
+{
+   if (getentropy(key.data(), key.size()) != 0) {
+      throw std::system_error(errno, std::generic_category(), "no random key");
+   }
+}
+
+// Two names that come to the same one are told apart by the number of attempts.
+std::string Pseudonyms::NewOneFor(std::string_view name) const
+{
+   for (uint32_t attempt = 0;; attempt++) {
+      std::string pseudonym = PseudonymOf(key, attempt, name);
+      if (!taken.contains(pseudonym)) {
+         return pseudonym;
+      }
+   }
+}
+
 std::string Pseudonyms::Of(std::string_view name)
 {
    if (name.empty()) {
@@ -116,20 +180,52 @@ std::string Pseudonyms::Of(std::string_view name)
    if (known != pseudonyms.end()) {
       return known->second;
    }
-   return pseudonyms.emplace(name, 'n' + std::to_string(pseudonyms.size() + 1)).first->second;
+   const auto &[entry, isNew] = pseudonyms.emplace(name, NewOneFor(name));
+   taken.insert(entry->second);
+   return entry->second;
 }
 
 std::string Pseudonyms::AsJson() const
 {
-   std::map<std::pair<size_t, std::string>, std::string> names; // n9 before n10
+   std::map<std::string_view, std::string_view> names;
    for (const auto &[name, pseudonym] : pseudonyms) {
-      names[{pseudonym.size(), pseudonym}] = name;
+      names[pseudonym] = name;
    }
-   std::string json = "{";
+   std::string json = "{\n  " + TextAsJson(kKeyMember) + ": " + TextAsJson(HexOfBytes(key));
    for (const auto &[pseudonym, name] : names) {
-      json += (json.size() > 1 ? ",\n  " : "\n  ") + TextAsJson(pseudonym.second) + ": " + TextAsJson(name);
+      json += ",\n  " + TextAsJson(pseudonym) + ": " + TextAsJson(name);
    }
    return json + "\n}\n";
+}
+
+bool Pseudonyms::Read(FILE *json)
+{
+   std::map<std::string, std::string> members;
+   try {
+      JsonReader reader(json);
+      reader.Object([&](std::string_view name) {
+         std::string member(name);
+         members[std::move(member)] = ReadText(reader);
+      });
+      reader.End();
+   } catch (const JsonError &) {
+      return false;
+   }
+   Pseudonyms given{std::string()};
+   for (const auto &[member, text] : members) {
+      if (member == kKeyMember) {
+         BytesOfHex(text, &given.key);
+      } else if (!IsPseudonym(member) || text.empty() || !given.pseudonyms.emplace(text, member).second) {
+         return false;
+      } else {
+         given.taken.insert(member);
+      }
+   }
+   if (given.key.size() != kKeySize) {
+      return false;
+   }
+   *this = std::move(given);
+   return true;
 }
 
 void Anonymize(SnapshotTree *tree, Pseudonyms *pseudonyms)

@@ -20,6 +20,7 @@
 #include "snapshot-tool/commands.h"
 #include "snapshot-tool/held_messages.h"
 #include "snapshot-tool/message.h"
+#include "snapshot-tool/names_file.h"
 #include "snapshot-tool/platform_source.h"
 #include "snapshot-tool/progress.h"
 #include "snapshot-tool/write_snapshot.h"
@@ -121,20 +122,36 @@ bool Capture(const std::string &root, nevra::SnapshotTree *tree, std::string *pr
    return done;
 }
 
+// Where a file lies, whichever way its name leads there.
+std::filesystem::path Located(const std::filesystem::path &path)
+{
+   std::error_code error;
+   const std::filesystem::path folder =
+      std::filesystem::weakly_canonical(std::filesystem::absolute(path, error).parent_path(), error);
+   return folder / path.filename();
+}
+
 } // namespace
 
 int CaptureCommand(const std::string &root, const Output &output, const Anonymity &anonymity)
 {
    nevra::SnapshotTree tree;
    DescribeCapture(root, &tree);
+   Output names = anonymity.names;
    Pseudonyms pseudonyms;
+   if (!OpenNames(&names, &pseudonyms)) {
+      return kExitFailed;
+   }
    if (anonymity.isWanted) {
       tree.host = pseudonyms.Of(tree.host); // the name of the file has it too
    }
    const std::string path = output.path.empty() ? DefaultOutput(tree) : output.path;
-   const Output &names = anonymity.names;
-   if (!CheckOutput(path, output.ifExists) ||
-       (!names.path.empty() && !CheckOutput(names.path, names.ifExists))) {
+   if (!names.path.empty() && Located(names.path) == Located(path)) {
+      Warning("hostmem-snapshot: --names: %s is the snapshot\n", names.path.c_str());
+      Warning("Run with --help for more information.\n");
+      return kExitTrouble;
+   }
+   if (!CheckOutput(path, output.ifExists)) {
       return kExitFailed;
    }
    std::string problem;
@@ -145,7 +162,7 @@ int CaptureCommand(const std::string &root, const Output &output, const Anonymit
    if (anonymity.isWanted) {
       Anonymize(&tree, &pseudonyms);
    }
-   if (!names.path.empty() && !WriteText(pseudonyms.AsJson(), names.path, names.ifExists)) {
+   if (!WriteNames(names, pseudonyms)) {
       return kExitFailed;
    }
    if (!WriteSnapshot(&tree, root.empty() ? "/" : root, path, output.ifExists)) {

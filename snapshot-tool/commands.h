@@ -17,8 +17,8 @@ struct Output {
    nevra::IfExists ifExists = nevra::IfExists::Keep;
 };
 
-// Whether names become pseudonyms, and where the table that leads back from them goes; nowhere without a
-// path.
+// Whether names become pseudonyms, and where their key and the table that leads back from them go; nowhere
+// without a path.
 struct Anonymity {
    bool isWanted = false;
    Output names;

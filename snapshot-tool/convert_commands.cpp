@@ -12,6 +12,7 @@
 #include "snapshot-tool/json_export.h"
 #include "snapshot-tool/json_import.h"
 #include "snapshot-tool/message.h"
+#include "snapshot-tool/names_file.h"
 #include "snapshot-tool/write_snapshot.h"
 
 namespace {
@@ -55,8 +56,9 @@ bool AnonymizeFile(nevra::SnapshotFile *file, Pseudonyms *pseudonyms, std::strin
 
 int ExportCommand(const std::string &path, const Anonymity &anonymity)
 {
-   const Output &names = anonymity.names;
-   if (!names.path.empty() && !CheckOutput(names.path, names.ifExists)) {
+   Output names = anonymity.names;
+   Pseudonyms pseudonyms;
+   if (!OpenNames(&names, &pseudonyms)) {
       return kExitFailed;
    }
    nevra::SnapshotFile file;
@@ -67,12 +69,11 @@ int ExportCommand(const std::string &path, const Anonymity &anonymity)
    // What this build defines otherwise is refused below.
    if (anonymity.isWanted &&
        std::ranges::all_of(file.nodes, [](const auto &node) { return node.fit.everything; })) {
-      Pseudonyms pseudonyms;
       if (!AnonymizeFile(&file, &pseudonyms, &problem)) {
          Complain(path, problem);
          return kExitFailed;
       }
-      if (!names.path.empty() && !WriteText(pseudonyms.AsJson(), names.path, names.ifExists)) {
+      if (!WriteNames(names, pseudonyms)) {
          return kExitFailed;
       }
    }

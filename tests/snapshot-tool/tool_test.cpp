@@ -493,6 +493,28 @@ TEST_F(SnapshotTool, CaptureTakesNoHostNameFromOutsideOfTheTree)
       << "and nobody waits for one who writes to the pipe";
 }
 
+// The answers that it cannot get then are the host's all the same.
+TEST_F(SnapshotTool, CaptureWithTooFewDescriptorsIsWholeOrNone)
+{
+   fs::create_directories(folder / "root/proc/7");
+   Write("root/proc/7/stat", "7 (birch) S 1 7 7 0 -1 4194304 0 0 0 0 0 0 0 0 20 0 1 0 5 4096 10 0\n");
+   Write("root/proc/7/status", "Name:\tbirch\nPid:\t7\nVmRSS:\t40 kB\n");
+   const std::string capture = "SOURCE_DATE_EPOCH=1 " SNAPSHOT_TOOL " capture --root root -o ";
+   const std::string inFolder = "cd " + folder.string() + " && ";
+   ASSERT_EQ(RunCommand(inFolder + capture + "whole").status, 0);
+   for (int limit = 5; limit <= 16; limit++) {
+      const Outcome outcome =
+         RunCommand(inFolder + "ulimit -n " + std::to_string(limit) + " && " + capture + "a");
+      if (outcome.status == 0) {
+         EXPECT_EQ(Read("a"), Read("whole")) << limit;
+      } else {
+         EXPECT_THAT(outcome.output, testing::ContainsRegex("[Tt]oo many open files")) << limit;
+         EXPECT_FALSE(fs::exists(folder / "a")) << limit;
+      }
+      fs::remove(folder / "a");
+   }
+}
+
 TEST_F(SnapshotTool, CaptureOfAMissingTreeIsAFailure)
 {
    const Outcome outcome = Run("capture --root missing -o a");
@@ -515,11 +537,47 @@ TEST_F(SnapshotTool, ExportWithoutNamesKeepsThemAtHome)
    const std::string figures = " -r group-stats -q -s gid:nChild:min:max:memSize:consumed:flags";
    EXPECT_EQ(RunCommand(HOSTMEM " -c " + Path("a") + figures).output,
              RunCommand(HOSTMEM " -c " SAMPLES "/small-host.snapshot" + figures).output);
-   Outcome outcome = Run("export a --anonymize --names names.json");
+   Write("other", "{}");
+   const Outcome outcome = Run("export a --anonymize --names other");
    EXPECT_EQ(outcome.status, 1);
-   EXPECT_EQ(outcome.output, "hostmem-snapshot: names.json: already exists; --force replaces it\n");
-   EXPECT_EQ(Run("export a --anonymize --names names.json --force > b.json").output, "");
+   EXPECT_EQ(outcome.output, "hostmem-snapshot: other: already exists; --force replaces it\n");
+   EXPECT_EQ(Run("export a --anonymize --names other --force > b.json").output, "");
    EXPECT_EQ(Run("export a --names other.json").status, 2);
+}
+
+TEST_F(SnapshotTool, PseudonymsAreThoseOfTheNamesFile)
+{
+   const auto write = [&](const char *name, const std::string &groups) {
+      Write(name, R"({"nodes": {"sched/groups/groupName": {"records": [)" + groups + "]}}}");
+   };
+   write("a.json", R"({"keys": [5], "name": "rowan"})");
+   write("b.json", R"({"keys": [1], "name": "ash"}, {"keys": [5], "name": "rowan"})");
+   ASSERT_EQ(Run("import a.json -o a").output + Run("import b.json -o b").output, "");
+   const auto lineOf5 = [&](const std::string &arguments) {
+      return RunCommand("cd " + folder.string() + " && " SNAPSHOT_TOOL " export " + arguments +
+                        " --anonymize | grep -o '{\"keys\":\\[5\\].*}'")
+         .output;
+   };
+   const std::string line = lineOf5("a --names names");
+   EXPECT_THAT(line, testing::HasSubstr("\"n"));
+   EXPECT_EQ(lineOf5("b --names names"), line);
+   EXPECT_NE(lineOf5("b"), line);
+   const std::string names = Read("names");
+   EXPECT_THAT(names, testing::AllOf(testing::HasSubstr("rowan"), testing::HasSubstr("ash")));
+   const size_t key = names.find("\"key\": \"") + 8;
+   EXPECT_THAT(Run("export b --anonymize --names names").output,
+               testing::Not(testing::HasSubstr(names.substr(key, 64))));
+}
+
+TEST_F(SnapshotTool, TheSnapshotTakesNotThePlaceOfItsNames)
+{
+   fs::create_directories(folder / "root/proc");
+   for (const char *paths : {"-o x --names x", "-o x --names ./x --force", "-o root/../x --names x -f"}) {
+      const Outcome outcome = Run(std::string("capture --root root --anonymize ") + paths);
+      EXPECT_EQ(outcome.status, 2) << paths;
+      EXPECT_THAT(outcome.output, testing::HasSubstr(" is the snapshot\n"));
+   }
+   EXPECT_THAT(Names(), testing::ElementsAre("root"));
 }
 
 TEST_F(SnapshotTool, CaptureWithoutNamesHidesTheHostToo)
@@ -529,11 +587,11 @@ TEST_F(SnapshotTool, CaptureWithoutNamesHidesTheHostToo)
    const Outcome outcome = RunCommand("cd " + folder.string() +
                                       " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL
                                       " capture --root root --anonymize --names names 2> /dev/null");
-   EXPECT_EQ(outcome.output, "n1-20231114T221320Z.snapshot\n");
-   EXPECT_EQ(Read("n1-20231114T221320Z.snapshot").find("secret"), std::string::npos);
-   EXPECT_THAT(Run("info n1-20231114T221320Z.snapshot").output,
-               testing::HasSubstr("names                  anonymized\n"));
-   EXPECT_THAT(Read("names"), testing::HasSubstr("\"n1\": \"secret\""));
+   const std::string file = outcome.output.substr(0, outcome.output.find('\n'));
+   EXPECT_THAT(file, testing::MatchesRegex("n[a-z2-7]{6}-20231114T221320Z.snapshot"));
+   EXPECT_EQ(Read(file.c_str()).find("secret"), std::string::npos);
+   EXPECT_THAT(Run("info " + file).output, testing::HasSubstr("names                  anonymized\n"));
+   EXPECT_THAT(Read("names"), testing::HasSubstr('"' + file.substr(0, 7) + "\": \"secret\""));
    EXPECT_EQ(fs::status(Path("names")).permissions(), fs::perms(0600));
 }
 
