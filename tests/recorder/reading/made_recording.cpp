@@ -31,12 +31,12 @@ void ReplaceAll(std::string *text, const std::string &from, const std::string &t
 
 } // namespace
 
-std::vector<uint8_t> MakeSnapshot(int64_t seconds, const Edits &edits)
+std::vector<uint8_t> MakeSnapshot(int64_t seconds, const Edits &edits, const SampleHost &host)
 {
    std::ostringstream sample;
-   sample << std::ifstream(SAMPLE_HOST).rdbuf();
+   sample << std::ifstream(host.path).rdbuf();
    std::string json = sample.str();
-   ReplaceAll(&json, "2026-01-15T12:00:00Z", FormatCaptureTime(seconds));
+   ReplaceAll(&json, host.captured, FormatCaptureTime(seconds));
    for (const auto &[from, to] : edits) {
       ReplaceAll(&json, from, to);
    }
@@ -52,7 +52,7 @@ std::vector<uint8_t> MakeSnapshot(int64_t seconds, const Edits &edits)
    return BytesOfImage(image);
 }
 
-MadeRecording::MadeRecording() : booted(kBoot)
+MadeRecording::MadeRecording(const SampleHost &theHost) : host(theHost), booted(kBoot)
 {
    std::string name = (std::filesystem::temp_directory_path() / "recording-XXXXXX").string();
    folder = mkdtemp(name.data());
@@ -75,7 +75,7 @@ void MadeRecording::Add(int64_t seconds, const Edits &edits, uint32_t reasons)
          storage.get(), limits, bootId, [](const std::string &line) { ADD_FAILURE() << line; });
       ASSERT_EQ(writer->Open(time), 0);
    }
-   EXPECT_TRUE(writer->Append(MakeSnapshot(seconds, edits), reasons, time));
+   EXPECT_TRUE(writer->Append(MakeSnapshot(seconds, edits, host), reasons, time));
 }
 
 void MadeRecording::Stop()

@@ -1,4 +1,4 @@
-// A recording of the small host of the samples, which changes as a test says.
+// A recording of a host of the samples, which changes as a test says.
 #ifndef TESTS_RECORDER_READING_MADE_RECORDING_H
 #define TESTS_RECORDER_READING_MADE_RECORDING_H
 
@@ -15,13 +15,21 @@
 // Texts of the host's readable form and what takes their place, everywhere.
 using Edits = std::vector<std::pair<std::string, std::string>>;
 
-// The snapshot of the small host as of that second.
-std::vector<uint8_t> MakeSnapshot(int64_t seconds, const Edits &edits = {});
+// The readable form of a host, and the time that it states.
+struct SampleHost {
+   const char *path;
+   const char *captured;
+};
+inline constexpr SampleHost kAspen = {SAMPLE_HOST, "2026-01-15T12:00:00Z"};
+
+// The snapshot of a host as of that second.
+std::vector<uint8_t> MakeSnapshot(int64_t seconds, const Edits &edits = {},
+                                  const SampleHost &host = kAspen);
 
 // A folder of its own, which goes with this object.
 class MadeRecording {
  public:
-   MadeRecording();
+   explicit MadeRecording(const SampleHost &host = kAspen);
    ~MadeRecording();
    MadeRecording(const MadeRecording &) = delete;
    MadeRecording &operator=(const MadeRecording &) = delete;
@@ -40,6 +48,7 @@ class MadeRecording {
    std::vector<std::string> Segments() const; // their paths
 
  private:
+   SampleHost host;
    std::string folder;
    std::unique_ptr<recorder::FolderStorage> storage;
    std::unique_ptr<recorder::RecordingWriter> writer;
