@@ -6,6 +6,7 @@
 
 namespace {
 
+// NOLINTNEXTLINE(bugprone-macro-parentheses): names, and a function
 #define TABLE_ROW(type, Entry, description, source) {type, Entry, &description, ReportSource::source},
 constexpr ReportEntry kReports[] = {REPORT_LIST(TABLE_ROW)};
 #undef TABLE_ROW

@@ -1,7 +1,5 @@
 // The output for people: a banner, then the rows on a grid between rules.
-#include <algorithm>
 #include <cstdio>
-#include <cstring>
 
 #include "report/banner.h"
 #include "report/grid.h"
@@ -9,7 +7,7 @@
 
 namespace {
 
-// What the table in hand needs to be told again.
+// The state of the current table.
 struct AlignedTable {
    const ReportColumn *columns;
    bool isOpen; // the rule under the last row is still to come

@@ -28,8 +28,8 @@ enum class Unit : uint8_t {
    PagesPerSecond,
 };
 
-// What a value is to those who work with rows: a label says who a row is about, a gauge goes up and down, a
-// counter only goes up while the host runs.
+// What a value is to those who work with rows: a label says who a row is about or in what state, a gauge goes
+// up and down, a counter only goes up while the host runs.
 enum class Role : uint8_t { Label, Gauge, Counter };
 
 // The three flags of a column by name.

@@ -6,7 +6,7 @@
 
 namespace {
 
-const ReportColumn *columns; // of the table in hand
+const ReportColumn *columns; // of the current table
 
 void Begin(void *, const TableHead &head)
 {

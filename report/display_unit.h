@@ -46,12 +46,6 @@ inline uint64_t ConvertKB(uint64_t value, DisplayUnit unit)
    return value;
 }
 
-// The same for the signed quantities of a record, on their bits.
-inline int64_t ConvertKB(int64_t value, DisplayUnit unit)
-{
-   return static_cast<int64_t>(ConvertKB(static_cast<uint64_t>(value), unit));
-}
-
 // Bytes in whole kilobytes, rounded up.
 inline uint64_t BytesToKB(uint64_t bytes)
 {

@@ -146,7 +146,7 @@ template <size_t N> consteval size_t ColumnIndex(const Figure (&figures)[N], std
    return index;
 }
 
-// Whether a column's figures add up: it is totalled, and is neither a label nor a relative claim.
+// Whether a column's figures add up: it is totalled, and is neither a label nor shares.
 constexpr bool IsSummed(const ReportColumn &column)
 {
    return column.totalled && column.role != Role::Label && column.unit != Unit::Shares;
@@ -239,7 +239,7 @@ void PutFigures(const TableOutput &output, const FigureTable<Row, figures> &tabl
    CellValue cells[std::size(figures)];
    ForEachFigure<figures>([&](auto i) {
       if (table.columns[i].shown) {
-         // Made in its place: a copy would wait for the stores of its parts.
+         // Constructed in place: a copy would stall on store forwarding.
          ::new (&cells[i]) CellValue(ReadCell<figures, i>(bytes, unit));
       }
    });

@@ -62,10 +62,15 @@ NevraStatus RunGroupReport(const GroupReport &report, const ReportArguments &arg
    if (status != NEVRA_OK) {
       return status;
    }
+   if (report.unitOption == UnitOption::AfterSelection) {
+      ApplyColumnSelection(report.columns, options.selection);
+   }
    status = ParseDisplayUnit(options.unitText, false, &run->unit);
    if (status != NEVRA_OK) {
       return status;
    }
-   ApplyColumnSelection(report.columns, options.selection);
+   if (report.unitOption == UnitOption::BeforeSelection) {
+      ApplyColumnSelection(report.columns, options.selection);
+   }
    return PutGroupReport(report, arguments, options, run);
 }

@@ -60,6 +60,7 @@ struct GroupReport {
    void (*putSummary)(GroupRun *run) = nullptr; // what follows the rows; null: nothing does
    bool hasLevels = true;                       // whether the banner says how many levels are walked
    const char *unitName = nullptr; // what the banner calls the unit; null: the name of the chosen one
+   UnitOption unitOption = UnitOption::BeforeSelection;
 };
 
 // What the usage text, the manuals and the completions need to know of it. `flagNames` is null in a report
@@ -118,8 +119,8 @@ NevraStatus ParseGroupFilters(const ReportOptions &options, const FlagName *name
 NevraStatus PutGroupReport(const GroupReport &report, const ReportArguments &arguments,
                            const ReportOptions &options, GroupRun *run);
 
-// A whole report without filters in the usual order: options, unit, column selection, report. "Bad
-// parameter", before anything is put out, for an option that does not parse.
+// A whole report without filters: options, unit and column selection in the order of `unitOption`, report.
+// "Bad parameter", before anything is put out, for an option that does not parse.
 NevraStatus RunGroupReport(const GroupReport &report, const ReportArguments &arguments, GroupRun *run);
 
 #endif

@@ -20,9 +20,6 @@ struct HostRun {
    std::vector<BannerSetting> settings; // of the banner; the unit's line is there before `prepare`
 };
 
-// Where -u comes in: before the selection as in most reports, after it, or not at all.
-enum class UnitOption : uint8_t { None, BeforeSelection, AfterSelection };
-
 struct HostReport {
    const char *shortOptions;
    const option *longOptions;

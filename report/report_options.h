@@ -21,6 +21,9 @@ struct ReportArguments {
    TableOutputs outputs = {};
 };
 
+// Where -u comes in: before the selection as in most reports, after it, or not at all.
+enum class UnitOption : uint8_t { None, BeforeSelection, AfterSelection };
+
 struct ReportOptions {
    uint64_t startGroupID = 0;           // -g: 32 bits, sign-extended
    uint32_t levels = MAX_LEVELS;        // -l
@@ -32,7 +35,7 @@ struct ReportOptions {
    bool csv = false;                    // -q
    bool tags = false;                   // -t
    bool extra = false;                  // -x
-   const TableOutput *output = nullptr; // as -q chooses it
+   const TableOutput *output = nullptr; // selected by -q
 };
 
 // The rows of the long option tables, so that a name goes with one letter everywhere.

@@ -1,6 +1,5 @@
 #include "report/table_output.h"
 
-#include <cstdio>
 #include <cstring>
 #include <string>
 

@@ -101,7 +101,8 @@ struct TableHead {
 };
 
 // The events of one table, in order: begin; rows, parted by sections; notes; end. A report that fails on its
-// way leaves out what has not happened yet. `state` belongs to the output and goes to each of its functions.
+// way leaves out what has not happened yet. The profiler without -q has no table, since its counts go to a
+// file: it sends notes and the end alone. `state` belongs to the output and goes to each of its functions.
 struct TableOutput {
    void (*begin)(void *state, const TableHead &head);
    // `cells` has one value per column of the table, hidden columns included.

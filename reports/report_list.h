@@ -2,7 +2,7 @@
 //
 //    ROW(type, Entry, description, source)
 //
-// gives the word by which -r chooses it, its entry, what it says of itself, and where it may read from. To
+// gives the word by which -r chooses it, its entry, its description, and where it may read from. To
 // add a report is to add its file and its row.
 #ifndef REPORTS_REPORT_LIST_H
 #define REPORTS_REPORT_LIST_H

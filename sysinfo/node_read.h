@@ -28,11 +28,20 @@ inline constexpr FailureMessage kSilent = {};
 // A key with the message for when it cannot be added, which is not copied: a NodeKey lives as long as the
 // call.
 struct NodeKey {
-   NodeKey(int64_t key, const FailureMessage &message = kSilent) : number(key), failure(&message) {}
-   NodeKey(const char *key, const FailureMessage &message = kSilent) : text(key), failure(&message) {}
+   NodeKey(int64_t key, const FailureMessage &message = kSilent)
+       : number(key), isText(false), failure(&message)
+   {
+   }
+   NodeKey(const char *key, const FailureMessage &message = kSilent)
+       : text(key), isText(true), failure(&message)
+   {
+   }
 
-   const char *text = nullptr; // null: the key is the number
-   int64_t number = 0;
+   union {
+      int64_t number;
+      const char *text; // null goes to the platform as it is
+   };
+   bool isText;
    const FailureMessage *failure;
 };
 
@@ -46,8 +55,8 @@ inline ParamListPtr MakeKeyList(uint32_t capacity, const FailureMessage &noList,
       return nullptr;
    }
    for (const NodeKey &key : keys) {
-      *status = key.text != nullptr ? Nevra_ParamListAddString(list.get(), key.text)
-                                    : Nevra_ParamListAddInt(list.get(), key.number);
+      *status = key.isText ? Nevra_ParamListAddString(list.get(), key.text)
+                           : Nevra_ParamListAddInt(list.get(), key.number);
       if (*status != NEVRA_OK) {
          Fail(*key.failure, *status);
          return nullptr;

@@ -53,7 +53,8 @@ constexpr GroupReport kReport = {.title = "GUEST STATS",
                                  .ruleLength = 37,
                                  .columns = table.columns,
                                  .visit = VisitVm<&table, Row, ReadGuestRow, AllOnes::LeftOut>,
-                                 .putSummary = PutVmTotals<&table, Row>};
+                                 .putSummary = PutVmTotals<&table, Row>,
+                                 .unitOption = UnitOption::AfterSelection}; // its warning comes first
 
 } // namespace
 
@@ -61,17 +62,6 @@ constinit const ReportDescription guestStatsDescription = DescribeGroupReport(kR
 
 NevraStatus GuestStatsReport(const ReportArguments &arguments)
 {
-   ReportOptions options;
-   NevraStatus status = ParseReportOptions(arguments, kReport.shortOptions, kReport.longOptions, &options);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   // The selection comes before the unit here, so that its warning comes before the unit's.
-   ApplyColumnSelection(table.columns, options.selection);
    auto run = MakeRun(table);
-   status = ParseDisplayUnit(options.unitText, false, &run.unit);
-   if (status != NEVRA_OK) {
-      return status;
-   }
-   return PutGroupReport(kReport, arguments, options, &run);
+   return RunGroupReport(kReport, arguments, &run);
 }

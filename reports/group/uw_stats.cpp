@@ -95,7 +95,7 @@ constexpr Figure kFigures[] = {
      Role::Gauge},
     ROW_FIELD(uw.swapped)},
    {{"useReliableMem", "Uses Reliable memory", 1, "s", kNotTotalled, kSelectable, kShown, Unit::YesNo,
-     Role::Gauge},
+     Role::Label},
     ROW_FIELD(uw.useReliableMem)},
    {{"swapScope", "Swap scope", 1, "lu", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
     ROW_FIELD(uw.swapScope)},

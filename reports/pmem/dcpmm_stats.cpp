@@ -172,8 +172,8 @@ NevraStatus NameOutputFile(OutputFile *output)
    return NEVRA_OK;
 }
 
-// Whoever can write to the folder can foresee the name: none of his links is followed, none of his FIFOs
-// waited for, and no file but this user's own written over.
+// Anyone who can write to the folder can predict the name, so links and FIFOs are refused, and only a regular
+// file of this user's own is overwritten.
 FILE *CreateOutputFile(const char *name)
 {
    constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -188,7 +188,11 @@ FILE *CreateOutputFile(const char *name)
          descriptor = -1;
       }
    }
-   return descriptor >= 0 ? fdopen(descriptor, "w") : nullptr;
+   FILE *file = descriptor >= 0 ? fdopen(descriptor, "w") : nullptr;
+   if (file == nullptr && descriptor >= 0) {
+      close(descriptor);
+   }
+   return file;
 }
 
 // Opens the file and writes its heading. With -q there is no file, and the table output begins.

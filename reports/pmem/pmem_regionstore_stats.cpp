@@ -34,7 +34,7 @@ constexpr Figure kFigures[] = {
    {{"total2MBlocks", "Total 2M Blocks", 10, "lu", kTotalled, kSelectable, kShown, Unit::Blocks2MB,
      Role::Gauge},
     ROW_FIELD(info.total2MBlocks)},
-   {{"isClean", "Is region store clean ?", 4, "c", kTotalled, kSelectable, kShown, Unit::YesNo, Role::Gauge},
+   {{"isClean", "Is region store clean ?", 4, "c", kTotalled, kSelectable, kShown, Unit::YesNo, Role::Label},
     ROW_FIELD(clean.isClean)},
 };
 constinit FigureTable<Row, kFigures> table;

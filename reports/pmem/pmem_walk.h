@@ -14,7 +14,7 @@
 inline constexpr size_t kPMemNameLength = 36; // of a UUID's text
 using PMemName = char[kPMemNameLength + 1];
 
-// Sets up a walk; a report's options and usage are the same for all four.
+// The options and usage of all four reports.
 inline constexpr char kPMemShortOptions[] = "s:u:vq";
 inline constexpr option kPMemLongOptions[] = {kSelectionOption, kUnitOption, kVerboseOption, kCsvOption,
                                               kEndOfOptions};

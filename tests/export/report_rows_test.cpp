@@ -44,7 +44,6 @@ struct Recording {
    std::vector<std::string> events; // in order, repetitions left out
    std::string report;
    std::string text;
-   std::string sums; // the Tag and Total rows
    size_t rows = 0;
    const ReportColumn *columns = nullptr;
 
@@ -125,7 +124,6 @@ void RecordRow(void *state, RowKind kind, const CellValue *cells)
       }
    }
    recording.text += line + '\n';
-   recording.sums += kind != RowKind::Data ? line + '\n' : "";
 }
 
 void RecordSection(void *state, const char *title)
@@ -312,7 +310,6 @@ INSTANTIATE_TEST_SUITE_P(AllReports, ReportRows, testing::ValuesIn(ReportsOfSnap
 TEST(ReportRowsOf, EighteenReportsReadSnapshots)
 {
    EXPECT_EQ(ReportsOfSnapshots().size(), Reports().size() - 1);
-   EXPECT_EQ(Reports().size(), 19u);
 }
 
 } // namespace

@@ -182,7 +182,7 @@ TEST(FrontEnd, KnowsTheNineteenReports)
 
 // ---- force
 
-// Meant: the short form takes a word, which nothing reads.
+// Kept for compatibility: the short form takes a word, which nothing reads.
 TEST(FrontEnd, LetsTheShortForceSwallowAWord)
 {
    const RunResult swallowed = RunTool({"-f", "-r", "group-stats"});

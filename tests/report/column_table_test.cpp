@@ -130,7 +130,7 @@ TEST(IsColumnSelected, ReadsTheFirst511Characters)
    EXPECT_FALSE(IsColumnSelected((before + "xxxx:gid").c_str(), "gid")); // lies beyond
 }
 
-// Meant: a word that the cut goes through is compared as what is left of it.
+// Kept for compatibility: a word that the cut goes through is compared as what is left of it.
 TEST(IsColumnSelected, ComparesWhatIsLeftOfACutWord)
 {
    const std::string before(507, 'x');

@@ -84,7 +84,8 @@ TEST(GridRow, PassesAnOverflowOnUntilItFits)
              "abcd 123 456      x\n");
 }
 
-// Meant: a carry beyond the next field's width makes the width negative, and printf then fills on the right.
+// Kept for compatibility: a carry beyond the next field's width makes the width negative, and printf then
+// fills on the right.
 TEST(GridRow, LeftJustifiesACellThatTheCarryLeavesNoRoomFor)
 {
    const ReportColumn table[] = {Column("a", 2, "s"), Column("b", 3, "u"), Column("c", 10, "u"),

@@ -163,7 +163,7 @@ TEST(GroupQuery, ReportsAListThatCannotBeMade)
    }
 }
 
-// Meant: "faiure" for groups.
+// Kept for compatibility: "faiure" for groups.
 TEST(GroupQuery, ReportsAKeyThatCannotBeAdded)
 {
    for (const OneRead &read : kOneReads) {
@@ -303,7 +303,7 @@ Scenario VmWithChildren()
    return scenario;
 }
 
-// Meant: the mix of the two records.
+// Kept for compatibility: the mix of the two records.
 TEST(VmmAllocation, MixesTheSubContainersWithTheVms)
 {
    const RunResult run = RunQuery(VmWithChildren(), "vmmAlloc", kGroup);

@@ -45,7 +45,7 @@ TEST(ParseLevel, RefusesZeroAndWhatIsNoNumber)
    }
 }
 
-// Meant: "reseting".
+// Kept for compatibility: "reseting".
 TEST(ParseLevel, LowersWhatIsTooHighOrNegative)
 {
    for (const char *text : {"13", "-1", "-5", "100", "4294967295"}) {

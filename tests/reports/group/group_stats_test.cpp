@@ -490,7 +490,7 @@ TEST(GroupStats, ShowsLimitsAboveTheThresholdAsNotAvailable)
    EXPECT_EQ(row(-1025, 8, 9, "mb"), "7,18014398509481983,1,1,5");
 }
 
-// Meant: memory per share is converted, although its description says KB.
+// Kept for compatibility: memory per share is converted, although its description says KB.
 TEST(GroupStats, ConvertsMemoryPerShare)
 {
    Scenario scenario = OneGroup();
@@ -536,7 +536,8 @@ Scenario Tagged()
    return scenario;
 }
 
-// Meant: the last group's bMax instead of a sum, consumed twice over, and 0 for what has no sum.
+// Kept for compatibility: the last group's bMax instead of a sum, consumed twice over, and 0 for what has no
+// sum.
 TEST(GroupStats, SumsGroupsByTag)
 {
    const RunResult run = RunReport(Tagged(), {"-q", "-t"});

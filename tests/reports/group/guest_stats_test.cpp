@@ -100,7 +100,7 @@ TEST(GuestStats, ConvertsMemoryButNotCounts)
              JoinLines({"vm.1,1,0,71,4,4096,2,1,1,1,4096", "Total,,,,4,4096,2,1,1,,4096"}));
 }
 
-// Meant: the size of a page is converted like any amount of memory.
+// Kept for compatibility: the size of a page is converted like any amount of memory.
 TEST(GuestStats, ConvertsThePageSize)
 {
    const GuestStatsRecord guest = {.pageSize = 4};

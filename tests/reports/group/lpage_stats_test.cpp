@@ -96,7 +96,7 @@ TEST(LPageStats, ABackingOf1GCountsFor512)
              "name,nrBackings\nvm.1,1027\nTotal,1027\n");
 }
 
-// Meant: backings and locks are summed in 32 bits, and the backings of all VMs too.
+// Kept for compatibility: backings and locks are summed in 32 bits, and the backings of all VMs too.
 TEST(LPageStats, SumsOf32BitsWrap)
 {
    VmLPageRecord lpage = {};
@@ -135,7 +135,7 @@ TEST(LPageStats, ShowsTheGroupLeaderUnsigned)
              "name,worldGrp\nfar,2147483649\nTotal,\n");
 }
 
-// Meant: a unit is checked, and then nothing comes of it.
+// Kept for compatibility: a unit is checked, and then nothing comes of it.
 TEST(LPageStats, TheUnitChangesNothing)
 {
    const std::string inKB = RunHostmem(TwoVms(), {"-r", "lpage-stats"}).out;

@@ -203,7 +203,7 @@ TEST(SwapStats, SumsBeforeItConverts)
              "name,swapped\nvm.1,1\nvm.2,1\nTotal,1\n");
 }
 
-// Meant: no value is too large to be summed.
+// Kept for compatibility: no value is too large to be summed.
 TEST(SwapStats, AllOnesIsShownAsItIsAndWrapsTheSum)
 {
    Scenario scenario = HostWithVms(2);

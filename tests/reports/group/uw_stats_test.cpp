@@ -196,7 +196,7 @@ TEST(UwStats, LooksAtTheUnitThenTheSelectionThenTheFilters)
              selection + "Invalid flag (bar) in filter\n");
 }
 
-// Meant: a VM-based user world has the bits of both types.
+// Kept for compatibility: a VM-based user world has the bits of both types.
 TEST(UwStats, TheTypeOfAVmBasedUserWorldIsAll)
 {
    EXPECT_EQ(RunColumns(Host(), "uw-stats", "type:name").out, "type,name\nuw,app\n(all),vmx\n,\n");
@@ -215,7 +215,7 @@ TEST(UwStats, ConsumedLeavesOutWhatIsCachedAndShared)
              "name,consumed\napp,18446744073709551615\n,18446744073709551615\n");
 }
 
-// Meant: from 0xFFFFFFFFF0 itself on; the other reports take that for a number.
+// Kept for compatibility: from 0xFFFFFFFFF0 itself on; the other reports take that for a number.
 TEST(UwStats, ALimitOfTheThresholdIsNotAvailable)
 {
    UwStatsRecord uw = {};

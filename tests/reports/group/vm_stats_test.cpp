@@ -208,7 +208,8 @@ TEST(VmStats, TheBannerNamesAllColumnsOnceTheExtraOnesShow)
 
 // ---- rows
 
-// Meant: the reservation and the limit are the VMM sub-container's, the rest the VM group's own.
+// Kept for compatibility: the reservation and the limit are the VMM sub-container's, the rest the VM group's
+// own.
 TEST(VmStats, MixesTheAllocationsOfTheVmAndItsSubContainer)
 {
    Vm vm = {};
@@ -243,7 +244,8 @@ TEST(VmStats, AVmWithoutAVmmSubContainerIsLeftOutInSilence)
    }
 }
 
-// Meant: what the VM has of persistent memory counts where it is not cached, and not where it is.
+// Kept for compatibility: what the VM has of persistent memory counts where it is not cached, and not where
+// it is.
 TEST(VmStats, ConsumedIsComputed)
 {
    Vm vm = {};

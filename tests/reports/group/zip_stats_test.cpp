@@ -105,7 +105,7 @@ TEST(ZipStats, ConvertsMemoryButNeitherCountsNorTimes)
       "Total,,,,513,513,513,513,514,514,2055,2056,2057,2058");
 }
 
-// Meant: the plain mean of the VMs' averages, truncated.
+// Kept for compatibility: the plain mean of the VMs' averages, truncated.
 TEST(ZipStats, TheTotalOfTheTimesIsTheirMeanTruncated)
 {
    EXPECT_EQ(RunColumns(VmsWith({Times(10, 1), Times(20, 1), Times(31, 0)}), "zip-stats",
@@ -124,7 +124,7 @@ TEST(ZipStats, AVmThatCannotBeReadDoesNotCountInTheMean)
    EXPECT_EQ(run.exitStatus, 0);
 }
 
-// Meant: no value is too large to be summed.
+// Kept for compatibility: no value is too large to be summed.
 TEST(ZipStats, AllOnesIsShownAsItIsAndWrapsTheSum)
 {
    MemzipInfoRecord unknown = ZipFrom(0);

@@ -196,7 +196,7 @@ TEST(BuddyStats, KeepsTheKeyColumnAndBlanksItOnTheTotalRow)
              "------------------\n");
 }
 
-// The column says 256MB where it counts 512MB, and that is meant.
+// The column says 256MB where it counts 512MB. Kept for compatibility.
 TEST(BuddyStats, Describes512MBAs256MB)
 {
    const std::vector<std::string> lines = RunBuddy(TwoBuddies(), {"-q", "-v"}).OutLines();

@@ -214,7 +214,7 @@ TEST(HeapStats, SaysThatThereAreNoHeapsAndPrintsAZeroTotal)
              "Nevra_ParamListDestroy(#1)\n");
 }
 
-// Every failure ends in status 0, and that is meant; nothing is on standard output then.
+// Every failure ends in status 0, with nothing on standard output. Kept for compatibility.
 ExpectedFault ExpectHeapFault(const Fault &fault)
 {
    const auto fails = [](const char *message) {
@@ -258,7 +258,7 @@ TEST(HeapStats, RefusesAnUnknownUnitNamingBytes)
    EXPECT_TRUE(run.Calls().empty());
 }
 
-// --verbose is a -u without a text, and that is meant: the unit is bytes again and nothing is described.
+// --verbose is a -u without a text: the unit is bytes again and nothing is described. Kept for compatibility.
 TEST(HeapStats, TakesVerboseAsTheUnitBytes)
 {
    const Scenario scenario = With({Heap("main")});
@@ -269,7 +269,7 @@ TEST(HeapStats, TakesVerboseAsTheUnitBytes)
    EXPECT_EQ(RunHeap(scenario, {"-u", "kb", "--verbose"}).OutLines()[3], "   Unit             : Bytes");
 }
 
-// numFailAllocs is described as numSuccAllocs, and that is meant.
+// numFailAllocs is described as numSuccAllocs. Kept for compatibility.
 TEST(HeapStats, DescribesColumnsWithTheShortOption)
 {
    EXPECT_EQ(RunHeap(With({Empty("idle")}), {"-q", "-v"}).out,

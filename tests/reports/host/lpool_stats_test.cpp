@@ -124,7 +124,7 @@ TEST(LPoolStats, WidensColumnsToTheirNames)
              "              109                110              111");
 }
 
-// "attemts" is meant.
+// "attemts" is kept for compatibility.
 TEST(LPoolStats, DescribesAllColumns)
 {
    EXPECT_EQ(RunLPool(Host(0, 0), {"-q", "--verbose"}).out,
@@ -298,7 +298,7 @@ ExpectedFault ExpectLPoolFault(const Fault &fault)
    if (operation == "Nevra_ParamListGetString") {
       return {1, "KelmarTraverseLPools: Nevra_ParamListGetString() failure\n", opened};
    }
-   // The two first messages lack an "e", and that is meant.
+   // The first two messages lack an "e". Kept for compatibility.
    switch (fault.call) {
    case 1:
       return {1, "KelmarTraversLPools: Nevra_Get hardwareInfo failure\n", kCsvHeader};

@@ -218,7 +218,7 @@ TEST(PShareHintStats, HidesTheTypeUnlessItIsSelected)
                                                          "              totAdd: Total hints added\n");
 }
 
-// The selection is applied before and after the read, and that is meant.
+// The selection is applied before and after the read. Kept for compatibility.
 TEST(PShareHintStats, WarnsTwiceAboutAnOverlongSelection)
 {
    const std::string warning = "Selected columns is too long, selection might be ignored.\n";

@@ -96,7 +96,7 @@ std::vector<Control> ResetOf(const Unit &unit)
       return {{0x102, 0x258, "kelmarDCPMMResetUnit: Error in M2M Unit Reset\n"},
               {0, 0x258, "kelmarDCPMMResetUnit: Error in M2M Unit Unfreeze\n"}};
    }
-   // Without "in", and that is meant.
+   // Without "in". Kept for compatibility.
    return {{0x102, 0xf4, "kelmarDCPMMResetUnit: Error IMC Unit Reset\n"},
            {0, 0xf4, "kelmarDCPMMResetUnit: Error in IMC Unit Unfreeze\n"}};
 }
@@ -500,7 +500,7 @@ TEST_F(DcpmmStats, NoticesThatTheFileCannotBeWritten)
    EXPECT_THAT(run, RanCleanly());
 }
 
-// The file does not take the place of the stream, and get what is meant for that.
+// The file does not take the descriptor of the closed stream, and so does not get its output.
 TEST_F(DcpmmStats, KeepsItsFileCleanWhenStandardOutputIsClosed)
 {
    RunOptions closed;

@@ -463,7 +463,7 @@ TEST(PMemReport, EndsTheExtentsAtTheFirstFault)
        {"Nevra_Get", {{get, 0}, {get, 1}, {get, 2}}}});
 }
 
-// "Regions" in some of the messages and "Region" in others is meant.
+// "Regions" in some of the messages and "Region" in others. Kept for compatibility.
 TEST(PMemReport, EndsTheNumaNodesAtTheFirstFault)
 {
    const char *const list = "PMemRegionNumaReport: Nevra_ParamListCreate failure\n";
