@@ -23,8 +23,7 @@ struct SampleHost {
 inline constexpr SampleHost kAspen = {SAMPLE_HOST, "2026-01-15T12:00:00Z"};
 
 // The snapshot of a host as of that second.
-std::vector<uint8_t> MakeSnapshot(int64_t seconds, const Edits &edits = {},
-                                  const SampleHost &host = kAspen);
+std::vector<uint8_t> MakeSnapshot(int64_t seconds, const Edits &edits = {}, const SampleHost &host = kAspen);
 
 // A folder of its own, which goes with this object.
 class MadeRecording {
