@@ -19,6 +19,7 @@ using flatbuffers::FlatBufferBuilder;
 using flatbuffers::Offset;
 
 struct Vectors {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a type and a name, declared
 #define VECTOR_OFFSET(member, field, FIELD, Element) Offset<flatbuffers::Vector<Element>> field;
    NEVRA_SNAPSHOT_VECTORS(VECTOR_OFFSET)
 };
