@@ -1,4 +1,5 @@
 // User worlds and VMs as memory clients, over recorded trees.
+#include <cinttypes>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -612,9 +613,8 @@ TEST(GuestMemory, IsTheMappingOfTheGuestsSizeElseTheLargest)
 std::string MappingText(uint64_t address, uint64_t sizeKB)
 {
    char head[128];
-   std::snprintf(head, sizeof head, "%012llx-%012llx rw-p 00000000 00:00 0 \n",
-                 static_cast<unsigned long long>(address),
-                 static_cast<unsigned long long>(address + sizeKB * 1024));
+   std::snprintf(head, sizeof head, "%012" PRIx64 "-%012" PRIx64 " rw-p 00000000 00:00 0 \n", address,
+                 address + sizeKB * 1024);
    const std::string size = std::to_string(sizeKB);
    return head + ("Size:           " + size + " kB\n") + "KernelPageSize:        4 kB\n" +
           "Rss:                " + size + " kB\n" + "Referenced:         " + size + " kB\n" +
