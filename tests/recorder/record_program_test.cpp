@@ -196,6 +196,9 @@ TEST_F(RecordProgram, ACgroupThatIsNewIsNoNews)
 
 TEST_F(RecordProgram, WithoutDescriptorsItGoesOnAndMissesNothing)
 {
+#ifdef __SANITIZE_ADDRESS__
+   GTEST_SKIP() << "the leak sanitizer needs descriptors when the program ends";
+#else
    Start();
    ASSERT_TRUE(WaitForFrames(1)) << Messages();
    rlimit usual = {};
@@ -213,6 +216,7 @@ TEST_F(RecordProgram, WithoutDescriptorsItGoesOnAndMissesNothing)
    EXPECT_EQ(End(SIGTERM), 0);
    ASSERT_TRUE(WaitForFrames(2));
    EXPECT_TRUE(recording.Segments()[0].isSealed);
+#endif
 }
 
 TEST_F(RecordProgram, ASecondRecorderIsRefused)
