@@ -32,9 +32,9 @@ void WriteFile(const fs::path &path, const std::string &content)
 // Once for each way of mending.
 void WriteSnapshotSeeds(const fs::path &folder, const std::string &name, const std::vector<uint8_t> &snapshot)
 {
-   for (char mend = 0; mend < 4; mend++) {
-      WriteFile(folder / "snapshot_fuzzer" / (name + static_cast<char>('0' + mend)),
-                mend + std::string(snapshot.begin(), snapshot.end()));
+   for (char repair = 0; repair < 4; repair++) {
+      WriteFile(folder / "snapshot_fuzzer" / (name + static_cast<char>('0' + repair)),
+                repair + std::string(snapshot.begin(), snapshot.end()));
    }
 }
 
@@ -154,9 +154,9 @@ void WriteSegmentSeeds(const fs::path &folder)
       storage.List(&segments);
       std::ifstream input(made.Path() + "/recording/" + segments.at(0).name, std::ios::binary);
       const std::string bytes{std::istreambuf_iterator<char>(input), {}};
-      for (const char mend : {'\0', '\1'}) {
-         WriteFile(folder / (std::string(isSealed ? "sealed" : "open") + static_cast<char>('0' + mend)),
-                   mend + bytes);
+      for (const char repair : {'\0', '\1'}) {
+         WriteFile(folder / (std::string(isSealed ? "sealed" : "open") + static_cast<char>('0' + repair)),
+                   repair + bytes);
       }
    }
 }
