@@ -5,9 +5,9 @@
 #include <cstring>
 #include <sstream>
 
-#include "docs/man/option_help.h"
 #include "frontend/report_table.h"
 #include "frontend/tool_options.h"
+#include "manuals/option_help.h"
 #include "report/display_unit.h"
 
 namespace {

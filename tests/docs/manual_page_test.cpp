@@ -1,6 +1,6 @@
 // The manual pages: that nothing a report has is left out, that they render, and that their examples print
 // what they show.
-#include "docs/man/manual_page.h"
+#include "manuals/manual_page.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -11,9 +11,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "docs/man/option_help.h"
 #include "frontend/report_table.h"
 #include "frontend/tool_options.h"
+#include "manuals/option_help.h"
 #include "tests/docs/run_command.h"
 
 namespace {

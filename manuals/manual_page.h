@@ -1,12 +1,12 @@
 // Manual pages made from their source and the tables of the reports.
-#ifndef DOCS_MAN_MANUAL_PAGE_H
-#define DOCS_MAN_MANUAL_PAGE_H
+#ifndef MANUALS_MANUAL_PAGE_H
+#define MANUALS_MANUAL_PAGE_H
 
 #include <map>
 #include <string>
 #include <vector>
 
-#include "docs/man/page_source.h"
+#include "manuals/page_source.h"
 
 struct PageEdition {
    std::string version;                            // of the program

@@ -12,8 +12,8 @@
 //    @example             a block shown as it stands: a command after "$ ", continued after "> ", and
 //                         what it prints
 //    @end                 ends a block
-#ifndef DOCS_MAN_PAGE_SOURCE_H
-#define DOCS_MAN_PAGE_SOURCE_H
+#ifndef MANUALS_PAGE_SOURCE_H
+#define MANUALS_PAGE_SOURCE_H
 
 #include <iosfwd>
 #include <string>

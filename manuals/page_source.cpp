@@ -1,4 +1,4 @@
-#include "docs/man/page_source.h"
+#include "manuals/page_source.h"
 
 #include <algorithm>
 #include <istream>

@@ -1,6 +1,6 @@
 // What the options mean, said once for the manual pages and the shell completions.
-#ifndef DOCS_MAN_OPTION_HELP_H
-#define DOCS_MAN_OPTION_HELP_H
+#ifndef MANUALS_OPTION_HELP_H
+#define MANUALS_OPTION_HELP_H
 
 #include <span>
 #include <vector>

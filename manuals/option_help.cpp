@@ -1,4 +1,4 @@
-#include "docs/man/option_help.h"
+#include "manuals/option_help.h"
 
 #include <cstring>
 

@@ -1,11 +1,11 @@
-#include "docs/man/manual_page.h"
+#include "manuals/manual_page.h"
 
 #include <algorithm>
 #include <cctype>
 #include <sstream>
 
-#include "docs/man/option_help.h"
 #include "frontend/report_table.h"
+#include "manuals/option_help.h"
 
 namespace {
 

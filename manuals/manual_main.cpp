@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "docs/man/manual_page.h"
+#include "manuals/manual_page.h"
 
 namespace {
 
