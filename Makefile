@@ -71,10 +71,10 @@ sanitizers: packages-test ## every test under the address, undefined-behaviour a
 
 # The figures go to build/release/bench.md and build/release/performance-growth.svg; bench/update-docs copies them
 # into docs/.
-bench: packages-bench ## measure against floors and other tools, for about five minutes
+bench: packages-bench ## measure against floors and other tools, for about ten minutes
 	@cmake --preset release -DHOSTMEM_TESTS=OFF -DHOSTMEM_BENCH=ON
 	@cmake --build --preset release -j $(JOBS)
-	@echo 'Measuring, for about five minutes'
+	@echo 'Measuring, for about ten minutes'
 	bench/run $(RELEASE) >$(RELEASE)/bench.md
 	@cat $(RELEASE)/bench.md
 
