@@ -166,8 +166,8 @@ void WriteDictionary(const fs::path &path)
 {
    std::ofstream out(path);
    for (const char *word :
-        {"definitionSignature", "kernelBuild", "host", "captured", "notes", "nodes", "records", "failures",
-         "lists", "listFailures", "keys", "instances", "status", "hex"}) {
+        {"definitionSignature", "kernelBuild", "host", "captured", "notes", "kernelDetail", "nodes",
+         "records", "failures", "lists", "listFailures", "keys", "instances", "status", "hex"}) {
       out << "\"\\\"" << word << "\\\":\"\n";
    }
    for (const NevraNodeDef &node : nevra::Definitions()) {

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "fuzz/fuzz_check.h"
+#include "nevra/kernel_detail.h"
 #include "nevra/linux/host_memory.h"
 #include "nevra/linux/kernel_text.h"
 #include "nevra/linux/process.h"
@@ -15,10 +16,23 @@
 
 namespace {
 
+void RequireKernelDetail(std::string_view text)
+{
+   const nevra::KernelFigures figures = nevra::ParseKernelDetail(text);
+   Require(figures.size() <= nevra::kMaxKernelFigures, "a kernel has so many lines at most");
+   for (const nevra::KernelFigure &figure : figures) {
+      Require(nevra::IsKernelFigureName(figure.name) && nevra::IsShownText(figure.name),
+              "names are safe to print");
+      Require(figure.kb <= nevra::kMaxKernelFigureKB, "amounts are bounded");
+      Require(FindKernelFigure(figures, figure.name) == &figure, "each name is there once");
+   }
+}
+
 void ParseHostFile(uint8_t kind, std::string_view text)
 {
    switch (kind) {
    case 0:
+      RequireKernelDetail(text);
       if (const std::optional<nevra::MemInfo> info = nevra::ParseMemInfo(text)) {
          Require(info->KernelHeap() >= info->slab, "the heap is at least its slabs");
       }

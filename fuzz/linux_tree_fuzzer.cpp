@@ -149,6 +149,7 @@ class CheckedSource : public nevra::Source {
    }
 
    const char *Signature() const override { return source.Signature(); }
+   nevra::KernelFigures KernelDetail() override { return source.KernelDetail(); }
    const char *KernelBuildText() const override { return source.KernelBuildText(); }
 
    std::vector<Question> questions;

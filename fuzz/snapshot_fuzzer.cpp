@@ -14,7 +14,9 @@
 #include "fuzz/fuzz_check.h"
 #include "fuzz/record_texts.h"
 #include "fuzz/report_walk.h"
+#include "nevra/kernel_detail.h"
 #include "nevra/records.h"
+#include "nevra/shown_text.h"
 #include "nevra/snapshot/snapshot_checksum.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "nevra/snapshot/snapshot_source.h"
@@ -248,6 +250,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
    Require((status == NEVRA_OK) == problem.empty(), "a failure has a reason, and success has none");
    if (status != NEVRA_OK) {
       return 0;
+   }
+   for (const nevra::KernelFigure &figure : file.kernelDetail) {
+      Require(nevra::IsShownText(figure.name) && FindKernelFigure(file.kernelDetail, figure.name) == &figure,
+              "the kernel's detail is safe to print, each name once");
    }
    std::unique_ptr<nevra::Source> source;
    Require(OpenSnapshotSourceFromMemory(bytes, "input", &source) == NEVRA_OK, "opens once, opens twice");

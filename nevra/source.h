@@ -9,6 +9,7 @@
 #include <string>
 
 #include "nevra/definitions.h"
+#include "nevra/kernel_detail.h"
 #include "nevra/param_list.h"
 
 namespace nevra {
@@ -34,6 +35,10 @@ class Source {
    // newline:
    // "/proc/slabinfo: Permission denied; heaps are not shown". Lines are added, never taken away or changed.
    virtual std::span<const std::string> Unreadable() const { return {}; }
+
+   // What the kernel says about its memory beyond the records; none where it says nothing. Whether that
+   // kernel is the host's own is to be checked against the records.
+   virtual KernelFigures KernelDetail() { return {}; }
 
    // The signature of the node definitions that this source answers by, 32 hexadecimal digits.
    virtual const char *Signature() const = 0;

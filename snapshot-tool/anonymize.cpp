@@ -245,6 +245,7 @@ SnapshotTree TreeOf(const nevra::SnapshotFile &file)
    tree.host = file.host;
    tree.captured = file.captured;
    tree.notes = file.notes;
+   tree.kernelDetail = file.kernelDetail;
    // They are sorted and each is there once, so that their numbers stay.
    for (size_t i = 0; i < file.textOffsets.size(); i++) {
       InternText(&tree, TextAt(file, i));

@@ -95,6 +95,16 @@ void PrintNodes(const SnapshotFile &file)
    }
 }
 
+void PrintKernelDetail(const SnapshotFile &file)
+{
+   if (!file.kernelDetail.empty()) {
+      std::printf("\n%12s  %s\n", "KB", "the kernel's detail");
+   }
+   for (const nevra::KernelFigure &figure : file.kernelDetail) {
+      std::printf("%12" PRIu64 "  %s\n", figure.kb, figure.name.c_str());
+   }
+}
+
 } // namespace
 
 int InfoCommand(const std::string &path)
@@ -107,6 +117,7 @@ int InfoCommand(const std::string &path)
    PrintNotes(file);
    PrintCounts(file);
    PrintNodes(file);
+   PrintKernelDetail(file);
    return FinishOutput() ? kExitDone : kExitFailed;
 }
 

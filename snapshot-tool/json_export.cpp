@@ -271,6 +271,15 @@ void WriteHeader(FileWriter &out, const SnapshotFile &file)
       WriteText(out, rest);
       out.EndArray();
    }
+   if (!file.kernelDetail.empty()) {
+      out.Key("kernelDetail");
+      out.StartObject();
+      for (const nevra::KernelFigure &figure : file.kernelDetail) {
+         out.Key(figure.name.c_str());
+         out.Uint64(figure.kb);
+      }
+      out.EndObject();
+   }
 }
 
 } // namespace

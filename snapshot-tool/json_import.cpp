@@ -130,6 +130,7 @@ class Importer {
  private:
    void ReadHeader(std::string_view name);
    void ReadNotes();
+   void ReadKernelDetail();
    void ReadNodes();
    void ReadNode(const NevraNodeDef &node);
    void ReadEntry(const NevraNodeDef &node, EntryKind kind);
@@ -160,8 +161,8 @@ class Importer {
 
 void Importer::ReadDocument()
 {
-   static constexpr const char *kNames[] = {
-      "definitionSignature", "kernelBuild", "host", "captured", "notes", "nodes"};
+   static constexpr const char *kNames[] = {"definitionSignature", "kernelBuild", "host", "captured", "notes",
+                                            "kernelDetail",        "nodes"};
    Members members;
    in.Object([&](std::string_view name) {
       const auto *const known = std::find(std::begin(kNames), std::end(kNames), name);
@@ -173,6 +174,8 @@ void Importer::ReadDocument()
          ReadNodes();
       } else if (name == "notes") {
          ReadNotes();
+      } else if (name == "kernelDetail") {
+         Within(*known, [&] { ReadKernelDetail(); });
       } else {
          Within(*known, [&] { ReadHeader(*known); });
       }
@@ -202,6 +205,29 @@ void Importer::ReadNotes()
       if (tree->notes.size() > nevra::kMaxSnapshotNotes) {
          Fail("longer than " + std::to_string(nevra::kMaxSnapshotNotes) + " bytes");
       }
+   });
+}
+
+// Names and KB.
+void Importer::ReadKernelDetail()
+{
+   in.Object([&](std::string_view name) {
+      nevra::KernelFigures &figures = tree->kernelDetail;
+      if (!nevra::IsKernelFigureName(name)) {
+         Fail("invalid name " + Quoted(name));
+      }
+      if (FindKernelFigure(figures, name) != nullptr) {
+         Fail("duplicate member " + Quoted(name));
+      }
+      if (figures.size() == nevra::kMaxKernelFigures) {
+         Fail("more than " + std::to_string(nevra::kMaxKernelFigures) + " members");
+      }
+      figures.push_back({std::string(name), 0});
+      const JsonNumber number = in.Number();
+      if (number.isNegative || number.bits > nevra::kMaxKernelFigureKB) {
+         Fail(figures.back().name + ": out of range 0 to " + std::to_string(nevra::kMaxKernelFigureKB));
+      }
+      figures.back().kb = number.bits;
    });
 }
 

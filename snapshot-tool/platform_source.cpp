@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 
 #include "nevra/definitions.h"
+#include "nevra/linux/linux_source.h"
 #include "nevra/nevra.h"
 
 namespace {
@@ -87,6 +88,9 @@ class PlatformSource : public nevra::Source {
    {
       return NEVRA_NOT_SUPPORTED; // no register is set by who only looks
    }
+
+   // The interface has none: what there is, is of the kernel that this program runs on.
+   nevra::KernelFigures KernelDetail() override { return nevra::ReadKernelDetail("/"); }
 
    // The interface says that the definitions are the kernel's, and no more; hostmem reads by this build's
    // then.

@@ -226,12 +226,37 @@ void CompareHeaders(Diff &diff)
    }
 }
 
+// Of a snapshot that has none, it is one difference.
+void CompareKernelDetail(Diff &diff)
+{
+   const nevra::KernelFigures &left = diff.left.kernelDetail;
+   const nevra::KernelFigures &right = diff.right.kernelDetail;
+   if (left.empty() != right.empty()) {
+      ReportSingle(diff, "kernelDetail", right.empty());
+      return;
+   }
+   for (const nevra::KernelFigure &figure : left) {
+      const nevra::KernelFigure *other = FindKernelFigure(right, figure.name);
+      if (other == nullptr) {
+         ReportSingle(diff, "kernelDetail " + figure.name, true);
+      } else if (other->kb != figure.kb) {
+         Report(diff, "kernelDetail " + figure.name, std::to_string(figure.kb), std::to_string(other->kb));
+      }
+   }
+   for (const nevra::KernelFigure &figure : right) {
+      if (FindKernelFigure(left, figure.name) == nullptr) {
+         ReportSingle(diff, "kernelDetail " + figure.name, false);
+      }
+   }
+}
+
 } // namespace
 
 uint64_t DiffSnapshots(const SnapshotFile &left, const SnapshotFile &right, FILE *output, Progress *progress)
 {
    Diff diff = {left, right, output, progress, 0, 0};
    CompareHeaders(diff);
+   CompareKernelDetail(diff);
    for (const SnapshotNode &node : left.nodes) {
       const SnapshotNode *other = FindNode(right, node.path);
       if (other != nullptr) {

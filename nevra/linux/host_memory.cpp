@@ -36,6 +36,20 @@ std::optional<MemInfo> ParseMemInfo(std::string_view text)
    return info.memTotal > 0 ? std::optional(info) : std::nullopt;
 }
 
+KernelFigures ParseKernelDetail(std::string_view text)
+{
+   KernelFigures figures;
+   while (!text.empty() && figures.size() < kMaxKernelFigures) {
+      KeyedLine line = SplitKeyedLine(TakeLine(text));
+      const std::optional<uint64_t> kb = ParseNumber(TakeWord(line.value));
+      if (kb.has_value() && *kb <= kMaxKernelFigureKB && TakeWord(line.value) == "kB" &&
+          IsKernelFigureName(line.key) && FindKernelFigure(figures, line.key) == nullptr) {
+         figures.push_back({std::string(line.key), *kb});
+      }
+   }
+   return figures;
+}
+
 namespace {
 
 // "Node 0, zone   Normal"

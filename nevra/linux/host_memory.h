@@ -2,12 +2,14 @@
 #ifndef NEVRA_LINUX_HOST_MEMORY_H
 #define NEVRA_LINUX_HOST_MEMORY_H
 
-#include "nevra/values.h"
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "nevra/kernel_detail.h"
+#include "nevra/values.h"
 
 namespace nevra {
 
@@ -32,6 +34,11 @@ struct MemInfo {
 
 // Nothing when the text does not say how much memory there is.
 std::optional<MemInfo> ParseMemInfo(std::string_view text);
+
+// All of its lines that are amounts of memory, "Name:  1 kB". A line is left out when its name or its amount
+// cannot be kept (nevra/kernel_detail.h) or its name was there before, and so is what is beyond the largest
+// number of lines.
+KernelFigures ParseKernelDetail(std::string_view text);
 
 // A zone of /proc/zoneinfo, in pages.
 struct Zone {

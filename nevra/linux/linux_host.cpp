@@ -211,8 +211,13 @@ ReportedProcess *LinuxHost::FindProcess(uint32_t pid)
 
 const MemInfo *LinuxHost::Memory()
 {
-   return OrNull(memory.Get(
-      [this] { return ParseMemInfo(files.ReadAll(Proc(), "meminfo", Missing::MemInfo).value_or("")); }));
+   return OrNull(memory.Get([this] { return ParseMemInfo(MemInfoText()); }));
+}
+
+const std::string &LinuxHost::MemInfoText()
+{
+   return memInfoText.Get(
+      [this] { return std::string(files.ReadAll(Proc(), "meminfo", Missing::MemInfo).value_or("")); });
 }
 
 const VmStat &LinuxHost::VmStatistics()

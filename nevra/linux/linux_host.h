@@ -96,8 +96,9 @@ class LinuxHost {
    // Null when there is no such process, or it is gone. Valid until another process is asked for.
    ReportedProcess *FindProcess(uint32_t pid);
 
-   // Null when /proc/meminfo cannot be read.
+   // Null when /proc/meminfo cannot be read, which makes its text empty.
    const MemInfo *Memory();
+   const std::string &MemInfoText();
    const VmStat &VmStatistics();
    const ZoneSummary &Zones();
 
@@ -144,6 +145,7 @@ class LinuxHost {
    OnceInARow<uint32_t, std::optional<ReportedProcess>> reported; // by pid
    Once<bool> hasKernelThreadDaemon;
    Once<bool> mayRunVms;
+   Once<std::string> memInfoText;
    Once<std::optional<MemInfo>> memory;
    Once<VmStat> vmStatistics;
    Once<ZoneSummary> zones;

@@ -176,6 +176,7 @@ class LinuxSource : public Source {
    NevraStatus Set(const NevraNodeDef &node, const Nevra_ParamList &keys,
                    const Nevra_ParamList &values) override;
    std::span<const std::string> Unreadable() const override { return host.NotRead().Lines(); }
+   KernelFigures KernelDetail() override { return ParseKernelDetail(host.MemInfoText()); }
    const char *Signature() const override { return DefinitionSignature(); }
    const char *KernelBuildText() const override { return DefinitionBuildText(); }
 
@@ -218,12 +219,18 @@ std::unique_ptr<Source> MakeLinuxSource(const std::string &root)
 
 namespace {
 
-std::string ReadLineOf(const std::string &root, const char *path)
+std::string ReadFileOf(const std::string &root, const char *path)
 {
    KernelFileReader files(ReachOf(root));
    const FileDescriptor folder = KernelFileReader().Open(AT_FDCWD, root.c_str(), O_RDONLY | O_DIRECTORY);
-   std::string_view text = files.ReadRecord(folder.Get(), path).value_or("");
-   return std::string(TakeLine(text));
+   return std::string(files.ReadRecord(folder.Get(), path).value_or(""));
+}
+
+std::string ReadLineOf(const std::string &root, const char *path)
+{
+   const std::string text = ReadFileOf(root, path);
+   std::string_view rest = text;
+   return std::string(TakeLine(rest));
 }
 
 } // namespace
@@ -236,6 +243,11 @@ std::string ReadHostName(const std::string &root)
 std::string ReadKernelRelease(const std::string &root)
 {
    return ReadLineOf(root, "proc/sys/kernel/osrelease");
+}
+
+KernelFigures ReadKernelDetail(const std::string &root)
+{
+   return ParseKernelDetail(ReadFileOf(root, "proc/meminfo"));
 }
 
 } // namespace nevra

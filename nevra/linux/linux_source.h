@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "nevra/kernel_detail.h"
 #include "nevra/source.h"
 
 namespace nevra {
@@ -17,6 +18,9 @@ std::string ReadHostName(const std::string &root);
 
 // The release of its kernel; empty when there is none.
 std::string ReadKernelRelease(const std::string &root);
+
+// What it says about its memory now; none when it says nothing.
+KernelFigures ReadKernelDetail(const std::string &root);
 
 } // namespace nevra
 

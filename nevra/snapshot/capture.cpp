@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "nevra/records.h"
@@ -232,6 +233,17 @@ template <typename Field> Field Leading(const void *record)
    return field;
 }
 
+// The detail goes with the record that it explains, and is asked for beside it. The platform may stand on a
+// Linux that is not the host, which has another amount of memory.
+void TakeKernelDetail(Capture &capture, const CompMemMapStats &memory)
+{
+   KernelFigures figures = capture.source.KernelDetail();
+   const KernelFigure *total = FindKernelFigure(figures, "MemTotal");
+   if (total != nullptr && total->kb == memory.managedByMemMap) {
+      capture.tree->kernelDetail = std::move(figures);
+   }
+}
+
 // Some records name instances of other nodes.
 void LearnFromRecord(Capture &capture, NodeId node, const uint8_t *record)
 {
@@ -254,6 +266,9 @@ void LearnFromRecord(Capture &capture, NodeId node, const uint8_t *record)
       }
       break;
    }
+   case NodeId::memory_comprehensive:
+      TakeKernelDetail(capture, Leading<CompMemMapStats>(record));
+      break;
    default:
       break;
    }

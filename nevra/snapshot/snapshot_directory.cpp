@@ -15,6 +15,7 @@
 
 namespace nevra {
 
+using KernelFigureTable = snapshot::KernelFigure;
 using snapshot::Node;
 using snapshot::Snapshot;
 
@@ -106,6 +107,25 @@ bool AreNodes(Directory &directory, const Snapshot *root)
                       [&](const Node *node) { return IsNode(directory, node); });
 }
 
+bool IsKernelFigure(Directory &directory, const KernelFigureTable *figure)
+{
+   const flatbuffers::Table &table = TableOf(figure);
+   return table.VerifyTableStart(directory.verifier) &&
+          IsText(directory, table, KernelFigureTable::VT_NAME) &&
+          IsValue<uint64_t>(directory, table, KernelFigureTable::VT_KB) && directory.verifier.EndTable();
+}
+
+bool IsKernelDetail(Directory &directory, const Snapshot *root)
+{
+   const auto *detail = root->kernel_detail();
+   return TableOf(root).VerifyOffset(directory.verifier, Snapshot::VT_KERNEL_DETAIL) &&
+          directory.verifier.VerifyVector(detail) &&
+          (detail == nullptr ||
+           (detail->size() <= kMaxKernelFigures &&
+            std::all_of(detail->begin(), detail->end(),
+                        [&](const KernelFigureTable *figure) { return IsKernelFigure(directory, figure); })));
+}
+
 bool IsSnapshot(Directory &directory, const Snapshot *root)
 {
    const flatbuffers::Table &table = TableOf(root);
@@ -119,7 +139,8 @@ bool IsSnapshot(Directory &directory, const Snapshot *root)
           IsValue<Offset>(directory, table, Snapshot::VT_TEXT_BYTES) &&
           IsValue<uint64_t>(directory, table, Snapshot::VT_TEXT_CHECKSUM) &&
           table.VerifyOffset(directory.verifier, Snapshot::VT_NOTES) &&
-          directory.verifier.VerifyString(root->notes()) && AreNodes(directory, root);
+          directory.verifier.VerifyString(root->notes()) && IsKernelDetail(directory, root) &&
+          AreNodes(directory, root);
 }
 
 // ---- vectors
@@ -325,6 +346,25 @@ bool TakeHeader(const Directory &directory, const Snapshot &root)
    return true;
 }
 
+// A figure counts once, whoever adds them up.
+bool TakeKernelDetail(const Directory &directory, const Snapshot &root)
+{
+   KernelFigures &figures = directory.file->kernelDetail;
+   const size_t count = root.kernel_detail() != nullptr ? root.kernel_detail()->size() : 0;
+   for (flatbuffers::uoffset_t i = 0; i < count; i++) {
+      const KernelFigureTable &stored = *root.kernel_detail()->Get(i);
+      const std::string_view name = stored.name()->string_view();
+      if (!IsKernelFigureName(name) || stored.kb() > kMaxKernelFigureKB) {
+         return Damaged(directory, "kernel detail " + std::to_string(i) + ": invalid name or amount");
+      }
+      if (FindKernelFigure(figures, name) != nullptr) {
+         return Damaged(directory, "duplicate kernel detail " + std::string(name));
+      }
+      figures.push_back({std::string(name), stored.kb()});
+   }
+   return true;
+}
+
 // The root table, whose start and format version hold, or null.
 const Snapshot *FindRoot(Directory &directory)
 {
@@ -345,7 +385,7 @@ const Snapshot *FindRoot(Directory &directory)
 bool TakeDirectory(SnapshotFile *file, std::string *problem, NevraStatus *status)
 {
    flatbuffers::Verifier::Options limits;
-   limits.max_tables = kMaxSnapshotNodes + 1;
+   limits.max_tables = kMaxSnapshotNodes + kMaxKernelFigures + 1;
    Directory directory = {
       file, flatbuffers::Verifier(file->directory.get(), file->trailer.directorySize, limits), {}, problem};
    *status = NEVRA_METADATA_READ_ERROR;
@@ -363,7 +403,7 @@ bool TakeDirectory(SnapshotFile *file, std::string *problem, NevraStatus *status
    if (!IsSnapshot(directory, root)) {
       return Damaged(directory, "malformed directory");
    }
-   if (!TakeHeader(directory, *root)) {
+   if (!TakeHeader(directory, *root) || !TakeKernelDetail(directory, *root)) {
       return false;
    }
    if (!TakeTexts(directory, *root)) {

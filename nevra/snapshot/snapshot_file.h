@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "nevra/definitions.h"
+#include "nevra/kernel_detail.h"
 #include "nevra/nevra.h"
 #include "nevra/snapshot/key_order.h"
 #include "nevra/snapshot/snapshot_trailer.h"
@@ -80,6 +81,10 @@ struct SnapshotFile {
    const char *host = nullptr;
    int64_t captured = 0;   // seconds since 1970, UTC
    const char *notes = ""; // how it was captured, in lines
+   // What the kernel of the host said about its memory when the snapshot was taken: its MemTotal is
+   // managedByMemMap of the records. FindKernelFigure(file.kernelDetail, "PageTables") is null where the
+   // kernel did not say; all of it is empty in files of older builds and of hosts that do not run Linux.
+   KernelFigures kernelDetail;
    std::vector<SnapshotNode> nodes;
 
    std::span<const uint32_t> textOffsets;

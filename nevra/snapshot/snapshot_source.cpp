@@ -74,6 +74,7 @@ class SnapshotSource : public Source {
    {
       return NEVRA_NOT_SUPPORTED;
    }
+   KernelFigures KernelDetail() override { return file.kernelDetail; }
    const char *Signature() const override { return file.signature; }
    const char *KernelBuildText() const override { return kernelBuild; }
 

@@ -92,8 +92,12 @@ uint64_t EstimateSnapshotBytes(const SnapshotTree &tree)
 {
    constexpr uint64_t kPerVector = 16;  // length and alignment
    constexpr uint64_t kPerNode = 512;   // path, table, and a table of offsets
+   constexpr uint64_t kPerFigure = 48;  // table, its place in the vector, and the name's length and alignment
    constexpr uint64_t kOfTheRest = 512; // root and trailer
    uint64_t bytes = kOfTheRest + tree.kernelBuild.size() + tree.host.size() + tree.notes.size();
+   for (const KernelFigure &figure : tree.kernelDetail) {
+      bytes += kPerFigure + figure.name.size();
+   }
    for (const NodeTree &node : tree.nodes) {
       bytes += kPerNode + sizeof(uint32_t); // and the end of the last list
       for (const std::span<const uint8_t> vector : BytesOfVectors(node)) {

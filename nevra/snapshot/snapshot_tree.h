@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "nevra/definitions.h"
+#include "nevra/kernel_detail.h"
 #include "nevra/snapshot/snapshot_vectors.h"
 
 namespace nevra {
@@ -40,6 +41,7 @@ struct SnapshotTree {
    std::string host;
    int64_t captured = 0; // seconds since 1970, UTC
    std::string notes;    // how it was captured: lines without a newline at the end of the last
+   KernelFigures kernelDetail;
 
    NodeTree nodes[kNodeCount]; // by NodeId
    std::deque<std::string> texts;

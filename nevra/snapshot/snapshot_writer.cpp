@@ -93,6 +93,21 @@ Offset<snapshot::Node> AddNode(FlatBufferBuilder *builder, const NevraNodeDef &d
    return node.Finish();
 }
 
+// An empty one makes a file as it was before there was any.
+Offset<flatbuffers::Vector<Offset<snapshot::KernelFigure>>> AddKernelDetail(FlatBufferBuilder *builder,
+                                                                            const KernelFigures &detail)
+{
+   if (detail.empty()) {
+      return 0;
+   }
+   std::vector<Offset<snapshot::KernelFigure>> figures;
+   for (const KernelFigure &figure : detail) {
+      figures.push_back(
+         snapshot::CreateKernelFigure(*builder, builder->CreateString(figure.name), figure.kb));
+   }
+   return builder->CreateVector(figures);
+}
+
 struct MovedTexts {
    uint64_t checksum;
    uint32_t count, size;
@@ -145,9 +160,10 @@ size_t BuildBody(FlatBufferBuilder *builder, SnapshotTree *tree)
    // Of notes that are empty, a file from before there were any.
    const auto notes =
       !tree->notes.empty() ? builder->CreateString(tree->notes) : Offset<flatbuffers::String>();
-   const auto root = snapshot::CreateSnapshot(*builder, kSnapshotFormatVersion, signature, kernelBuild, host,
-                                              tree->captured, nodeVector, texts.count, texts.size,
-                                              texts.offsets, texts.bytes, texts.checksum, notes);
+   const auto kernelDetail = AddKernelDetail(builder, tree->kernelDetail);
+   const auto root = snapshot::CreateSnapshot(
+      *builder, kSnapshotFormatVersion, signature, kernelBuild, host, tree->captured, nodeVector, texts.count,
+      texts.size, texts.offsets, texts.bytes, texts.checksum, notes, kernelDetail);
    snapshot::FinishSnapshotBuffer(*builder, root);
    return builder->GetSize() - bulkSize;
 }

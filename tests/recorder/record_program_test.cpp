@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "nevra/linux/linux_source.h"
 #include "nevra/snapshot/snapshot_source.h"
 #include "nevra/snapshot/snapshot_verify.h"
 #include "tests/nevra/linux/recorded_tree.h"
@@ -119,6 +120,8 @@ TEST_F(RecordProgram, AFrameIsASnapshotOfTheHost)
    EXPECT_TRUE(nevra::VerifySnapshot(snapshot, &problem)) << problem;
    EXPECT_EQ(snapshot.captured, recording.Frames()[0].header.wallTime / kSecondNs);
    EXPECT_EQ(recording.Frames()[0].header.reasons & ~uint32_t{kReasonInterval}, kReasonStart);
+   EXPECT_EQ(snapshot.kernelDetail.size(), 14u);
+   EXPECT_EQ(snapshot.kernelDetail, nevra::ReadKernelDetail(tree.Root()));
 }
 
 TEST_F(RecordProgram, SigtermSealsTheSegmentAndEndsWellUnlikeSigkill)

@@ -109,7 +109,8 @@ TEST(Anonymize, ATreeOfAFileIsTheFilesAgain)
 TEST(Anonymize, NamesGoAndFiguresStay)
 {
    Pseudonyms pseudonyms;
-   const std::string json = Anonymized(R"({"notes": ["kernel release: 6.1.0", "not read: birch"], "nodes": {
+   const std::string json = Anonymized(
+      R"({"notes": ["kernel release: 6.1.0", "not read: birch"], "kernelDetail": {"Slab": 7}, "nodes": {
       "sched/groups/groupName": {"records": [{"keys": [1], "name": "birch"}, {"keys": [2], "name": "rowan"}]},
       "sched/groups/groupTag": {"records": [{"keys": [1], "tag": "rowan"}]},
       "sched/groups/memAllocationInKB": {"records": [{"keys": [1], "min": 5, "reserved32": "6269"}]},
@@ -120,7 +121,7 @@ TEST(Anonymize, NamesGoAndFiguresStay)
       "memory/pmem/volumes/info": {"records": [{"keys": ["rowan"]}], "failures": [{"keys": ["ash"], "status": 1}]},
       "memory/pmem/volumes/regionStore/regions": {"lists": [{"keys": ["rowan"], "instances": ["disk"]}],
          "listFailures": [{"keys": ["ash"], "status": 2}]}}})",
-                                       &pseudonyms);
+      &pseudonyms);
    const std::string birch = '"' + pseudonyms.Of("birch") + '"';
    const std::string rowan = '"' + pseudonyms.Of("rowan") + '"';
    const std::string path = '"' + pseudonyms.Of("/vms/birch.conf") + '"';
@@ -129,7 +130,8 @@ TEST(Anonymize, NamesGoAndFiguresStay)
          R"({"keys":[1],"tag":)" + rowan + "}", std::string(R"({"keys":[1],"min":5})"),
          R"({"keys":[1],"displayName":)" + birch + R"(,"configPath":)" + path + "}",
          std::string(R"({"instances":["birch-heap"]})"), std::string(R"({"keys":["birch-heap"],"name":"a"})"),
-         std::string(R"("kernel release: 6.1.0")"), std::string(R"("names: anonymized")")}) {
+         std::string(R"("kernel release: 6.1.0")"), std::string(R"("names: anonymized")"),
+         std::string(R"("Slab": 7)")}) {
       EXPECT_THAT(json, testing::HasSubstr(line));
    }
    for (const char *name : {"rowan", "\"birch\"", "vms", "ash", "disk", "not read", "reserved"}) {

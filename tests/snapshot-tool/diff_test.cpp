@@ -46,6 +46,17 @@ TEST(Diff, HeadersAreCompared)
              "kernelBuild: \"1\" -> \"2\"\nhost: \"elm\" -> \"oak\"\n");
 }
 
+TEST(Diff, KernelDetailIsCompared)
+{
+   EXPECT_EQ(Diff(R"({"kernelDetail": {"MemTotal": 9, "MemFree": 4, "Bounce": 0}})",
+                  R"({"kernelDetail": {"Zswap": 1, "MemFree": 5, "MemTotal": 9}})"),
+             "kernelDetail MemFree: 4 -> 5\n"
+             "kernelDetail Bounce: only in A\n"
+             "kernelDetail Zswap: only in B\n");
+   EXPECT_EQ(Diff(R"({"kernelDetail": {"MemTotal": 9, "MemFree": 4}})", "{}"), "kernelDetail: only in A\n");
+   EXPECT_EQ(Diff("{}", R"({"kernelDetail": {"MemTotal": 9, "MemFree": 4}})"), "kernelDetail: only in B\n");
+}
+
 TEST(Diff, FieldsAreShownWithBothValues)
 {
    const char *path = "sched/groups/memAllocationInKB";

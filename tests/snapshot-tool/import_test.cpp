@@ -168,6 +168,47 @@ TEST(Import, NotesComeBackLineByLine)
              "line 1: notes[0]: longer than 65536 bytes");
 }
 
+TEST(Import, KernelDetailComesBackInItsOrder)
+{
+   std::vector<uint8_t> snapshot;
+   ASSERT_EQ(Import(R"!({"kernelDetail": {"MemTotal": 16, "Active(anon)": 0, "Above": 9007199254740992}})!",
+                    &snapshot),
+             "");
+   EXPECT_EQ(Open(snapshot).kernelDetail,
+             (nevra::KernelFigures{{"MemTotal", 16}, {"Active(anon)", 0}, {"Above", 9007199254740992}}));
+   EXPECT_THAT(Export(snapshot), testing::HasSubstr("  \"kernelDetail\": {\n"
+                                                    "    \"MemTotal\": 16,\n"
+                                                    "    \"Active(anon)\": 0,\n"
+                                                    "    \"Above\": 9007199254740992\n"
+                                                    "  },\n"));
+   std::vector<uint8_t> again;
+   ASSERT_EQ(Import(Export(snapshot), &again), "");
+   EXPECT_EQ(again, snapshot);
+   ASSERT_EQ(Import(R"({"kernelDetail": {}})", &again), "");
+   EXPECT_THAT(Export(again), testing::Not(testing::HasSubstr("kernelDetail")));
+}
+
+TEST(Import, KernelDetailThatASnapshotCannotHoldIsNamed)
+{
+   const auto problem = [](const std::string &detail) {
+      return Problem("{\"kernelDetail\": " + detail + "}");
+   };
+   EXPECT_EQ(problem("[]"), "line 1: kernelDetail: expected an object, found an array");
+   EXPECT_EQ(problem(R"({"": 1})"), "line 1: kernelDetail: invalid name \"\"");
+   EXPECT_EQ(problem(R"({"a b": 1})"), "line 1: kernelDetail: invalid name \"a b\"");
+   EXPECT_EQ(problem(R"({"Slab": 1, "Slab": 1})"), "line 1: kernelDetail: duplicate member \"Slab\"");
+   for (const char *number : {"-1", "9007199254740993", "18446744073709551615"}) {
+      EXPECT_EQ(problem(std::string("{\"Slab\": ") + number + "}"),
+                "line 1: kernelDetail: Slab: out of range 0 to 9007199254740992");
+   }
+   EXPECT_EQ(problem(R"({"Slab": "1"})"), "line 1: kernelDetail: expected a number, found a string");
+   std::string many = "{";
+   for (int i = 0; i < 256; i++) {
+      many += "\"Line" + std::to_string(i) + "\": 1, ";
+   }
+   EXPECT_EQ(problem(many + "\"Line256\": 1}"), "line 1: kernelDetail: more than 256 members");
+}
+
 TEST(Import, NumbersAreExactOverTheWholeRange)
 {
    std::vector<uint8_t> snapshot;

@@ -10,6 +10,7 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include "nevra/linux/linux_source.h"
 #include "nevra/records.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "tests/scripted/scenario.h"
@@ -92,6 +93,22 @@ TEST_F(PlatformCapture, NotesSayWhoCapturedWhat)
       EXPECT_THAT(info.OutLines(), testing::Contains(line)) << info.out;
    }
    EXPECT_THAT(info.out, testing::Not(testing::HasSubstr("not read")));
+}
+
+// The platform may stand on a Linux kernel that knows nothing of its memory.
+TEST_F(PlatformCapture, HasTheDetailOfThisKernelOnlyWhereThePlatformsMemoryIsIts)
+{
+   const nevra::KernelFigures ofThisHost = nevra::ReadKernelDetail("/");
+   const nevra::KernelFigure *total = FindKernelFigure(ofThisHost, "MemTotal");
+   ASSERT_NE(total, nullptr);
+   for (const bool isThisHost : {true, false}) {
+      CompMemMapStats memory = {};
+      memory.managedByMemMap = total->kb + (isThisHost ? 0 : 4);
+      ASSERT_EQ(Capture(Host().Record(NodeId::memory_comprehensive, {}, memory)).exitStatus, 0);
+      EXPECT_EQ(Captured().find("\"kernelDetail\": {\n    \"MemTotal\": ") != std::string::npos, isThisHost);
+   }
+   ASSERT_EQ(Capture(Host()).exitStatus, 0);
+   EXPECT_THAT(Captured(), testing::Not(testing::HasSubstr("kernelDetail")));
 }
 
 // What a report shows of the capture is what it shows on the host.

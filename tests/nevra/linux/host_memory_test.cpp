@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "nevra/linux/host_memory.h"
 #include "nevra/linux/kernel_text.h"
 #include "tests/nevra/linux/live_source.h"
 #include "tests/nevra/linux/recorded_tree.h"
@@ -37,6 +38,71 @@ TEST(LinuxHostMemory, EveryFigureAndTheirSum)
    EXPECT_EQ(+stats.orskaClientConsumed, 6000000u - heap - 1000 * pageKB - 1140960);
    EXPECT_EQ(+stats.total, stats.discarded + stats.kernelCode + stats.dataAndHeap + stats.buddyOvhd +
                               stats.rsvdLow + stats.orskaClientConsumed + stats.otherConsumed + stats.free);
+}
+
+using nevra::KernelFigures;
+
+TEST(LinuxKernelDetail, IsEveryAmountInTheOrderOfTheFile)
+{
+   EXPECT_EQ(nevra::ParseKernelDetail("MemTotal:        8000000 kB\n"
+                                      "Active(anon):          0 kB\n"
+                                      "Committed_AS:          7 kB\n"
+                                      "HugePages_Total:       5\n"
+                                      "DirectMap1G:     1048576 kB"),
+             (KernelFigures{
+                {"MemTotal", 8000000}, {"Active(anon)", 0}, {"Committed_AS", 7}, {"DirectMap1G", 1048576}}));
+   EXPECT_EQ(nevra::ParseKernelDetail(""), KernelFigures{});
+}
+
+TEST(LinuxKernelDetail, LinesThatCannotBeKeptAreLeftOut)
+{
+   const std::string longest(nevra::kMaxKernelFigureName, 'n');
+   const std::string lines[] = {"Mem\x1bTotal: 1 kB\n",
+                                "M\xc3\xa4m: 1 kB\n",
+                                ": 1 kB\n",
+                                "Slab 5 MB\n",
+                                "Slab: -5 kB\n",
+                                "Slab: kB\n",
+                                "Slab: 5 kBytes\n",
+                                "Slab:\n",
+                                "\n",
+                                "Two Words: 5 kB\n",
+                                longest + "n: 1 kB\n",
+                                "Large: 9007199254740993 kB\n",
+                                "Huge: 99999999999999999999 kB\n"};
+   for (const std::string &line : lines) {
+      EXPECT_EQ(nevra::ParseKernelDetail(line + "Shmem: 1 kB\n" + line), (KernelFigures{{"Shmem", 1}}))
+         << line;
+   }
+   EXPECT_EQ(nevra::ParseKernelDetail("Slab: 1 kB\nSlab: 2 kB\n"), (KernelFigures{{"Slab", 1}}));
+   EXPECT_EQ(nevra::ParseKernelDetail(longest + ": 9007199254740992 kB\n"),
+             (KernelFigures{{longest, 9007199254740992}}));
+}
+
+TEST(LinuxKernelDetail, HasALargestNumberOfLines)
+{
+   std::string text;
+   for (size_t i = 0; i < 2 * nevra::kMaxKernelFigures; i++) {
+      text += "Line" + std::to_string(i) + ": 1 kB\n";
+   }
+   const KernelFigures figures = nevra::ParseKernelDetail(text);
+   ASSERT_EQ(figures.size(), nevra::kMaxKernelFigures);
+   EXPECT_EQ(figures.back().name, "Line255");
+}
+
+TEST(LinuxKernelDetail, OfASourceIsWhatItsRecordsWereReadFrom)
+{
+   RecordedTree tree;
+   tree.HostMemory();
+   const KernelFigures before = nevra::ReadKernelDetail(tree.Root());
+   ASSERT_EQ(before.size(), 14u);
+   EXPECT_EQ(before[0], (nevra::KernelFigure{"MemTotal", 8000000}));
+   EXPECT_EQ(before[13], (nevra::KernelFigure{"Hugetlb", 40960}));
+   LiveSource source(tree.Root());
+   EXPECT_EQ(source.Read<CompMemMapStats>(NodeId::memory_comprehensive).managedByMemMap, 8000000u);
+   tree.File("proc/meminfo", "MemTotal: 9000000 kB\n");
+   EXPECT_EQ((*source).KernelDetail(), before);
+   EXPECT_EQ(nevra::ReadKernelDetail(tree.Root()), (KernelFigures{{"MemTotal", 9000000}}));
 }
 
 TEST(LinuxHostMemory, TotalIsWhatIsManagedWhereAddressesAreHidden)

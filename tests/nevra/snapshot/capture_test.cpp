@@ -6,6 +6,7 @@
 
 #include "nevra/records.h"
 #include "nevra/snapshot/capture.h"
+#include "nevra/snapshot/snapshot_file.h"
 #include "nevra/snapshot/snapshot_source.h"
 #include "nevra/snapshot/snapshot_writer.h"
 #include "tests/nevra/snapshot/fake_source.h"
@@ -71,6 +72,30 @@ TEST(Capture, AsksForLeadersOfVmsAndUserWorldsOnly)
    EXPECT_THAT(source.questions, Contains("sched/memClients/kelmar/vmm [100]"));
    EXPECT_THAT(source.questions, Contains("sched/memClients/kelmar/uw [200]"));
    EXPECT_THAT(source.questions, Not(Contains("sched/memClients/kelmar/uw [300]")));
+}
+
+nevra::KernelFigures CapturedDetail(FakeSource &source)
+{
+   nevra::SnapshotFile file;
+   std::string problem;
+   EXPECT_EQ(OpenSnapshotBytes(Capture(source), &file, &problem), NEVRA_OK) << problem;
+   return file.kernelDetail;
+}
+
+TEST(Capture, TakesTheDetailOfTheKernelWhoseMemoryItIs)
+{
+   FakeSource source = SmallHost();
+   source.kernelDetail = {{"MemTotal", 8000000}, {"Slab", 400000}};
+   EXPECT_EQ(CapturedDetail(source), nevra::KernelFigures{}) << "no record says whose it is";
+   CompMemMapStats memory = {};
+   memory.managedByMemMap = 8000000;
+   source.PutRecord(NodeId::memory_comprehensive, {}, memory);
+   EXPECT_EQ(CapturedDetail(source), source.kernelDetail);
+   memory.managedByMemMap++;
+   source.PutRecord(NodeId::memory_comprehensive, {}, memory);
+   EXPECT_EQ(CapturedDetail(source), nevra::KernelFigures{}) << "the detail is of another host";
+   source.kernelDetail = {{"MemFree", 8000001}};
+   EXPECT_EQ(CapturedDetail(source), nevra::KernelFigures{}) << "nothing says whose it is";
 }
 
 TEST(Capture, AsksForVmmLeadersByTheIdsThatTheirRecordsGive)

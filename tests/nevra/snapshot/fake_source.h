@@ -57,11 +57,14 @@ class FakeSource : public nevra::Source {
    {
       return NEVRA_NOT_SUPPORTED;
    }
+   nevra::KernelFigures KernelDetail() override { return kernelDetail; }
    const char *Signature() const override { return nevra::DefinitionSignature(); }
    const char *KernelBuildText() const override { return "fake 1"; }
 
    // Every question so far, as "node [keys]" for a record and "node* [keys]" for a listing.
    std::vector<std::string> questions;
+
+   nevra::KernelFigures kernelDetail;
 
    static std::string NameOf(nevra::NodeId node, const std::vector<Key> &keys)
    {

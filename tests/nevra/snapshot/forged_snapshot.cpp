@@ -79,10 +79,16 @@ std::vector<uint8_t> Forge(const std::function<void(SnapshotT *)> &change)
    const auto signature = builder.CreateString(root->definition_signature);
    const auto build = builder.CreateString(root->kernel_build);
    const auto host = builder.CreateString(root->host);
-   FinishSnapshotBuffer(builder, nevra::snapshot::CreateSnapshot(builder, root->format_version, signature,
-                                                                 build, host, root->captured, nodeVector,
-                                                                 root->text_count, root->text_size, offsets,
-                                                                 bytes, root->text_checksum));
+   const auto notes = root->notes.empty() ? Offset<flatbuffers::String>() : builder.CreateString(root->notes);
+   std::vector<Offset<nevra::snapshot::KernelFigure>> figures;
+   for (const auto &figure : root->kernel_detail) {
+      figures.push_back(CreateKernelFigure(builder, figure.get()));
+   }
+   const auto kernelDetail = builder.CreateVector(figures);
+   FinishSnapshotBuffer(
+      builder, nevra::snapshot::CreateSnapshot(builder, root->format_version, signature, build, host,
+                                               root->captured, nodeVector, root->text_count, root->text_size,
+                                               offsets, bytes, root->text_checksum, notes, kernelDetail));
    std::vector<uint8_t> file(builder.GetBufferPointer(), builder.GetBufferPointer() + builder.GetSize());
    const auto trailer = nevra::EncodeTrailer(file, file.size() - vectorSize);
    file.insert(file.end(), trailer.begin(), trailer.end());

@@ -67,6 +67,7 @@ class NotingSource : public nevra::Source {
    {
       return inner.Set(node, keys, values);
    }
+   nevra::KernelFigures KernelDetail() override { return inner.KernelDetail(); }
    const char *Signature() const override { return inner.Signature(); }
    const char *KernelBuildText() const override { return inner.KernelBuildText(); }
 
@@ -154,6 +155,24 @@ TEST(RecordedCapture, SameTreeGivesTheSameBytes)
    const auto first = nevra::MakeLinuxSource(tree.Root());
    const auto second = nevra::MakeLinuxSource(tree.Root());
    EXPECT_EQ(BytesOfImage(Capture(*first)), BytesOfImage(Capture(*second)));
+}
+
+TEST(RecordedCapture, KernelDetailIsOfTheTree)
+{
+   RecordedTree tree;
+   tree.HostMemory();
+   const auto capture = [&] {
+      nevra::SnapshotTree captured;
+      std::string problem;
+      const auto source = nevra::MakeLinuxSource(tree.Root());
+      EXPECT_TRUE(CaptureTree(
+         *source, &captured, [](uint64_t) {}, &problem, nevra::kMaxSnapshotBytes));
+      return captured.kernelDetail;
+   };
+   EXPECT_EQ(capture(), nevra::ReadKernelDetail(tree.Root()));
+   tree.Remove("proc/meminfo");
+   EXPECT_EQ(capture(), nevra::KernelFigures{});
+   EXPECT_EQ(nevra::ReadKernelDetail(tree.Root()), nevra::KernelFigures{});
 }
 
 } // namespace

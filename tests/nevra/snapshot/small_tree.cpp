@@ -26,6 +26,7 @@ void AddHost(nevra::SnapshotTree *tree)
    memory.total = 16777216;
    memory.free = 4194304;
    AddRecord(tree, Definition(NodeId::memory_comprehensive), {}, &memory);
+   tree->kernelDetail = {{"MemTotal", 16000000}, {"Active(anon)", 123456}, {"Bounce", 0}};
    AddFailure(tree, Definition(NodeId::memory_pshare_stats), {}, NEVRA_NOT_SUPPORTED);
    for (const char *state : {"soft", "high"}) {
       const uint64_t key = InternText(tree, state);

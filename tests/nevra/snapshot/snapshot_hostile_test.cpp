@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "nevra/kernel_detail.h"
 #include "nevra/records.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "nevra/snapshot/snapshot_format.h"
@@ -177,6 +178,39 @@ TEST(SnapshotHostile, InvalidHeaderIsFoundAtOpening)
              "damaged: host name or kernel build too long");
    EXPECT_EQ(OpeningProblem(Forge([&](SnapshotT *root) { root->kernel_build = longText; })),
              "damaged: host name or kernel build too long");
+   EXPECT_EQ(OpeningProblem(Forge([](SnapshotT *root) { root->notes = std::string(65537, 'a'); })),
+             "damaged: notes too long");
+}
+
+TEST(SnapshotHostile, InvalidKernelDetailIsFoundAtOpening)
+{
+   for (const std::string &name : {std::string(), std::string("a b"), std::string("a:"),
+                                   std::string("a\x1b[2J"), std::string("\xc2\x9b"), std::string("a\0b", 3),
+                                   std::string(nevra::kMaxKernelFigureName + 1, 'a')}) {
+      EXPECT_EQ(OpeningProblem(Forge([&](SnapshotT *root) { root->kernel_detail[1]->name = name; })),
+                "damaged: kernel detail 1: invalid name or amount")
+         << name;
+   }
+   EXPECT_EQ(OpeningProblem(
+                Forge([](SnapshotT *root) { root->kernel_detail[2]->kb = nevra::kMaxKernelFigureKB + 1; })),
+             "damaged: kernel detail 2: invalid name or amount");
+   EXPECT_EQ(OpeningProblem(Forge([](SnapshotT *root) { root->kernel_detail[2]->name = "MemTotal"; })),
+             "damaged: duplicate kernel detail MemTotal");
+}
+
+TEST(SnapshotHostile, MoreKernelDetailThanThereCanBeIsFoundAtOpening)
+{
+   const auto forge = [](size_t count) {
+      return Forge([&](SnapshotT *root) {
+         while (root->kernel_detail.size() < count) {
+            auto figure = std::make_unique<nevra::snapshot::KernelFigureT>();
+            figure->name = "Line" + std::to_string(root->kernel_detail.size());
+            root->kernel_detail.push_back(std::move(figure));
+         }
+      });
+   };
+   EXPECT_EQ(Problem(forge(nevra::kMaxKernelFigures)), "sound");
+   EXPECT_EQ(OpeningProblem(forge(nevra::kMaxKernelFigures + 1)), "damaged: malformed directory");
 }
 
 TEST(SnapshotHostile, OtherFormatVersionIsAVersionMismatch)

@@ -9,6 +9,7 @@
 #include "nevra/snapshot/snapshot_source.h"
 #include "nevra/snapshot/snapshot_verify.h"
 #include "nevra/snapshot/snapshot_writer.h"
+#include "snapshot_generated.h"
 #include "tests/nevra/snapshot/small_tree.h"
 
 using nevra::Definition;
@@ -70,6 +71,52 @@ TEST(SnapshotRoundTrip, HeaderComesBack)
    EXPECT_STREQ(file.host, "elm");
    EXPECT_EQ(file.captured, 1700000000);
    EXPECT_TRUE(VerifySnapshot(file, &problem)) << problem;
+}
+
+TEST(SnapshotRoundTrip, KernelDetailComesBack)
+{
+   const nevra::KernelFigures detail = {{"MemTotal", 16000000}, {"Active(anon)", 123456}, {"Bounce", 0}};
+   nevra::SnapshotFile file;
+   std::string problem;
+   ASSERT_EQ(OpenSnapshotBytes(SmallSnapshot(), &file, &problem), NEVRA_OK) << problem;
+   EXPECT_EQ(file.kernelDetail, detail);
+   EXPECT_EQ(OpenBytes(SmallSnapshot())->KernelDetail(), detail);
+   EXPECT_EQ(*FindKernelFigure(file.kernelDetail, "Bounce"), detail[2]);
+   EXPECT_EQ(FindKernelFigure(file.kernelDetail, "Active"), nullptr);
+}
+
+TEST(SnapshotRoundTrip, KernelDetailOfTheLargestSizeComesBack)
+{
+   nevra::SnapshotTree tree = SmallTree();
+   tree.kernelDetail.clear();
+   for (size_t i = 0; i < nevra::kMaxKernelFigures; i++) {
+      std::string name = std::to_string(i) + std::string(nevra::kMaxKernelFigureName, '~');
+      name.resize(nevra::kMaxKernelFigureName);
+      tree.kernelDetail.push_back({name, nevra::kMaxKernelFigureKB});
+   }
+   const nevra::KernelFigures detail = tree.kernelDetail;
+   const uint64_t estimate = EstimateSnapshotBytes(tree);
+   nevra::SnapshotImage image;
+   std::string problem;
+   ASSERT_TRUE(MakeSnapshotImage(&tree, &image, &problem)) << problem;
+   EXPECT_LE(BytesOfImage(image).size(), estimate);
+   nevra::SnapshotFile file;
+   ASSERT_EQ(OpenSnapshotBytes(BytesOfImage(image), &file, &problem), NEVRA_OK) << problem;
+   EXPECT_EQ(file.kernelDetail, detail);
+}
+
+// As older builds wrote it.
+TEST(SnapshotRoundTrip, WithoutKernelDetailTheFileHasNoFieldForIt)
+{
+   nevra::SnapshotTree tree = SmallTree();
+   tree.kernelDetail.clear();
+   nevra::SnapshotImage image;
+   std::string problem;
+   ASSERT_TRUE(MakeSnapshotImage(&tree, &image, &problem)) << problem;
+   const std::vector<uint8_t> bytes = BytesOfImage(image);
+   EXPECT_EQ(nevra::snapshot::GetSnapshot(bytes.data())->kernel_detail(), nullptr);
+   EXPECT_EQ(OpenBytes(bytes)->KernelDetail(), nevra::KernelFigures{});
+   EXPECT_EQ(AskEverything(*OpenBytes(bytes)), AskEverything(*OpenBytes(SmallSnapshot())));
 }
 
 TEST(SnapshotRoundTrip, EmptyTreeMakesASnapshotThatFindsNothing)
