@@ -174,7 +174,8 @@ bool PutRecording(const ExportRequest &request, const std::vector<ChosenReport> 
 
 bool PutRows(const ExportRequest &request, const std::vector<ChosenReport> &reports, FILE *stream)
 {
-   const std::unique_ptr<RowWriter> writer = MakeRowWriter(request.format, stream);
+   const std::unique_ptr<RowWriter> writer =
+      MakeRowWriter(request.rowsOnly ? RowFormat::JsonRows : request.format, stream);
    const bool done = !request.folder.empty()      ? PutRecording(request, reports, writer.get())
                      : !request.snapshots.empty() ? PutSnapshots(request, reports, writer.get())
                                                   : PutLive(reports, writer.get());

@@ -16,6 +16,7 @@ struct ReportRequest {
 
 struct ExportRequest {
    RowFormat format = RowFormat::Json;
+   bool rowsOnly = false; // of JSON lines
    std::vector<ReportRequest> reports;
    std::vector<std::string> snapshots; // with no folder either: this host, now
    std::string folder;                 // of a recording; empty: none

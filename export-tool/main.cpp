@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "export-tool/export_command.h"
+#include "export-tool/schema_command.h"
 #include "nevra/nevra.h"
 #include "recorder/message.h"
 #include "recorder/reading_command_line.h"
@@ -26,7 +27,8 @@ int RefuseCommandLine(const std::string &problem)
    return kExitTrouble;
 }
 
-void AddFormat(CLI::App *app, const char *name, const char *help, RowFormat format, ExportRequest *request)
+CLI::App *AddFormat(CLI::App *app, const char *name, const char *help, RowFormat format,
+                    ExportRequest *request)
 {
    CLI::App *subcommand = app->add_subcommand(name, help);
    // Taken off the command line before; here for the help.
@@ -44,6 +46,15 @@ void AddFormat(CLI::App *app, const char *name, const char *help, RowFormat form
       "Replace a file that is there already");
    subcommand->footer(kReportFooter);
    subcommand->callback([request, format] { request->format = format; });
+   return subcommand;
+}
+
+CLI::App *AddSchema(CLI::App *app, SchemaRequest *request)
+{
+   CLI::App *subcommand = app->add_subcommand("schema", "The tables that take the rows in an SQL engine");
+   subcommand->add_option("--engine", request->engine, "Engine: clickhouse")->required();
+   subcommand->add_option("--cluster", request->cluster, "Cluster to spread the tables over, by host");
+   return subcommand;
 }
 
 int Run(int argc, char **argv)
@@ -54,8 +65,11 @@ int Run(int argc, char **argv)
    app.footer(kFooter);
    ExportRequest request;
    AddFormat(&app, "json", "One JSON array, an object for each report and moment", RowFormat::Json, &request);
-   AddFormat(&app, "jsonl", "A JSON object for each row", RowFormat::JsonLines, &request);
+   AddFormat(&app, "jsonl", "A JSON object for each row", RowFormat::JsonLines, &request)
+      ->add_flag("--rows-only", request.rowsOnly, "Leave out headers and notes");
    AddFormat(&app, "csv", "CSV of one report, with quotes where needed", RowFormat::Csv, &request);
+   SchemaRequest schema;
+   const CLI::App *schemaCommand = AddSchema(&app, &schema);
    if (argc > 1 && argv[1][0] != '-' && !recorder::HasSubcommand(app, argv[1])) {
       return RefuseCommandLine(std::string("unknown subcommand ") + argv[1]);
    }
@@ -72,6 +86,9 @@ int Run(int argc, char **argv)
          return recorder::FinishOutput() ? kExitDone : kExitFailed;
       }
       return RefuseCommandLine(error.what());
+   }
+   if (schemaCommand->parsed()) {
+      return request.reports.empty() ? SchemaCommand(schema) : RefuseCommandLine("schema takes no report");
    }
    return ExportCommand(request);
 }

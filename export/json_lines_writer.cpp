@@ -20,6 +20,9 @@ void JsonLinesWriter::Begin(const TableHead &head)
 {
    report = head.report;
    columns = head.columns;
+   if (rowsOnly) {
+      return;
+   }
    JsonWriter out(buffer);
    StartLine(out, "header");
    out.Key("columns");
@@ -43,6 +46,9 @@ void JsonLinesWriter::Row(RowKind kind, const CellValue *cells, const double *ra
 
 void JsonLinesWriter::Note(const char *text)
 {
+   if (rowsOnly) {
+      return;
+   }
    JsonWriter out(buffer);
    StartLine(out, "note");
    WriteJsonMoment(out, moment);

@@ -9,9 +9,10 @@
 
 // {"row": "header", "report", "columns": [...]} when the columns are others than those of the table before;
 // {"row": "data", "report", "host", "time", COLUMN: VALUE, ...} for each row, and {"row": "note", "text"}.
+// With `rowsOnly` neither headers nor notes.
 class JsonLinesWriter : public RowWriter {
  public:
-   using RowWriter::RowWriter;
+   explicit JsonLinesWriter(FILE *stream, bool onlyRows = false) : RowWriter(stream), rowsOnly(onlyRows) {}
 
    void Begin(const TableHead &head) override;
    void Row(RowKind kind, const CellValue *cells, const double *rates) override;
@@ -25,6 +26,7 @@ class JsonLinesWriter : public RowWriter {
    void EndLine(JsonWriter &out);
 
    JsonBuffer buffer;
+   bool rowsOnly;
    std::string report;
    const ReportColumn *columns = nullptr;
    std::string header; // the last that was written

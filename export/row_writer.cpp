@@ -35,6 +35,8 @@ std::unique_ptr<RowWriter> MakeRowWriter(RowFormat format, FILE *stream)
       return std::make_unique<JsonDocumentWriter>(stream);
    case RowFormat::JsonLines:
       return std::make_unique<JsonLinesWriter>(stream);
+   case RowFormat::JsonRows:
+      return std::make_unique<JsonLinesWriter>(stream, true);
    case RowFormat::Csv:
       break;
    }

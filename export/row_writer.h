@@ -55,6 +55,7 @@ class RowWriter {
 enum class RowFormat : uint8_t {
    Json,      // one array with an object per table: what is known of it, its columns, its rows
    JsonLines, // an object per line: a header when the columns change, and a flat one for each row
+   JsonRows,  // the same with nothing but the rows
    Csv,       // quoted as in RFC 4180, lines ended by a newline; a header line when the columns change
 };
 

@@ -145,6 +145,26 @@ TEST(ExportTool, WritesAFileWholeOrNotAtAll)
    EXPECT_EQ(CountOf(Contents(path), ",vm-stats,"), 3u);
 }
 
+TEST(ExportTool, MakesATableForEachReportThatIsExported)
+{
+   const Ended ended = Export("schema --engine clickhouse");
+   EXPECT_EQ(ended.exitStatus, 0);
+   EXPECT_EQ(ended.output.find("CREATE DATABASE IF NOT EXISTS hostmem;\n\nCREATE TABLE "), 0u)
+      << ended.output;
+   EXPECT_EQ(CountOf(ended.output, "\nENGINE = MergeTree\n"), 18u);
+   EXPECT_EQ(CountOf(ended.output, "dcpmm"), 0u) << "which is not exported";
+   const Ended spread = Export("schema --engine clickhouse --cluster fleet");
+   EXPECT_EQ(CountOf(spread.output, "\nENGINE = Distributed('fleet', hostmem, "), 18u);
+}
+
+TEST(ExportTool, LeavesOutWhatIsNoRow)
+{
+   const Ended ended = Export(std::string("jsonl --rows-only -c ") + kSmallHost + " -r vm-stats -s name -v");
+   EXPECT_EQ(CountOf(ended.output, "\n"), 3u) << ended.output;
+   EXPECT_EQ(CountOf(ended.output, "{\"row\":\"data\","), 2u) << ended.output;
+   EXPECT_EQ(CountOf(ended.output, "{\"row\":\"total\","), 1u) << ended.output;
+}
+
 TEST(ExportTool, PrintsItsVersion)
 {
    const Ended ended = Export("--version");
@@ -162,6 +182,11 @@ TEST(ExportTool, RefusesWhatCannotBeMeant)
          {"json" + source + " -r dcpmm-stats", "dcpmm-stats: is not exported"},
          {"json" + source + " -r vm-stats -s nome", "-r: vm-stats has no column nome"},
          {"json --from now -r vm-stats", "--from requires --dir"},
+         {"csv --rows-only" + source + " -r vm-stats", "--rows-only"},
+         {"schema", "--engine is required"},
+         {"schema --engine no-sql", "no-sql: no such engine: clickhouse is"},
+         {"schema --engine clickhouse --cluster \"a'b\"", "--cluster: a name has letters"},
+         {"schema --engine clickhouse -r vm-stats", "schema takes no report"},
          {"xml" + source + " -r vm-stats", "hostmem-export: unknown subcommand xml\n"},
          {"json --dir /tmp" + source + " -r vm-stats", "excludes"}}) {
       const Ended ended = Export(arguments);
