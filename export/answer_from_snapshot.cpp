@@ -9,32 +9,37 @@
 
 namespace {
 
-bool AnswerFrom(nevra::SnapshotFile file, const std::string &name, Moment *moment, std::string *problem)
+bool AnswerFrom(nevra::SnapshotFile file, const std::string &name, Moment *moment, std::string *problem,
+                std::string *notes)
 {
    if (std::strcmp(file.signature, nevra::DefinitionSignature()) != 0) {
       *problem = "taken with other node definitions than this program's";
       return false;
    }
    *moment = {file.host, file.captured};
+   if (notes != nullptr) {
+      *notes = file.notes;
+   }
    nevra::AnswerFrom(nevra::MakeSnapshotSource(std::move(file), name.c_str()));
    return true;
 }
 
 } // namespace
 
-bool AnswerFromSnapshot(std::span<const uint8_t> bytes, Moment *moment, std::string *problem)
+bool AnswerFromSnapshot(std::span<const uint8_t> bytes, Moment *moment, std::string *problem,
+                        std::string *notes)
 {
    nevra::SnapshotFile file;
    if (nevra::OpenSnapshotBytes(bytes, &file, problem) != NEVRA_OK) {
       return false;
    }
    const std::string name = "snapshot of " + FormatCaptureTime(file.captured);
-   return AnswerFrom(std::move(file), name, moment, problem);
+   return AnswerFrom(std::move(file), name, moment, problem, notes);
 }
 
-bool AnswerFromSnapshotFile(const std::string &path, Moment *moment, std::string *problem)
+bool AnswerFromSnapshotFile(const std::string &path, Moment *moment, std::string *problem, std::string *notes)
 {
    nevra::SnapshotFile file;
    return nevra::OpenSnapshotFile(path.c_str(), &file, problem) == NEVRA_OK &&
-          AnswerFrom(std::move(file), path, moment, problem);
+          AnswerFrom(std::move(file), path, moment, problem, notes);
 }

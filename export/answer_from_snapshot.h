@@ -9,9 +9,12 @@
 #include "export/row_writer.h"
 
 // From here on the reports are answered by a snapshot: one in memory, which is copied, or a file. `*moment`
-// says what it is of. False, with the source before still there, for what is no snapshot, is damaged or was
-// taken with other node definitions; `*problem` says which.
-bool AnswerFromSnapshot(std::span<const uint8_t> bytes, Moment *moment, std::string *problem);
-bool AnswerFromSnapshotFile(const std::string &path, Moment *moment, std::string *problem);
+// says what it is of, and `*notes`, unless null, how it was captured, in lines. False, with the source before
+// still there, for what is no snapshot, is damaged or was taken with other node definitions; `*problem` says
+// which.
+bool AnswerFromSnapshot(std::span<const uint8_t> bytes, Moment *moment, std::string *problem,
+                        std::string *notes = nullptr);
+bool AnswerFromSnapshotFile(const std::string &path, Moment *moment, std::string *problem,
+                            std::string *notes = nullptr);
 
 #endif

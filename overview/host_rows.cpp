@@ -1,0 +1,242 @@
+#include "overview/host_rows.h"
+
+#include <algorithm>
+#include <span>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+namespace overview {
+
+namespace {
+
+constexpr char kCompStats[] = "comp-stats";
+constexpr char kGroupStats[] = "group-stats";
+constexpr char kVmStats[] = "vm-stats";
+constexpr char kSwapStats[] = "swap-stats";
+constexpr char kHeapStats[] = "heap-stats";
+constexpr char kPoolStats[] = "lpool-stats";
+constexpr char kSharingStats[] = "pshare-stats";
+constexpr char kHintStats[] = "pshareHint-stats";
+constexpr char kBuddyStats[] = "buddy-stats";
+
+// One row of a collected table, by the names of the columns.
+class Fields {
+ public:
+   Fields(const CollectedTable &of, const CollectedRow &values) : table(of), row(values) {}
+
+   // 0 for a figure that is not available.
+   uint64_t Number(std::string_view column) const
+   {
+      const Cell *cell = At(column);
+      return cell != nullptr && cell->kind != CellKind::Missing ? cell->integer : 0;
+   }
+   // -1 for a figure that is not available.
+   int64_t Signed(std::string_view column) const
+   {
+      const Cell *cell = At(column);
+      return cell != nullptr ? static_cast<int64_t>(cell->integer) : -1;
+   }
+   bool IsYes(std::string_view column) const { return Number(column) == 'y'; }
+   const std::string &Text(std::string_view column) const
+   {
+      static const std::string kNone;
+      const Cell *cell = At(column);
+      return cell != nullptr ? cell->text : kNone;
+   }
+
+ private:
+   const Cell *At(std::string_view column) const
+   {
+      const size_t position = table.Find(column);
+      return position != CollectedTable::npos ? &row.cells[position] : nullptr;
+   }
+
+   const CollectedTable &table;
+   const CollectedRow &row;
+};
+
+// Calls visit(Fields) for each row of a kind.
+template <typename Visit> void ForEachRow(const CollectedTable &table, RowKind kind, Visit visit)
+{
+   for (const CollectedRow &row : table.rows) {
+      if (row.kind == kind) {
+         visit(Fields(table, row));
+      }
+   }
+}
+
+void TakeHost(const CollectedTable &table, HostRows *rows)
+{
+   ForEachRow(table, RowKind::Data, [rows](const Fields &of) {
+      rows->host = {.total = of.Number("total"),
+                    .discarded = of.Number("discarded"),
+                    .managedByMemMap = of.Number("managedByMemMap"),
+                    .kernelCode = of.Number("kernelCode"),
+                    .dataAndHeap = of.Number("dataAndHeap"),
+                    .buddyOvhd = of.Number("buddyOvhd"),
+                    .rsvdLow = of.Number("rsvdLow"),
+                    .managedByMemSched = of.Number("managedByMemSched"),
+                    .minFree = of.Number("minFree"),
+                    .kernelClients = of.Number("orskaClientConsumed"),
+                    .otherClients = of.Number("otherConsumed"),
+                    .free = of.Number("free"),
+                    .memState = of.Text("memState")};
+   });
+}
+
+void TakeGroups(const CollectedTable &table, HostRows *rows)
+{
+   ForEachRow(table, RowKind::Data, [rows](const Fields &of) {
+      rows->groups.push_back({.gid = of.Number("gid"),
+                              .parent = of.Signed("parGid"),
+                              .name = of.Text("name"),
+                              .min = of.Signed("min"),
+                              .max = of.Signed("max"),
+                              .conResv = of.Number("conResv"),
+                              .memSize = of.Number("memSize"),
+                              .eMin = of.Number("eMin"),
+                              .consumed = of.Number("consumed"),
+                              .consumedPeak = of.Number("consumedPeak"),
+                              .sharedSaved = of.Number("sharedSaved"),
+                              .flags = static_cast<uint32_t>(of.Number("flags")),
+                              .tag = of.Text("tag")});
+   });
+}
+
+void TakeVms(const CollectedTable &table, HostRows *rows)
+{
+   ForEachRow(table, RowKind::Data, [rows](const Fields &of) {
+      rows->vms.push_back({.gid = of.Number("schedGrp"),
+                           .name = of.Text("name"),
+                           .displayName = of.Text("dname"),
+                           .memSize = of.Number("memSize"),
+                           .consumed = of.Number("consumed"),
+                           .ballooned = of.Number("ballooned"),
+                           .swapped = of.Number("swapped"),
+                           .swapTarget = of.Number("swapTgt")});
+   });
+}
+
+void TakeSwapping(const CollectedTable &table, HostRows *rows)
+{
+   std::unordered_map<uint64_t, VmRow *> vms;
+   for (VmRow &vm : rows->vms) {
+      vms.emplace(vm.gid, &vm);
+   }
+   ForEachRow(table, RowKind::Data, [&vms](const Fields &of) {
+      const auto vm = vms.find(of.Number("schedGrp"));
+      if (vm != vms.end()) {
+         vm->second->isSwapping = of.IsYes("isSwapping");
+      }
+   });
+}
+
+void TakeHeaps(const CollectedTable &table, HostRows *rows)
+{
+   ForEachRow(table, RowKind::Data, [rows](const Fields &of) {
+      rows->heaps.push_back({.name = of.Text("name"),
+                             .size = of.Number("size"),
+                             .used = of.Number("used"),
+                             .shrinks = of.Number("numShrinkOps")});
+   });
+}
+
+void TakePools(const CollectedTable &table, HostRows *rows)
+{
+   ForEachRow(table, RowKind::Data, [rows](const Fields &of) {
+      rows->pools.push_back({.name = of.Text("name"),
+                             .node = static_cast<uint32_t>(of.Number("nodeID")),
+                             .size = of.Number("nrLPages") * kKBPerLargePage,
+                             .free = of.Number("nrFreeSPages") * kKBPerPage});
+   });
+}
+
+void TakeSharing(const CollectedTable &table, HostRows *rows)
+{
+   ForEachRow(table, RowKind::Data, [rows](const Fields &of) {
+      rows->sharing = {
+         .cow = of.Number("cow"), .used = of.Number("used"), .reclaimed = of.Number("reclaimed")};
+   });
+}
+
+void TakeHints(const CollectedTable &table, HostRows *rows)
+{
+   ForEachRow(table, RowKind::Data, [rows](const Fields &of) {
+      if (rows->sharing.has_value()) {
+         rows->sharing->hints += of.Number("active");
+      }
+   });
+}
+
+// The KB of the buffers that the columns "4KB...", "8KB..." to "1GB..." count, those that end as the suffix.
+uint64_t BuffersOf(const CollectedTable &table, const CollectedRow &row, std::string_view suffix)
+{
+   uint64_t kb = 0;
+   uint64_t bufferKB = kKBPerPage;
+   for (size_t i = 0; i < table.columns.size(); i++) {
+      if (table.columns[i].name.ends_with(suffix)) {
+         kb += row.cells[i].integer * bufferKB;
+         bufferKB *= 2;
+      }
+   }
+   return kb;
+}
+
+void TakeNodes(const CollectedTable &table, HostRows *rows)
+{
+   for (const CollectedRow &row : table.rows) {
+      if (row.kind != RowKind::Data) {
+         continue;
+      }
+      const uint32_t numaNode = static_cast<uint32_t>(Fields(table, row).Number("numaNode"));
+      auto node = std::ranges::find(rows->nodes, numaNode, &MemoryNode::numaNode);
+      if (node == rows->nodes.end()) {
+         node = rows->nodes.insert(node, {.numaNode = numaNode});
+      }
+      node->free += BuffersOf(table, row, "free");
+      node->used += BuffersOf(table, row, "used");
+   }
+}
+
+// The reports that an overview is made of. All are needed, but a host need not have what they are about.
+struct ReportOfOverview {
+   const char *name;
+   bool hasUnit; // an option -u, which is asked for KB
+   void (*take)(const CollectedTable &table, HostRows *rows);
+};
+
+constexpr ReportOfOverview kReports[] = {
+   {kCompStats, true, TakeHost},       {kGroupStats, true, TakeGroups}, {kVmStats, true, TakeVms},
+   {kSwapStats, true, TakeSwapping},   {kHeapStats, true, TakeHeaps},   {kPoolStats, false, TakePools},
+   {kSharingStats, true, TakeSharing}, {kHintStats, true, TakeHints},   {kBuddyStats, false, TakeNodes},
+};
+
+void TakeMessages(const CollectedTable &table, HostRows *rows)
+{
+   if (table.status == NEVRA_NOT_FOUND) {
+      return; // the host has no such thing
+   }
+   rows->hasFailure = rows->hasFailure || table.status != NEVRA_OK;
+   rows->notRead.insert(rows->notRead.end(), table.messages.begin(), table.messages.end());
+   if (table.status != NEVRA_OK && table.messages.empty()) {
+      rows->notRead.push_back(table.report + ": failed");
+   }
+}
+
+} // namespace
+
+HostRows ReadHostRows()
+{
+   HostRows rows;
+   for (const ReportOfOverview &report : kReports) {
+      CollectedTable table = CollectReport(report.name, report.hasUnit ? std::vector<std::string>{"-u", "kb"}
+                                                                       : std::vector<std::string>{});
+      report.take(table, &rows);
+      TakeMessages(table, &rows);
+      rows.tables.push_back(std::move(table));
+   }
+   return rows;
+}
+
+} // namespace overview
