@@ -5,25 +5,20 @@
 #include <fstream>
 
 #include "manuals/manual_page.h"
+#include "manuals/source_folder.h"
 
 namespace {
 
-constexpr char kSuffix[] = ".8.in";
-
-// The titles of the pages whose sources are in a folder.
-std::map<std::string, std::string> ReadTitles(const std::filesystem::path &folder)
+// What the pages whose sources are in a folder say of themselves. A source that cannot be read is reported
+// when its own page is made.
+std::map<std::string, PageSummary> ReadSummaries(const std::filesystem::path &folder)
 {
-   std::map<std::string, std::string> titles;
-   for (const auto &entry : std::filesystem::directory_iterator(folder)) {
-      const std::string name = entry.path().filename();
-      std::ifstream input(entry.path());
-      constexpr std::string_view kTitle = "@title ";
-      std::string line;
-      if (name.ends_with(kSuffix) && std::getline(input, line) && line.starts_with(kTitle)) {
-         titles[name.substr(0, name.size() - sizeof kSuffix + 1)] = line.substr(kTitle.size());
-      }
+   std::vector<std::string> ignored;
+   std::map<std::string, PageSummary> summaries;
+   for (const auto &[name, source] : ReadSourceFolder(folder, &ignored)) {
+      summaries[name] = Summarize(source);
    }
-   return titles;
+   return summaries;
 }
 
 } // namespace
@@ -43,7 +38,8 @@ int main(int argc, char **argv)
    }
    errors.clear();
    const std::filesystem::path folder = std::filesystem::absolute(argv[4]).parent_path();
-   const std::string page = MakeManualPage(argv[1], source, {argv[2], argv[3], ReadTitles(folder)}, &errors);
+   const std::string page =
+      MakeManualPage(argv[1], source, {argv[2], argv[3], ReadSummaries(folder)}, &errors);
    for (const std::string &error : errors) {
       std::fprintf(stderr, "%s: %s\n", argv[4], error.c_str());
    }

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <map>
 #include <sstream>
 
 #include "frontend/report_table.h"
+#include "manuals/column_meaning.h"
 #include "manuals/option_help.h"
 
 namespace {
@@ -18,38 +20,10 @@ struct Page {
    ReportDescription description = {};
    bool isLiveOnly = false;
    const PageEdition *edition = nullptr;
+   std::vector<PageEntry> columns = {}; // those of @columns
    std::vector<std::string> *errors = nullptr;
    std::ostringstream roff;
 };
-
-// A text as roff: hyphens that are meant as such, no control line by accident.
-std::string Escape(const std::string &text)
-{
-   std::string roff = !text.empty() && (text[0] == '.' || text[0] == '\'') ? "\\&" : "";
-   for (const char c : text) {
-      roff += c == '-' ? "\\-" : c == '\\' ? "\\e" : std::string(1, c);
-   }
-   return roff;
-}
-
-// A column's description as a sentence.
-std::string Sentence(std::string text)
-{
-   text.erase(text.find_last_not_of(' ') + 1);
-   text = Escape(text);
-   text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
-   return text.find_last_of(".?") == text.size() - 1 ? text : text + ".";
-}
-
-const PageEntry *FindEntry(const PageLine &block, const std::string &name)
-{
-   for (const PageEntry &entry : block.entries) {
-      if (entry.name == name) {
-         return &entry;
-      }
-   }
-   return nullptr;
-}
 
 // Compares the names that a block has entries for with those of the table that it explains.
 void CheckEntries(Page *page, const PageLine &block, const std::vector<std::string> &names)
@@ -102,8 +76,9 @@ void PrintTitle(Page *page, const std::string &title)
    std::string capitals = page->name;
    std::transform(capitals.begin(), capitals.end(), capitals.begin(),
                   [](unsigned char c) { return std::toupper(c); });
+   // A long title would meet a middle that is longer than this at 80 columns.
    page->roff << ".TH " << capitals << " 8 " << page->edition->date << " \"hostmem " << page->edition->version
-              << "\" \"System Manager's Manual\"\n"
+              << "\" hostmem\n"
               << ".nh\n.ad l\n.SH NAME\n"
               << Escape(page->name) << " \\- " << title << "\n";
    if (page->report == nullptr) {
@@ -161,21 +136,6 @@ void PrintTextBlock(Page *page, const std::string &text)
    page->roff << "T{\n" << text << "\nT}\n";
 }
 
-std::string ColumnMeaning(const ReportColumn &column, const std::string &meaning)
-{
-   std::string text = Sentence(column.description);
-   if (!meaning.empty()) {
-      text += "\n" + meaning;
-   }
-   if (column.key != 0) {
-      text += "\nA key column: always shown.";
-   }
-   if (column.shown == 0) {
-      text += "\nHidden unless \\fB\\-x\\fP is given.";
-   }
-   return text;
-}
-
 void PrintColumns(Page *page, const PageLine &block)
 {
    std::vector<std::string> names;
@@ -183,6 +143,7 @@ void PrintColumns(Page *page, const PageLine &block)
       names.emplace_back(column->name);
    }
    CheckEntries(page, block, names);
+   page->columns = block.entries;
    const bool hasTotals = page->description.hasTotalRow;
    PrintTableStart(page, hasTotals ? 4 : 3,
                    hasTotals ? "Column\tUnit\tTotal\tMeaning" : "Column\tUnit\tMeaning");
@@ -192,9 +153,46 @@ void PrintColumns(Page *page, const PageLine &block)
       if (hasTotals) {
          page->roff << (column->totalled != 0 ? "yes" : "\\-") << "\t";
       }
-      PrintTextBlock(page, ColumnMeaning(*column, entry != nullptr ? entry->text : ""));
+      const std::string onLinux = entry != nullptr ? entry->onLinux : "";
+      PrintTextBlock(page, ColumnMeaning(*column, entry) +
+                              (onLinux.empty() ? "" : "\nAlways " + Escape(onLinux) + " on Linux."));
    }
    page->roff << ".TE\n";
+}
+
+// The columns that show one value on Linux, under that value.
+void PrintOnLinux(Page *page)
+{
+   std::map<std::string, std::string> columnsByValue;
+   for (const PageEntry &entry : page->columns) {
+      if (!entry.onLinux.empty()) {
+         std::string &columns = columnsByValue[entry.onLinux];
+         columns += (columns.empty() ? "" : ", ") + Escape(entry.name);
+      }
+   }
+   page->roff << ".SH ON LINUX\nLive on Linux, ";
+   if (columnsByValue.empty()) {
+      page->roff << "every column comes from a figure of the kernel.\n";
+   } else {
+      page->roff << "some columns show the same in every row, for want of a figure of the kernel:\n";
+      for (const auto &[value, columns] : columnsByValue) {
+         page->roff << ".TP\n.B " << Escape(value) << "\n" << columns << "\n";
+      }
+      page->roff << ".PP\n";
+   }
+   page->roff << "The kernel file that each of the others comes from is in\n.IR linux.md .\n";
+}
+
+void PrintPrivileges(Page *page, const PageLine &block)
+{
+   page->roff << ".SH PRIVILEGES\n";
+   for (const std::string &line : block.lines) {
+      page->roff << line << "\n";
+   }
+   const bool needsNone = block.lines == std::vector<std::string>{"None."};
+   if (page->report != nullptr && !needsNone) {
+      page->roff << "See\n.B PRIVILEGES\nin\n.BR hostmem (8)\nfor what takes the place of root.\n";
+   }
 }
 
 void PrintFlagNames(Page *page, const std::vector<std::string> &names)
@@ -225,20 +223,31 @@ void PrintFlags(Page *page, const PageLine &block)
    page->roff << ".TE\n";
 }
 
-// Each report with the title of its page.
-void PrintReports(Page *page)
+// Each report with what its page says of it.
+void PrintReports(Page *page, const PageLine &line, const char *heads,
+                  std::string (*text)(const PageSummary &summary))
 {
-   PrintTableStart(page, 2, "Report\tWhat it shows");
+   PrintTableStart(page, 2, heads);
    for (const ReportEntry &report : Reports()) {
-      const auto title = page->edition->titles.find(kPagePrefix + std::string(report.name));
-      if (title == page->edition->titles.end()) {
-         page->errors->push_back(std::string("@reports: no page for ") + report.name);
+      const auto summary = page->edition->pages.find(kPagePrefix + std::string(report.name));
+      if (summary == page->edition->pages.end() || text(summary->second).empty()) {
+         page->errors->push_back("@" + line.directive + ": no page for " + report.name);
          continue;
       }
       page->roff << Escape(report.name) << "\t";
-      PrintTextBlock(page, Sentence(title->second));
+      PrintTextBlock(page, text(summary->second));
    }
    page->roff << ".TE\n";
+}
+
+std::string TitleAsSentence(const PageSummary &summary)
+{
+   return Sentence(summary.title);
+}
+
+std::string Privileges(const PageSummary &summary)
+{
+   return summary.privileges;
 }
 
 // ---- the end of a page
@@ -246,7 +255,7 @@ void PrintReports(Page *page)
 void PrintExample(Page *page, const PageLine &block)
 {
    page->roff << ".PP\n.EX\n";
-   for (const std::string &line : block.example) {
+   for (const std::string &line : block.lines) {
       const bool isCommand = line.starts_with("$ ") || line.starts_with("> ");
       page->roff << (isCommand ? line.substr(0, 2) + "\\fB" + Escape(line.substr(2)) + "\\fP" : Escape(line))
                  << "\n";
@@ -292,7 +301,13 @@ void PrintLine(Page *page, const PageLine &line)
    } else if (directive == "flags") {
       PrintFlags(page, line);
    } else if (directive == "reports") {
-      PrintReports(page);
+      PrintReports(page, line, "Report\tWhat it shows", TitleAsSentence);
+   } else if (directive == "all-privileges") {
+      PrintReports(page, line, "Report\tWhat needs root, live on Linux", Privileges);
+   } else if (directive == "on-linux") {
+      PrintOnLinux(page);
+   } else if (directive == "privileges") {
+      PrintPrivileges(page, line);
    } else if (directive == "example") {
       PrintExample(page, line);
    } else if (directive == "exit-status") {

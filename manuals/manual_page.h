@@ -9,9 +9,9 @@
 #include "manuals/page_source.h"
 
 struct PageEdition {
-   std::string version;                            // of the program
-   std::string date;                               // ISO 8601
-   std::map<std::string, std::string> titles = {}; // of the other pages, by name
+   std::string version;                           // of the program
+   std::string date;                              // ISO 8601
+   std::map<std::string, PageSummary> pages = {}; // the other pages, by name
 };
 
 // The page as roff. `name` is that of the page: "hostmem-" and a report type, or that of a program.

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <istream>
 #include <iterator>
+#include <string_view>
 
 namespace {
 
-constexpr const char *kBlocks[] = {"columns", "flags", "example"};
+constexpr const char *kBlocks[] = {"columns", "flags", "example", "privileges"};
 
 std::string Trim(const std::string &text)
 {
@@ -17,8 +18,16 @@ std::string Trim(const std::string &text)
 
 PageEntry ParseEntry(const std::string &line)
 {
+   constexpr std::string_view kOnLinux = "{Linux: ";
    const size_t bar = line.find('|');
-   return {Trim(line.substr(0, bar)), bar != std::string::npos ? Trim(line.substr(bar + 1)) : ""};
+   PageEntry entry = {Trim(line.substr(0, bar)), "",
+                      bar != std::string::npos ? Trim(line.substr(bar + 1)) : ""};
+   const size_t end = entry.text.find('}');
+   if (entry.text.starts_with(kOnLinux) && end != std::string::npos) {
+      entry.onLinux = entry.text.substr(kOnLinux.size(), end - kOnLinux.size());
+      entry.text = Trim(entry.text.substr(end + 1));
+   }
+   return entry;
 }
 
 bool ReadBlock(std::istream &input, PageLine *block, std::string *error)
@@ -28,8 +37,8 @@ bool ReadBlock(std::istream &input, PageLine *block, std::string *error)
       if (line == "@end") {
          return true;
       }
-      if (block->directive == "example") {
-         block->example.push_back(line);
+      if (block->directive == "example" || block->directive == "privileges") {
+         block->lines.push_back(line);
       } else if (!Trim(line).empty()) {
          block->entries.push_back(ParseEntry(line));
       }
@@ -58,4 +67,19 @@ bool ReadPageSource(std::istream &input, std::vector<PageLine> *lines, std::stri
       lines->push_back(directive);
    }
    return true;
+}
+
+PageSummary Summarize(const std::vector<PageLine> &source)
+{
+   PageSummary summary;
+   for (const PageLine &line : source) {
+      if (line.directive == "title") {
+         summary.title = line.text;
+      } else if (line.directive == "privileges") {
+         for (const std::string &text : line.lines) {
+            summary.privileges += (summary.privileges.empty() ? "" : " ") + text;
+         }
+      }
+   }
+   return summary;
 }

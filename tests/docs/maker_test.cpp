@@ -82,6 +82,25 @@ TEST_F(Maker, OfManualsFailsWhereThePageCannotBeWritten)
    EXPECT_EQ(run.output, "/dev/full: cannot be written\n");
 }
 
+TEST_F(Maker, OfTheColumnReferenceNamesWhatIsWrong)
+{
+   const std::string usage = "usage: " MAKE_COLUMN_REFERENCE " FOLDER PAGE\n";
+   EXPECT_EQ(Run(MAKE_COLUMN_REFERENCE, ".").output, usage);
+   EXPECT_EQ(Run(MAKE_COLUMN_REFERENCE, ".").exitStatus, 2);
+   CommandResult run = Run(MAKE_COLUMN_REFERENCE, "missing columns.md");
+   EXPECT_EQ(run.exitStatus, 1);
+   EXPECT_THAT(run.output, ::testing::StartsWith("missing: No such file or directory\n"));
+   Write("hostmem-vm-stats.8.in", "@columns\nname |\n");
+   run = Run(MAKE_COLUMN_REFERENCE, ". columns.md");
+   EXPECT_EQ(run.exitStatus, 1);
+   EXPECT_THAT(run.output, AllOf(HasSubstr(".: hostmem-vm-stats.8.in: @columns has no @end\n"),
+                                 HasSubstr(".: no page for swap-stats\n")));
+   EXPECT_FALSE(fs::exists(folder / "columns.md"));
+   run = Run(MAKE_COLUMN_REFERENCE, MANUAL_SOURCES_FOLDER " /dev/full");
+   EXPECT_EQ(run.exitStatus, 1);
+   EXPECT_EQ(run.output, "/dev/full: cannot be written\n");
+}
+
 TEST_F(Maker, OfCompletionsNamesWhatItHasNoTablesFor)
 {
    Write("template", "@TABLES@\n");

@@ -14,6 +14,7 @@
 #include "frontend/report_table.h"
 #include "frontend/tool_options.h"
 #include "manuals/option_help.h"
+#include "sysinfo/status.h"
 #include "tests/docs/run_command.h"
 
 namespace {
@@ -82,6 +83,27 @@ TEST(ManualPage, HiddenAndKeyColumnsAreToldApart)
                          "Hidden unless \\fB\\-x\\fP is given.\nT}\n"));
    EXPECT_THAT(ReadFile(MANUALS_FOLDER "/hostmem-heap-stats.8"),
                HasSubstr("name\ttext\tyes\tT{\nHeap name.\nA key column: always shown.\nT}\n"));
+}
+
+TEST(ManualPage, ColumnsWithOneValueOnLinuxAreMarkedAndListed)
+{
+   std::vector<std::string> errors;
+   const std::string page = MakePage("hostmem-pshareHint-stats",
+                                     ColumnBlock("type |\n"
+                                                 "totAdd | {Linux: 0} All of them.\n"
+                                                 "totRemove | {Linux: 0}\n"
+                                                 "active | {Linux: -1}\n") +
+                                        "@on-linux\n",
+                                     &errors);
+   EXPECT_THAT(page, HasSubstr("T{\nTotal hints added.\nAll of them.\nAlways 0 on Linux.\nT}\n"));
+   EXPECT_THAT(page, HasSubstr(".TP\n.B \\-1\nactive\n.TP\n.B 0\ntotAdd, totRemove\n"));
+   EXPECT_THAT(errors, IsEmpty());
+}
+
+TEST(ManualPage, PrivilegesOfAllReportsAreThoseOfTheirPages)
+{
+   EXPECT_THAT(ReadFile(MANUALS_FOLDER "/hostmem.8"),
+               HasSubstr("heap\\-stats\tT{\nRoot. Without it there is no table, only a message.\nT}\n"));
 }
 
 TEST(ManualPage, ColumnLeftOutIsAnError)
@@ -155,8 +177,8 @@ class EveryPage : public ::testing::TestWithParam<std::string> {
 TEST_P(EveryPage, IsMadeWithoutErrors)
 {
    EXPECT_NE(Source(), "");
-   // The list of reports takes the titles of the other pages, which stand beside the source only.
-   EXPECT_THAT(ErrorsOf(GetParam(), Source()), SizeIs(IsThatOfTheTool() ? Reports().size() : 0));
+   // The lists of reports take what the other pages say, which stand beside the source only.
+   EXPECT_THAT(ErrorsOf(GetParam(), Source()), SizeIs(IsThatOfTheTool() ? 2 * Reports().size() : 0));
    EXPECT_TRUE(std::filesystem::exists(BuiltPath()));
 }
 
@@ -176,6 +198,49 @@ TEST_P(EveryPage, PassesLint)
    EXPECT_EQ(RunCommand("mandoc -T lint -W warning " + ShellWord(BuiltPath())).output, "");
 }
 
+TEST_P(EveryPage, HasHeadsThatDoNotMeetOnATerminal)
+{
+   std::string capitals = GetParam();
+   std::transform(capitals.begin(), capitals.end(), capitals.begin(),
+                  [](unsigned char c) { return std::toupper(c); });
+   const std::string title = capitals + "\\(8\\)";
+   const std::string plain = " | sed 's/\033\\[[0-9;]*m//g; s/.\b//g' | head -n 1";
+   for (const char *program : {"mandoc -T utf8 -O width=78 ", "groff -t -man -Tutf8 -rLL=78n "}) {
+      if (IsInstalled(std::string(program).substr(0, std::string(program).find(' ')))) {
+         EXPECT_THAT(RunCommand(program + ShellWord(BuiltPath()) + plain).output,
+                     ::testing::MatchesRegex(title + "  +hostmem  +" + title + "\n"))
+            << program;
+      }
+   }
+}
+
+TEST_P(EveryPage, IsAsOldAsTheNewestEntryOfTheChangelog)
+{
+   const std::string date = RunCommand("date -u -d \"$(sed -n 's/^ -- .*>  //p' " SOURCE_FOLDER
+                                       "/packaging/debian/changelog | head -n 1)\" +%F | tr -d '\\n'")
+                               .output;
+   EXPECT_THAT(ReadFile(BuiltPath()), HasSubstr(" 8 " + date + " \"hostmem "));
+}
+
+TEST_P(EveryPage, SaysWhatNeedsRoot)
+{
+   EXPECT_THAT(ReadFile(BuiltPath()), HasSubstr("\n.SH PRIVILEGES\n"));
+}
+
+TEST_P(EveryPage, LinksToPagesThatAreThereForABrowser)
+{
+   if (!IsInstalled("mandoc")) {
+      GTEST_SKIP() << "mandoc is not installed";
+   }
+   const std::string links =
+      RunCommand("grep -o 'href=\"[^#\"]*' " + ShellWord(BuiltPath() + ".html") + " | cut -d '\"' -f 2")
+         .output;
+   EXPECT_NE(links, "");
+   for (const std::string &link : SplitLines(links)) {
+      EXPECT_TRUE(std::filesystem::exists(MANUALS_FOLDER "/" + link)) << link;
+   }
+}
+
 struct Example {
    std::string command;
    std::vector<std::string> output;
@@ -184,8 +249,11 @@ struct Example {
 std::vector<Example> ReadExamples(const std::string &source)
 {
    std::vector<Example> examples;
-   for (const PageLine &page : ParseSource(source)) {
-      for (const std::string &line : page.example) {
+   for (const PageLine &block : ParseSource(source)) {
+      if (block.directive != "example") {
+         continue;
+      }
+      for (const std::string &line : block.lines) {
          if (line.starts_with("$ ")) {
             examples.push_back({line.substr(2), {}});
          } else if (line.starts_with("> ")) {
@@ -260,6 +328,20 @@ TEST(ManualPages, ThatOfHostmemNamesEveryOptionOfTheTool)
    for (const option *row = kToolLongOptions; row->name != nullptr; row++) {
       EXPECT_THAT(source, HasSubstr(std::string("\\fB\\-\\-") + row->name + "\\fP"));
       EXPECT_THAT(source, HasSubstr(std::string("\\fB\\-") + static_cast<char>(row->val) + "\\fP"));
+   }
+}
+
+TEST(ManualPages, ThatOfHostmemExplainsEveryStatusOfTheInterface)
+{
+   const std::string source = ReadFile(MANUAL_SOURCES_FOLDER "/hostmem.8.in");
+   const std::string statuses = RunCommand("grep -o '0xbad00[0-9a-f][0-9a-f]' " SOURCE_FOLDER
+                                           "/nevra/include/nevra/nevra.h | grep -v 0xbad0000")
+                                   .output;
+   EXPECT_THAT(SplitLines(statuses), SizeIs(testing::Ge(14)));
+   for (const std::string &status : SplitLines(statuses)) {
+      const auto number = static_cast<NevraStatus>(std::stoul(status, nullptr, 16));
+      EXPECT_THAT(source, HasSubstr("\n" + std::to_string(number) + "\t" +
+                                    ORSKA_ReturnStatusToString(number) + "\tT{\n"));
    }
 }
 
