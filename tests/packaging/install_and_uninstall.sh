@@ -44,6 +44,15 @@ readelf -d "$installed/bin/hostmem" | grep -F '[$ORIGIN/../lib]'
 "$installed/bin/hostmem-record" --help >"$work/help"
 for page in hostmem hostmem-export hostmem-record hostmem-snapshot hostmem-comp-stats; do
    gzip -t "$installed/share/man/man8/$page.8.gz"
+   grep -q '</html>' "$installed/share/doc/hostmem/manuals/$page.8.html"
+done
+for host in small-host hypervisor-host; do
+   "$installed/bin/hostmem-snapshot" import "$installed/share/doc/hostmem/examples/$host.json" -o "$work/$host.snapshot"
+done
+test -x "$installed/share/doc/hostmem/examples/read_snapshot.py"
+test -s "$installed/share/doc/hostmem/examples/snapshot.fbs"
+for document in columns linux; do
+   cmp "docs/$document.md" "$installed/share/doc/hostmem/$document.md"
 done
 test -s "$installed/share/bash-completion/completions/hostmem"
 test -s "$installed/share/zsh/site-functions/_hostmem"
