@@ -51,7 +51,7 @@ for host in small-host hypervisor-host; do
 done
 test -x "$installed/share/doc/hostmem/examples/read_snapshot.py"
 test -s "$installed/share/doc/hostmem/examples/snapshot.fbs"
-for document in columns linux; do
+for document in columns cookbook linux troubleshooting; do
    cmp "docs/$document.md" "$installed/share/doc/hostmem/$document.md"
 done
 test -s "$installed/share/bash-completion/completions/hostmem"

@@ -1,14 +1,12 @@
 // The commands of the guide to incidents print what it shows, on the incident that it tells of.
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
-#include <sys/wait.h>
-
 #include <gtest/gtest.h>
 
+#include "tests/docs/document.h"
+#include "tests/docs/run_command.h"
 #include "tests/recorder/reading/made_recording.h"
 
 namespace {
@@ -38,33 +36,11 @@ void RecordTheIncident(MadeRecording *recording)
    }
 }
 
-struct Example {
-   std::string command;
-   std::string output;
-};
-
 // How many bytes are stored depends on the compressor's version.
 std::string WithoutStoredBytes(const std::string &text)
 {
    const size_t line = text.find("\nbytes on disk ");
    return line == std::string::npos ? text : text.substr(0, line) + text.substr(text.find('\n', line + 1));
-}
-
-std::vector<Example> ReadExamples()
-{
-   std::vector<Example> examples;
-   std::ifstream guide(INCIDENT_GUIDE);
-   bool isExample = false;
-   for (std::string line; std::getline(guide, line);) {
-      if (line == "```") {
-         isExample = !isExample;
-      } else if (isExample && line.starts_with("$ ")) {
-         examples.push_back({line.substr(2), ""});
-      } else if (isExample && !examples.empty()) {
-         examples.back().output += line + '\n';
-      }
-   }
-   return examples;
 }
 
 TEST(IncidentGuide, ItsCommandsPrintWhatItShows)
@@ -74,20 +50,13 @@ TEST(IncidentGuide, ItsCommandsPrintWhatItShows)
    recording.Stop();
    const MadeRecording elsewhere; // a folder to work in
    std::filesystem::create_directory_symlink(recording.Folder(), elsewhere.Folder() + "/hazel");
-   const std::vector<Example> examples = ReadExamples();
+   const std::vector<DocumentedCommand> examples = ReadCommands(INCIDENT_GUIDE);
    EXPECT_GE(examples.size(), 6u);
-   for (const Example &example : examples) {
-      const std::string command = "{ cd " + elsewhere.Folder() + " && TZ=UTC PATH=" BIN_FOLDER ":$PATH " +
-                                  example.command + "\n} 2>&1";
-      FILE *pipe = popen(command.c_str(), "r");
-      std::string output;
-      char part[4096];
-      for (size_t count; (count = fread(part, 1, sizeof part, pipe)) > 0;) {
-         output.append(part, count);
-      }
-      const int status = pclose(pipe);
-      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << example.command;
-      EXPECT_EQ(WithoutStoredBytes(output), WithoutStoredBytes(example.output)) << example.command;
+   for (const DocumentedCommand &example : examples) {
+      const CommandResult run = RunCommand("cd " + elsewhere.Folder() +
+                                           " && export TZ=UTC PATH=" BIN_FOLDER ":$PATH\n" + example.command);
+      EXPECT_EQ(run.exitStatus, 0) << example.command;
+      EXPECT_EQ(WithoutStoredBytes(run.output), WithoutStoredBytes(example.output)) << example.command;
    }
 }
 
