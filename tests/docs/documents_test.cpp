@@ -16,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::Contains;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 const fs::path kSource = SOURCE_FOLDER;
@@ -158,11 +159,13 @@ std::string TestName(const ::testing::TestParamInfo<std::string> &info)
    return name;
 }
 
-// The guide to incidents is run by the tests of recordings, which make the one that it is about.
+// The guide to incidents is run by the tests of recordings, which make the one that it is about. The commands
+// for many hosts need servers.
 std::vector<std::string> DocumentsRunHere()
 {
    std::vector<std::string> documents = Documents();
    std::erase(documents, "docs/after-an-incident.md");
+   std::erase(documents, "docs/fleet.md");
    return documents;
 }
 
@@ -201,6 +204,15 @@ TEST(Readme, LeadsToEveryPageInTwoClicks)
    for (const std::string &document : Documents()) {
       EXPECT_TRUE(document == "README.md" || reached.contains(kSource / document)) << document;
    }
+}
+
+TEST(Readme, AnswersWhatReadersAskFirstOrLinksToIt)
+{
+   const std::string path = kSource / "README.md";
+   EXPECT_THAT(ReadInlineCode(path, "hostmem -"), Contains(HasSubstr(":swapped"))); // who swaps
+   EXPECT_THAT(ReadLinks(path), Contains("docs/columns.md"));                       // what a column means
+   EXPECT_THAT(ReadAnchors(path), Contains("what-needs-root"));
+   EXPECT_THAT(ReadLinks(path), Contains("CONTRIBUTING.md#how-to-add-a-report"));
 }
 
 TEST(Readme, AnswersItsQuestionsOnThisHost)
