@@ -1,3 +1,4 @@
+#!/bin/busybox sh
 # shellcheck shell=dash
 # What the scripts in the emulated hosts share.
 
