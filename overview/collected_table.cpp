@@ -86,7 +86,7 @@ CollectedTable CollectReport(const char *report, const std::vector<std::string> 
       .note = [](void *state, const char *text) { TableOf(state)->notes.emplace_back(text); },
       .end = [](void *state) { TableOf(state)->isComplete = true; },
       .state = &table};
-   HeldMessages held;
+   HeldMessages held("hostmem-overview");
    table.status = RunReport(*FindReport(report), options, output);
    table.messages = held.Take();
    return table;

@@ -20,7 +20,7 @@ void Complain(const std::string &problem);
 
 struct RunOptions {
    std::string folder = kDefaultFolder;
-   std::string root = "/";
+   std::string root; // a recorded tree; empty: this host, by its platform library
    int64_t interval = int64_t{60} * 1'000'000'000; // ns
    RecordingLimits limits;
 };

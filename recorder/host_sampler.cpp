@@ -1,6 +1,7 @@
 #include "recorder/host_sampler.h"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -9,35 +10,67 @@
 #include "nevra/snapshot/snapshot_format.h"
 #include "nevra/snapshot/snapshot_writer.h"
 #include "recorder/segment_format.h"
+#include "snapshot-tool/held_messages.h"
+#include "snapshot-tool/platform_source.h"
 
 namespace recorder {
 
+namespace {
+
+std::unique_ptr<nevra::Source> OpenSource(const std::string &root, std::string *problem)
+{
+   return root.empty() ? OpenPlatformSource(problem) : nevra::MakeLinuxSource(root);
+}
+
+} // namespace
+
 HostSampler::HostSampler(std::string theRoot, Say theSay) : root(std::move(theRoot)), say(std::move(theSay))
 {
+}
+
+bool HostSampler::CanSample(std::string *problem) const
+{
+   return OpenSource(root, problem) != nullptr;
+}
+
+// Each source reads the host once, at its first question.
+bool HostSampler::Capture(nevra::SnapshotTree *tree, const std::function<void()> &onProgress,
+                          std::string *problem)
+{
+   bool isCaptured = false;
+   std::vector<std::string> unreadable;
+   {
+      HeldMessages held("hostmem-record");
+      const std::unique_ptr<nevra::Source> source = OpenSource(root, problem);
+      if (source != nullptr) {
+         isCaptured = CaptureTree(
+            *source, tree, [&](uint64_t) { onProgress(); }, problem, kMaxRawBytes);
+         unreadable.assign(source->Unreadable().begin(), source->Unreadable().end());
+      }
+      std::ranges::move(held.Take(), std::back_inserter(unreadable));
+   }
+   for (const std::string &line : unreadable) {
+      if (said.insert(line).second) {
+         say(line);
+      }
+   }
+   return isCaptured;
 }
 
 bool HostSampler::Sample(int64_t seconds, const std::function<void()> &onProgress,
                          std::vector<uint8_t> *snapshot, std::string *problem)
 {
    nevra::SnapshotTree tree;
-   tree.host = nevra::ReadHostName(root);
+   const std::string folder = root.empty() ? "/" : root;
+   tree.host = nevra::ReadHostName(folder);
    tree.notes = "captured by: hostmem-record " HOSTMEM_VERSION;
-   const std::string release = nevra::ReadKernelRelease(root);
+   const std::string release = nevra::ReadKernelRelease(folder);
    if (!release.empty()) {
       tree.notes += "\nkernel release: " + release;
    }
    tree.captured = std::clamp<int64_t>(seconds, 0, nevra::kMaxCaptureTime);
-   // Each source reads the host once, at its first question.
-   const std::unique_ptr<nevra::Source> source = nevra::MakeLinuxSource(root);
-   const bool isCaptured = CaptureTree(
-      *source, &tree, [&](uint64_t) { onProgress(); }, problem, kMaxRawBytes);
-   for (const std::string &line : source->Unreadable()) {
-      if (said.insert(line).second) {
-         say(line);
-      }
-   }
    nevra::SnapshotImage image;
-   if (!isCaptured || !MakeSnapshotImage(&tree, &image, problem, kMaxRawBytes)) {
+   if (!Capture(&tree, onProgress, problem) || !MakeSnapshotImage(&tree, &image, problem, kMaxRawBytes)) {
       return false;
    }
    *snapshot = BytesOfImage(image);

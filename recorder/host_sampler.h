@@ -8,21 +8,30 @@
 #include <string>
 #include <vector>
 
+#include "nevra/snapshot/snapshot_tree.h"
+
 namespace recorder {
 
 class HostSampler {
  public:
    using Say = std::function<void(const std::string &)>;
 
-   // `root` stands for /. What cannot be read on this host is said once in a run.
+   // `root` is a recorded tree that stands for /; empty: this host, as its platform library shows it. What
+   // cannot be read there is said once in a run.
    HostSampler(std::string root, Say say);
 
+   // False when there is nothing to take samples of, a host without a platform library for example:
+   // `*problem` says why.
+   bool CanSample(std::string *problem) const;
+
    // The bytes of a snapshot taken now, at `seconds` since 1970. Calls `onProgress` now and then. False when
-   // it does not fit into a recording: `*problem` says why.
+   // it cannot be read, or does not fit into a recording: `*problem` says why.
    bool Sample(int64_t seconds, const std::function<void()> &onProgress, std::vector<uint8_t> *snapshot,
                std::string *problem);
 
  private:
+   bool Capture(nevra::SnapshotTree *tree, const std::function<void()> &onProgress, std::string *problem);
+
    std::string root;
    Say say;
    std::set<std::string> said;

@@ -40,8 +40,7 @@ CLI::App *AddRun(CLI::App *app, RunOptions *options, RunTexts *texts)
       ->capture_default_str();
    run->add_option("--min-free", texts->minFree, "Space to leave free on the disk (%, K, M, G, T)")
       ->capture_default_str();
-   run->add_option("--root", options->root, "Folder that stands for / (a recorded tree)")
-      ->capture_default_str();
+   run->add_option("--root", options->root, "Folder that stands for / (a recorded tree)");
    return run;
 }
 

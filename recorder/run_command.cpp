@@ -89,7 +89,8 @@ class Recorder {
  public:
    explicit Recorder(const RunOptions &options)
        : storage(options.folder), writer(&storage, options.limits, ReadBootId(options.root), Complain),
-         sampler(options.root, Complain), watch(options.root), schedule(options.interval, Now())
+         sampler(options.root, Complain), watch(options.root.empty() ? "/" : options.root),
+         schedule(options.interval, Now())
    {
    }
 
@@ -114,6 +115,11 @@ class Recorder {
 
 int Recorder::Run(const std::string &folder)
 {
+   std::string problem;
+   if (!sampler.CanSample(&problem)) {
+      Complain(problem);
+      return kExitFailed;
+   }
    signals = nevra::FileDescriptor(OpenSignals());
    const int error = writer.Open(Now());
    if (error != 0) {

@@ -102,7 +102,7 @@ bool Capture(const std::string &root, nevra::SnapshotTree *tree, std::string *pr
    bool done = false;
    std::vector<std::string> unreadable;
    {
-      HeldMessages held;
+      HeldMessages held("hostmem-snapshot");
       const std::unique_ptr<nevra::Source> source = OpenSource(root, problem);
       if (source != nullptr) {
          done = CaptureHost(*source, tree, held.Stream(), problem);

@@ -10,7 +10,8 @@
 
 #include "nevra/nevra.h"
 
-HeldMessages::HeldMessages() : memory(memfd_create("messages", MFD_CLOEXEC)), stream(stderr)
+HeldMessages::HeldMessages(const char *name)
+    : program(name), memory(memfd_create("messages", MFD_CLOEXEC)), stream(stderr)
 {
    const int former = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
    FILE *formerStream = memory >= 0 && former >= 0 ? fdopen(former, "w") : nullptr;
@@ -48,7 +49,7 @@ void HeldMessages::Say() const noexcept
 {
    try {
       for (const std::string &line : Lines()) {
-         Warning("hostmem-snapshot: %s\n", line.c_str());
+         Warning("%s: %s\n", program, line.c_str());
       }
    } catch (const std::bad_alloc &) {
       // Whoever gave up on the messages says so.

@@ -9,8 +9,8 @@
 
 class HeldMessages {
  public:
-   // Holds nothing where the system has no memory for it.
-   HeldMessages();
+   // `program` is named in front of what nobody took. Holds nothing where the system has no memory for it.
+   explicit HeldMessages(const char *program);
    ~HeldMessages();
    HeldMessages(const HeldMessages &) = delete;
    HeldMessages &operator=(const HeldMessages &) = delete;
@@ -25,6 +25,7 @@ class HeldMessages {
    std::vector<std::string> Lines() const;
    void Say() const noexcept;
 
+   const char *program;
    bool isTaken = false;
    int memory;
    FILE *stream;

@@ -1,6 +1,7 @@
 #include "snapshot-tool/platform_source.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <dlfcn.h>
 
@@ -26,7 +27,12 @@ constexpr char kLibrary[] = "libnevra.so.1";
    OPERATION(Nevra_ParamListGetString)                                                                       \
    OPERATION(Nevra_ParamListUsedCount)
 
+struct Close {
+   void operator()(void *library) const { dlclose(library); }
+};
+
 struct Platform {
+   std::unique_ptr<void, Close> library;
 // NOLINTNEXTLINE(bugprone-macro-parentheses): a name, declared
 #define POINTER(operation) decltype(&::operation) operation = nullptr;
    OPERATIONS(POINTER)
@@ -36,13 +42,13 @@ struct Platform {
 
 bool LoadPlatform(Platform *platform, std::string *problem)
 {
-   void *library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL); // for the life of the process
-   if (library == nullptr) {
+   platform->library.reset(dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL));
+   if (platform->library == nullptr) {
       *problem = dlerror();
       return false;
    }
    const auto find = [&](const char *symbol) {
-      void *const found = dlsym(library, symbol);
+      void *const found = dlsym(platform->library.get(), symbol);
       if (found == nullptr) {
          *problem = std::string(kLibrary) + ": has no symbol " + symbol;
       }
@@ -72,7 +78,7 @@ bool LoadPlatform(Platform *platform, std::string *problem)
 
 class PlatformSource : public nevra::Source {
  public:
-   explicit PlatformSource(const Platform &loaded) : platform(loaded) {}
+   explicit PlatformSource(Platform loaded) : platform(std::move(loaded)) {}
 
    NevraStatus Get(const NevraNodeDef &node, const Nevra_ParamList &keys, void *record) override
    {
@@ -185,5 +191,5 @@ std::unique_ptr<nevra::Source> OpenPlatformSource(std::string *problem)
                     : std::string(kLibrary) + ": the version check failed";
       return nullptr;
    }
-   return std::make_unique<PlatformSource>(platform);
+   return std::make_unique<PlatformSource>(std::move(platform));
 }

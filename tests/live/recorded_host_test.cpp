@@ -1,6 +1,7 @@
 // Processes that are short of memory, or run out of it, found again in a recording of this machine.
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -10,8 +11,10 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -95,6 +98,17 @@ class RecordedHost : public testing::Test {
       return false;
    }
 
+   // What a report shows of the last frame.
+   std::string Reported(const std::string &report) const
+   {
+      const std::string command = RECORD_PROGRAM " report now --dir " + folder + " -r " + report + " 2>&1";
+      FILE *pipe = popen(command.c_str(), "r");
+      std::string text(1 << 20, '\0');
+      text.resize(std::fread(text.data(), 1, text.size(), pipe));
+      pclose(pipe);
+      return text;
+   }
+
    std::string folder;
    std::string problem;
    pid_t recorder = 0;
@@ -114,6 +128,65 @@ TEST_F(RecordedHost, AProcessThatWasKilledInItsCgroupIsFoundByTheReason)
    }
    EXPECT_TRUE(RunOutOfMemory(cgroup.path));
    EXPECT_TRUE(WaitFor(recorder::kReasonOom)) << problem;
+}
+
+// The platform library keeps what it has read; each frame is taken by one that has read nothing yet.
+TEST_F(RecordedHost, EachFrameShowsTheHostAsItIsThen)
+{
+   const pid_t child = fork();
+   if (child == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      prctl(PR_SET_NAME, "just-started");
+      for (;;) {
+         pause();
+      }
+   }
+   kill(recorder, SIGUSR1);
+   EXPECT_TRUE(WaitFor(recorder::kReasonRequest)) << problem;
+   kill(child, SIGKILL);
+   waitpid(child, nullptr, 0);
+   EXPECT_THAT(Reported("uw-stats -q -s name"), testing::HasSubstr("just-started"));
+}
+
+TEST(RecordedHostOfAnotherUser, WhatCannotBeReadIsSaidOnce)
+{
+   if (geteuid() != 0 || access("/proc/slabinfo", F_OK) != 0) {
+      GTEST_SKIP() << "takes root, and a kernel with a slabinfo";
+   }
+   char pattern[] = "/tmp/recorded_host_test.XXXXXX";
+   const std::string folder = mkdtemp(pattern);
+   constexpr uid_t kNobody = 65534;
+   ASSERT_EQ(chown(folder.c_str(), kNobody, kNobody), 0);
+   const std::string messages = folder + "/messages";
+   const pid_t recorder = fork();
+   if (recorder == 0) {
+      if (std::freopen(messages.c_str(), "w", stderr) != nullptr && setgid(kNobody) == 0 &&
+          setuid(kNobody) == 0) {
+         execl(RECORD_PROGRAM, RECORD_PROGRAM, "run", "--dir", (folder + "/recording").c_str(), "--every",
+               "1s", nullptr);
+      }
+      _exit(127);
+   }
+   recorder::Recording recording;
+   std::string problem;
+   for (int tries = 0; tries < 600 && recording.Frames().size() < 3 && kill(recorder, 0) == 0; tries++) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      recording.Open(folder + "/recording", &problem);
+   }
+   kill(recorder, SIGTERM);
+   int status = 0;
+   waitpid(recorder, &status, 0);
+   if (WIFEXITED(status) && WEXITSTATUS(status) == 127) {
+      fs::remove_all(folder);
+      GTEST_SKIP() << "the folder of the build is not open to others";
+   }
+   std::ifstream file(messages);
+   const std::string text{std::istreambuf_iterator<char>(file), {}};
+   const std::string line = "hostmem-record: /proc/slabinfo: Permission denied; heaps are not shown\n";
+   EXPECT_GE(recording.Frames().size(), 3u) << problem;
+   EXPECT_NE(text.find(line), std::string::npos) << text;
+   EXPECT_EQ(text.find(line), text.rfind(line)) << text;
+   fs::remove_all(folder);
 }
 
 // us for which some task has waited for memory since the host was booted; -1 where the kernel does not tell.
