@@ -61,7 +61,7 @@ void PrintReport(std::ostringstream &page, const ReportEntry &report, const std:
 std::string MarkdownOf(const std::string &roff)
 {
    std::string text;
-   std::string open; // the mark of the present font
+   const char *open = ""; // the mark of the present font
    for (size_t i = 0; i < roff.size(); i++) {
       const char next = i + 1 < roff.size() ? roff[i + 1] : '\0';
       if (roff[i] == '|') {
