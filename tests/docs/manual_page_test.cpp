@@ -242,6 +242,18 @@ TEST_P(EveryPage, LinksToPagesThatAreThereForABrowser)
    }
 }
 
+TEST(ManualPages, ThatOfHostmemLinksToEveryReportForABrowser)
+{
+   if (!IsInstalled("mandoc")) {
+      GTEST_SKIP() << "mandoc is not installed";
+   }
+   const std::string page = ReadFile(MANUALS_FOLDER "/hostmem.8.html");
+   for (const ReportEntry &report : Reports()) {
+      const std::string link = std::string("<td><a href=\"hostmem-") + report.name + ".8.html\">";
+      EXPECT_NE(page.find(link), std::string::npos) << link;
+   }
+}
+
 struct Example {
    std::string command;
    std::string output;
