@@ -257,6 +257,10 @@ AccountItem MakeByGroup(const std::vector<GroupRow> &groups)
    return std::move(items.front());
 }
 
+// Of a part that only one of two moments takes apart.
+constexpr Difference kTakenApartOnce = {"not taken apart",
+                                        "at one of the moments nothing was said of the parts"};
+
 using PartKey = std::tuple<std::string, bool, std::optional<uint64_t>>;
 
 PartKey KeyOf(const AccountItem &part)
@@ -306,6 +310,7 @@ AccountItem ChangeOf(const AccountItem &before, const AccountItem &now)
       nothing.parts.clear();
       change.parts.push_back(ChangeOf(*part, nothing));
    }
+   Close(&change, kTakenApartOnce, kTakenApartOnce);
    return change;
 }
 

@@ -19,7 +19,7 @@ std::vector<AccountRow> RowsOfParts(const AccountItem &item, size_t depth, size_
 {
    std::vector<AccountRow> rows;
    for (const AccountItem &part : item.parts) {
-      rows.push_back({part.name, depth, part.kb, part.isDifference, &part});
+      rows.push_back({part.name, depth, part.kb, part.isDifference, {&part}});
    }
    std::ranges::stable_sort(rows, [](const AccountRow &a, const AccountRow &b) {
       return a.isDifference != b.isDifference ? b.isDifference : SizeOf(a.kb) > SizeOf(b.kb);
@@ -31,12 +31,13 @@ std::vector<AccountRow> RowsOfParts(const AccountItem &item, size_t depth, size_
    const bool hasDifference = rows.back().isDifference && most > 2;
    const size_t first = most - 1 - (hasDifference ? 1 : 0);
    const size_t last = rows.size() - (hasDifference ? 1 : 0);
+   AccountRow others = {std::to_string(last - first) + " others", depth, 0, false, {}};
    uint64_t sum = 0;
    for (size_t i = first; i < last; i++) {
       sum += static_cast<uint64_t>(rows[i].kb);
+      others.items.push_back(rows[i].items.front());
    }
-   const AccountRow others = {std::to_string(last - first) + " others", depth, static_cast<int64_t>(sum),
-                              false, nullptr};
+   others.kb = static_cast<int64_t>(sum);
    rows.erase(rows.begin() + static_cast<ptrdiff_t>(first), rows.begin() + static_cast<ptrdiff_t>(last));
    rows.insert(rows.begin() + static_cast<ptrdiff_t>(first), others);
    return rows;
@@ -62,7 +63,8 @@ std::vector<AccountRow> ChooseRows(const AccountItem &whole, size_t most)
    while (chosen.size() + 2 <= most) {
       auto largest = chosen.end();
       for (auto at = chosen.begin(); at != chosen.end(); ++at) {
-         const bool canOpen = !at->isOpen && at->row.item != nullptr && !at->row.item->parts.empty() &&
+         const bool canOpen = !at->isOpen && at->row.items.size() == 1 &&
+                              !at->row.items.front()->parts.empty() &&
                               SizeOf(at->row.kb) >= kWorthOpening * SizeOf(whole.kb);
          if (canOpen && (largest == chosen.end() || SizeOf(at->row.kb) > SizeOf(largest->row.kb))) {
             largest = at;
@@ -74,7 +76,7 @@ std::vector<AccountRow> ChooseRows(const AccountItem &whole, size_t most)
       largest->isOpen = true;
       const size_t room = std::min(most - chosen.size(), kMostOfOne);
       const auto place = std::next(largest);
-      for (const AccountRow &row : RowsOfParts(*largest->row.item, largest->row.depth + 1, room)) {
+      for (const AccountRow &row : RowsOfParts(*largest->row.items.front(), largest->row.depth + 1, room)) {
          chosen.insert(place, {row});
       }
    }

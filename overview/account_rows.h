@@ -16,7 +16,7 @@ struct AccountRow {
    size_t depth = 0; // 0: a part of the whole
    int64_t kb = 0;
    bool isDifference = false;
-   const AccountItem *item = nullptr; // null: several small parts together
+   std::vector<const AccountItem *> items; // one, or several small ones together
 };
 
 // The parts of the whole, and where there is room the parts of the largest of them, the largest first. What

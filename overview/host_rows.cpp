@@ -217,9 +217,11 @@ void TakeMessages(const CollectedTable &table, HostRows *rows)
    if (table.status == NEVRA_NOT_FOUND) {
       return; // the host has no such thing
    }
-   rows->hasFailure = rows->hasFailure || table.status != NEVRA_OK;
+   // heap-stats ends with 0, whatever happens; all that tells of a failure is that there is no table.
+   const bool hasFailed = table.status != NEVRA_OK || !table.isComplete;
+   rows->hasFailure = rows->hasFailure || hasFailed;
    rows->notRead.insert(rows->notRead.end(), table.messages.begin(), table.messages.end());
-   if (table.status != NEVRA_OK && table.messages.empty()) {
+   if (hasFailed && table.messages.empty()) {
       rows->notRead.push_back(table.report + ": failed");
    }
 }

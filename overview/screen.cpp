@@ -217,22 +217,26 @@ class Screen {
          const double percent = PercentOf(static_cast<double>(row.kb), static_cast<double>(whole));
          lines.Put(PercentText(percent), kPercent, Colour::Faint, Align::Right);
          if (change.has_value()) {
-            lines.Put(row.item != nullptr ? ChangeOfItem(*change, *row.item) : "", forChange, Colour::Plain,
-                      Align::Right);
+            lines.Put(ChangeOfRow(*change, row), forChange, Colour::Plain, Align::Right);
          }
          lines.End();
       }
    }
 
-   // "+1.5 GB"; nothing where it did not change. Items are looked for by their way from the root.
-   std::string ChangeOfItem(const AccountItem &change, const AccountItem &item) const
+   // "+1.5 GB"; nothing where it did not change.
+   std::string ChangeOfRow(const AccountItem &change, const AccountRow &row) const
    {
-      const AccountItem *found = nullptr;
-      FindChange(overview.account.byUse, change, item, &found);
-      return found != nullptr && found->kb != 0 ? Change(found->kb) : std::string();
+      uint64_t sum = 0;
+      for (const AccountItem *item : row.items) {
+         const AccountItem *found = nullptr;
+         FindChange(overview.account.byUse, change, *item, &found);
+         sum += found != nullptr ? static_cast<uint64_t>(found->kb) : 0;
+      }
+      return sum != 0 ? Change(static_cast<int64_t>(sum)) : std::string();
    }
 
-   // The parts of a change begin with those of now, in their order.
+   // Looks for the change of an item, which has the same place: the parts of a change begin with those of
+   // now, in their order.
    static void FindChange(const AccountItem &now, const AccountItem &change, const AccountItem &item,
                           const AccountItem **found)
    {
@@ -330,11 +334,13 @@ class Screen {
       lines.Put("swapped  ", Colour::Heading);
       std::string text = vms.empty() ? "of no VM" : Amount(static_cast<int64_t>(sum));
       if (!vms.empty()) {
-         text.append(" of ").append(std::to_string(vms.size())).append(vms.size() > 1 ? " VMs: " : " VM: ");
+         text.append(" of ").append(std::to_string(vms.size())).append(vms.size() > 1 ? " VMs" : " VM");
+         const auto swapping = std::ranges::count_if(vms, &VmRow::isSwapping);
+         text.append(swapping > 0 ? ", " + std::to_string(swapping) + " swapping now" : "").append(": ");
       }
       for (size_t i = 0; i < std::min<size_t>(vms.size(), 5); i++) {
-         text += (i > 0 ? ", " : "") + vms[i]->name + " " + Amount(static_cast<int64_t>(vms[i]->swapped)) +
-                 (vms[i]->isSwapping ? " (swapping)" : "");
+         text.append(i > 0 ? ", " : "").append(vms[i]->name).append(" ");
+         text += Amount(static_cast<int64_t>(vms[i]->swapped));
       }
       const KernelDetail *detail = overview.now->Detail();
       if (detail != nullptr) {
