@@ -19,14 +19,20 @@ help: ## list these commands
 	@echo
 	@echo 'Variables: JOBS=$(JOBS) PREFIX=$(PREFIX) DESTDIR=$(DESTDIR) FUZZ_SECONDS=$(FUZZ_SECONDS) FUZZ_JOBS=$(FUZZ_JOBS)'
 
-# The reports show a selection of their columns that fits a terminal of 80.
+# The reports show a selection of their columns that fits a terminal of 80. The screen at the end leaves room for the
+# two lines below it.
 run: packages-build ## build, then report on this host, live
+	@echo 'Building; from nothing that takes some minutes'
 	@cmake --preset release -DHOSTMEM_TESTS=OFF >/dev/null
 	@cmake --build --preset release -j $(JOBS)
 	$(RELEASE)/bin/hostmem -r comp-stats -u mb \
 	   -s total:kernelCode:dataAndHeap:otherConsumed:free:memState
 	$(RELEASE)/bin/hostmem -r group-stats -u mb -l 3 -e sys \
 	   -s gid:name:nChild:memSize:consumed
+	@lines=$$(tput lines 2>/dev/null) || lines=24; \
+	   $(RELEASE)/bin/hostmem-overview --height $$((lines > 22 ? lines - 2 : 20))
+	@echo
+	@echo 'Next: $(RELEASE)/bin/hostmem-overview --findings, or $(RELEASE)/bin/hostmem --help'
 
 test: packages-test ## build and run every test
 	@cmake --preset release -DHOSTMEM_TESTS=ON

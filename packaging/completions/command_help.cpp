@@ -90,5 +90,5 @@ bool AskForHelp(const std::string &path, ProgramHelp *program)
       }
       program->subcommands.push_back({line.term, line.text, Options(ofSubcommand)});
    }
-   return !program->subcommands.empty();
+   return !program->options.empty() || !program->subcommands.empty();
 }

@@ -1,4 +1,4 @@
-// What a program with subcommands says of itself under --help.
+// What a program says of itself under --help.
 #ifndef PACKAGING_COMPLETIONS_COMMAND_HELP_H
 #define PACKAGING_COMPLETIONS_COMMAND_HELP_H
 
@@ -21,11 +21,11 @@ struct CommandHelp {
 struct ProgramHelp {
    std::string name;
    std::vector<CommandOption> options;
-   std::vector<CommandHelp> subcommands;
+   std::vector<CommandHelp> subcommands; // or none
 };
 
 // Runs the program at `path` and each of its subcommands with --help. False when one of them cannot be run,
-// or the program has no subcommand.
+// or the program names neither options nor subcommands.
 bool AskForHelp(const std::string &path, ProgramHelp *program);
 
 #endif

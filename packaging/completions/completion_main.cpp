@@ -1,6 +1,6 @@
 // usage: make_completion SHELL PROGRAM TEMPLATE SCRIPT
 // Makes a completion script: the template, with the tables in place of its line @TABLES@. PROGRAM is
-// "hostmem", or the path of a program with subcommands, which is asked for its help.
+// "hostmem", or the path of another program, which is asked for its help.
 #include <cstdio>
 #include <fstream>
 #include <string>

@@ -270,10 +270,10 @@ std::string ZshAction(const CommandOption &option)
    if ((form == "-i" || form == "-e") && option.longForm.ends_with("Filter")) {
       return ":flag:_values -s \\: flag $flags";
    }
-   if (form == "-c" || form == "-o" || form == "--names") {
+   if (form == "-c" || form == "-o" || form == "--names" || form == "--against" || form == "--html") {
       return ":file:_files";
    }
-   if (form == "--root") {
+   if (form == "--root" || form == "--dir") {
       return ":folder:_files -/";
    }
    if (form == "-r") {
@@ -355,10 +355,10 @@ std::string FishArguments(const CommandOption &option)
    if ((form == "-i" || form == "-e") && option.longForm.ends_with("Filter")) {
       return "-x -a '(__hostmem_list flags)'";
    }
-   if (form == "-c" || form == "-o" || form == "--names") {
+   if (form == "-c" || form == "-o" || form == "--names" || form == "--against" || form == "--html") {
       return "-r -F";
    }
-   if (form == "--root") {
+   if (form == "--root" || form == "--dir") {
       return "-x -a '(__fish_complete_directories)'";
    }
    if (form == "-r") {
@@ -372,6 +372,20 @@ std::string FishOptions(const std::string &start, const std::vector<CommandOptio
    std::string text;
    for (const CommandOption &option : options) {
       text += FishOption(start, option, FishArguments(option));
+   }
+   return text;
+}
+
+// Of a program without tables of units and reports.
+std::string FishOptionsOfOther(const std::string &start, const std::vector<CommandOption> &options)
+{
+   std::string text;
+   for (const CommandOption &option : options) {
+      const bool isUnit = option.shortForm == "-u";
+      text += FishOption(start, option,
+                         isUnit                     ? "-x -a 'kb mb gb'"
+                         : option.shortForm == "-r" ? "-x"
+                                                    : FishArguments(option));
    }
    return text;
 }
@@ -410,12 +424,13 @@ std::string FishHostmemTables()
 std::string FishSubcommandTables(const ProgramHelp &program)
 {
    const std::string start = "complete -c " + program.name;
-   std::string text = FishOptions(start + " -n __fish_use_subcommand", program.options);
+   const std::string whenAlone = program.subcommands.empty() ? "" : " -n __fish_use_subcommand";
+   std::string text = FishOptionsOfOther(start + whenAlone, program.options);
    for (const CommandHelp &subcommand : program.subcommands) {
-      text +=
-         start + " -n __fish_use_subcommand -f -a " + subcommand.name + " -d " + Quote(subcommand.text) +
-         "\n" +
-         FishOptions(start + " -n '__fish_seen_subcommand_from " + subcommand.name + "'", subcommand.options);
+      text += start + " -n __fish_use_subcommand -f -a " + subcommand.name + " -d " + Quote(subcommand.text) +
+              "\n" +
+              FishOptionsOfOther(start + " -n '__fish_seen_subcommand_from " + subcommand.name + "'",
+                                 subcommand.options);
    }
    return text;
 }

@@ -11,7 +11,7 @@
 // Empty for a shell that is none of "bash", "zsh" and "fish".
 std::string HostmemTables(const std::string &shell);
 
-// The tables of a program with subcommands.
+// The tables of another program: its options, its subcommands if it has any, and their options.
 std::string SubcommandTables(const std::string &shell, const ProgramHelp &program);
 
 #endif

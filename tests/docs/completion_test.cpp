@@ -15,6 +15,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using ::testing::UnorderedElementsAre;
 using ::testing::UnorderedElementsAreArray;
 
 std::vector<std::string> ReportTypes()
@@ -157,6 +158,14 @@ TEST_F(BashCompletion, OffersSubcommandsOptionsAndFilesOfHostmemSnapshot)
                ElementsAre(COMPLETIONS_FOLDER "/hostmem.bash"));
 }
 
+TEST_F(BashCompletion, OffersOptionsUnitsAndFilesOfHostmemOverview)
+{
+   EXPECT_THAT(BashOf("overview", "hostmem-overview --ag", 1), ElementsAre("--against"));
+   EXPECT_THAT(BashOf("overview", "hostmem-overview --check -u ''", 3), ElementsAre("kb", "mb", "gb"));
+   EXPECT_THAT(BashOf("overview", "hostmem-overview -c " COMPLETIONS_FOLDER "/hostmem.ba", 2),
+               ElementsAre(COMPLETIONS_FOLDER "/hostmem.bash"));
+}
+
 // ---- fish
 
 // What fish offers at the end of the line, without the descriptions.
@@ -204,6 +213,12 @@ TEST_F(FishCompletion, OffersSubcommandsAndOptionsOfHostmemSnapshot)
    EXPECT_THAT(Fish("hostmem-snapshot", "hostmem-snapshot import --o"), ElementsAre("--output"));
    EXPECT_THAT(Fish("hostmem-record", "hostmem-record ser"), ElementsAre("series"));
    EXPECT_THAT(Fish("hostmem-record", "hostmem-record series --m"), ElementsAre("--match"));
+}
+
+TEST_F(FishCompletion, OffersOptionsAndUnitsOfHostmemOverview)
+{
+   EXPECT_THAT(Fish("hostmem-overview", "hostmem-overview -c x --ag"), ElementsAre("--against"));
+   EXPECT_THAT(Fish("hostmem-overview", "hostmem-overview -u "), UnorderedElementsAre("kb", "mb", "gb"));
 }
 
 // ---- zsh
@@ -259,6 +274,11 @@ TEST_F(ZshCompletion, DescribesTheColumnsThatAListCanGoOnWith)
 TEST_F(ZshCompletion, DescribesTheSubcommandsOfHostmemSnapshot)
 {
    EXPECT_THAT(Zsh("hostmem-snapshot i", "info"), HasSubstr("import  -- Make a snapshot of JSON"));
+}
+
+TEST_F(ZshCompletion, OffersOptionsOfHostmemOverview)
+{
+   EXPECT_THAT(Zsh("hostmem-overview --ag", "against"), HasSubstr("hostmem-overview --against"));
 }
 
 } // namespace

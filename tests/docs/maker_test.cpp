@@ -116,11 +116,11 @@ TEST_F(Maker, OfCompletionsNamesWhatItHasNoTablesFor)
    run = Run(MAKE_COMPLETION, "bash hostmem template /dev/full");
    EXPECT_EQ(run.exitStatus, 1);
    EXPECT_EQ(run.output, "/dev/full: cannot be written\n");
-   // Programs without subcommands, without help, and with one that has none for a subcommand.
-   WriteProgram("plain", "echo Options:; echo '  -x  One'\n");
+   // Programs that say nothing, without help, and with one that has none for a subcommand.
+   WriteProgram("silent", "exit 0\n");
    WriteProgram("mute", "exit 1\n");
    WriteProgram("half", "[ $1 = --help ] || exit 1; echo Subcommands:; echo '  make  Makes it'\n");
-   for (const std::string program : {"plain", "mute", "half"}) {
+   for (const std::string program : {"silent", "mute", "half"}) {
       run = Run(MAKE_COMPLETION, "bash ./" + program + " template script");
       EXPECT_EQ(run.exitStatus, 1) << program;
       EXPECT_EQ(run.output, nothing + "./" + program + ", or no template\n");
@@ -128,6 +128,8 @@ TEST_F(Maker, OfCompletionsNamesWhatItHasNoTablesFor)
    WriteProgram("whole", "[ $1 = --help ] || exit 0; echo Subcommands:; echo '  make  Makes it'\n");
    EXPECT_EQ(Run(MAKE_COMPLETION, "tcsh ./whole template script").exitStatus, 1);
    EXPECT_EQ(Run(MAKE_COMPLETION, "bash ./whole template script").exitStatus, 0);
+   WriteProgram("plain", "echo Options:; echo '  -x  One'\n");
+   EXPECT_EQ(Run(MAKE_COMPLETION, "bash ./plain template script").exitStatus, 0);
 }
 
 TEST_F(Maker, OfCompletionsTakesHelpThatGoesOnBelowItsTerm)

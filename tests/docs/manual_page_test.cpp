@@ -161,7 +161,8 @@ TEST(ManualPage, BlockWithoutEndIsAnError)
 
 std::vector<std::string> PageNames()
 {
-   std::vector<std::string> names = {"hostmem", "hostmem-snapshot", "hostmem-record", "hostmem-export"};
+   std::vector<std::string> names = {"hostmem", "hostmem-snapshot", "hostmem-record", "hostmem-export",
+                                     "hostmem-overview"};
    for (const ReportEntry &report : Reports()) {
       names.push_back(std::string("hostmem-") + report.name);
    }

@@ -41,8 +41,10 @@ readelf -d "$installed/bin/hostmem" | grep -F '[$ORIGIN/../lib]'
 "$installed/bin/hostmem" -c "$work/host.snapshot" -r vm-stats
 "$installed/bin/hostmem-export" csv -c "$work/host.snapshot" -r vm-stats
 "$installed/bin/hostmem-export" csv -r comp-stats # through the library that is installed
+"$installed/bin/hostmem-overview" -c "$work/host.snapshot"
+"$installed/bin/hostmem-overview" # through the library, too
 "$installed/bin/hostmem-record" --help >"$work/help"
-for page in hostmem hostmem-export hostmem-record hostmem-snapshot hostmem-comp-stats; do
+for page in hostmem hostmem-export hostmem-overview hostmem-record hostmem-snapshot hostmem-comp-stats; do
    gzip -t "$installed/share/man/man8/$page.8.gz"
    grep -q '</html>' "$installed/share/doc/hostmem/manuals/$page.8.html"
 done
