@@ -1,21 +1,30 @@
 // Small files that would make big work: every report and every command on them ends soon, in little memory
 // and with little output.
 #include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <numeric>
+#include <span>
 #include <string>
 #include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "nevra/records.h"
+#include "nevra/snapshot/snapshot_checksum.h"
 #include "nevra/snapshot/snapshot_trailer.h"
+#include "nevra/snapshot/snapshot_vectors.h"
 #include "tests/nevra/snapshot/forged_snapshot.h"
 
 using nevra::snapshot::NodeT;
@@ -199,6 +208,50 @@ void BillionsOfRowsDue(SnapshotT *root)
    PutRecords(numa, sizeof(PMemRegionNumaRecord), {0, 0, 0});
 }
 
+// Nodes with one vector of zeros between them, every checksum right.
+std::vector<uint8_t> NodesOfOneVector(unsigned count, uint32_t size)
+{
+   const std::vector<uint8_t> small = Forge([](SnapshotT *) {});
+   const auto *model = nevra::snapshot::GetSnapshot(small.data());
+   flatbuffers::FlatBufferBuilder builder(size + (1 << 20));
+   const std::vector<uint8_t> zeros(size);
+   const auto records = builder.CreateVector(zeros);
+   const size_t vectorSize = builder.GetSize();
+   nevra::NodeVectorBytes vectors = {};
+   vectors[1] = zeros; // the records
+   const uint64_t checksum = nevra::ChecksumOfVectors(vectors);
+   const nevra::snapshot::KeyShape noKeys;
+   std::vector<flatbuffers::Offset<nevra::snapshot::Node>> nodes;
+   for (unsigned i = 0; i < count; i++) {
+      const auto path = builder.CreateString("node" + std::to_string(i));
+      nevra::snapshot::NodeBuilder node(builder);
+      node.add_path(path);
+      node.add_checksum(checksum);
+      node.add_record_shape(&noKeys);
+      node.add_list_shape(&noKeys);
+      node.add_record_size(size);
+      node.add_record_count(1);
+      node.add_records(records);
+      nodes.push_back(node.Finish());
+   }
+   const auto nodeVector = builder.CreateVector(nodes);
+   const auto signature = builder.CreateString(model->definition_signature());
+   const auto build = builder.CreateString(model->kernel_build());
+   const auto host = builder.CreateString(model->host());
+   nevra::snapshot::SnapshotBuilder root(builder);
+   root.add_format_version(model->format_version());
+   root.add_definition_signature(signature);
+   root.add_kernel_build(build);
+   root.add_host(host);
+   root.add_nodes(nodeVector);
+   root.add_text_checksum(nevra::ChecksumOfVectors(std::array<std::span<const uint8_t>, 2>{}));
+   FinishSnapshotBuffer(builder, root.Finish());
+   std::vector<uint8_t> file(builder.GetBufferPointer(), builder.GetBufferPointer() + builder.GetSize());
+   const auto trailer = nevra::EncodeTrailer(file, file.size() - vectorSize);
+   file.insert(file.end(), trailer.begin(), trailer.end());
+   return file;
+}
+
 struct HostileFile {
    const char *name;
    std::function<void(SnapshotT *)> change;
@@ -216,7 +269,7 @@ const HostileFile kFiles[] = {
 
 // ---- runs
 
-class SnapshotWorkRuns : public testing::TestWithParam<HostileFile> {
+class SnapshotWorkRuns : public testing::Test {
  protected:
    SnapshotWorkRuns()
    {
@@ -226,19 +279,25 @@ class SnapshotWorkRuns : public testing::TestWithParam<HostileFile> {
    }
    ~SnapshotWorkRuns() override { std::filesystem::remove_all(folder); }
 
-   void RunAll() const
+   // Each fails and says `refusal`, if there is one.
+   void RunAll(const std::string &refusal = "") const
    {
       for (const char *report : kReports) {
-         Run({HOSTMEM, "-c", file, "-r", report});
+         Run({HOSTMEM, "-c", file, "-r", report}, refusal);
       }
       for (const char *command : {"info", "verify", "export"}) {
-         Run({SNAPSHOT_TOOL, command, file});
+         Run({SNAPSHOT_TOOL, command, file}, refusal);
       }
-      Run({SNAPSHOT_TOOL, "diff", file, SAMPLES "/small-host.snapshot"});
-      Run({SNAPSHOT_TOOL, "diff", SAMPLES "/small-host.snapshot", file});
+      Run({SNAPSHOT_TOOL, "diff", file, SAMPLES "/small-host.snapshot"}, refusal);
+      Run({SNAPSHOT_TOOL, "diff", SAMPLES "/small-host.snapshot", file}, refusal);
    }
 
-   void Run(const std::vector<std::string> &command) const
+   bool IsSound() const
+   {
+      return std::system((SNAPSHOT_TOOL " verify " + file.string() + " > /dev/null").c_str()) == 0;
+   }
+
+   void Run(const std::vector<std::string> &command, const std::string &refusal) const
    {
       std::vector<char *> arguments;
       std::string shown;
@@ -266,13 +325,21 @@ class SnapshotWorkRuns : public testing::TestWithParam<HostileFile> {
       ASSERT_TRUE(WIFEXITED(status)) << shown << "ended by signal " << WTERMSIG(status);
       EXPECT_LE(WEXITSTATUS(status), 2) << shown;
       EXPECT_LE(usage.ru_maxrss, kMostMemoryKB) << shown;
+      if (!refusal.empty()) {
+         std::ifstream stream(output);
+         const std::string text{std::istreambuf_iterator<char>(stream), {}};
+         EXPECT_NE(WEXITSTATUS(status), 0) << shown;
+         EXPECT_NE(text.find(refusal), std::string::npos) << shown << text;
+      }
    }
 
    std::filesystem::path folder;
    std::filesystem::path file;
 };
 
-TEST_P(SnapshotWorkRuns, EndSoon)
+class SnapshotWorkOfAFile : public SnapshotWorkRuns, public testing::WithParamInterface<HostileFile> {};
+
+TEST_P(SnapshotWorkOfAFile, EndsSoon)
 {
    const std::vector<uint8_t> bytes = Forge(GetParam().change);
    std::ofstream(file, std::ios::binary)
@@ -280,7 +347,68 @@ TEST_P(SnapshotWorkRuns, EndSoon)
    RunAll();
 }
 
-INSTANTIATE_TEST_SUITE_P(File, SnapshotWorkRuns, testing::ValuesIn(kFiles),
+INSTANTIATE_TEST_SUITE_P(File, SnapshotWorkOfAFile, testing::ValuesIn(kFiles),
                          [](const auto &test) { return std::string(test.param.name); });
+
+// ---- files that are too large to be forged in memory
+
+// Every checksum is right; there is a hole between the vectors and the end.
+bool WriteSparseFile(const std::string &path, size_t size)
+{
+   const std::vector<uint8_t> sound = Forge([](SnapshotT *) {});
+   const std::span vectors = std::span(sound).first(sound.size() - nevra::kTrailerSize);
+   nevra::SnapshotTrailer trailer;
+   nevra::DecodeTrailer(std::span(sound).last<nevra::kTrailerSize>(), &trailer);
+   const size_t bodyBytes = size - nevra::kTrailerSize;
+   // Zeros that take no memory, as the file's take no room.
+   void *memory =
+      mmap(nullptr, bodyBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+   if (memory == MAP_FAILED) {
+      return false;
+   }
+   std::ranges::copy(vectors, static_cast<uint8_t *>(memory));
+   const auto sealed = nevra::EncodeTrailer({static_cast<const uint8_t *>(memory), bodyBytes},
+                                            static_cast<size_t>(trailer.directorySize));
+   munmap(memory, bodyBytes);
+   std::ofstream stream(path, std::ios::binary);
+   stream.write(reinterpret_cast<const char *>(vectors.data()), static_cast<std::streamsize>(vectors.size()));
+   stream.seekp(static_cast<std::streamoff>(bodyBytes));
+   stream.write(reinterpret_cast<const char *>(sealed.data()), static_cast<std::streamsize>(sealed.size()));
+   stream.close();
+   return stream.good();
+}
+
+TEST_F(SnapshotWorkRuns, ASparseFileIsRefusedWithoutBeingRead)
+{
+   ASSERT_TRUE(WriteSparseFile(file, 8 << 20));
+   EXPECT_TRUE(IsSound()) << "nothing but the hole is wrong with it";
+   ASSERT_TRUE(WriteSparseFile(file, size_t{1900} << 20));
+   struct stat written = {};
+   ASSERT_EQ(stat(file.c_str(), &written), 0);
+   if (written.st_blocks > (1 << 20) / 512) {
+      GTEST_SKIP() << "the file system of /tmp has no holes";
+   }
+   RunAll("sparse");
+}
+
+// Reading them all is reading the vector as often as there are nodes.
+TEST_F(SnapshotWorkRuns, ManyNodesOfOneLongVectorAreRefusedWithoutBeingRead)
+{
+   constexpr uint32_t kBytes = 100 << 20;
+   struct statvfs disk = {};
+   if (statvfs(folder.c_str(), &disk) != 0 || disk.f_bavail * disk.f_frsize < uint64_t{2} * kBytes) {
+      GTEST_SKIP() << "/tmp has no room for " << 2 * (kBytes >> 20) << " MB";
+   }
+   const auto write = [this](const std::vector<uint8_t> &bytes) {
+      std::ofstream stream(file, std::ios::binary);
+      stream.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+      stream.close();
+      return stream.good();
+   };
+   ASSERT_TRUE(write(NodesOfOneVector(1, kBytes)));
+   EXPECT_TRUE(IsSound()) << "nothing but the sharing is wrong with it";
+   ASSERT_TRUE(write(NodesOfOneVector(950, kBytes)));
+   RunAll("vectors overlap");
+}
 
 } // namespace
