@@ -57,7 +57,7 @@ void AddAnonymityOptions(CLI::App *subcommand, Anonymity *anonymity)
 }
 
 // NOLINTNEXTLINE(readability-function-size): one command line
-int Run(int argc, char **argv)
+int Run(int argc, char **argv, int *failed)
 {
    CLI::App app("Makes and inspects snapshots, the cache files of hostmem -c.", "hostmem-snapshot");
    app.require_subcommand(1);
@@ -117,6 +117,7 @@ int Run(int argc, char **argv)
       arguments.output.ifExists = nevra::IfExists::Replace;
       arguments.anonymity.names.ifExists = nevra::IfExists::Replace;
    }
+   *failed = *diff ? kExitTrouble : kExitFailed;
    if (*capture) {
       return CaptureCommand(arguments.root, arguments.output, arguments.anonymity);
    }
@@ -145,12 +146,13 @@ int Run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+   int failed = kExitTrouble; // of the subcommand, once there is one
    try {
-      return Run(argc, argv);
+      return Run(argc, argv, &failed);
    } catch (const std::bad_alloc &) {
       Warning("hostmem-snapshot: out of memory\n");
    } catch (const std::exception &error) {
       Warning("hostmem-snapshot: %s\n", error.what());
    }
-   return kExitTrouble;
+   return failed;
 }
