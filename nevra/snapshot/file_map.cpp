@@ -27,6 +27,7 @@ struct Guard {
 Guard guards[16];
 std::mutex guardsMutex;
 unsigned guardCount;
+bool isHandlerInstalled; // though another may have been installed on top of it since
 struct sigaction formerAction;
 std::atomic<int> exitStatus = 1;
 
@@ -59,8 +60,14 @@ void OnBusError(int signal, siginfo_t *info, void *context)
    PassOn(signal, info, context);
 }
 
+// When somebody else's handler was installed on top of this one, that one passes signals on to this one.
+// Installed once more, on top of that, each would pass them on to the other for ever.
 void InstallHandler()
 {
+   if (isHandlerInstalled) {
+      return;
+   }
+   isHandlerInstalled = true;
    struct sigaction action = {};
    action.sa_sigaction = OnBusError;
    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
@@ -74,6 +81,7 @@ void RemoveHandler()
    if (sigaction(SIGBUS, nullptr, &current) == 0 && (current.sa_flags & SA_SIGINFO) != 0 &&
        current.sa_sigaction == OnBusError) {
       sigaction(SIGBUS, &formerAction, nullptr);
+      isHandlerInstalled = false;
    }
 }
 

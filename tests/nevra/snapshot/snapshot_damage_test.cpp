@@ -322,6 +322,56 @@ TEST_F(ChangedSnapshotFiles, OtherBusErrorsGoToTheHandlerThatWasThere)
       testing::ExitedWithCode(7), "^$");
 }
 
+// A handler that passes on what is not for it stays where it is when the file is closed.
+struct sigaction actionBelow;
+
+void PassBusErrorOn(int signal, siginfo_t *info, void *context)
+{
+   if ((actionBelow.sa_flags & SA_SIGINFO) != 0) {
+      actionBelow.sa_sigaction(signal, info, context);
+   } else {
+      actionBelow.sa_handler(signal);
+   }
+}
+
+TEST_F(ChangedSnapshotFiles, HandlerBetweenTwoOpenedFilesIsNotCalledForEver)
+{
+   EXPECT_EXIT(
+      {
+         std::signal(SIGBUS, [](int) { _exit(7); });
+         std::unique_ptr<nevra::Source> source;
+         nevra::OpenSnapshotSource(path.c_str(), &source);
+         struct sigaction between = {};
+         between.sa_sigaction = PassBusErrorOn;
+         between.sa_flags = SA_SIGINFO;
+         sigaction(SIGBUS, &between, &actionBelow);
+         source.reset();
+         nevra::OpenSnapshotSource(path.c_str(), &source);
+         std::raise(SIGBUS);
+         _exit(0);
+      },
+      testing::ExitedWithCode(7), "^$");
+}
+
+TEST_F(ChangedSnapshotFiles, FileThatIsCutBelowAnotherHandlerEndsTheProcessWithAMessage)
+{
+   EXPECT_EXIT(
+      {
+         std::unique_ptr<nevra::Source> source;
+         nevra::OpenSnapshotSource(path.c_str(), &source);
+         struct sigaction between = {};
+         between.sa_sigaction = PassBusErrorOn;
+         between.sa_flags = SA_SIGINFO;
+         sigaction(SIGBUS, &between, &actionBelow);
+         source.reset();
+         nevra::OpenSnapshotSource(path.c_str(), &source);
+         std::filesystem::resize_file(path, 0);
+         AskEverything(*source);
+         _exit(0);
+      },
+      testing::ExitedWithCode(1), ": changed while it was read\n$");
+}
+
 TEST_F(ChangedSnapshotFiles, HandlerIsRemovedWithTheLastFile)
 {
    struct sigaction before;
