@@ -1,4 +1,5 @@
 // The subcommands of hostmem-record that read, as programs.
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -9,10 +10,12 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/recorder/reading/made_recording.h"
@@ -287,6 +290,52 @@ TEST_F(Reading, SeriesHasTheRowsOfEachMoment)
                       "2026-01-15T12:02:00Z,aspen,vm-stats,data,rowan,12888\n");
    EXPECT_EQ(run.err, "");
    EXPECT_EQ(run.exitStatus, 0);
+}
+
+// What a program writes to a terminal, until it ends.
+std::string ReadTerminal(int terminal)
+{
+   std::string text;
+   char part[4096];
+   for (ssize_t count; (count = read(terminal, part, sizeof part)) > 0;) { // fails when nobody has it open
+      text.append(part, static_cast<size_t>(count));
+   }
+   return text;
+}
+
+// Its output is not taken for more than a second, so that the work takes longer than that.
+TEST_F(Reading, SeriesShowsItsProgressOnATerminal)
+{
+   for (int minute = 0; minute < 1500; minute++) {
+      recording.Add(kNoon + minute * 60);
+   }
+   recording.Stop();
+   int output[2];
+   ASSERT_EQ(pipe2(output, O_CLOEXEC), 0);
+   int terminal = -1;
+   const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+   ASSERT_GE(child, 0);
+   if (child == 0) {
+      dup2(output[1], STDOUT_FILENO);
+      execl(HOSTMEM_RECORD, HOSTMEM_RECORD, "series", "--dir", recording.Folder().c_str(), "-r", "vm-stats",
+            nullptr);
+      _exit(127);
+   }
+   close(output[1]);
+   std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+   std::jthread reader([&output] {
+      char part[4096];
+      while (read(output[0], part, sizeof part) > 0) {
+      }
+   });
+   const std::string shown = ReadTerminal(terminal);
+   int status = -1;
+   waitpid(child, &status, 0);
+   EXPECT_EQ(status, 0);
+   reader.join();
+   close(output[0]);
+   close(terminal);
+   EXPECT_THAT(shown, testing::MatchesRegex("(\r\033\\[Kreading: [0-9]+%)+\r\033\\[K"));
 }
 
 TEST_F(Reading, SeriesTakesAStretchAndSomeRows)
