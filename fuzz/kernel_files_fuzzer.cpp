@@ -8,6 +8,7 @@
 #include "fuzz/fuzz_check.h"
 #include "nevra/kernel_detail.h"
 #include "nevra/linux/host_memory.h"
+#include "nevra/linux/huge_page_sharers.h"
 #include "nevra/linux/kernel_text.h"
 #include "nevra/linux/process.h"
 #include "nevra/linux/process_memory.h"
@@ -63,6 +64,7 @@ void ParseProcessFile(uint8_t kind, std::string_view text)
       break;
    case 1:
       nevra::ParseGuestMemory(text, {.largestMemoryKB = 1 << 20, .piecesKB = {4096, 1024}});
+      nevra::HugePageSharers().Take(text, true);
       break;
    default:
       nevra::ParseVmCommand(text);

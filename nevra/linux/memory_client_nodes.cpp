@@ -5,6 +5,7 @@
 #include <string>
 
 #include "nevra/linux/group_nodes.h"
+#include "nevra/linux/huge_page_sharers.h"
 #include "nevra/linux/kernel_text.h"
 #include "nevra/linux/process_memory.h"
 #include "nevra/shown_text.h"
@@ -104,9 +105,10 @@ NevraStatus ReadUserWorld(LinuxHost &host, int64_t leader, UwStatsRecord &record
    if (memory.has_value()) {
       record.mapped = AddClamped(memory->Resident(), host.WatchedKB(status, memory->rss));
       record.touched = memory->referenced;
-      // What others map too counts in parts, so that the sum over all is what they consume together. Of huge
-      // pages the kernel only says that there are others: one at least.
-      record.sharedSaved = AddClamped(SubtractClamped(memory->rss, memory->pss), memory->sharedHugetlb / 2);
+      // What others map too counts in parts, so that the sum over all is what they consume together.
+      record.sharedSaved =
+         AddClamped(SubtractClamped(memory->rss, memory->pss),
+                    ReadHugeKBOfOthers(process, memory->sharedHugetlb, host.Walks(), host.Files()));
       record.cow = memory->ksm.value_or(merged.shared);
       record.swappable =
          SubtractClamped(AddClamped(memory->privateClean, memory->privateDirty), memory->locked);

@@ -95,13 +95,12 @@ bool HasVmFlag(std::string_view mapping, std::string_view flag)
    return false;
 }
 
-// Milliseconds after which a process that has not answered counts as hanging.
+} // namespace
+
 int PatienceFor(Walk walk)
 {
    return walk == Walk::All ? KernelFileReader::kPatient : 1000;
 }
-
-} // namespace
 
 uint64_t MappedMemory::Resident() const
 {

@@ -40,6 +40,9 @@ enum class Walk { WhereShort, All };
 // HOSTMEM_WALK=all in the environment asks for all walks.
 Walk WalkAskedFor();
 
+// Milliseconds after which a process that has not answered counts as hanging.
+int PatienceFor(Walk walk);
+
 // Whether a walk through all of the process's page tables is expected to be short, by their size. Those of
 // its transparent huge pages, `hugeKB`, are set aside for later, and the walk passes them by.
 bool IsShortWalk(const ProcessStatus &status, uint64_t hugeKB);

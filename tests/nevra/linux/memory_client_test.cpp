@@ -1,6 +1,7 @@
 // User worlds and VMs as memory clients, over recorded trees.
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -9,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "nevra/linux/huge_page_sharers.h"
 #include "nevra/linux/kernel_text.h"
 #include "nevra/linux/process_memory.h"
 #include "tests/nevra/linux/live_source.h"
@@ -119,6 +121,40 @@ TEST(LinuxUserWorld, SharedHugePagesCountForEachOfTwo)
    LiveSource source(tree.Root());
    EXPECT_EQ(UserWorld(source, 40).mapped, 4000u + 10240);
    EXPECT_EQ(Consumed(UserWorld(source, 40)), 4000u + 2048 + 4096);
+}
+
+TEST(LinuxUserWorld, SharedHugePagesCountForEachOfThoseWhoMapThem)
+{
+   RecordedTree tree;
+   tree.Process(40, {.name = "one", .vmSize = 90000, .vmRss = 4000});
+   tree.File("proc/40/smaps_rollup",
+             "1-2 ---p 0 0 0 [rollup]\nRss: 4000 kB\nPss: 4000 kB\nShared_Hugetlb: 18432 kB\n"
+             "Private_Hugetlb: 2048 kB\n");
+   // Three map six pages, four map three, and one is nobody else's. Small pages are in Pss.
+   tree.File(
+      "proc/40/numa_maps",
+      "400000 default file=/bin/one mapped=2 mapmax=9 N0=2 kernelpagesize_kB=4\n"
+      "7f0000000000 default file=/dev/hugepages/a huge dirty=6 mapmax=3 N0=4 N1=2 kernelpagesize_kB=2048\n"
+      "7f1000000000 bind:0 file=/memfd:b\\040(deleted) huge dirty=3 mapmax=4 N0=3 kernelpagesize_kB=2048\n"
+      "7f2000000000 default file=/anon_hugepage\\040(deleted) huge anon=1 dirty=1 N0=1 "
+      "kernelpagesize_kB=2048");
+   LiveSource source(tree.Root());
+   EXPECT_EQ(Consumed(UserWorld(source, 40)), 4000u + 2048 + 12288 / 3 + 6144 / 4);
+}
+
+TEST(HugePageSharers, AnyTextGivesNoMoreThanIsShared)
+{
+   for (const char *text :
+        {"", "huge", "1 huge mapmax=2", "1 huge mapmax=99999999999999999999 N0=1 kernelpagesize_kB=2048\n",
+         "1 huge mapmax=3 N0=18446744073709551615 N1=5 kernelpagesize_kB=18446744073709551615\n",
+         "1 huge mapmax=2 mapmax=2 Nx=7 N=8 N0 N0=1 kernelpagesize_kB=1 kernelpagesize_kB=1"}) {
+      nevra::HugePageSharers sharers;
+      EXPECT_EQ(sharers.Take(text, true), std::strlen(text));
+      for (const uint64_t shared : {uint64_t{0}, uint64_t{2048}, ~uint64_t{0}}) {
+         EXPECT_LE(sharers.KBOfOthers(shared), shared) << text;
+         EXPECT_GE(sharers.KBOfOthers(shared), shared / 2) << text;
+      }
+   }
 }
 
 TEST(LinuxUserWorld, SwappedSharedMemoryIsInTheMappingsOnly)
