@@ -17,10 +17,11 @@ std::string Format(const char *format, int digits, double value, const char *uni
    return text;
 }
 
+// The unit in which there are fewer than four digits before the point, after rounding.
 size_t UnitFor(double kb)
 {
    size_t unit = 0;
-   for (double rest = std::abs(kb); rest >= 999.95 && unit + 1 < std::size(kUnits); rest /= 1024) {
+   while (std::abs(std::ldexp(kb, -10 * static_cast<int>(unit))) >= 999.95 && unit + 1 < std::size(kUnits)) {
       unit++;
    }
    return unit;

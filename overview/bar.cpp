@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 namespace overview {
 
@@ -19,7 +20,7 @@ std::string Bar(int64_t part, int64_t whole, size_t columns, Charset charset)
    const size_t steps = charset == Charset::Utf8 ? 8 : 1;
    const double share = std::min(1.0, static_cast<double>(part) / static_cast<double>(whole));
    const size_t length =
-      std::max<size_t>(1, static_cast<size_t>(share * static_cast<double>(columns * steps) + 0.5));
+      static_cast<size_t>(std::max(1L, std::lround(share * static_cast<double>(columns * steps))));
    std::string bar;
    for (size_t i = 0; i < length / steps; i++) {
       bar += charset == Charset::Utf8 ? kEighths[8] : "#";

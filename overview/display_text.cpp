@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
-#include <utility>
 
 #include <langinfo.h>
 
@@ -116,7 +115,7 @@ std::string_view Tail(std::string_view text, size_t columns)
    return text.substr(bytes);
 }
 
-std::string Pad(std::string text, size_t columns, Align align)
+std::string Pad(const std::string &text, size_t columns, Align align)
 {
    const std::string padding(columns - ColumnsOf(text), ' ');
    return align == Align::Left ? text + padding : padding + text;
@@ -166,7 +165,7 @@ std::string FitText(std::string_view text, size_t columns, Charset charset, Alig
       const size_t dots = std::min(kDots, columns);
       fitted = std::string(Head(fitted, columns - dots)).append(dots, '.');
    }
-   return Pad(std::move(fitted), columns, align);
+   return Pad(fitted, columns, align);
 }
 
 std::string FitName(std::string_view name, size_t columns, Charset charset)
@@ -177,7 +176,7 @@ std::string FitName(std::string_view name, size_t columns, Charset charset)
       const size_t tail = (columns - dots) / 2;
       fitted = std::string(Head(fitted, columns - dots - tail)).append(dots, '.').append(Tail(fitted, tail));
    }
-   return Pad(std::move(fitted), columns, Align::Left);
+   return Pad(fitted, columns, Align::Left);
 }
 
 } // namespace overview

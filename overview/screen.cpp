@@ -204,23 +204,32 @@ class Screen {
          overview.accountBefore.has_value()
             ? std::optional(ChangeOf(overview.accountBefore->byUse, overview.account.byUse))
             : std::nullopt;
+      const std::vector<AccountRow> rows = ChooseRows(overview.account.byUse, most);
+      size_t widest = figures.amount;
+      for (const AccountRow &row : rows) {
+         widest = std::max(widest, Amount(row.kb).size());
+      }
+      for (const AccountRow &row : rows) {
+         PutAccountRow(row, widest, change);
+      }
+   }
+
+   void PutAccountRow(const AccountRow &row, size_t amount, const std::optional<AccountItem> &change)
+   {
       constexpr size_t kName = 24;
       constexpr size_t kPercent = 7;
       const size_t forChange = change.has_value() ? figures.change + 1 : 0;
-      const size_t bar = style.columns - kName - 1 - figures.amount - kPercent - forChange;
-      for (const AccountRow &row : ChooseRows(overview.account.byUse, most)) {
-         const int64_t whole = overview.account.byUse.kb;
-         lines.Put(std::string(2 * row.depth, ' ')).PutName(row.name, kName - 2 * row.depth);
-         lines.Put(Bar(row.kb, whole, bar, style.charset), row.isDifference ? Colour::Faint : Colour::Bar)
-            .Put(" ");
-         lines.Put(Amount(row.kb), figures.amount, Colour::Plain, Align::Right);
-         const double percent = PercentOf(static_cast<double>(row.kb), static_cast<double>(whole));
-         lines.Put(PercentText(percent), kPercent, Colour::Faint, Align::Right);
-         if (change.has_value()) {
-            lines.Put(ChangeOfRow(*change, row), forChange, Colour::Plain, Align::Right);
-         }
-         lines.End();
+      const size_t bar = style.columns - kName - 1 - amount - kPercent - forChange;
+      const int64_t whole = overview.account.byUse.kb;
+      lines.Put(std::string(2 * row.depth, ' ')).PutName(row.name, kName - 2 * row.depth);
+      lines.Put(Bar(row.kb, whole, bar, style.charset), row.isDifference ? Colour::Faint : Colour::Bar);
+      lines.Put(" ").Put(Amount(row.kb), amount, Colour::Plain, Align::Right);
+      const double percent = PercentOf(static_cast<double>(row.kb), static_cast<double>(whole));
+      lines.Put(PercentText(percent), kPercent, Colour::Faint, Align::Right);
+      if (change.has_value()) {
+         lines.Put(ChangeOfRow(*change, row), forChange, Colour::Plain, Align::Right);
       }
+      lines.End();
    }
 
    // "+1.5 GB"; nothing where it did not change.

@@ -67,6 +67,31 @@ TEST(OverviewProgram, ShowsThisHost)
    EXPECT_LT(CountOfLines(ended.output), 24u);
 }
 
+TEST(OverviewProgram, ShowsThisHostToOneWhoIsNotRoot)
+{
+   if (geteuid() != 0) {
+      GTEST_SKIP() << "needs root, who may become somebody else";
+   }
+   // Where anybody may read them.
+   const std::string folder =
+      std::filesystem::path(::testing::TempDir()) / ("overview-" + std::to_string(getpid()));
+   std::filesystem::create_directory(folder);
+   std::filesystem::copy_file(HOSTMEM_OVERVIEW, folder + "/overview");
+   std::filesystem::copy_file(LIBRARY_FOLDER "/libnevra.so.1", folder + "/libnevra.so.1");
+   const Ended ended =
+      RunShell("LD_LIBRARY_PATH=" + folder + " setpriv --reuid nobody --regid nogroup --clear-groups " +
+               folder + "/overview");
+   EXPECT_EQ(ended.exitStatus, 0) << ended.output;
+   EXPECT_THAT(ended.output, HasSubstr("\nnot read: "));
+   EXPECT_LT(CountOfLines(ended.output), 24u);
+   const Ended list =
+      RunShell("LD_LIBRARY_PATH=" + folder + " setpriv --reuid nobody --regid nogroup --clear-groups " +
+               folder + "/overview --findings");
+   EXPECT_THAT(list.output, HasSubstr("not read  /proc/slabinfo: Permission denied; heaps are not shown\n"));
+   EXPECT_THAT(list.output, Not(HasSubstr("Kelmar")));
+   std::filesystem::remove_all(folder);
+}
+
 TEST(OverviewProgram, ShowsASnapshot)
 {
    const Ended ended = Overview(kSmallHost);

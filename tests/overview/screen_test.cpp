@@ -229,6 +229,18 @@ TEST_F(Screen, TakesTheUnitThatIsAskedFor)
       << screen;
 }
 
+TEST_F(Screen, ShowsWhatIsBeyondTheTotalInFull)
+{
+   HostMoment now = {.of = {.moment = {"host", 0}, .source = "file", .notRead = {}, .detail = {}},
+                     .rows = PlainRows()};
+   now.rows.host->buddyOvhd = 900 << 10;
+   const std::string screen = ScreenOf(now, {});
+   EXPECT_NE(
+      screen.find("\nbeyond the total                                                -404.0 MB -4.9 %\n"),
+      std::string::npos)
+      << screen;
+}
+
 TEST_F(Screen, SaysThatNothingWasFound)
 {
    HostMoment now = {.of = {.moment = {"host", 0}, .source = "file", .notRead = {}, .detail = {}},
