@@ -70,7 +70,7 @@ void JudgeMemoryState(const Evidence &evidence, Findings *findings)
 {
    constexpr const char *kStates[] = {"High", "Clear", "Soft", "Hard", "Low"};
    const HostFigures &host = *evidence.rows.host;
-   const auto state = std::ranges::find(kStates, host.memState);
+   const auto *const state = std::ranges::find(kStates, host.memState);
    if (state == std::end(kStates)) {
       return;
    }
@@ -233,7 +233,7 @@ void JudgeNodes(const Evidence &evidence, Findings *findings)
 
 void JudgeGrowth(const Evidence &evidence, Findings *findings)
 {
-   constexpr uint64_t kWorthALook = 16 * 1024; // KB
+   constexpr uint64_t kWorthALook = 16384; // KB
    if (evidence.before == nullptr) {
       return;
    }

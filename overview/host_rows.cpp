@@ -203,17 +203,45 @@ void TakeNodes(const CollectedTable &table, HostRows *rows)
    }
 }
 
-// The reports that an overview is made of. All are needed, but a host need not have what they are about.
+// Whether the host has heaps to show. Without root Linux hides them, of which the report would complain; what
+// the platform says of it is all that is to be told.
+bool HasHeaps(HostRows *rows)
+{
+   HeldMessages held("hostmem-overview");
+   ParamListPtr heaps;
+   if (ListInstances(NEVRA_NODE_system_heaps, nullptr, &heaps) != NEVRA_NOT_FOUND) {
+      return true; // or the report says what is wrong
+   }
+   const std::vector<std::string> messages = held.Take();
+   rows->notRead.insert(rows->notRead.end(), messages.begin(), messages.end());
+   return false;
+}
+
+// Whether there are VMs among the groups: the reports about them would walk all groups to find none.
+bool HasVms(HostRows *rows)
+{
+   return std::ranges::any_of(rows->groups,
+                              [](const GroupRow &group) { return (group.flags & GROUP_VM) != 0; });
+}
+
+// The reports that an overview is made of, in the order in which they run.
 struct ReportOfOverview {
    const char *name;
    bool hasUnit; // an option -u, which is asked for KB
    void (*take)(const CollectedTable &table, HostRows *rows);
+   bool (*isNeeded)(HostRows *rows) = nullptr; // null: always
 };
 
 constexpr ReportOfOverview kReports[] = {
-   {kCompStats, true, TakeHost},       {kGroupStats, true, TakeGroups}, {kVmStats, true, TakeVms},
-   {kSwapStats, true, TakeSwapping},   {kHeapStats, true, TakeHeaps},   {kPoolStats, false, TakePools},
-   {kSharingStats, true, TakeSharing}, {kHintStats, true, TakeHints},   {kBuddyStats, false, TakeNodes},
+   {kCompStats, true, TakeHost},
+   {kGroupStats, true, TakeGroups},
+   {kVmStats, true, TakeVms, HasVms},
+   {kSwapStats, true, TakeSwapping, HasVms},
+   {kHeapStats, true, TakeHeaps, HasHeaps},
+   {kPoolStats, false, TakePools},
+   {kSharingStats, true, TakeSharing},
+   {kHintStats, true, TakeHints},
+   {kBuddyStats, false, TakeNodes},
 };
 
 void TakeMessages(const CollectedTable &table, HostRows *rows)
@@ -230,27 +258,13 @@ void TakeMessages(const CollectedTable &table, HostRows *rows)
    }
 }
 
-// Whether the host has heaps to show. Without root Linux hides them, of which the report would complain; what
-// the platform says of it is all that is to be told.
-bool HasHeaps(HostRows *rows)
-{
-   HeldMessages held("hostmem-overview");
-   ParamListPtr heaps;
-   if (ListInstances(NEVRA_NODE_system_heaps, nullptr, &heaps) != NEVRA_NOT_FOUND) {
-      return true; // or the report says what is wrong
-   }
-   const std::vector<std::string> messages = held.Take();
-   rows->notRead.insert(rows->notRead.end(), messages.begin(), messages.end());
-   return false;
-}
-
 } // namespace
 
 HostRows ReadHostRows()
 {
    HostRows rows;
    for (const ReportOfOverview &report : kReports) {
-      if (report.take == TakeHeaps && !HasHeaps(&rows)) {
+      if (report.isNeeded != nullptr && !report.isNeeded(&rows)) {
          continue;
       }
       CollectedTable table = CollectReport(report.name, report.hasUnit ? std::vector<std::string>{"-u", "kb"}

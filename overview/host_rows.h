@@ -95,7 +95,7 @@ struct MemoryNode {
 };
 
 struct HostRows {
-   // The reports as they came, in the order in which they ran.
+   // The reports as they came, in the order in which they ran. Those about VMs ran only if there are any.
    std::vector<CollectedTable> tables;
 
    std::optional<HostFigures> host; // none when comp-stats has no row

@@ -7,16 +7,19 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
 
+#include "nevra/kernel_detail.h"
 #include "overview/host_rows.h"
 
 namespace overview {
 
 class KernelDetail {
  public:
+   KernelDetail() = default;
+   explicit KernelDetail(const nevra::KernelFigures &figures);
+
    // The amount of a line, in KB, by the kernel's name for it ("PageTables"); 0 where there is no such line.
    uint64_t Of(std::string_view name) const;
    bool Has(std::string_view name) const { return amounts.contains(name); }
@@ -26,12 +29,6 @@ class KernelDetail {
  private:
    std::map<std::string, uint64_t, std::less<>> amounts;
 };
-
-// The lines "Name: 123 kB" of a text. Other lines, counts of pages among them, are passed over.
-KernelDetail ParseKernelDetail(std::string_view text);
-
-// Of the kernel that runs this process; none where there is no /proc/meminfo.
-std::optional<KernelDetail> ReadKernelDetail();
 
 // Whether the detail is of the host that the figures are of: the memory that its kernel manages is the same.
 bool IsDetailOf(const HostFigures &host, const KernelDetail &detail);

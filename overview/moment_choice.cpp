@@ -24,6 +24,11 @@ namespace {
 
 using recorder::Complain;
 
+std::optional<KernelDetail> DetailOf(const nevra::KernelFigures &figures)
+{
+   return figures.empty() ? std::nullopt : std::optional<KernelDetail>(figures);
+}
+
 bool AnswerFromThisHost(AnsweringMoment *moment)
 {
    std::string problem;
@@ -32,12 +37,13 @@ bool AnswerFromThisHost(AnsweringMoment *moment)
       Complain("this host", problem);
       return false;
    }
+   const nevra::KernelFigures detail = source->KernelDetail();
    nevra::AnswerFrom(std::move(source));
    utsname system = {};
    uname(&system);
    moment->moment = {system.nodename, std::time(nullptr)};
    moment->source = "this host";
-   moment->detail = ReadKernelDetail();
+   moment->detail = DetailOf(detail);
    return true;
 }
 
@@ -58,13 +64,14 @@ std::vector<std::string> NotReadOf(std::string_view notes)
 bool AnswerFromFile(const std::string &path, AnsweringMoment *moment)
 {
    std::string problem;
-   std::string notes;
-   if (!AnswerFromSnapshotFile(path, &moment->moment, &problem, &notes)) {
+   SnapshotFacts facts;
+   if (!AnswerFromSnapshotFile(path, &moment->moment, &problem, &facts)) {
       Complain(path, problem);
       return false;
    }
    moment->source = path;
-   moment->notRead = NotReadOf(notes);
+   moment->notRead = NotReadOf(facts.notes);
+   moment->detail = DetailOf(facts.kernelDetail);
    return true;
 }
 
@@ -87,14 +94,15 @@ bool AnswerFromRecording(const MomentChoice &choice, AnsweringMoment *moment)
       return false;
    }
    std::string problem;
-   std::string notes;
-   if (!AnswerFromSnapshot(snapshot, &moment->moment, &problem, &notes)) {
+   SnapshotFacts facts;
+   if (!AnswerFromSnapshot(snapshot, &moment->moment, &problem, &facts)) {
       Complain(TimeOf(recording.Frames()[frame]), problem);
       return false;
    }
    moment->moment.seconds = SecondsOf(recording.Frames()[frame]);
    moment->source = choice.folder;
-   moment->notRead = NotReadOf(notes);
+   moment->notRead = NotReadOf(facts.notes);
+   moment->detail = DetailOf(facts.kernelDetail);
    return true;
 }
 

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "nevra/linux/host_memory.h"
 #include "nevra/values.h"
 #include "overview/account.h"
 #include "overview/account_rows.h"
@@ -268,7 +269,7 @@ TEST(Account, IsTakenApartByTheKernelsDetail)
    HostRows rows = PlainRows();
    rows.heaps.push_back({.name = "dentry", .size = 150000});
    rows.pools.push_back({.name = "pshare-0", .size = 1 << 20, .free = 1 << 20});
-   const KernelDetail detail = overview::ParseKernelDetail(kMemInfo);
+   const KernelDetail detail(nevra::ParseKernelDetail(kMemInfo));
    const Account account = MakeAccount(rows, &detail);
    EXPECT_EQ(TextOf(account.byUse), kDetailed);
    EXPECT_EQ(account.available, 6000000);
@@ -276,7 +277,7 @@ TEST(Account, IsTakenApartByTheKernelsDetail)
 
 TEST(Account, SaysWhatOfTheSlabCanBeHadWhereItsCachesAreHidden)
 {
-   const KernelDetail detail = overview::ParseKernelDetail(kMemInfo);
+   const KernelDetail detail(nevra::ParseKernelDetail(kMemInfo));
    const AccountItem whole = MakeAccount(PlainRows(), &detail).byUse;
    EXPECT_EQ(TextOf(whole.parts[2].parts[0].parts[0]), "slab 300000\n"
                                                        "  reclaimable 200000\n"
@@ -287,23 +288,20 @@ TEST(Account, DoesNotUseTheDetailOfAnotherHost)
 {
    HostRows rows = PlainRows();
    rows.host->managedByMemMap++;
-   const KernelDetail detail = overview::ParseKernelDetail(kMemInfo);
+   const KernelDetail detail(nevra::ParseKernelDetail(kMemInfo));
    EXPECT_EQ(TextOf(MakeAccount(rows, &detail).byUse), TextOf(MakeAccount(rows, nullptr).byUse));
    EXPECT_EQ(MakeAccount(rows, &detail).available, std::nullopt);
 }
 
-TEST(KernelDetail, HasTheLinesThatAreAmounts)
+TEST(KernelDetail, IsKeptWithASnapshot)
 {
-   const KernelDetail detail =
-      overview::ParseKernelDetail("A: 1 kB\nB(x):\t2 kB\nB(y):  2 kB\nC: 3\nD 4 kB\n: 5 kB\nE: -6 kB\n"
-                                  "F: 18446744073709551616 kB\nG: 7 kB");
-   EXPECT_EQ(detail.Of("A"), 1u);
-   EXPECT_EQ(detail.Of("B(y)"), 2u);
-   EXPECT_EQ(detail.Of("G"), 7u);
-   for (const char *name : {"B(x)", "C", "D", "E", "F", "H"}) {
-      EXPECT_FALSE(detail.Has(name)) << name;
-      EXPECT_EQ(detail.Of(name), 0u) << name;
-   }
+   HostMoment moment = SampleMoment("small-host");
+   EXPECT_EQ(moment.Detail(), nullptr) << "of a host that does not run Linux";
+   moment.of.detail = KernelDetail({{"MemTotal", moment.rows.host->managedByMemMap}, {"Slab", 7}});
+   ASSERT_NE(moment.Detail(), nullptr);
+   EXPECT_EQ(moment.Detail()->Of("Slab"), 7u);
+   EXPECT_EQ(moment.Detail()->Of("PageTables"), 0u);
+   EXPECT_FALSE(moment.Detail()->Has("PageTables"));
 }
 
 TEST(AmountText, HasFewDigitsAndAUnit)

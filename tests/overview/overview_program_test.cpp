@@ -92,6 +92,19 @@ TEST(OverviewProgram, ShowsThisHostToOneWhoIsNotRoot)
    std::filesystem::remove_all(folder);
 }
 
+TEST(OverviewProgram, ShowsASnapshotOfThisHostAsItShowsTheHost)
+{
+   MadeRecording folder; // to write to
+   const std::string path = folder.Folder() + "/host.snapshot";
+   ASSERT_EQ(RunShell(std::string(kEnvironment) + HOSTMEM_SNAPSHOT " capture -o " + path + " 2>/dev/null")
+                .exitStatus,
+             0);
+   const Ended ended = Overview("-c " + path);
+   EXPECT_EQ(ended.exitStatus, 0) << ended.output;
+   EXPECT_THAT(ended.output, HasSubstr("\ncaches and drivers "));
+   EXPECT_THAT(ended.output, HasSubstr(" can be had without swapping\n"));
+}
+
 TEST(OverviewProgram, ShowsASnapshot)
 {
    const Ended ended = Overview(kSmallHost);
