@@ -113,6 +113,10 @@ void PrintOptions(Page *page)
                  "A long option may be cut to any start of its name that no other has, and of an option "
                  "given twice the\n"
                  "last one counts.\n";
+   if (!page->isLiveOnly) {
+      page->roff << "The options\n.BR \\-c ,\n.B \\-f\nand\n.B \\-h\nof\n.BR hostmem (8)\nstand before\n.BR "
+                    "\\-r ;\nbehind it they are not read, without a message.\n";
+   }
 }
 
 // ---- tables

@@ -121,7 +121,9 @@ Only the first 511 characters take part.)"},
    {nullptr, 'q', "csvMode", nullptr, "comma-separated values instead of a table",
     R"(Print comma-separated values instead of an aligned table: the line of names and the rows, with no banner and
 no rules.
-Values are neither padded nor quoted.)"},
+Values are neither padded nor quoted, so that a comma in a name moves what follows it;
+.BR hostmem\-export (8)
+writes quoted CSV.)"},
    {"heap-stats", 'v', nullptr, nullptr, "describe the columns after the table",
     R"(Describe the columns shown, after the table; in CSV mode too.
 In this report the short form alone does so.)"},
