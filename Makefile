@@ -5,19 +5,21 @@ JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
 FUZZ_JOBS ?= $(shell nproc)
+PAGE ?= ON
 RELEASE := build/release
 
 .PHONY: all help run test test-host test-packages install uninstall deb sanitizers bench newcomer fuzz \
    fuzz-targets coverage format lint lint-quick clean
 
-all: packages-build ## build the release, into build/release
-	@cmake --preset release -DHOSTMEM_TESTS=OFF >/dev/null
+# PAGE=OFF builds hostmem-overview without its page, which needs Node and the npm registry; AUTO does where they lack.
+all: packages-$(if $(filter OFF,$(PAGE)),build,page) ## build the release, into build/release
+	@cmake --preset release -DHOSTMEM_TESTS=OFF -DHOSTMEM_PAGE=$(PAGE) >/dev/null
 	@cmake --build --preset release -j $(JOBS)
 
 help: ## list these commands
 	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "%-15s %s\n", $$1, $$2 }' $(MAKEFILE_LIST)
 	@echo
-	@echo 'Variables: JOBS=$(JOBS) PREFIX=$(PREFIX) DESTDIR=$(DESTDIR) FUZZ_SECONDS=$(FUZZ_SECONDS) FUZZ_JOBS=$(FUZZ_JOBS)'
+	@echo 'Variables: JOBS=$(JOBS) PREFIX=$(PREFIX) DESTDIR=$(DESTDIR) FUZZ_SECONDS=$(FUZZ_SECONDS) FUZZ_JOBS=$(FUZZ_JOBS) PAGE=$(PAGE)'
 
 # The reports show a selection of their columns that fits a terminal of 80. The screen at the end leaves room for the
 # two lines below it.
@@ -35,7 +37,7 @@ run: packages-build ## build, then report on this host, live
 	@echo 'Next: $(RELEASE)/bin/hostmem-overview --findings, or $(RELEASE)/bin/hostmem --help'
 
 test: packages-test ## build and run every test
-	@cmake --preset release -DHOSTMEM_TESTS=ON
+	@cmake --preset release -DHOSTMEM_TESTS=ON -DHOSTMEM_PAGE=$(PAGE)
 	@cmake --build --preset release -j $(JOBS)
 	tests/run release -j $(JOBS)
 
@@ -66,7 +68,7 @@ uninstall: ## remove what make install installed
 
 # The date of the packages' files is that of the newest entry of the changelog.
 deb: packages-deb ## make the Debian packages, in build/packages
-	@cmake --preset package
+	@cmake --preset package -DHOSTMEM_PAGE=$(PAGE)
 	@cmake --build --preset package -j $(JOBS)
 	packaging/make-packages build/package build/packages
 

@@ -5,6 +5,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 #include <CLI/CLI.hpp>
 
@@ -70,6 +71,30 @@ void AddForms(CLI::App *app, OverviewRequest *request)
       ->check(CLI::Range(overview::kFewestLines, size_t{10000}));
 }
 
+void AddPage(CLI::App *app, OverviewRequest *request)
+{
+   CLI::Option *html =
+      app->add_option("--html", request->html, "File for the overview as a page for a browser")
+         ->type_name("FILE")
+         ->excludes("--findings")
+         ->excludes("--check");
+   CLI::Option *folder = app->get_option("--dir");
+   for (const auto &[name, time, help] :
+        {std::tuple("--from", &request->from, "With --html and --dir: TIME of the first frame of a timeline"),
+         std::tuple("--to", &request->to, "With --html and --dir: TIME of the last frame of a timeline")}) {
+      app->add_option(name, *time, help)
+         ->type_name("TIME")
+         ->needs(html)
+         ->needs(folder)
+         ->excludes("--at")
+         ->excludes("--against");
+   }
+   app->add_flag_callback(
+         "-f,--force", [request] { request->ifHtmlExists = nevra::IfExists::Replace; },
+         "With --html: replace a file that is there already")
+      ->needs(html);
+}
+
 // Monitoring systems know one status for all that keeps a plugin from its work.
 bool IsCheck(int argc, char **argv)
 {
@@ -84,6 +109,7 @@ int Run(int argc, char **argv)
    OverviewRequest request;
    AddMoments(&app, &request);
    AddForms(&app, &request);
+   AddPage(&app, &request);
    try {
       app.parse(argc, argv);
    } catch (const CLI::ParseError &error) {

@@ -88,21 +88,11 @@ bool AnswerFromRecording(const MomentChoice &choice, AnsweringMoment *moment)
 {
    recorder::Recording recording;
    size_t frame;
-   std::vector<uint8_t> snapshot;
    if (!recorder::OpenRecording(choice.folder, &recording) || !ChooseLatest(recording, choice, &frame) ||
-       !recorder::ReadFrame(&recording, frame, &snapshot)) {
+       !AnswerFromFrame(&recording, frame, moment)) {
       return false;
    }
-   std::string problem;
-   SnapshotFacts facts;
-   if (!AnswerFromSnapshot(snapshot, &moment->moment, &problem, &facts)) {
-      Complain(TimeOf(recording.Frames()[frame]), problem);
-      return false;
-   }
-   moment->moment.seconds = SecondsOf(recording.Frames()[frame]);
    moment->source = choice.folder;
-   moment->notRead = NotReadOf(facts.notes);
-   moment->detail = DetailOf(facts.kernelDetail);
    return true;
 }
 
@@ -132,6 +122,24 @@ std::string CommandOf(const MomentChoice &choice)
              ShellWord(choice.time.empty() ? "now" : choice.time);
    }
    return choice.snapshot.empty() ? "hostmem" : "hostmem -c " + ShellWord(choice.snapshot);
+}
+
+bool AnswerFromFrame(recorder::Recording *recording, size_t frame, AnsweringMoment *moment)
+{
+   std::vector<uint8_t> snapshot;
+   if (!recorder::ReadFrame(recording, frame, &snapshot)) {
+      return false;
+   }
+   std::string problem;
+   SnapshotFacts facts;
+   if (!AnswerFromSnapshot(snapshot, &moment->moment, &problem, &facts)) {
+      Complain(TimeOf(recording->Frames()[frame]), problem);
+      return false;
+   }
+   moment->moment.seconds = SecondsOf(recording->Frames()[frame]);
+   moment->notRead = NotReadOf(facts.notes);
+   moment->detail = DetailOf(facts.kernelDetail);
+   return true;
 }
 
 bool AnswerFromMoment(const MomentChoice &choice, AnsweringMoment *moment)

@@ -9,6 +9,7 @@
 #include "export/row_writer.h"
 #include "overview/host_rows.h"
 #include "overview/kernel_detail.h"
+#include "recorder/recording.h"
 
 namespace overview {
 
@@ -34,6 +35,10 @@ struct AnsweringMoment {
 
 // Makes the moment the source of this process. Complains and gives false when there is none.
 bool AnswerFromMoment(const MomentChoice &choice, AnsweringMoment *moment);
+
+// Makes a frame of an open recording the source of this process. The source of the moment stays without a
+// name. Complains and gives false when the frame is damaged.
+bool AnswerFromFrame(recorder::Recording *recording, size_t frame, AnsweringMoment *moment);
 
 // A moment with the rows that the overview is made of.
 struct HostMoment {

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "overview/check.h"
+#include "overview/html_page.h"
 #include "overview/screen.h"
 #include "recorder/message.h"
 
@@ -46,10 +47,26 @@ std::optional<MomentChoice> ChoiceBefore(const OverviewRequest &request)
    return MomentChoice{.snapshot = request.against, .folder = {}, .time = {}};
 }
 
+int PageCommand(const OverviewRequest &request)
+{
+   HtmlRequest page = {.file = request.html,
+                       .ifExists = request.ifHtmlExists,
+                       .now = request.moment,
+                       .before = ChoiceBefore(request),
+                       .stretch = {}};
+   if (!request.from.empty() || !request.to.empty()) {
+      page.stretch = {.folder = request.moment.folder, .from = request.from, .to = request.to};
+   }
+   return WriteHtmlPage(page);
+}
+
 } // namespace
 
 int OverviewCommand(const OverviewRequest &request)
 {
+   if (!request.html.empty()) {
+      return PageCommand(request);
+   }
    const bool isCheck = request.form == Form::Check;
    const std::optional<MomentChoice> choiceBefore = ChoiceBefore(request);
    HostMoment before;

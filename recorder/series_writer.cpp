@@ -30,8 +30,7 @@ std::string TextOf(const CellValue &value)
    return {};
 }
 
-// The columns that a table begins with and that say whom its rows are about. Later labels are states, which
-// change while the row stays the same one.
+// The columns that a table begins with and that say whom its rows are about.
 std::vector<size_t> LeadingLabels(const ReportColumn *columns)
 {
    std::vector<size_t> positions;
@@ -39,9 +38,7 @@ std::vector<size_t> LeadingLabels(const ReportColumn *columns)
       if (!columns[i].shown) {
          continue;
       }
-      const Unit unit = columns[i].unit;
-      if (columns[i].role != Role::Label ||
-          (unit != Unit::Text && unit != Unit::Id && unit != Unit::Number)) {
+      if (!SaysWhom(columns[i].unit, columns[i].role)) {
          break;
       }
       positions.push_back(i);

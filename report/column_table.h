@@ -32,6 +32,13 @@ enum class Unit : uint8_t {
 // up and down, a counter only goes up while the host runs.
 enum class Role : uint8_t { Label, Gauge, Counter };
 
+// Whether a column says whom a row is about, if all columns before it do. Labels that come later are states,
+// which change while the row stays the same one.
+constexpr bool SaysWhom(Unit unit, Role role)
+{
+   return role == Role::Label && (unit == Unit::Text || unit == Unit::Id || unit == Unit::Number);
+}
+
 // The three flags of a column by name.
 inline constexpr uint8_t kTotalled = 1;
 inline constexpr uint8_t kNotTotalled = 0;

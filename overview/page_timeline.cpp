@@ -1,0 +1,192 @@
+#include "overview/page_timeline.h"
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+#include <map>
+#include <set>
+#include <utility>
+
+#include "overview/group_kind.h"
+#include "overview/moment_choice.h"
+#include "recorder/frame_choice.h"
+#include "recorder/message.h"
+#include "recorder/moment.h"
+#include "snapshot-tool/progress.h"
+
+namespace overview {
+
+namespace {
+
+using recorder::Complain;
+
+// The group that a series is of.
+using GroupKey = std::pair<uint64_t, std::string>;
+
+// What is kept of every moment until it is known which series are plotted.
+struct MomentFigures {
+   std::vector<AccountItem> parts; // of the account by use, the first level only
+   std::map<GroupKey, int64_t> groups;
+};
+
+// VMs as a whole, and groups without others in them that belong to no VM.
+std::map<GroupKey, int64_t> PlottableGroups(const std::vector<GroupRow> &groups)
+{
+   std::set<uint64_t> parents;
+   for (const GroupRow &group : groups) {
+      parents.insert(static_cast<uint64_t>(group.parent));
+   }
+   const std::vector<bool> areBelowVms = AreBelowVms(groups);
+   std::map<GroupKey, int64_t> figures;
+   for (size_t i = 0; i < groups.size(); i++) {
+      const GroupRow &group = groups[i];
+      if (!areBelowVms[i] && (KindOf(group) == GroupKind::Vm || !parents.contains(group.gid))) {
+         figures.emplace(GroupKey(group.gid, group.name), static_cast<int64_t>(group.consumed));
+      }
+   }
+   return figures;
+}
+
+MomentFigures FiguresOf(const Account &account, const std::vector<GroupRow> &groups)
+{
+   MomentFigures figures;
+   for (const AccountItem &part : account.byUse.parts) {
+      figures.parts.push_back({.name = part.name,
+                               .explanation = {},
+                               .kb = part.kb,
+                               .isDifference = part.isDifference,
+                               .parts = {},
+                               .group = {}});
+   }
+   figures.groups = PlottableGroups(groups);
+   return figures;
+}
+
+// A series for each part of the account, in the order in which they first come, from the last moment back.
+void AddAccountSeries(const std::vector<MomentFigures> &moments, std::vector<TimelineSeries> *series)
+{
+   std::map<std::pair<std::string, bool>, size_t> positions;
+   for (size_t i = moments.size(); i-- > 0;) {
+      for (const AccountItem &part : moments[i].parts) {
+         const auto [found, isNew] =
+            positions.emplace(std::pair(part.name, part.isDifference), series->size());
+         if (isNew) {
+            series->push_back(
+               {.name = part.name, .isGroup = false, .isDifference = part.isDifference, .kb = {}});
+            series->back().kb.resize(moments.size());
+         }
+         (*series)[found->second].kb[i] = part.kb;
+      }
+   }
+}
+
+// A series for each of the groups that were largest at some moment.
+void AddGroupSeries(const std::vector<MomentFigures> &moments, std::vector<TimelineSeries> *series)
+{
+   std::map<GroupKey, int64_t> peaks;
+   for (const MomentFigures &moment : moments) {
+      for (const auto &[key, kb] : moment.groups) {
+         int64_t &peak = peaks[key];
+         peak = std::max(peak, kb);
+      }
+   }
+   std::vector<std::pair<GroupKey, int64_t>> largest(peaks.begin(), peaks.end());
+   std::ranges::stable_sort(largest, std::greater(), &std::pair<GroupKey, int64_t>::second);
+   largest.resize(std::min(largest.size(), kMostGroupSeries));
+   for (const auto &[key, peak] : largest) {
+      TimelineSeries &each = series->emplace_back(
+         TimelineSeries{.name = key.second, .isGroup = true, .isDifference = false, .kb = {}});
+      for (const MomentFigures &moment : moments) {
+         const auto found = moment.groups.find(key);
+         each.kb.push_back(found != moment.groups.end() ? std::optional(found->second) : std::nullopt);
+      }
+   }
+}
+
+bool FindFrames(const Stretch &stretch, recorder::Recording *recording, std::vector<size_t> *frames)
+{
+   int64_t from = std::numeric_limits<int64_t>::min();
+   int64_t to = std::numeric_limits<int64_t>::max();
+   if ((!stretch.from.empty() && !recorder::ReadTime(stretch.from, &from)) ||
+       (!stretch.to.empty() && !recorder::ReadTime(stretch.to, &to)) ||
+       !recorder::OpenRecording(stretch.folder, recording)) {
+      return false;
+   }
+   *frames = FramesBetween(*recording, from, to);
+   if (frames->empty()) {
+      Complain(stretch.folder, "nothing is recorded between these times");
+      return false;
+   }
+   return true;
+}
+
+// Reads a moment that answers, and gives its account.
+Account ReadAccount(const AnsweringMoment &answering, HostMoment *moment)
+{
+   moment->of = answering;
+   moment->rows = ReadHostRows();
+   return MakeAccount(moment->rows, moment->Detail());
+}
+
+// Which moments are kept with their groups, now that it is known how many groups there are.
+std::set<size_t> FramePositions(size_t moments, size_t groups)
+{
+   const size_t most = std::clamp(kMostFrameGroups / std::max<size_t>(groups, 1), size_t{2}, kMostFrames);
+   const std::vector<size_t> positions = SpreadPositions(moments, most);
+   return {positions.begin(), positions.end()};
+}
+
+} // namespace
+
+std::vector<size_t> SpreadPositions(size_t total, size_t count)
+{
+   std::vector<size_t> positions;
+   if (total <= count) {
+      for (size_t i = 0; i < total; i++) {
+         positions.push_back(i);
+      }
+      return positions;
+   }
+   for (size_t i = 0; i < count; i++) {
+      positions.push_back(count > 1 ? i * (total - 1) / (count - 1) : total - 1);
+   }
+   return positions;
+}
+
+bool ReadTimeline(const Stretch &stretch, PageTimeline *timeline, std::string *first, std::string *last)
+{
+   recorder::Recording recording;
+   std::vector<size_t> all;
+   if (!FindFrames(stretch, &recording, &all)) {
+      return false;
+   }
+   const std::vector<size_t> chosen = SpreadPositions(all.size(), kMostMoments);
+   timeline->recorded = all.size();
+   *first = TimeOf(recording.Frames()[all.front()]);
+   *last = TimeOf(recording.Frames()[all.back()]);
+   std::vector<MomentFigures> moments;
+   std::set<size_t> withGroups;
+   Progress progress("reading");
+   for (size_t i = 0; i < chosen.size(); i++) {
+      progress.Update(i, chosen.size());
+      AnsweringMoment answering;
+      if (!AnswerFromFrame(&recording, all[chosen[i]], &answering)) {
+         return false;
+      }
+      HostMoment moment;
+      Account account = ReadAccount(answering, &moment);
+      timeline->times.push_back(answering.moment.seconds);
+      moments.push_back(FiguresOf(account, moment.rows.groups));
+      if (i == 0) {
+         withGroups = FramePositions(chosen.size(), moment.rows.groups.size());
+      }
+      if (withGroups.contains(i)) {
+         timeline->frames.push_back({i, std::move(account), std::move(moment.rows.groups)});
+      }
+   }
+   AddAccountSeries(moments, &timeline->series);
+   AddGroupSeries(moments, &timeline->series);
+   return true;
+}
+
+} // namespace overview
