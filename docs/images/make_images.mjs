@@ -7,7 +7,7 @@ import { twoMoments } from "./hosts.mjs";
 
 const IMAGES = [
    { name: "overview-page-light", hash: "#open=in%20use&open=kernel", colorScheme: "light" },
-   { name: "overview-page-dark", hash: "#view=groups&colour=change", colorScheme: "dark" },
+   { name: "overview-page-dark", hash: "#view=groups", colorScheme: "dark" },
 ];
 
 const url = pathToFileURL(twoMoments()).href;

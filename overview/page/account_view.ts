@@ -130,7 +130,7 @@ export class AccountView {
       this.total.replaceChildren(
          make("strong", {}, formatAmount(root.kb, state.unit)),
          ` ${root.name} `,
-         hasChanges && changeSpan(root, state) || "",
+         root.before !== undefined && root.before !== root.kb ? changeSpan(root, state) : "",
       );
       this.renderBar(root, state);
       this.head.replaceChildren(

@@ -61,6 +61,7 @@ export function mix(from: string, to: string, share: number): string {
 const PADDING = 6;
 const LINE = 15;
 const LEAST_LABEL = 40; // pixels of width; in a narrower box the name stands upright
+const UPRIGHT_UP_TO = 64; // pixels of width; a name that does not fit into such a box stands upright as well
 const LEAST_CHARACTERS = 3;
 
 // The longest beginning that fits, with an ellipsis; names that differ at their ends keep them in the tooltip.
@@ -79,6 +80,11 @@ function fitted(context: CanvasRenderingContext2D, text: string, width: number):
    return low < LEAST_CHARACTERS ? "" : `${characters.slice(0, low).join("")}…`;
 }
 
+// Groups that hold others stand out.
+function fontOf(box: Box, palette: Palette): string {
+   return `${box.group.children.length > 0 ? 600 : 400} 12px ${palette.font}`;
+}
+
 function drawUprightLabel(context: CanvasRenderingContext2D, box: Box, picture: Picture): void {
    context.save();
    context.translate(box.x + box.width / 2, box.y + box.height - PADDING);
@@ -94,18 +100,21 @@ function drawLabel(context: CanvasRenderingContext2D, box: Box, picture: Picture
    if (box.height < LINE || box.width < LINE) {
       return;
    }
-   if (box.width < LEAST_LABEL) {
-      if (box.height >= LEAST_LABEL && !box.hasInside) {
-         drawUprightLabel(context, box, picture);
-      }
-      return;
-   }
    const [name, amount] = picture.labelOf(box);
    const { palette } = picture;
+   context.font = fontOf(box, palette);
+   const isNarrow =
+      box.width < LEAST_LABEL || (box.width < UPRIGHT_UP_TO && context.measureText(name).width > width);
+   if (isNarrow && box.height >= LEAST_LABEL && !box.hasInside) {
+      drawUprightLabel(context, box, picture);
+      return;
+   }
+   if (box.width < LEAST_LABEL) {
+      return;
+   }
    const lines = box.height >= 2 * LINE + 4 && !box.hasInside ? 2 : 1;
    const top = box.hasInside ? box.y + 10 : box.y + box.height / 2 - (lines - 1) * (LINE / 2);
    context.fillStyle = box.more > 0 ? palette.dimText : palette.text;
-   context.font = `${box.group.children.length > 0 ? 600 : 400} 12px ${palette.font}`;
    const both = `${name}  ${amount}`;
    const isOneLine = lines === 1 && context.measureText(both).width <= width;
    context.fillText(fitted(context, name, width), box.x + PADDING, top);

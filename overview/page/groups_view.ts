@@ -14,6 +14,7 @@ import type { State, Store } from "./state";
 import { Tooltip } from "./tooltip";
 
 const ROWS_LISTED = 100;
+const FULL_CHANGE = 0.25; // of its size: a group that changed as much, or more, has the full colour
 const HELP =
    "Arrow keys move from group to group, Enter zooms in, Escape zooms out, Home shows the whole host.";
 
@@ -111,7 +112,7 @@ export class GroupsView {
       this.takeTree(state.at);
       this.layouts.show(state.layout);
       this.colours.show(state.colour);
-      this.sizes.value = state.size;
+      this.sizes.value = this.figure;
       if (this.search.value !== state.find) {
          this.search.value = state.find;
       }
@@ -179,7 +180,6 @@ export class GroupsView {
       const palette = this.palette;
       const { unit, colour, find } = this.store.state;
       const hasFocus = document.activeElement === this.picture;
-      const most = colour === "change" ? this.largestChange() : 0;
       draw(this.canvas, {
          boxes: this.boxes,
          palette,
@@ -189,7 +189,7 @@ export class GroupsView {
                ? palette.more
                : colour === "kind"
                  ? palette.kinds[box.group.kind]
-                 : this.fillOfChange(box.group, most, palette),
+                 : this.fillOfChange(box.group, palette),
          labelOf: (box) =>
             box.more > 0
                ? [`${box.more} more`, ""]
@@ -200,17 +200,11 @@ export class GroupsView {
       });
    }
 
-   private largestChange(): number {
-      const tree = this.tree as GroupTree;
-      return this.boxes.reduce(
-         (most, box) => Math.max(most, Math.abs(changeOf(tree, box.group, this.figure) ?? 0)),
-         0,
-      );
-   }
-
-   private fillOfChange(group: Group, most: number, palette: Palette): string {
+   // The colour is how much a group changed for its size, the area how large it is.
+   private fillOfChange(group: Group, palette: Palette): string {
       const change = changeOf(this.tree as GroupTree, group, this.figure) ?? 0;
-      const share = most === 0 ? 0 : Math.sqrt(Math.abs(change) / most);
+      const larger = Math.max(group.figures[this.figure] ?? 0, group.before?.[this.figure] ?? 0);
+      const share = larger === 0 ? 0 : Math.min(1, Math.abs(change) / larger / FULL_CHANGE);
       return mix(palette.same, change > 0 ? palette.grew : palette.shrank, share);
    }
 
@@ -225,7 +219,11 @@ export class GroupsView {
                  entry("system", "kernel"),
                  entry("container", "container"),
               ]
-            : [entry("grew", "grew"), entry("same", "the same"), entry("shrank", "shrank")]),
+            : [
+                 entry("grew", `grew by ${100 * FULL_CHANGE} % or more`),
+                 entry("same", "the same"),
+                 entry("shrank", `shrank by ${100 * FULL_CHANGE} % or more`),
+              ]),
       );
    }
 
@@ -264,11 +262,11 @@ export class GroupsView {
                   ? button(child.name, { class: "link" }, () => this.zoomTo(child))
                   : make("span", {}, child.name),
             ),
-            make("td", {}, kindName(child.kind)),
+            make("td", { class: "minor" }, kindName(child.kind)),
             make("td", { class: "figure" }, formatAmount(size(child), unit)),
             make("td", { class: "figure" }, formatShare(size(child), size(group))),
             tree.hasBefore && make("td", { class: `figure ${changeClass(change)}` }, changeText(change, unit)),
-            make("td", { class: "figure" }, child.children.length > 0 ? String(child.children.length) : ""),
+            make("td", { class: "figure minor" }, child.children.length > 0 ? String(child.children.length) : ""),
          );
       });
       const head = ["In this group", "Kind", this.figure, "Share", ...(tree.hasBefore ? ["Change"] : []), "Groups"];
@@ -282,7 +280,7 @@ export class GroupsView {
                  make(
                     "thead",
                     {},
-                    make("tr", {}, ...head.map((text, i) => make("th", { scope: "col", class: i > 1 && "figure" }, text))),
+                    make("tr", {}, ...head.map((text, i) => make("th", { scope: "col", class: `${i > 1 ? "figure" : ""} ${text === "Kind" || text === "Groups" ? "minor" : ""}` }, text))),
                  ),
                  make("tbody", {}, ...rows),
               ),

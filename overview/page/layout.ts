@@ -19,7 +19,7 @@ export interface Area {
 }
 
 const LEVELS_SHOWN = 8;
-const ROW_HEIGHT = { least: 24, most: 52 };
+const ROW_HEIGHT = { least: 24, most: 64 };
 const LEAST_SIZE = 1; // pixels; what is smaller is not drawn
 
 // A parent is as large as its figure, or as its children where they have more in sum, which happens where

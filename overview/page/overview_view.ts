@@ -9,7 +9,7 @@ import type { Finding, PageData, Severity } from "./model";
 import type { State, Store } from "./state";
 
 const LISTED = 8;
-const FINDINGS_LISTED = 8;
+const FINDINGS_LISTED = 6;
 const FIGURE = "consumed";
 
 const SEVERITY_MARKS: Record<Severity, string> = { critical: "!!", warning: "!", note: "i" };
@@ -39,6 +39,8 @@ export class OverviewView {
    private readonly largest = make("div");
    private readonly grown = make("div");
    private readonly grownPanel: HTMLElement;
+   private tree: GroupTree | null = null;
+   private treeMoment: number | null | undefined = undefined;
 
    constructor(
       private readonly data: PageData,
@@ -80,7 +82,11 @@ export class OverviewView {
 
    render(state: Readonly<State>): void {
       this.account.render(state);
-      const tree = treeAt(this.data, state.at);
+      if (this.treeMoment !== state.at) {
+         this.tree = treeAt(this.data, state.at);
+         this.treeMoment = state.at;
+      }
+      const { tree } = this;
       this.grownPanel.hidden = tree === null || !tree.hasBefore;
       if (tree === null) {
          this.largest.replaceChildren(make("p", { class: "empty" }, "No groups were read."));

@@ -1,7 +1,7 @@
 // The reports as tables. Of a long one, only the rows in view are in the page.
-import { formatNumber, tableUnit } from "./amounts";
+import { formatNumber, formatTime, tableUnit } from "./amounts";
 import { announce, button, make, selection } from "./elements";
-import type { PageData, Table } from "./model";
+import type { Cell, PageData, Table } from "./model";
 import type { State, Store } from "./state";
 import type { TableColumn, TableRow } from "./table_rows";
 import { cellChange, cellText, changeText, chosenRows, columnsOf, rowsOf, shownColumns, sortingOf } from "./table_rows";
@@ -105,7 +105,7 @@ export class TableView {
       this.shown = shownColumns(columns, state);
       this.chosen = chosenRows(rows, columns, state);
       this.renderChoice(table, state);
-      this.renderNotes(table);
+      this.renderNotes(table, state);
       this.renderHead(state);
       this.renderFoot(table, state);
       this.renderLegend(state);
@@ -139,8 +139,9 @@ export class TableView {
       (this.quiet.parentElement as HTMLElement).hidden = quiet === 0;
    }
 
-   private renderNotes(table: Table): void {
+   private renderNotes(table: Table, state: Readonly<State>): void {
       const lines = [
+         ...(state.at === null ? [] : [`Reports are of the last moment, ${formatTime(this.data.now.time)}.`]),
          ...table.notes,
          ...(table.complete ? [] : ["The report did not come to its end; rows may be missing."]),
          ...(table.leftOut > 0 ? [`${formatNumber(table.leftOut)} more rows are not in this page.`] : []),
@@ -219,17 +220,11 @@ export class TableView {
    // Characters that the widest cell takes. Long names are cut; their titles have them in full.
    private widthOf(column: TableColumn, state: Readonly<State>): number {
       const rows = this.prepared?.rows ?? [];
-      let widest = 3;
-      let widestChange = 0;
-      for (const row of rows) {
-         widest = Math.max(widest, cellText(row.cells[column.index], column, state.unit).length);
-         if (this.hasChanges) {
-            widestChange = Math.max(widestChange, changeText(cellChange(row, column) ?? 0, column, state.unit).length);
-         }
-      }
-      for (const { cells } of this.prepared?.table.footer ?? []) {
-         widest = Math.max(widest, cellText(cells[column.index], column, state.unit).length);
-      }
+      const cells = [...rows.map((row) => row.cells), ...(this.prepared?.table.footer ?? []).map((row) => row.cells)];
+      const widest = longest(cells.map((each) => each[column.index]), (cell) => cellText(cell, column, state.unit));
+      const widestChange = this.hasChanges
+         ? longest(rows.map((row) => cellChange(row, column) ?? 0), (change) => changeText(Number(change), column, state.unit))
+         : 0;
       const name = column.column.name.length + (column.isMemory || column.column.unit === "" ? 3 : 1 + column.column.unit.length);
       return Math.max(Math.min(widest, 36) + widestChange + (widestChange > 0 ? 1 : 0), name, 7) + 3;
    }
@@ -314,6 +309,20 @@ export class TableView {
          ...more.flatMap((each) => (each === null ? [] : [" ", each])),
       );
    }
+}
+
+// The length of the longest text. Of numbers, that is the text of the smallest or of the largest.
+function longest(cells: readonly (Cell | undefined)[], textOf: (cell: Cell | undefined) => string): number {
+   let [least, most, length] = [0, 0, 0];
+   for (const cell of cells) {
+      if (typeof cell === "number") {
+         least = Math.min(least, cell);
+         most = Math.max(most, cell);
+      } else {
+         length = Math.max(length, textOf(cell).length);
+      }
+   }
+   return Math.max(length, textOf(least).length, textOf(most).length);
 }
 
 // Stands for rows that are not in view.
