@@ -34,7 +34,7 @@ run: packages-build ## build, then report on this host, live
 	@lines=$$(tput lines 2>/dev/null) || lines=24; \
 	   $(RELEASE)/bin/hostmem-overview --height $$((lines > 22 ? lines - 2 : 20))
 	@echo
-	@echo 'Next: $(RELEASE)/bin/hostmem-overview --findings, or $(RELEASE)/bin/hostmem --help'
+	@echo 'Next, in $(RELEASE)/bin: hostmem-overview --findings, hostmem --help'
 
 test: packages-test ## build and run every test
 	@cmake --preset release -DHOSTMEM_TESTS=ON -DHOSTMEM_PAGE=$(PAGE)

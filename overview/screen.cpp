@@ -341,7 +341,7 @@ class Screen {
       }
       std::ranges::stable_sort(vms, std::greater(), &VmRow::swapped);
       lines.Put("swapped  ", Colour::Heading);
-      std::string text = vms.empty() ? "of no VM" : Amount(static_cast<int64_t>(sum));
+      std::string text = vms.empty() ? "no VM" : Amount(static_cast<int64_t>(sum));
       if (!vms.empty()) {
          text.append(" of ").append(std::to_string(vms.size())).append(vms.size() > 1 ? " VMs" : " VM");
          const auto swapping = std::ranges::count_if(vms, &VmRow::isSwapping);
