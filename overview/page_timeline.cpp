@@ -4,6 +4,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <numeric>
 #include <set>
 #include <utility>
 
@@ -20,34 +21,55 @@ namespace {
 
 using recorder::Complain;
 
-// The group that a series is of.
-using GroupKey = std::pair<uint64_t, std::string>;
+// The groups of all moments, each by a number: few of a moment's are new.
+class GroupNumbers {
+ public:
+   size_t NumberOf(const GroupRow &group)
+   {
+      const auto [found, isNew] = numbers.emplace(std::pair(group.gid, group.name), names.size());
+      if (isNew) {
+         names.push_back(group.name);
+      }
+      return found->second;
+   }
+   const std::vector<std::string> &Names() const { return names; }
+
+ private:
+   std::map<std::pair<uint64_t, std::string>, size_t> numbers;
+   std::vector<std::string> names;
+};
+
+struct GroupSize {
+   size_t number;
+   int64_t kb;
+};
 
 // What is kept of every moment until it is known which series are plotted.
 struct MomentFigures {
    std::vector<AccountItem> parts; // of the account by use, the first level only
-   std::map<GroupKey, int64_t> groups;
+   std::vector<GroupSize> groups;
 };
 
 // VMs as a whole, and groups without others in them that belong to no VM.
-std::map<GroupKey, int64_t> PlottableGroups(const std::vector<GroupRow> &groups)
+std::vector<GroupSize> PlottableGroups(const std::vector<GroupRow> &groups, GroupNumbers *numbers)
 {
    std::set<uint64_t> parents;
    for (const GroupRow &group : groups) {
       parents.insert(static_cast<uint64_t>(group.parent));
    }
    const std::vector<bool> areBelowVms = AreBelowVms(groups);
-   std::map<GroupKey, int64_t> figures;
+   std::vector<GroupSize> sizes;
    for (size_t i = 0; i < groups.size(); i++) {
       const GroupRow &group = groups[i];
-      if (!areBelowVms[i] && (KindOf(group) == GroupKind::Vm || !parents.contains(group.gid))) {
-         figures.emplace(GroupKey(group.gid, group.name), static_cast<int64_t>(group.consumed));
+      const bool isOfInterest = KindOf(group) == GroupKind::Vm || !parents.contains(group.gid);
+      if (!areBelowVms[i] && isOfInterest && group.consumed > 0) {
+         sizes.push_back({numbers->NumberOf(group), static_cast<int64_t>(group.consumed)});
       }
    }
-   return figures;
+   return sizes;
 }
 
-MomentFigures FiguresOf(const Account &account, const std::vector<GroupRow> &groups)
+MomentFigures FiguresOf(const Account &account, const std::vector<GroupRow> &groups, GroupNumbers *numbers)
 {
    MomentFigures figures;
    for (const AccountItem &part : account.byUse.parts) {
@@ -58,7 +80,7 @@ MomentFigures FiguresOf(const Account &account, const std::vector<GroupRow> &gro
                                .parts = {},
                                .group = {}});
    }
-   figures.groups = PlottableGroups(groups);
+   figures.groups = PlottableGroups(groups, numbers);
    return figures;
 }
 
@@ -80,25 +102,36 @@ void AddAccountSeries(const std::vector<MomentFigures> &moments, std::vector<Tim
    }
 }
 
-// A series for each of the groups that were largest at some moment.
-void AddGroupSeries(const std::vector<MomentFigures> &moments, std::vector<TimelineSeries> *series)
+// The numbers of the groups that were largest at some moment, the largest first.
+std::vector<size_t> LargestGroups(const std::vector<MomentFigures> &moments, size_t count)
 {
-   std::map<GroupKey, int64_t> peaks;
+   std::vector<int64_t> peaks(count, 0);
    for (const MomentFigures &moment : moments) {
-      for (const auto &[key, kb] : moment.groups) {
-         int64_t &peak = peaks[key];
-         peak = std::max(peak, kb);
+      for (const GroupSize &group : moment.groups) {
+         peaks[group.number] = std::max(peaks[group.number], group.kb);
       }
    }
-   std::vector<std::pair<GroupKey, int64_t>> largest(peaks.begin(), peaks.end());
-   std::ranges::stable_sort(largest, std::greater(), &std::pair<GroupKey, int64_t>::second);
-   largest.resize(std::min(largest.size(), kMostGroupSeries));
-   for (const auto &[key, peak] : largest) {
-      TimelineSeries &each = series->emplace_back(
-         TimelineSeries{.name = key.second, .isGroup = true, .isDifference = false, .kb = {}});
-      for (const MomentFigures &moment : moments) {
-         const auto found = moment.groups.find(key);
-         each.kb.push_back(found != moment.groups.end() ? std::optional(found->second) : std::nullopt);
+   std::vector<size_t> numbers(count);
+   std::iota(numbers.begin(), numbers.end(), size_t{0});
+   std::ranges::stable_sort(numbers, std::greater(), [&peaks](size_t number) { return peaks[number]; });
+   numbers.resize(std::min(count, kMostGroupSeries));
+   return numbers;
+}
+
+void AddGroupSeries(const std::vector<MomentFigures> &moments, const std::vector<std::string> &names,
+                    std::vector<TimelineSeries> *series)
+{
+   std::map<size_t, size_t> positions; // of the series, by the group's number
+   for (const size_t number : LargestGroups(moments, names.size())) {
+      positions.emplace(number, series->size());
+      series->push_back({.name = names[number], .isGroup = true, .isDifference = false, .kb = {}});
+      series->back().kb.resize(moments.size());
+   }
+   for (size_t i = 0; i < moments.size(); i++) {
+      for (const GroupSize &group : moments[i].groups) {
+         if (const auto found = positions.find(group.number); found != positions.end()) {
+            (*series)[found->second].kb[i] = group.kb;
+         }
       }
    }
 }
@@ -165,6 +198,7 @@ bool ReadTimeline(const Stretch &stretch, PageTimeline *timeline, std::string *f
    *first = TimeOf(recording.Frames()[all.front()]);
    *last = TimeOf(recording.Frames()[all.back()]);
    std::vector<MomentFigures> moments;
+   GroupNumbers numbers;
    std::set<size_t> withGroups;
    Progress progress("reading");
    for (size_t i = 0; i < chosen.size(); i++) {
@@ -176,7 +210,7 @@ bool ReadTimeline(const Stretch &stretch, PageTimeline *timeline, std::string *f
       HostMoment moment;
       Account account = ReadAccount(answering, &moment);
       timeline->times.push_back(answering.moment.seconds);
-      moments.push_back(FiguresOf(account, moment.rows.groups));
+      moments.push_back(FiguresOf(account, moment.rows.groups, &numbers));
       if (i == 0) {
          withGroups = FramePositions(chosen.size(), moment.rows.groups.size());
       }
@@ -185,7 +219,7 @@ bool ReadTimeline(const Stretch &stretch, PageTimeline *timeline, std::string *f
       }
    }
    AddAccountSeries(moments, &timeline->series);
-   AddGroupSeries(moments, &timeline->series);
+   AddGroupSeries(moments, numbers.Names(), &timeline->series);
    return true;
 }
 
