@@ -53,11 +53,15 @@ std::vector<HelpLine> Section(const std::string &help, const std::string &name)
    return lines;
 }
 
-// "-o,--output TEXT REQUIRED"
+// "-o,--output TEXT REQUIRED", "-f,--force Needs: --output"
 CommandOption ParseOption(const HelpLine &line)
 {
-   CommandOption option = {"", "", line.term.find(' ') != std::string::npos, Trim(line.text)};
-   std::istringstream forms(line.term.substr(0, line.term.find(' ')));
+   std::istringstream words(line.term);
+   std::string formsOfOption;
+   std::string next;
+   words >> formsOfOption >> next;
+   CommandOption option = {"", "", !next.empty() && !next.ends_with(':'), Trim(line.text)};
+   std::istringstream forms(formsOfOption);
    for (std::string form; std::getline(forms, form, ',');) {
       (form.starts_with("--") ? option.longForm : option.shortForm) = form;
    }

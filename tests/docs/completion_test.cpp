@@ -219,6 +219,7 @@ TEST_F(FishCompletion, OffersOptionsAndUnitsOfHostmemOverview)
 {
    EXPECT_THAT(Fish("hostmem-overview", "hostmem-overview -c x --ag"), ElementsAre("--against"));
    EXPECT_THAT(Fish("hostmem-overview", "hostmem-overview -u "), UnorderedElementsAre("kb", "mb", "gb"));
+   EXPECT_THAT(Fish("hostmem-overview", "hostmem-overview --findings --wi"), ElementsAre("--width"));
 }
 
 // ---- zsh
