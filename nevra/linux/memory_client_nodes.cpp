@@ -40,8 +40,11 @@ const CgroupEvents *EventsOfGroup(LinuxHost &host, const Group &group)
 bool MayWalk(LinuxHost &host, const Group &group)
 {
    const ProcessStatus &status = group.process->process.status;
-   if (host.Walks() == Walk::All || IsShortWalk(status, 0)) {
+   if (host.Walks() == Walk::All || (host.Walks() == Walk::WhereShort && IsShortWalk(status, 0))) {
       return true;
+   }
+   if (host.Walks() == Walk::None) {
+      return false; // nothing is amiss
    }
    const CgroupEvents *events = EventsOfGroup(host, group);
    const bool isShort = events != nullptr && IsShortWalk(status, events->anonThpKB);

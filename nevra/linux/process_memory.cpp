@@ -110,7 +110,12 @@ uint64_t MappedMemory::Resident() const
 Walk WalkAskedFor()
 {
    const char *asked = std::getenv("HOSTMEM_WALK");
-   return asked != nullptr && std::strcmp(asked, "all") == 0 ? Walk::All : Walk::WhereShort;
+   if (asked == nullptr) {
+      return Walk::WhereShort;
+   }
+   return std::strcmp(asked, "all") == 0    ? Walk::All
+          : std::strcmp(asked, "none") == 0 ? Walk::None
+                                            : Walk::WhereShort;
 }
 
 bool IsShortWalk(const ProcessStatus &status, uint64_t hugeKB)

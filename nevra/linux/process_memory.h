@@ -35,9 +35,9 @@ struct MappedMemory {
 
 // How far page tables are walked. The walk holds the process's memory lock: meanwhile the process cannot map
 // or unmap, and soon cannot fault either, and a guest that does stands still.
-enum class Walk { WhereShort, All };
+enum class Walk { WhereShort, All, None };
 
-// HOSTMEM_WALK=all in the environment asks for all walks.
+// HOSTMEM_WALK in the environment asks for "all" walks, or for "none".
 Walk WalkAskedFor();
 
 // Milliseconds after which a process that has not answered counts as hanging.

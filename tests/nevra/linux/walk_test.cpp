@@ -90,6 +90,17 @@ TEST(Walk, IsMadeWhenItIsAskedFor)
    EXPECT_THAT((*source).Unreadable(), Not(Contains(HasSubstr("/proc/PID/smaps: not read"))));
 }
 
+TEST(Walk, IsNeverMadeWhereNoneIsWanted)
+{
+   ASSERT_EQ(setenv("HOSTMEM_WALK", "none", 1), 0);
+   LiveSource source("/");
+   ASSERT_EQ(unsetenv("HOSTMEM_WALK"), 0);
+   const auto record = source.Read<UwStatsRecord>(NodeId::sched_memClients_kelmar_uw, {getpid()});
+   EXPECT_EQ(+record.touched, 0u) << "however short the walk";
+   EXPECT_GT(+record.mapped, 0u) << "by its status";
+   EXPECT_THAT((*source).Unreadable(), Not(Contains(HasSubstr("/proc/PID/smaps"))));
+}
+
 TEST(Walk, IsShortWhileThereAreFewPageTableEntries)
 {
    nevra::ProcessStatus status;
@@ -114,6 +125,8 @@ TEST(Walk, AllAreAskedForByTheEnvironment)
    EXPECT_EQ(nevra::WalkAskedFor(), nevra::Walk::WhereShort);
    ASSERT_EQ(setenv("HOSTMEM_WALK", "all", 1), 0);
    EXPECT_EQ(nevra::WalkAskedFor(), nevra::Walk::All);
+   ASSERT_EQ(setenv("HOSTMEM_WALK", "none", 1), 0);
+   EXPECT_EQ(nevra::WalkAskedFor(), nevra::Walk::None);
    ASSERT_EQ(unsetenv("HOSTMEM_WALK"), 0);
 }
 
