@@ -4,12 +4,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <limits>
 #include <memory>
 
 #include <sys/utsname.h>
 
 #include "export/answer_from_snapshot.h"
+#include "export/metric_options.h"
 #include "export/run_report.h"
 #include "nevra/operations.h"
 #include "recorder/frame_choice.h"
@@ -24,6 +26,9 @@ using recorder::kExitFailed;
 using recorder::kExitTrouble;
 
 namespace {
+
+// Puts out the moment that answers the process.
+using PutMoment = std::function<bool(const Moment &moment)>;
 
 struct ChosenReport {
    const ReportEntry *report;
@@ -101,7 +106,7 @@ bool PutReports(const std::vector<ChosenReport> &reports, const Moment &moment, 
    return done;
 }
 
-bool PutLive(const std::vector<ChosenReport> &reports, RowWriter *writer)
+bool PutLive(const PutMoment &put)
 {
    std::string problem;
    std::unique_ptr<nevra::Source> source = OpenPlatformSource(&problem);
@@ -112,10 +117,10 @@ bool PutLive(const std::vector<ChosenReport> &reports, RowWriter *writer)
    nevra::AnswerFrom(std::move(source));
    utsname system = {};
    uname(&system);
-   return PutReports(reports, {system.nodename, std::time(nullptr)}, writer);
+   return put({system.nodename, std::time(nullptr)});
 }
 
-bool PutSnapshots(const ExportRequest &request, const std::vector<ChosenReport> &reports, RowWriter *writer)
+bool PutSnapshots(const ExportRequest &request, const PutMoment &put)
 {
    bool done = true;
    for (const std::string &path : request.snapshots) {
@@ -126,13 +131,13 @@ bool PutSnapshots(const ExportRequest &request, const std::vector<ChosenReport> 
          done = false;
          continue;
       }
-      done = PutReports(reports, moment, writer) && done;
+      done = put(moment) && done;
    }
    return done;
 }
 
-bool PutFrame(recorder::Recording *recording, size_t frame, const std::vector<ChosenReport> &reports,
-              std::vector<uint8_t> *snapshot, RowWriter *writer)
+bool PutFrame(recorder::Recording *recording, size_t frame, std::vector<uint8_t> *snapshot,
+              const PutMoment &put)
 {
    Moment moment;
    std::string problem;
@@ -144,10 +149,10 @@ bool PutFrame(recorder::Recording *recording, size_t frame, const std::vector<Ch
       return false;
    }
    moment.seconds = SecondsOf(recording->Frames()[frame]);
-   return PutReports(reports, moment, writer);
+   return put(moment);
 }
 
-bool PutRecording(const ExportRequest &request, const std::vector<ChosenReport> &reports, RowWriter *writer)
+bool PutRecording(const ExportRequest &request, const PutMoment &put)
 {
    int64_t from = std::numeric_limits<int64_t>::min();
    int64_t to = std::numeric_limits<int64_t>::max();
@@ -167,20 +172,93 @@ bool PutRecording(const ExportRequest &request, const std::vector<ChosenReport> 
    Progress progress("exporting");
    for (size_t i = 0; i < frames.size(); i++) {
       progress.Update(i, frames.size());
-      done = PutFrame(&recording, frames[i], reports, &snapshot, writer) && done;
+      done = PutFrame(&recording, frames[i], &snapshot, put) && done;
    }
    return done;
+}
+
+// Puts out the moments that are asked for; `now` is for that of this host.
+bool PutMoments(const ExportRequest &request, const PutMoment &put, const PutMoment &now)
+{
+   return !request.folder.empty()      ? PutRecording(request, put)
+          : !request.snapshots.empty() ? PutSnapshots(request, put)
+                                       : PutLive(now);
 }
 
 bool PutRows(const ExportRequest &request, const std::vector<ChosenReport> &reports, FILE *stream)
 {
    const std::unique_ptr<RowWriter> writer =
       MakeRowWriter(request.rowsOnly ? RowFormat::JsonRows : request.format, stream);
-   const bool done = !request.folder.empty()      ? PutRecording(request, reports, writer.get())
-                     : !request.snapshots.empty() ? PutSnapshots(request, reports, writer.get())
-                                                  : PutLive(reports, writer.get());
+   const PutMoment put = [&](const Moment &moment) { return PutReports(reports, moment, writer.get()); };
+   const bool done = PutMoments(request, put, put);
    writer->Finish();
    return done;
+}
+
+bool ChooseMetrics(const ExportRequest &request, MetricRequest *metrics)
+{
+   for (const ReportRequest &wanted : request.reports) {
+      std::string report = wanted.report;
+      if (const std::string problem = ProblemOfReport(&report); !problem.empty()) {
+         Complain(wanted.report, problem);
+         return false;
+      }
+      if (!wanted.options.empty()) {
+         Complain("-r", "a report has no options of its own here: " + wanted.options.front());
+         return false;
+      }
+      metrics->choices.reports.push_back(report);
+   }
+   const bool isLive = request.folder.empty() && request.snapshots.empty();
+   if (isLive) {
+      AllowWalks(metrics->choices.hasWalked);
+   }
+   metrics->choices.hasWalked |= !isLive; // what was captured has cost what it costs
+   return true;
+}
+
+bool PutMetrics(const ExportRequest &request, const MetricRequest &metrics, FILE *stream)
+{
+   MetricOutput output(metrics);
+   const bool done = PutMoments(
+      request, [&](const Moment &moment) { return output.PutMoment(moment); },
+      [&](const Moment &moment) { return output.PutNow(moment); });
+   output.Finish(stream);
+   return done;
+}
+
+// Has `write` write to standard output, or to a file that takes the place of a former one when it is whole.
+// `mode` says who may read the file.
+int Export(const ExportRequest &request, mode_t mode, const std::function<bool(FILE *stream)> &write)
+{
+   if (request.output.empty()) {
+      const bool done = write(stdout);
+      return recorder::FinishOutput() && done ? kExitDone : kExitFailed;
+   }
+   std::string problem;
+   if (!nevra::CheckTarget(request.output.c_str(), request.ifExists, &problem)) {
+      Complain(request.output, problem);
+      return kExitFailed;
+   }
+   HeldText text;
+   if (text.Stream() == nullptr) {
+      Complain(request.output, std::strerror(errno));
+      return kExitFailed;
+   }
+   if (!write(text.Stream())) {
+      Complain(request.output, "not written");
+      return kExitFailed;
+   }
+   if (!text.Close()) {
+      Complain(request.output, std::strerror(ENOMEM));
+      return kExitFailed;
+   }
+   const std::span<const uint8_t> parts[] = {text.Bytes()};
+   if (!nevra::ReplaceFile(request.output.c_str(), parts, request.ifExists, &problem, nullptr, mode)) {
+      Complain(request.output, problem);
+      return kExitFailed;
+   }
+   return kExitDone;
 }
 
 } // namespace
@@ -211,32 +289,16 @@ int ExportCommand(const ExportRequest &request)
    if (!ChooseReports(request, &reports)) {
       return kExitTrouble;
    }
-   if (request.output.empty()) {
-      const bool done = PutRows(request, reports, stdout);
-      return recorder::FinishOutput() && done ? kExitDone : kExitFailed;
+   return Export(request, S_IRUSR | S_IWUSR, [&](FILE *stream) { return PutRows(request, reports, stream); });
+}
+
+int ExportMetricsCommand(const ExportRequest &request, const MetricRequest &wanted)
+{
+   MetricRequest metrics = wanted;
+   if (!ChooseMetrics(request, &metrics)) {
+      return kExitTrouble;
    }
-   std::string problem;
-   if (!nevra::CheckTarget(request.output.c_str(), request.ifExists, &problem)) {
-      Complain(request.output, problem);
-      return kExitFailed;
-   }
-   HeldText text;
-   if (text.Stream() == nullptr) {
-      Complain(request.output, std::strerror(errno));
-      return kExitFailed;
-   }
-   if (!PutRows(request, reports, text.Stream())) {
-      Complain(request.output, "not written");
-      return kExitFailed;
-   }
-   if (!text.Close()) {
-      Complain(request.output, std::strerror(ENOMEM));
-      return kExitFailed;
-   }
-   const std::span<const uint8_t> parts[] = {text.Bytes()};
-   if (!nevra::ReplaceFile(request.output.c_str(), parts, request.ifExists, &problem)) {
-      Complain(request.output, problem);
-      return kExitFailed;
-   }
-   return kExitDone;
+   // For the collector that reads the file, which is another user.
+   constexpr mode_t kForAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+   return Export(request, kForAll, [&](FILE *stream) { return PutMetrics(request, metrics, stream); });
 }

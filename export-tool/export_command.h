@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "export-tool/put_metrics.h"
 #include "export/row_writer.h"
 #include "nevra/snapshot/replace_file.h"
 
@@ -33,5 +34,8 @@ bool SplitReports(std::vector<std::string> *words, std::vector<ReportRequest> *r
 // Writes the rows of the reports, moment by moment. Writes its messages itself and returns the exit status: 0
 // when done, 1 when something failed, 2 for what cannot be meant.
 int ExportCommand(const ExportRequest &request);
+
+// The same for metrics. The reports are those that they are taken from; none: all.
+int ExportMetricsCommand(const ExportRequest &request, const MetricRequest &wanted);
 
 #endif

@@ -6,6 +6,7 @@
 
 #include "export-tool/export_command.h"
 #include "export-tool/schema_command.h"
+#include "export/metric_options.h"
 #include "nevra/nevra.h"
 #include "recorder/message.h"
 #include "recorder/reading_command_line.h"
@@ -20,6 +21,8 @@ constexpr char kFooter[] = "Exit status: 0 when done, 1 when it failed, 2 for a 
 constexpr char kReportFooter[] =
    "Each -r REPORT takes what follows it as the report's own options: -s COLUMNS, -u UNIT, ...";
 
+constexpr char kMetricFooter[] = "-r REPORT takes no options here. Without -r all reports are exported.";
+
 int RefuseCommandLine(const std::string &problem)
 {
    Warning("hostmem-export: %s\n", problem.c_str());
@@ -27,8 +30,8 @@ int RefuseCommandLine(const std::string &problem)
    return kExitTrouble;
 }
 
-CLI::App *AddFormat(CLI::App *app, const char *name, const char *help, RowFormat format,
-                    ExportRequest *request)
+// A format with the options that all have. Which one is chosen is the caller's to note.
+CLI::App *AddFormat(CLI::App *app, const char *name, const char *help, ExportRequest *request)
 {
    CLI::App *subcommand = app->add_subcommand(name, help);
    // Taken off the command line before; here for the help.
@@ -44,6 +47,13 @@ CLI::App *AddFormat(CLI::App *app, const char *name, const char *help, RowFormat
    subcommand->add_flag_callback(
       "-f,--force", [request] { request->ifExists = nevra::IfExists::Replace; },
       "Replace a file that is there already");
+   return subcommand;
+}
+
+CLI::App *AddRowFormat(CLI::App *app, const char *name, const char *help, RowFormat format,
+                       ExportRequest *request)
+{
+   CLI::App *subcommand = AddFormat(app, name, help, request);
    subcommand->footer(kReportFooter);
    subcommand->callback([request, format] { request->format = format; });
    return subcommand;
@@ -57,6 +67,18 @@ CLI::App *AddSchema(CLI::App *app, SchemaRequest *request)
    return subcommand;
 }
 
+CLI::App *AddOpenMetrics(CLI::App *app, ExportRequest *request, MetricRequest *metrics)
+{
+   CLI::App *subcommand =
+      AddFormat(app, "openmetrics", "Metrics, for Prometheus and what stands behind it", request);
+   AddMetricOptions(subcommand, &metrics->choices);
+   subcommand->add_flag_callback(
+      "--text", [metrics] { metrics->format = MetricFormat::Text004; },
+      "Text format 0.0.4, which the textfile collector of node_exporter reads");
+   subcommand->footer(kMetricFooter);
+   return subcommand;
+}
+
 int Run(int argc, char **argv)
 {
    CLI::App app("Exports the rows of the reports as data for machines.", "hostmem-export");
@@ -64,10 +86,13 @@ int Run(int argc, char **argv)
    app.set_version_flag("--version", "hostmem-export " HOSTMEM_VERSION);
    app.footer(kFooter);
    ExportRequest request;
-   AddFormat(&app, "json", "One JSON array, an object for each report and moment", RowFormat::Json, &request);
-   AddFormat(&app, "jsonl", "A JSON object for each row", RowFormat::JsonLines, &request)
+   AddRowFormat(&app, "json", "One JSON array, an object for each report and moment", RowFormat::Json,
+                &request);
+   AddRowFormat(&app, "jsonl", "A JSON object for each row", RowFormat::JsonLines, &request)
       ->add_flag("--rows-only", request.rowsOnly, "Leave out headers and notes");
-   AddFormat(&app, "csv", "CSV of one report, with quotes where needed", RowFormat::Csv, &request);
+   AddRowFormat(&app, "csv", "CSV of one report, with quotes where needed", RowFormat::Csv, &request);
+   MetricRequest metrics;
+   const CLI::App *openMetrics = AddOpenMetrics(&app, &request, &metrics);
    SchemaRequest schema;
    const CLI::App *schemaCommand = AddSchema(&app, &schema);
    if (argc > 1 && argv[1][0] != '-' && !recorder::HasSubcommand(app, argv[1])) {
@@ -90,7 +115,7 @@ int Run(int argc, char **argv)
    if (schemaCommand->parsed()) {
       return request.reports.empty() ? SchemaCommand(schema) : RefuseCommandLine("schema takes no report");
    }
-   return ExportCommand(request);
+   return openMetrics->parsed() ? ExportMetricsCommand(request, metrics) : ExportCommand(request);
 }
 
 } // namespace

@@ -166,7 +166,7 @@ bool CheckTarget(const char *path, IfExists ifExists, std::string *problem)
 }
 
 bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> parts, IfExists ifExists,
-                 std::string *problem, const std::function<void(uint64_t)> &progress)
+                 std::string *problem, const std::function<void(uint64_t)> &progress, mode_t mode)
 {
    if (!CheckTarget(path, ifExists, problem)) {
       return false;
@@ -176,7 +176,8 @@ bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> par
    if (descriptor < 0) {
       return SystemFails(problem);
    }
-   bool done = WriteParts(descriptor, parts, progress) && fsync(descriptor) == 0;
+   bool done =
+      WriteParts(descriptor, parts, progress) && fchmod(descriptor, mode) == 0 && fsync(descriptor) == 0;
    const int error = errno;
    if (close(descriptor) != 0) {
       done = false;

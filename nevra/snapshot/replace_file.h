@@ -7,6 +7,8 @@
 #include <span>
 #include <string>
 
+#include <sys/stat.h>
+
 namespace nevra {
 
 // What becomes of a regular file that is there already.
@@ -17,11 +19,12 @@ enum class IfExists { Keep, Replace };
 bool CheckTarget(const char *path, IfExists ifExists, std::string *problem);
 
 // Writes the parts, one after the other, to a temporary file beside `path`, syncs it and renames it to
-// `path`; only its owner may read it. On failure, and when a signal ends the process, the temporary file is
-// removed and `path` is as it was; `*problem` then says why, without the path. Calls progress(bytes written)
-// now and then, if there is one.
+// `path`; `mode` says who may read it, by default its owner alone. On failure, and when a signal ends the
+// process, the temporary file is removed and `path` is as it was; `*problem` then says why, without the path.
+// Calls progress(bytes written) now and then, if there is one.
 bool ReplaceFile(const char *path, std::span<const std::span<const uint8_t>> parts, IfExists ifExists,
-                 std::string *problem, const std::function<void(uint64_t)> &progress = nullptr);
+                 std::string *problem, const std::function<void(uint64_t)> &progress = nullptr,
+                 mode_t mode = S_IRUSR | S_IWUSR);
 
 } // namespace nevra
 

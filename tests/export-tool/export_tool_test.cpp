@@ -125,6 +125,85 @@ TEST(ExportTool, ReadsAStretchOfARecording)
    EXPECT_EQ(Export("csv --dir " + recording.Folder() + " --from @0 --to @1 -r vm-stats").exitStatus, 1);
 }
 
+TEST(ExportTool, WritesMetricsOfASnapshotWithItsHostAndTime)
+{
+   const Ended ended = Export(std::string("openmetrics -c ") + kSmallHost + " -r pshareHint-stats");
+   EXPECT_EQ(
+      ended.output,
+      "# HELP hostmem_host The host that the figures are of.\n"
+      "# TYPE hostmem_host info\n"
+      "hostmem_host_info{host=\"aspen\"} 1 1768478400\n"
+      "# HELP hostmem_page_sharing_hints_active_bytes Memory that is a candidate for sharing.\n"
+      "# TYPE hostmem_page_sharing_hints_active_bytes gauge\n"
+      "# UNIT hostmem_page_sharing_hints_active_bytes bytes\n"
+      "hostmem_page_sharing_hints_active_bytes{host=\"aspen\",type=\"regular\"} 16777216 1768478400\n"
+      "hostmem_page_sharing_hints_active_bytes{host=\"aspen\",type=\"lpage\"} 4194304 1768478400\n"
+      "# HELP hostmem_page_sharing_hints_added_bytes Memory that became a candidate.\n"
+      "# TYPE hostmem_page_sharing_hints_added_bytes counter\n"
+      "# UNIT hostmem_page_sharing_hints_added_bytes bytes\n"
+      "hostmem_page_sharing_hints_added_bytes_total{host=\"aspen\",type=\"regular\"} 293601280 1768478400\n"
+      "hostmem_page_sharing_hints_added_bytes_total{host=\"aspen\",type=\"lpage\"} 8388608 1768478400\n"
+      "# HELP hostmem_page_sharing_hints_removed_bytes Memory that is no candidate any longer.\n"
+      "# TYPE hostmem_page_sharing_hints_removed_bytes counter\n"
+      "# UNIT hostmem_page_sharing_hints_removed_bytes bytes\n"
+      "hostmem_page_sharing_hints_removed_bytes_total{host=\"aspen\",type=\"regular\"} 276824064 1768478400\n"
+      "hostmem_page_sharing_hints_removed_bytes_total{host=\"aspen\",type=\"lpage\"} 4194304 1768478400\n"
+      "# HELP hostmem_report_success Whether the report came to its end: 1 or 0.\n"
+      "# TYPE hostmem_report_success gauge\n"
+      "hostmem_report_success{host=\"aspen\",report=\"pshareHint-stats\"} 1 1768478400\n"
+      "# HELP hostmem_series_dropped Series that the cap on their number left out.\n"
+      "# TYPE hostmem_series_dropped gauge\n"
+      "hostmem_series_dropped{host=\"aspen\"} 0 1768478400\n"
+      "# EOF\n");
+   EXPECT_EQ(ended.exitStatus, 0);
+}
+
+TEST(ExportTool, WritesMetricsOfARecordingSeriesBySeries)
+{
+   MadeRecording recording;
+   recording.Add(kNoon);
+   recording.Add(kNoon + 60);
+   const Ended ended = Export("openmetrics --dir " + recording.Folder() + " -r comp-stats");
+   const std::string free = "hostmem_memory_free_bytes{host=\"aspen\"} ";
+   const size_t first = ended.output.find('\n' + free);
+   ASSERT_NE(first, std::string::npos) << ended.output;
+   const std::string two = ended.output.substr(first + 1, ended.output.find('#', first) - first - 1);
+   EXPECT_EQ(CountOf(two, "\n"), 2u) << two;
+   EXPECT_LT(two.find(" 1768478400\n"), two.find(" 1768478460\n")) << two;
+   EXPECT_EQ(CountOf(ended.output, "# TYPE hostmem_memory_free_bytes gauge\n"), 1u);
+   EXPECT_TRUE(ended.output.ends_with("# EOF\n"));
+}
+
+TEST(ExportTool, WritesMetricsOfThisHostWithoutATimeForOtherUsersToRead)
+{
+   MadeRecording folder; // to write to
+   const std::string path = folder.Folder() + "/hostmem.prom";
+   EXPECT_EQ(Export("openmetrics --text -o " + path + " -r comp-stats 2>/dev/null").exitStatus, 0);
+   const std::string text = Contents(path);
+   EXPECT_EQ(CountOf(text, "\n# TYPE hostmem_memory_state_entries_total counter\n"
+                           "hostmem_memory_state_entries_total{state=\"high\"} 1\n"),
+             1u)
+      << text;
+   EXPECT_EQ(CountOf(text, "# UNIT"), 0u);
+   EXPECT_EQ(CountOf(text, "# EOF"), 0u);
+   EXPECT_EQ(CountOf(text, "\nhostmem_report_success{report=\"comp-stats\"} 1\n"), 1u);
+   struct stat facts;
+   ASSERT_EQ(stat(path.c_str(), &facts), 0);
+   EXPECT_EQ(facts.st_mode & 0777, 0644u);
+}
+
+TEST(ExportTool, RefusesReportsWithoutMetricsAndTheirOptions)
+{
+   const std::string snapshot = std::string(" -c ") + kSmallHost;
+   EXPECT_EQ(Export("openmetrics" + snapshot + " -r nosuch-stats").output,
+             "hostmem-export: nosuch-stats: no such report\n");
+   EXPECT_EQ(Export("openmetrics" + snapshot + " -r dcpmm-stats").output,
+             "hostmem-export: dcpmm-stats: has no metrics\n");
+   const Ended ended = Export("openmetrics" + snapshot + " -r vm-stats -u mb");
+   EXPECT_EQ(ended.output, "hostmem-export: -r: a report has no options of its own here: -u\n");
+   EXPECT_EQ(ended.exitStatus, 2);
+}
+
 TEST(ExportTool, WritesAFileWholeOrNotAtAll)
 {
    MadeRecording folder; // to write to
