@@ -12,7 +12,7 @@ RELEASE := build/release
    fuzz-targets coverage format lint lint-quick clean
 
 # PAGE=OFF builds hostmem-overview without its page, which needs Node and the npm registry; AUTO does where they lack.
-all: packages-$(if $(filter OFF,$(PAGE)),build,page) ## build the release, into build/release
+all: packages-$(if $(filter OFF,$(PAGE)),build,page) packages-exporter ## build the release, into build/release
 	@cmake --preset release -DHOSTMEM_TESTS=OFF -DHOSTMEM_PAGE=$(PAGE) >/dev/null
 	@cmake --build --preset release -j $(JOBS)
 
