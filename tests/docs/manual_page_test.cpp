@@ -163,6 +163,9 @@ std::vector<std::string> PageNames()
 {
    std::vector<std::string> names = {"hostmem", "hostmem-snapshot", "hostmem-record", "hostmem-export",
                                      "hostmem-overview"};
+#ifdef HAS_EXPORTER
+   names.push_back("hostmem-exporter");
+#endif
    for (const ReportEntry &report : Reports()) {
       names.push_back(std::string("hostmem-") + report.name);
    }
@@ -385,6 +388,19 @@ INSTANTIATE_TEST_SUITE_P(ManualPages, PageOfSubcommands,
                          [](const testing::TestParamInfo<const char *> &page) {
                             return std::string(page.param).substr(sizeof "hostmem-" - 1);
                          });
+
+#ifdef HAS_EXPORTER
+TEST(PageOfExporter, HasEveryOption)
+{
+   const std::string source = ReadFile(MANUAL_SOURCES_FOLDER "/hostmem-exporter.8.in");
+   const std::string options =
+      RunCommand(BIN_FOLDER "/hostmem-exporter --help | grep -o '^  -[^ ]*' | tr -d ' ' | tr , '\\n'").output;
+   EXPECT_THAT(SplitLines(options), Contains("--web.config.file"));
+   for (const std::string &option : SplitLines(options)) {
+      EXPECT_THAT(source, HasSubstr("\\fB" + InRoff(option) + "\\fP"));
+   }
+}
+#endif
 
 // ---- the help on options
 
