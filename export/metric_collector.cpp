@@ -18,6 +18,10 @@
 namespace {
 
 constexpr char kGroupReport[] = "group-stats";
+constexpr char kUserWorldReport[] = "uw-stats";
+constexpr char kVmReport[] = "vm-stats";
+// The largest ID that a report takes as an option.
+constexpr uint64_t kLargestGroupOption = 0x7fffffff;
 
 // A subject's rows while they are collected.
 struct Collected {
@@ -109,6 +113,7 @@ class SubjectTap {
    {
    }
 
+   // A report may be run several times, each time on other groups.
    void Begin(const TableHead &head);
    // `place` is that of a group; null in other reports.
    void Row(const CellValue *cells, const GroupPaths::Place *place);
@@ -138,6 +143,9 @@ class SubjectTap {
 void SubjectTap::Begin(const TableHead &head)
 {
    const MetricSubject &subject = *collected->rows.subject;
+   labels.clear();
+   infos.clear();
+   figures.clear();
    for (const MetricLabel &label : subject.labels) {
       labels.push_back(ColumnOf(head.columns, label.column));
    }
@@ -335,6 +343,13 @@ bool IsWanted(const MetricChoices &choices, const MetricSubject &subject)
    return choices.hasProcesses || &subject != &kProcessMetrics;
 }
 
+bool IsAboutVms(const char *report)
+{
+   return std::ranges::any_of(kVmMetrics.families, [report](const MetricFamily &family) {
+      return family.report == std::string_view(report);
+   });
+}
+
 // How many of a subject's rows are shown one by one.
 size_t MostShown(const MetricChoices &choices, const MetricSubject &subject)
 {
@@ -374,11 +389,38 @@ class Collection {
 
  private:
    ReportRun RunOne(const char *report);
+   static bool RunWith(const char *report, const std::vector<std::string> &options,
+                       const TableOutput &output);
+   bool RunOnVms(const char *report, const TableOutput &output);
 
    const MetricChoices &choices;
    GroupPaths paths;
    std::vector<Collected> subjects;
+   bool areVmsKnown = false; // all of them
 };
+
+bool Collection::RunWith(const char *report, const std::vector<std::string> &options,
+                         const TableOutput &output)
+{
+   return RunReport(*FindReport(report), options, output) == NEVRA_OK;
+}
+
+// Runs a report about VMs on those that are known, one by one: it would look at every process of the host to
+// find them again. One that is gone meanwhile has no row.
+bool Collection::RunOnVms(const char *report, const TableOutput &output)
+{
+   const auto vms =
+      std::ranges::find(subjects, &kVmMetrics, [](const Collected &subject) { return subject.rows.subject; });
+   bool done = true;
+   for (const auto &[id, row] : std::map(vms->byKey.begin(), vms->byKey.end())) {
+      if (id > kLargestGroupOption) {
+         return RunWith(report, {}, output);
+      }
+      const NevraStatus status = RunReport(*FindReport(report), {"-g", std::to_string(id)}, output);
+      done = done && (status == NEVRA_OK || status == NEVRA_NOT_FOUND);
+   }
+   return done;
+}
 
 ReportRun Collection::RunOne(const char *report)
 {
@@ -391,16 +433,15 @@ ReportRun Collection::RunOne(const char *report)
          tap.Add(SubjectTap(report, choices.hasWalked, &subject));
       }
    }
-   std::vector<std::string> options;
-   if (report == std::string_view(kGroupReport)) {
-      options = {"-l", std::to_string(choices.groupDepth + 1)};
-   } else if (report == std::string_view("uw-stats")) {
-      options = {"-e", "vm"}; // whose memory is the VM's
-   }
+   const std::string_view name = report;
    const auto start = std::chrono::steady_clock::now();
-   const NevraStatus status = RunReport(*FindReport(report), options, tap.AsOutput());
-   return {report, status == NEVRA_OK,
-           std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count()};
+   const bool success =
+      name == kGroupReport ? RunWith(report, {"-l", std::to_string(choices.groupDepth + 1)}, tap.AsOutput())
+      : name == kUserWorldReport ? RunWith(report, {"-e", "vm"}, tap.AsOutput()) // whose memory is the VM's
+      : areVmsKnown && IsAboutVms(report) ? RunOnVms(report, tap.AsOutput())
+                                          : RunWith(report, {}, tap.AsOutput());
+   areVmsKnown = areVmsKnown || (success && name == kVmReport);
+   return {report, success, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count()};
 }
 
 size_t Collection::Run(const TakeMetricRows &takeRows, const TakeReportRun &takeRun)
