@@ -32,7 +32,7 @@ mkdir "$root/var/packages"
 cp "$packages"/*.deb "$root/var/packages"
 inside sh -c 'apt-get install -y --no-install-recommends /var/packages/*.deb'
 inside dpkg --audit
-inside dpkg --verify hostmem libnevra-dev
+inside dpkg --verify hostmem hostmem-exporter libnevra-dev
 
 echo "-- live"
 inside hostmem -r comp-stats
@@ -45,7 +45,16 @@ echo "-- library"
 inside ldconfig -p | grep 'libnevra\.so\.1 '
 inside test -e /usr/include/nevra/nevra.h
 
-inside apt-get purge -y hostmem libnevra-dev
+echo "-- the exporter has its libraries to itself"
+for program in hostmem hostmem-export hostmem-overview hostmem-record hostmem-snapshot; do
+   if inside ldd "/usr/bin/$program" | grep -E 'microhttpd|gnutls|yaml'; then
+      echo "$program needs a library of the exporter"
+      exit 1
+   fi
+done
+inside hostmem-exporter --version
+
+inside apt-get purge -y hostmem hostmem-exporter libnevra-dev
 inside apt-get autoremove -y --purge
 list >"$work/after"
 diff "$work/before" "$work/after"
