@@ -94,7 +94,7 @@ int main()
 {
    const MetricRows rows = ManyVms();
    std::string text;
-   AppendMetrics(rows, &text, nullptr);
+   AppendMetrics(rows, MetricFormat::OpenMetrics, &text);
    const std::string whole = text;
    const std::vector<Line> lines = TakeApart(whole);
    std::string floor;
@@ -105,7 +105,7 @@ int main()
    }
    const double ours = LeastSeconds([&] {
       text.clear();
-      AppendMetrics(rows, &text, nullptr);
+      AppendMetrics(rows, MetricFormat::OpenMetrics, &text);
    });
    const double least = LeastSeconds([&] {
       floor.clear();

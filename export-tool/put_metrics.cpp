@@ -23,9 +23,7 @@ bool MetricOutput::Collect(const std::string &labels, const TakeMetricRows &take
 
 bool MetricOutput::PutNow(const Moment &moment)
 {
-   std::string *const openMetrics = request.format == MetricFormat::OpenMetrics ? &text : nullptr;
-   std::string *const text004 = request.format == MetricFormat::Text004 ? &text : nullptr;
-   const auto append = [&](const MetricRows &rows) { AppendMetrics(rows, openMetrics, text004); };
+   const auto append = [&](const MetricRows &rows) { AppendMetrics(rows, request.format, &text); };
    append(HostInfoRows({}, moment.host));
    const bool done = Collect({}, append);
    append(ReportRows({}, runs));

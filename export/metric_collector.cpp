@@ -126,7 +126,7 @@ class SubjectTap {
    };
 
    size_t RowOf(const CellValue *cells, const GroupPaths::Place *place);
-   size_t AddRow(const CellValue *cells, std::string first);
+   size_t AddRow(const CellValue *cells, const std::string &first);
    std::string InfoOf(const CellValue *cells) const;
    bool IsAsked(const GroupPaths::Place *place) const;
    void AddValue(size_t row, size_t family, double value);
@@ -190,7 +190,7 @@ std::string SubjectTap::InfoOf(const CellValue *cells) const
 }
 
 // `first` is the value of the first label, which is made distinct.
-size_t SubjectTap::AddRow(const CellValue *cells, std::string first)
+size_t SubjectTap::AddRow(const CellValue *cells, const std::string &first)
 {
    const std::span<const MetricLabel> wanted = collected->rows.subject->labels;
    std::string label = collected->rows.before;

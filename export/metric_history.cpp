@@ -34,8 +34,9 @@ void MetricHistory::SortPoints(Kind *kind)
 {
    for (Series &series : kind->series) {
       std::ranges::stable_sort(series.points, {}, &Point::seconds);
-      const auto same = std::ranges::unique(series.points, {}, &Point::seconds);
-      series.points.erase(same.begin(), same.end());
+      const auto isSame = [](const Point &one, const Point &next) { return one.seconds == next.seconds; };
+      series.points.erase(std::unique(series.points.begin(), series.points.end(), isSame),
+                          series.points.end());
    }
 }
 

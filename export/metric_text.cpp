@@ -118,9 +118,8 @@ void SampleWriter::AppendStates(std::string_view labels, double value, std::stri
    }
 }
 
-void AppendMetrics(const MetricRows &rows, std::string *openMetrics, std::string *text004)
+void AppendMetrics(const MetricRows &rows, MetricFormat format, std::string *text, std::string *text004)
 {
-   std::string *samples = openMetrics != nullptr ? openMetrics : text004;
    const std::span<const MetricFamily> families = rows.subject->families;
    const MetricFamily *head = nullptr; // the family in hand
    for (size_t i = 0; i < families.size(); i++) {
@@ -129,22 +128,20 @@ void AppendMetrics(const MetricRows &rows, std::string *openMetrics, std::string
       }
       if (head == nullptr || !IsSameFamily(*head, families[i])) {
          head = &families[i];
-         if (openMetrics != nullptr) {
-            AppendMetricHead(*head, MetricFormat::OpenMetrics, openMetrics);
-         }
+         AppendMetricHead(*head, format, text);
          if (text004 != nullptr) {
             AppendMetricHead(*head, MetricFormat::Text004, text004);
          }
       }
-      const size_t start = samples->size();
+      const size_t start = text->size();
       const SampleWriter writer(families[i]);
       for (size_t row = 0; row < rows.Count(); row++) {
          if (const double value = rows.ValuesOf(row)[i]; !std::isnan(value)) {
-            writer.Append(rows.labels[row], rows.infos[row], value, {}, samples);
+            writer.Append(rows.labels[row], rows.infos[row], value, {}, text);
          }
       }
-      if (openMetrics != nullptr && text004 != nullptr) {
-         text004->append(*openMetrics, start);
+      if (text004 != nullptr) {
+         text004->append(*text, start);
       }
    }
 }

@@ -10,8 +10,10 @@
 
 enum class MetricFormat : uint8_t { OpenMetrics, Text004 };
 
-// The rows of a kind in both formats, whose samples are the same. Either may be null.
-void AppendMetrics(const MetricRows &rows, std::string *openMetrics, std::string *text004);
+// The rows of a kind in a format, and, unless it is null, to another text in format 0.0.4: the samples are
+// the same in both.
+void AppendMetrics(const MetricRows &rows, MetricFormat format, std::string *text,
+                   std::string *text004 = nullptr);
 
 // What ends the text: OpenMetrics has a line for it.
 void FinishMetrics(MetricFormat format, std::string *text);

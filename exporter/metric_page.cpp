@@ -109,7 +109,7 @@ void MetricPage::Show(Clock::time_point now, bool timedOut)
    }
    texts = {std::move(reading.openMetrics), std::move(reading.text004)};
    const auto append = [this](const MetricRows &rows) {
-      AppendMetrics(rows, &texts.openMetrics, &texts.text004);
+      AppendMetrics(rows, MetricFormat::OpenMetrics, &texts.openMetrics, &texts.text004);
    };
    if (!reading.host.empty()) {
       append(HostInfoRows({}, reading.host));

@@ -45,35 +45,35 @@ void WriteAll(int descriptor, std::string_view bytes)
 
 } // namespace
 
-void MessageWriter::Put(uint32_t kind, std::string_view content)
+void MessageWriter::Put(uint32_t kind, std::string_view content) const
 {
    const Head head = {kind, static_cast<uint32_t>(content.size())};
    WriteAll(descriptor, BytesOf(head));
    WriteAll(descriptor, content);
 }
 
-void MessageWriter::Host(std::string_view name)
+void MessageWriter::Host(std::string_view name) const
 {
    Put(kHost, name);
 }
 
-void MessageWriter::Problem(std::string_view problem)
+void MessageWriter::Problem(std::string_view problem) const
 {
    Put(kProblem, problem);
 }
 
-void MessageWriter::Families(std::string_view openMetrics, std::string_view text004)
+void MessageWriter::Families(std::string_view openMetrics, std::string_view text004) const
 {
    Put(kOpenMetrics, openMetrics);
    Put(kText004, text004);
 }
 
-void MessageWriter::Run(const RunMessage &run)
+void MessageWriter::Run(const RunMessage &run) const
 {
    Put(kRun, BytesOf(run));
 }
 
-void MessageWriter::End(uint64_t dropped)
+void MessageWriter::End(uint64_t dropped) const
 {
    Put(kEnd, BytesOf(dropped));
 }

@@ -35,14 +35,14 @@ class MessageWriter {
  public:
    explicit MessageWriter(int pipe) : descriptor(pipe) {}
 
-   void Host(std::string_view name);
-   void Problem(std::string_view problem);
-   void Families(std::string_view openMetrics, std::string_view text004);
-   void Run(const RunMessage &run);
-   void End(uint64_t dropped);
+   void Host(std::string_view name) const;
+   void Problem(std::string_view problem) const;
+   void Families(std::string_view openMetrics, std::string_view text004) const;
+   void Run(const RunMessage &run) const;
+   void End(uint64_t dropped) const;
 
  private:
-   void Put(uint32_t kind, std::string_view content);
+   void Put(uint32_t kind, std::string_view content) const;
 
    int descriptor;
 };

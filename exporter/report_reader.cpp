@@ -67,7 +67,7 @@ bool PrepareToRead(const ReadingChoices &choices, std::string *problem)
 
 void ReadReports(const ReadingChoices &choices, int pipe)
 {
-   MessageWriter messages(pipe);
+   const MessageWriter messages(pipe);
    std::string host;
    std::string problem;
    if (!ChooseSource(choices, &host, &problem)) {
@@ -83,7 +83,7 @@ void ReadReports(const ReadingChoices &choices, int pipe)
       [&](const MetricRows &rows) {
          openMetrics.clear();
          text004.clear();
-         AppendMetrics(rows, &openMetrics, &text004);
+         AppendMetrics(rows, MetricFormat::OpenMetrics, &openMetrics, &text004);
          messages.Families(openMetrics, text004);
       },
       [&](const ReportRun &run) {

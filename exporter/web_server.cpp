@@ -79,7 +79,7 @@ std::string HeaderOf(MHD_Connection *connection, const char *name)
       [](void *context, MHD_ValueKind, const char *key, const char *value) {
          Search *inHand = static_cast<Search *>(context);
          if (value != nullptr && strcasecmp(key, inHand->name.data()) == 0) {
-            inHand->found += (inHand->found.empty() ? "" : ",") + std::string(value);
+            inHand->found.append(inHand->found.empty() ? "" : ",").append(value);
          }
          return MHD_YES;
       },

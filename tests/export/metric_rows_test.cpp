@@ -45,8 +45,7 @@ MetricRows Cups(const std::vector<double> &tea)
 std::string TextOf(const MetricRows &rows, MetricFormat format)
 {
    std::string text;
-   AppendMetrics(rows, format == MetricFormat::OpenMetrics ? &text : nullptr,
-                 format == MetricFormat::Text004 ? &text : nullptr);
+   AppendMetrics(rows, format, &text);
    return text;
 }
 

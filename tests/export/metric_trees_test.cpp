@@ -84,7 +84,7 @@ Collected Collect(const std::string &answers, const MetricChoices &choices)
    CollectMetrics(
       choices, {},
       [&](const MetricRows &rows) {
-         AppendMetrics(rows, &collected.openMetrics, &collected.text004);
+         AppendMetrics(rows, MetricFormat::OpenMetrics, &collected.openMetrics, &collected.text004);
          collected.series += rows.Series();
          AddSums(rows, &collected);
       },
