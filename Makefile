@@ -8,7 +8,7 @@ FUZZ_JOBS ?= $(shell nproc)
 PAGE ?= ON
 RELEASE := build/release
 
-.PHONY: all help run test test-host test-packages install uninstall deb sanitizers bench newcomer fuzz \
+.PHONY: all help run test test-host test-fleet test-packages install uninstall deb sanitizers bench newcomer fuzz \
    fuzz-targets coverage format lint lint-quick clean
 
 # PAGE=OFF builds hostmem-overview without its page, which needs Node and the npm registry; AUTO does where they lack.
@@ -49,6 +49,12 @@ test-host: packages-test-host ## boot Debian kernels in QEMU and compare every f
 	@cmake --preset release -DHOSTMEM_TESTS=ON
 	@cmake --build --preset release -j $(JOBS) --target hostmem hostmem-record nevra test_host_programs
 	tests/host/run $(RELEASE)
+
+# Prometheus, VictoriaMetrics and ClickHouse run for the test alone, on loopback.
+test-fleet: packages-test-fleet ## ask real engines about a fleet of made-up hosts
+	@cmake --preset release -DHOSTMEM_TESTS=ON
+	@cmake --build --preset release -j $(JOBS) --target test_fleet_programs
+	tests/fleet/run $(RELEASE)
 
 install: packages-build ## install to $(DESTDIR)$(PREFIX)
 	@DESTDIR=$(DESTDIR) packaging/install $(PREFIX) $(JOBS)
