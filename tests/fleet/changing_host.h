@@ -1,5 +1,5 @@
 // A host of the made-up fleet as a source: what its story says, and else what the sample says, with about a
-// third of the figures changed from minute to minute, so that engines have something to store.
+// fifth of the figures changed from minute to minute, so that engines have something to store.
 #ifndef TESTS_FLEET_CHANGING_HOST_H
 #define TESTS_FLEET_CHANGING_HOST_H
 
