@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include "tests/overview/page/json_at.h"
 #include "tests/recorder/reading/made_recording.h"
 
 namespace {
@@ -81,11 +82,11 @@ TEST_F(OverviewHtml, WritesOneFileForItsOwnerAlone)
    EXPECT_EQ(status.st_mode & 07777, 0600u);
    rapidjson::Document data;
    ReadData(&data);
-   EXPECT_STREQ(data["now"]["host"].GetString(), "aspen");
-   EXPECT_STREQ(data["now"]["time"].GetString(), "2026-01-15T12:00:00Z");
-   EXPECT_TRUE(data["before"].IsNull());
-   EXPECT_TRUE(data["timeline"].IsNull());
-   EXPECT_EQ(data["accounts"][0]["root"]["kb"].GetInt64(), 8388608);
+   EXPECT_STREQ(JsonAt(data, "/now/host").GetString(), "aspen");
+   EXPECT_STREQ(JsonAt(data, "/now/time").GetString(), "2026-01-15T12:00:00Z");
+   EXPECT_TRUE(JsonAt(data, "/before").IsNull());
+   EXPECT_TRUE(JsonAt(data, "/timeline").IsNull());
+   EXPECT_EQ(JsonAt(data, "/accounts/0/root/kb").GetInt64(), 8388608);
 }
 
 TEST_F(OverviewHtml, HasEveryReportThatProgramsNothing)
@@ -94,8 +95,9 @@ TEST_F(OverviewHtml, HasEveryReportThatProgramsNothing)
    rapidjson::Document data;
    ReadData(&data);
    std::string reports;
-   for (const rapidjson::Value &table : data["tables"].GetArray()) {
-      reports += table["report"].GetString() + std::string(" ") + std::to_string(table["rows"].Size()) + "\n";
+   for (const rapidjson::Value &table : JsonAt(data, "/tables").GetArray()) {
+      reports += JsonAt(table, "/report").GetString() + std::string(" ") +
+                 std::to_string(JsonAt(table, "/rows").Size()) + "\n";
    }
    EXPECT_EQ(reports, "group-stats 12\nvm-stats 2\nuw-stats 4\nbuddy-stats 3\npshare-stats 1\n"
                       "pshareHint-stats 2\nswap-stats 2\ncomp-stats 1\nlpool-stats 6\nheap-stats 3\n"
@@ -148,15 +150,15 @@ TEST_F(OverviewHtml, WithAMomentBeforeHasTheChangeOfEveryFigure)
    ASSERT_EQ(RunSample("--against " + earlier + " --html " + page), 0) << said;
    rapidjson::Document data;
    ReadData(&data);
-   EXPECT_STREQ(data["before"]["time"].GetString(), "2026-01-15T11:00:00Z");
-   const rapidjson::Value &groups = data["tables"][0];
-   EXPECT_STREQ(groups["rows"][5][1].GetString(), "birch");
-   EXPECT_EQ(groups["before"][5][24].GetInt64(), 3000000);
-   EXPECT_EQ(groups["rows"][5][24].GetInt64(), 3932160);
-   EXPECT_EQ(groups["before"][0].GetInt64(), 0);
-   EXPECT_STREQ(groups["rows"][8][1].GetString(), "rowan");
-   EXPECT_TRUE(groups["before"][8].IsNull());
-   EXPECT_STREQ(groups["gone"][0][1].GetString(), "willow");
+   EXPECT_STREQ(JsonAt(data, "/before/time").GetString(), "2026-01-15T11:00:00Z");
+   const rapidjson::Value &groups = JsonAt(data, "/tables/0");
+   EXPECT_STREQ(JsonAt(groups, "/rows/5/1").GetString(), "birch");
+   EXPECT_EQ(JsonAt(groups, "/before/5/24").GetInt64(), 3000000);
+   EXPECT_EQ(JsonAt(groups, "/rows/5/24").GetInt64(), 3932160);
+   EXPECT_EQ(JsonAt(groups, "/before/0").GetInt64(), 0);
+   EXPECT_STREQ(JsonAt(groups, "/rows/8/1").GetString(), "rowan");
+   EXPECT_TRUE(JsonAt(groups, "/before/8").IsNull());
+   EXPECT_STREQ(JsonAt(groups, "/gone/0/1").GetString(), "willow");
 }
 
 TEST_F(OverviewHtml, OfARecordingHasATimeline)
@@ -173,22 +175,22 @@ TEST_F(OverviewHtml, OfARecordingHasATimeline)
       << said;
    rapidjson::Document data;
    ReadData(&data);
-   EXPECT_STREQ(data["now"]["time"].GetString(), "2026-01-15T12:03:00Z");
-   EXPECT_STREQ(data["before"]["time"].GetString(), "2026-01-15T12:01:00Z");
-   const rapidjson::Value &timeline = data["timeline"];
-   ASSERT_EQ(timeline["times"].Size(), 3u);
-   EXPECT_EQ(timeline["times"][0].GetInt64(), kNoon + 60);
-   EXPECT_EQ(timeline["recorded"].GetInt64(), 3);
-   EXPECT_EQ(timeline["frames"].Size(), 3u);
-   EXPECT_EQ(timeline["frames"][1]["groups"].Size(), 12u);
-   EXPECT_EQ(timeline["groups"].Size(), 12u);
+   EXPECT_STREQ(JsonAt(data, "/now/time").GetString(), "2026-01-15T12:03:00Z");
+   EXPECT_STREQ(JsonAt(data, "/before/time").GetString(), "2026-01-15T12:01:00Z");
+   const rapidjson::Value &timeline = JsonAt(data, "/timeline");
+   ASSERT_EQ(JsonAt(timeline, "/times").Size(), 3u);
+   EXPECT_EQ(JsonAt(timeline, "/times/0").GetInt64(), kNoon + 60);
+   EXPECT_EQ(JsonAt(timeline, "/recorded").GetInt64(), 3);
+   EXPECT_EQ(JsonAt(timeline, "/frames").Size(), 3u);
+   EXPECT_EQ(JsonAt(timeline, "/frames/1/groups").Size(), 12u);
+   EXPECT_EQ(JsonAt(timeline, "/groups").Size(), 12u);
    bool hasBirch = false;
-   for (const rapidjson::Value &series : timeline["series"].GetArray()) {
-      ASSERT_EQ(series["kb"].Size(), 3u);
-      if (std::string(series["name"].GetString()) == "birch") {
+   for (const rapidjson::Value &series : JsonAt(timeline, "/series").GetArray()) {
+      ASSERT_EQ(JsonAt(series, "/kb").Size(), 3u);
+      if (std::string(JsonAt(series, "/name").GetString()) == "birch") {
          hasBirch = true;
-         EXPECT_EQ(series["kb"][0].GetInt64(), 2000000);
-         EXPECT_EQ(series["kb"][2].GetInt64(), 4000000);
+         EXPECT_EQ(JsonAt(series, "/kb/0").GetInt64(), 2000000);
+         EXPECT_EQ(JsonAt(series, "/kb/2").GetInt64(), 4000000);
       }
    }
    EXPECT_TRUE(hasBirch);
