@@ -15,7 +15,7 @@ import sys
 PROCESS, VMM, EMULATOR = 0x40000000, 0x20000000, 0x60000000
 CGROUPS = "/sys/fs/cgroup"
 NO_LIMIT = -1
-# KB that figures may move between two readings and back. The host's: pages on the lists of its processors, what the
+# How far figures, most in KB, may move between two readings and back. The host's: pages on the lists of its processors, what the
 # report itself needs. A process's: its part of pages that every process has, and with it the report.
 MOVING = {
     "comp-stats": {"free": 8192, "orskaClientConsumed": 8192, "otherConsumed": 4096, "dataAndHeap": 4096},
@@ -225,6 +225,18 @@ def guest_mappings(p):
     return found
 
 
+def shared_huge_kb(kernel, p):
+    """The process's part of the huge pages that it shares: with each that maps the same file."""
+    inode = lambda mapping: mapping.split()[4]
+    part = 0
+    for mapping in p.mappings:
+        shared = keyed(mapping).get("Shared_Hugetlb", 0)
+        if shared:
+            sharers = [q for q in kernel.processes.values() if any(inode(m) == inode(mapping) for m in q.mappings)]
+            part += shared // len(sharers)
+    return part
+
+
 def uw_stats(kernel):
     rows = {}
     for p in kernel.processes.values():
@@ -241,7 +253,7 @@ def uw_stats(kernel):
         }
         if p.rollup:
             watched = kernel.watched_of(p)
-            consumed = p.rollup["Pss"] + watched + huge - p.rollup["Shared_Hugetlb"] // 2
+            consumed = p.rollup["Pss"] + watched + p.rollup["Private_Hugetlb"] + shared_huge_kb(kernel, p)
             row |= {
                 "mapped": (p.rollup["Rss"] + watched + huge, "smaps_rollup"),
                 "consumed": (consumed, "smaps_rollup"),
@@ -280,7 +292,12 @@ def vm_stats(kernel):
             saved = p.zero + min(merged, total("Rss") - total("Pss"))
             resident = total("Rss") + total("Shared_Hugetlb") + total("Private_Hugetlb")
             mapped = resident + min(kernel.watched_of(p), total("Size") - resident) + p.zero
+            stat = kernel.stat(own) if own else {}
+            whole = stat.get("zswapped", 0) // 1024
+            zipped = min(whole, total("Swap"))
             row |= {
+                "zipped": (zipped, "memory.stat"),
+                "zipSaved": ((whole - stat.get("zswap", 0) // 1024) * zipped // whole if whole else 0, "memory.stat"),
                 "memSize": (total("Size"), "smaps"),
                 "mapped": (mapped, "smaps"),
                 "touched": (total("Referenced"), "smaps"),
@@ -319,6 +336,25 @@ def swap_stats(kernel):
     return rows
 
 
+def zip_stats(kernel):
+    if kernel.files.get("/sys/module/zswap/parameters/enabled", "").strip() != "Y":
+        return {}
+    rows = {}
+    most = kernel.meminfo["MemTotal"] * kernel.number("/sys/module/zswap/parameters/max_pool_percent") // 100
+    for p in kernel.processes.values():
+        own = kernel.own(p)
+        if p.is_vm:
+            stat = kernel.stat(own) if own else {}
+            rows[PROCESS + p.pid] = {
+                "maxCache": (most, "max_pool_percent"),
+                "totalCache": (min(most, kernel.cgroup_kb(own, "memory.zswap.max", most) if own else most), "memory.zswap.max"),
+                "usedCache": (stat.get("zswap", 0) // 1024, "memory.stat"),
+                "zipped": (4 * stat.get("zswpout", 0), "memory.stat"),
+                "unZipped": (4 * stat.get("zswpin", 0), "memory.stat"),
+            }
+    return rows
+
+
 def lpage_stats(kernel):
     rows = {}
     for p in kernel.processes.values():
@@ -352,6 +388,55 @@ def comp_stats(kernel):
         "orskaClientConsumed": (used - others, "meminfo"),
         "free": (info["MemFree"], "meminfo"),
     }}
+
+
+def buffers_of(kb):
+    return f"{kb}KBfree" if kb < 1024 else f"{kb >> 10}MBfree"
+
+
+# Free memory moves, and the kernel's objects with it; buffers are divided and joined as it does.
+MOVING["buddy-stats"] = {buffers_of(4 << order): max(2, 2048 >> order) for order in range(11)} | {"4KBused": 2048}
+MOVING["heap-stats"] = {"numRanges": 32, "size": 1 << 18, "avail": 1 << 18, "used": 1 << 18, "dlMallocOvdh": 1 << 16}
+
+
+def buddy_stats(kernel):
+    managed = {}
+    zones = re.findall(r"^Node (\d+), zone +(\w+)\n(?:[^N].*\n)*?  +managed +(\d+)", kernel.files["/proc/zoneinfo"], re.M)
+    name = lambda node, zone: f"memmap-{int(node):02}-{'lo' if zone.startswith('DMA') else 'hi'}"
+    for node, zone, pages in zones:
+        managed[name(node, zone)] = managed.get(name(node, zone), 0) + int(pages)
+    free = {}
+    for node, zone, counts in re.findall(r"^Node (\d+), zone +(\w+) +([\d ]+)$", kernel.files["/proc/buddyinfo"], re.M):
+        orders = free.setdefault(name(node, zone), [0] * 11)
+        for order, count in enumerate(counts.split()):
+            orders[order] += int(count)
+    rows = {}
+    for buddy, orders in free.items():
+        used = managed[buddy] - sum(count << order for order, count in enumerate(orders))
+        row = {"memNode": (int(buddy[7:9]), "buddyinfo"), "4KBused": (used, "buddyinfo, zoneinfo")}
+        for order, count in enumerate(orders):
+            size = 4 << order
+            row[buffers_of(size)] = (count, "buddyinfo")
+        rows[buddy] = row
+    return rows
+
+
+def heap_stats(kernel):
+    sums = {}
+    for line in kernel.files.get("/proc/slabinfo", "").splitlines()[2:]:
+        words = line.split()
+        active, objects, size, _, pages = map(int, words[1:6])
+        slabs = int(words[14])
+        heap = sums.setdefault(words[0], [0, 0, 0, 0])
+        for i, part in enumerate((slabs, 4096 * pages * slabs, (objects - active) * size, objects * size)):
+            heap[i] += part
+    return {name: {
+        "numRanges": (slabs, "slabinfo"),
+        "size": (size, "slabinfo"),
+        "avail": (avail, "slabinfo"),
+        "used": (size - avail, "slabinfo"),
+        "dlMallocOvdh": (size - objects, "slabinfo"),
+    } for name, (slabs, size, avail, objects) in sums.items()}
 
 
 def lpool_stats(kernel):
@@ -411,8 +496,11 @@ REPORTS = {
     "uw-stats": (uw_stats, lambda row: int(row["schedGrp"])),
     "vm-stats": (vm_stats, lambda row: int(row["schedGrp"])),
     "swap-stats": (swap_stats, lambda row: int(row["schedGrp"])),
+    "zip-stats": (zip_stats, lambda row: int(row["schedGrp"])),
     "lpage-stats": (lpage_stats, lambda row: int(row["schedGrp"])),
     "comp-stats": (comp_stats, lambda row: ""),
+    "buddy-stats": (buddy_stats, lambda row: row["name"]),
+    "heap-stats": (heap_stats, lambda row: row["name"]),
     "pshare-stats": (pshare_stats, lambda row: ""),
     "lpool-stats": (lpool_stats, lambda row: f"{row['nodeID']}/{row['name']}"),
     "pmem-regionstore-stats": (pmem_regionstore_stats, lambda row: row["uuid"]),
@@ -476,7 +564,7 @@ def main():
                    for side in sides]
         hosts = [Kernel(labels[f"{moment}-{side}"] | labels[f"{moment}-host-{side}"], inodes) for side in sides]
         for report, (expected, key) in REPORTS.items():
-            before, after = hosts if report == "comp-stats" else kernels
+            before, after = hosts if report in ("comp-stats", "buddy-stats", "heap-stats") else kernels
             got = read_report(labels[moment].get(report, ""), key)
             compare(tally, moment, report, got, expected(before), expected(after))
     for line in static.get("/run/expectations", "").splitlines():

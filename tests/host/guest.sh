@@ -88,13 +88,23 @@ start_alpha()
 
 start_beta() { emulator "$@" -- -name beta -m 0.125G; }
 
-# Shared memory, and a DIMM that is plugged in later.
+# Shared memory, and a DIMM that is plugged in later. A part of it is not zeros, which kernels do not swap.
 start_gamma()
 {
+   seq 1 3000000 | head -c 16777216 >/tmp/fill
    emulator "$@" -- -name gamma -m 48,slots=2,maxmem=1G -machine mem-merge=off,memory-backend=ram \
-      -object memory-backend-memfd,id=ram,size=48M,share=on,prealloc=on -monitor unix:/run/gamma,server=on,wait=off
+      -object memory-backend-memfd,id=ram,size=48M,share=on,prealloc=on -monitor unix:/run/gamma,server=on,wait=off \
+      -device loader,file=/tmp/fill,addr=0x400000,force-raw=on
    monitor /run/gamma 'object_add memory-backend-ram,id=more,size=128M,prealloc=on' \
       'device_add pc-dimm,id=dimm,memdev=more'
+}
+
+# Part of gamma is on the disk, and part compressed.
+swap_gamma()
+{
+   swap_out machine.slice/gamma.scope 12M
+   echo Y >/sys/module/zswap/parameters/enabled
+   swap_out machine.slice/gamma.scope 24M
 }
 
 # What does not change while the host is looked at.
@@ -109,7 +119,8 @@ host_files()
 {
    label=$1
    shift
-   "$@" /bin/record files "$label" /proc/meminfo /proc/vmstat /proc/zoneinfo /proc/iomem
+   "$@" /bin/record files "$label" /proc/meminfo /proc/vmstat /proc/zoneinfo /proc/iomem /proc/buddyinfo \
+      /proc/slabinfo
 }
 
 # kernel_files LABEL [PREFIX...]: what the reports are compared with, before and after them, so that a figure that moves
@@ -140,7 +151,9 @@ moment()
       record run "$moment" $report "$@" /bin/hostmem -r $report -q
    done
    host_files "$moment-host-before" "$@"
-   record run "$moment" comp-stats "$@" /bin/hostmem -r comp-stats -q
+   for report in comp-stats buddy-stats heap-stats; do
+      record run "$moment" $report "$@" /bin/hostmem -r $report -q
+   done
    host_files "$moment-host-after" "$@"
    kernel_files "$moment-after" "$@"
 }
