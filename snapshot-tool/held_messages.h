@@ -9,8 +9,9 @@
 
 class HeldMessages {
  public:
-   // `program` is named in front of what nobody took. Holds nothing where the system has no memory for it.
-   explicit HeldMessages(const char *program);
+   // `name` is the program's, which stands in front of what nobody took. Holds nothing where the system has
+   // no memory for it.
+   explicit HeldMessages(const char *name);
    ~HeldMessages();
    HeldMessages(const HeldMessages &) = delete;
    HeldMessages &operator=(const HeldMessages &) = delete;
