@@ -91,7 +91,7 @@ start_beta() { emulator "$@" -- -name beta -m 0.125G; }
 # Shared memory, and a DIMM that is plugged in later. A part of it is not zeros, which kernels do not swap.
 start_gamma()
 {
-   seq 1 3000000 | head -c 16777216 >/run/fill
+   head -c 16777216 "$(command -v qemu-system-x86_64)" >/run/fill
    emulator "$@" -- -name gamma -m 48,slots=2,maxmem=1G -machine mem-merge=off,memory-backend=ram \
       -object memory-backend-memfd,id=ram,size=48M,share=on,prealloc=on -monitor unix:/run/gamma,server=on,wait=off \
       -device loader,file=/run/fill,addr=0x400000,force-raw=on
