@@ -159,8 +159,8 @@ std::string TestName(const ::testing::TestParamInfo<std::string> &info)
    return name;
 }
 
-// The guide to incidents is run by the tests of recordings, which make the one that it is about; the page on many
-// hosts by the test of the fleet, before the engines that it is about.
+// The guide to incidents is run by the tests of recordings, which make the one that it is about; the page on
+// many hosts by the test of the fleet, before the engines that it is about.
 std::vector<std::string> DocumentsRunHere()
 {
    std::vector<std::string> documents = Documents();
