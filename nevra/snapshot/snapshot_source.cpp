@@ -80,6 +80,7 @@ class SnapshotSource : public Source {
 
  private:
    NevraStatus Enter(const NevraNodeDef &node, bool DefinitionFit::*what, NodeAnswers **answers);
+   void Check(const NevraNodeDef &node, NodeAnswers *found);
    NevraStatus EnterTexts();
    void ShareKeys(KeyTable *table);
    NevraStatus Refuse(const std::string &problem) const;
@@ -122,6 +123,24 @@ void SnapshotSource::ShareKeys(KeyTable *table)
    keysInUse.push_back(*table);
 }
 
+// Checks a node and gets it ready to be read.
+void SnapshotSource::Check(const NevraNodeDef &node, NodeAnswers *found)
+{
+   std::string problem;
+   if (!CheckNode(file, *found->node, &problem)) {
+      found->trust = Trust::Broken;
+      Refuse(problem);
+      return;
+   }
+   found->trust = Trust::Holds;
+   if (node.record != nullptr) {
+      AddTextFields(*node.record, 0, &found->textFields);
+   }
+   ShareKeys(&found->node->keys);
+   ShareKeys(&found->node->listKeys);
+   nodesInUse.push_back(found->node);
+}
+
 // Before the first read of a node, it is checked. `what` is to be read, the records or the lists.
 NevraStatus SnapshotSource::Enter(const NevraNodeDef &node, bool DefinitionFit::*what, NodeAnswers **answers)
 {
@@ -134,18 +153,7 @@ NevraStatus SnapshotSource::Enter(const NevraNodeDef &node, bool DefinitionFit::
       return NEVRA_BAD_PARAMETER;
    }
    if (found.trust == Trust::Unknown) {
-      std::string problem;
-      if (!CheckNode(file, *found.node, &problem)) {
-         found.trust = Trust::Broken;
-         return Refuse(problem);
-      }
-      found.trust = Trust::Holds;
-      if (node.record != nullptr) {
-         AddTextFields(*node.record, 0, &found.textFields);
-      }
-      ShareKeys(&found.node->keys);
-      ShareKeys(&found.node->listKeys);
-      nodesInUse.push_back(found.node);
+      Check(node, &found);
    }
    return found.trust == Trust::Holds ? NEVRA_OK : NEVRA_READ_ERROR;
 }
