@@ -28,9 +28,18 @@ void GridRow(benchmark::State &state)
 {
    const bool csv = state.range(0) != 0;
    for (auto _ : state) {
-      PrintReportRow(columns, csv, false,
-                     {"group-12345.scope", kFigure, kFigure, kFigure, kFigure, kFigure, kFigure, kFigure,
-                      kFigure, kFigure, kFigure});
+      const CellValue cells[] = {"group-12345.scope",
+                                 kFigure,
+                                 kFigure,
+                                 kFigure,
+                                 kFigure,
+                                 kFigure,
+                                 kFigure,
+                                 kFigure,
+                                 kFigure,
+                                 kFigure,
+                                 kFigure};
+      PrintReportRow(columns, csv, false, cells);
    }
 }
 BENCHMARK(GridRow)->Arg(0)->Arg(1);

@@ -52,6 +52,12 @@ inline uint64_t BytesToKB(uint64_t bytes)
    return (bytes + 1023) / 1024;
 }
 
+// Bytes in the display unit: exact in bytes, else to whole kilobytes and on to the unit, both rounded up.
+inline uint64_t ConvertBytes(uint64_t bytes, DisplayUnit unit)
+{
+   return unit == UNIT_BYTES ? bytes : ConvertKB(BytesToKB(bytes), unit);
+}
+
 // NotAvailable for a raw value above NA_THRESHOLD, compared unsigned; any other value as it is.
 inline int64_t OrNotAvailable(int64_t value)
 {

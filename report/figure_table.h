@@ -46,6 +46,7 @@ struct RowField {
    const FlagName *flags = nullptr; // of a flag list
    // Whether there are flags. With its sanitizers GCC cannot compare their address with null at compile time.
    bool isFlagList = false;
+   bool isBytes = false; // a memory figure in bytes
 };
 
 template <typename Type> consteval FieldType FieldTypeOf()
@@ -70,6 +71,13 @@ template <typename Type> consteval FieldType FieldTypeOf()
 #define ROW_FIELD(member) ROW_FIELD_SCALED(member, 1)
 // The same of a count of 4 KB pages that is shown as memory.
 #define ROW_PAGES(member) ROW_FIELD_SCALED(member, kKBPerPage)
+// The same of a number of bytes that is shown as memory.
+#define ROW_BYTES(member)                                                                                    \
+   RowField                                                                                                  \
+   {                                                                                                         \
+      .offset = offsetof(Row, member), .size = sizeof(Row::member),                                          \
+      .type = FieldTypeOf<decltype(Row::member)>(), .isBytes = true                                          \
+   }
 // The same of a mask whose bits have names.
 #define ROW_FLAGS(member, names)                                                                             \
    RowField                                                                                                  \
@@ -100,7 +108,8 @@ constexpr bool FitsColumn(const ReportColumn &column, const RowField &field)
    case Unit::FlagList:
       return field.type == FieldType::Unsigned32 && field.isFlagList && column.format[0] == 's';
    default:
-      return !isText && column.format[0] != 's' && column.format[0] != 'c';
+      return !isText && column.format[0] != 's' && column.format[0] != 'c' &&
+             (!field.isBytes || column.unit == Unit::Memory);
    }
 }
 
@@ -124,7 +133,7 @@ template <typename Row, const auto &figures> struct FigureTable {
    ReportColumn columns[kCount + 1] = {};
 };
 
-// Sums over rows, by column. Amounts are in KB; every sum is modulo 2^64.
+// Sums over rows, by column. Amounts are in KB, or in the bytes of their fields; every sum is modulo 2^64.
 template <typename Row, const auto &figures> struct FigureSums {
    uint64_t values[std::size(figures)];
    uint32_t rows;
@@ -181,22 +190,16 @@ template <FieldType type> uint64_t ReadInteger(const char *from)
    }
 }
 
-// A number of the column at `i`: an amount of memory in the display unit, any other as it is.
+// A number of the column at `i`: an amount of memory, in KB or in its field's bytes, in the display unit; any
+// other as it is.
 template <const auto &figures, size_t i> CellValue NumberCell(uint64_t value, DisplayUnit unit)
 {
-   constexpr const char *format = figures[i].column.format;
-   if constexpr (figures[i].column.unit == Unit::Memory) {
+   if constexpr (figures[i].field.isBytes) {
+      value = ConvertBytes(value, unit);
+   } else if constexpr (figures[i].column.unit == Unit::Memory) {
       value = unit != UNIT_KB ? ConvertKB(value, unit) : value;
    }
-   if constexpr (format[0] == 'u') {
-      return static_cast<uint32_t>(value);
-   } else if constexpr (format[0] == 'd') {
-      return static_cast<int32_t>(value);
-   } else if constexpr (format[1] == 'd') {
-      return static_cast<int64_t>(value);
-   } else {
-      return value;
-   }
+   return PassNumber(figures[i].column.format, value, [](auto number) { return CellValue(number); });
 }
 
 // The cell of the column at `i`. A text need not be terminated; its field's last byte never shows.

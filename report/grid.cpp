@@ -76,13 +76,9 @@ template <typename Take> void PassValue(const char *format, const CellValue &val
 {
    switch (format[0]) {
    case 'l':
-      format[1] == 'd' ? take(static_cast<int64_t>(value.Integer())) : take(value.Integer());
-      break;
    case 'u':
-      take(static_cast<uint32_t>(value.Integer()));
-      break;
    case 'd':
-      take(static_cast<int32_t>(value.Integer()));
+      PassNumber(format, value.Integer(), take);
       break;
    case 'c':
       take(static_cast<char>(value.Integer()));

@@ -6,7 +6,6 @@
 #define REPORT_GRID_H
 
 #include <cstdint>
-#include <initializer_list>
 #include <string_view>
 
 #include "report/column_table.h"
@@ -31,11 +30,5 @@ void PrintTableHead(const ReportColumn *table, bool csvMode);
 // `values` has one value per column of the table, hidden columns included; the column's format says how a
 // number is printed. On a Total row the columns that are not totalled print blank.
 void PrintReportRow(const ReportColumn *table, bool csvMode, bool isTotalRow, const CellValue *values);
-
-inline void PrintReportRow(const ReportColumn *table, bool csvMode, bool isTotalRow,
-                           std::initializer_list<CellValue> values)
-{
-   PrintReportRow(table, csvMode, isTotalRow, values.begin());
-}
 
 #endif

@@ -10,25 +10,12 @@ CellValue::CellValue(const char *value)
 
 CellValue FitToColumn(const ReportColumn &column, CellValue value)
 {
-   switch (value.Kind()) {
-   case CellKind::Signed:
-   case CellKind::Unsigned:
-   case CellKind::Missing:
-      break;
-   default:
-      return value;
-   }
-   switch (column.format[0]) {
-   case 'u':
-      return static_cast<uint32_t>(value.Integer());
-   case 'd':
-      return static_cast<int32_t>(value.Integer());
-   case 'l':
-      return column.format[1] == 'd' ? CellValue(static_cast<int64_t>(value.Integer()))
-                                     : CellValue(value.Integer());
-   default:
-      return value;
-   }
+   const bool isNumber = value.Kind() == CellKind::Signed || value.Kind() == CellKind::Unsigned ||
+                         value.Kind() == CellKind::Missing;
+   const bool hasFormat = column.format[0] == 'l' || column.format[0] == 'u' || column.format[0] == 'd';
+   return isNumber && hasFormat
+             ? PassNumber(column.format, value.Integer(), [](auto number) { return CellValue(number); })
+             : value;
 }
 
 void DescribeColumns(const TableOutput &output, const ReportColumn *table)

@@ -74,8 +74,21 @@ inline char YesNo(bool value)
    return value ? 'y' : 'n';
 }
 
-// The value as its column's format has it: a number in the format's width and with its sign, so that every
-// output shows the same number.
+// Passes a number on as a format of one has it, in the format's width and with its sign.
+template <typename Take>
+constexpr decltype(auto) PassNumber(const char *format, uint64_t number, const Take &take)
+{
+   switch (format[0]) {
+   case 'l':
+      return format[1] == 'd' ? take(static_cast<int64_t>(number)) : take(number);
+   case 'd':
+      return take(static_cast<int32_t>(number));
+   default:
+      return take(static_cast<uint32_t>(number));
+   }
+}
+
+// The value as its column's format has it, so that every output shows the same number.
 CellValue FitToColumn(const ReportColumn &column, CellValue value);
 
 enum class RowKind : uint8_t {

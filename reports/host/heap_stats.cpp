@@ -3,8 +3,7 @@
 #include <memory>
 
 #include "nevra/records.h"
-#include "report/column_table.h"
-#include "report/display_unit.h"
+#include "report/figure_table.h"
 #include "report/host_report.h"
 #include "report/table_output.h"
 #include "reports/report_list.h"
@@ -12,53 +11,72 @@
 
 namespace {
 
-ReportColumn columns[] = {
-   {"name", "heap name", 35, "s", kTotalled, kKey, kShown, Unit::Text, Role::Label},
-   {"dynGrow", "dynamically growable", 12, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
-   {"lowerLimit", "lower limit", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
-   {"upperLimit", "upper limit", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
-   {"reserved", "reserved", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
-   {"numRanges", "num ranges", 7, "d", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
-   {"dlMallocOvdh", "DL malloc overhead", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
-    Role::Gauge},
-   {"used", "current used", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
-   {"avail", "current available", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
-   {"size", "current size", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
-   {"initial", "initial size", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
-   {"max", "max size", 11, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
-   {"pctFreeOfCur", "% free of current", 12, "d", kNotTotalled, kSelectable, kShown, Unit::Percent,
-    Role::Gauge},
-   {"maxAvail", "max available", 12, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
-   {"pctFreeOfMax", "% free of max", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Percent, Role::Gauge},
-   {"lowPctFreeOfMax", "lowest % free of max", 12, "d", kNotTotalled, kSelectable, kShown, Unit::Percent,
-    Role::Gauge},
-   {"numSuccAllocs", "number of succeeded allocations", 10, "u", kNotTotalled, kSelectable, kShown,
-    Unit::Count, Role::Counter},
-   {"numFailAllocs", "number of succeeded allocations", 10, "u", kNotTotalled, kSelectable, kShown,
-    Unit::Count, Role::Counter}, // the text of the other, kept for compatibility
-   {"numGrowthOps", "number of growth operations", 10, "u", kTotalled, kSelectable, kShown, Unit::Count,
-    Role::Counter},
-   {"numShrinkOps", "number of shrink operations", 10, "u", kTotalled, kSelectable, kShown, Unit::Count,
-    Role::Counter},
-   {"numReqsPerGrowth", "number of requests per growth operations", 10, "u", kNotTotalled, kSelectable,
-    kShown, Unit::Count, Role::Gauge},
-   {"avgAllocSize", "average allocation size", 10, "u", kNotTotalled, kSelectable, kShown, Unit::Memory,
-    Role::Gauge},
-   kEndOfColumns,
+// A heap as it is shown.
+struct HeapRow {
+   char name[sizeof(HeapStatsRecord::name) + 1] = {}; // the record's need not be terminated
+   uint32_t used = 0;                                 // bytes
+   HeapStatsRecord heap = {};
 };
 
-// Sums over all heaps; sizes in bytes.
-struct HeapTotals {
-   uint64_t numRanges;
-   uint64_t overhead;
-   uint64_t size;
-   uint64_t initial;
-   uint64_t avail;
-   uint64_t max;
-   uint64_t maxAvail;
-   uint64_t numGrowthOps;
-   uint32_t numShrinkOps;
+using Row = HeapRow;
+
+constexpr Figure kFigures[] = {
+   {{"name", "heap name", 35, "s", kTotalled, kKey, kShown, Unit::Text, Role::Label}, ROW_FIELD(name)},
+   {{"dynGrow", "dynamically growable", 12, "d", kNotTotalled, kSelectable, kShown, Unit::Number,
+     Role::Gauge},
+    ROW_FIELD(heap.dynGrow)},
+   {{"lowerLimit", "lower limit", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
+    ROW_FIELD(heap.lowerLimit)},
+   {{"upperLimit", "upper limit", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
+    ROW_FIELD(heap.upperLimit)},
+   {{"reserved", "reserved", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Number, Role::Gauge},
+    ROW_FIELD(heap.reserved)},
+   {{"numRanges", "num ranges", 7, "d", kTotalled, kSelectable, kShown, Unit::Count, Role::Gauge},
+    ROW_FIELD(heap.numRanges)},
+   {{"dlMallocOvdh", "DL malloc overhead", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_BYTES(heap.overhead)},
+   {{"used", "current used", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_BYTES(used)},
+   {{"avail", "current available", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_BYTES(heap.avail)},
+   {{"size", "current size", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_BYTES(heap.size)},
+   {{"initial", "initial size", 10, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_BYTES(heap.initial)},
+   {{"max", "max size", 11, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_BYTES(heap.max)},
+   {{"pctFreeOfCur", "% free of current", 12, "d", kNotTotalled, kSelectable, kShown, Unit::Percent,
+     Role::Gauge},
+    ROW_FIELD(heap.pctFreeOfCur)},
+   {{"maxAvail", "max available", 12, "lu", kTotalled, kSelectable, kShown, Unit::Memory, Role::Gauge},
+    ROW_BYTES(heap.maxAvail)},
+   {{"pctFreeOfMax", "% free of max", 7, "d", kNotTotalled, kSelectable, kShown, Unit::Percent, Role::Gauge},
+    ROW_FIELD(heap.pctFreeOfMax)},
+   {{"lowPctFreeOfMax", "lowest % free of max", 12, "d", kNotTotalled, kSelectable, kShown, Unit::Percent,
+     Role::Gauge},
+    ROW_FIELD(heap.lowPctFreeOfMax)},
+   {{"numSuccAllocs", "number of succeeded allocations", 10, "u", kNotTotalled, kSelectable, kShown,
+     Unit::Count, Role::Counter},
+    ROW_FIELD(heap.numSuccAllocs)},
+   // the text of the other, kept for compatibility
+   {{"numFailAllocs", "number of succeeded allocations", 10, "u", kNotTotalled, kSelectable, kShown,
+     Unit::Count, Role::Counter},
+    ROW_FIELD(heap.numFailAllocs)},
+   {{"numGrowthOps", "number of growth operations", 10, "u", kTotalled, kSelectable, kShown, Unit::Count,
+     Role::Counter},
+    ROW_FIELD(heap.numGrowthOps)},
+   {{"numShrinkOps", "number of shrink operations", 10, "u", kTotalled, kSelectable, kShown, Unit::Count,
+     Role::Counter},
+    ROW_FIELD(heap.numShrinkOps)},
+   {{"numReqsPerGrowth", "number of requests per growth operations", 10, "u", kNotTotalled, kSelectable,
+     kShown, Unit::Count, Role::Gauge},
+    ROW_FIELD(heap.numReqsPerGrowth)},
+   {{"avgAllocSize", "average allocation size", 10, "u", kNotTotalled, kSelectable, kShown, Unit::Memory,
+     Role::Gauge},
+    ROW_BYTES(heap.avgAllocSize)},
 };
+constinit FigureTable<Row, kFigures> table;
 
 struct FreeMemory {
    void operator()(void *block) const { std::free(block); }
@@ -69,59 +87,15 @@ struct Heaps : HostRun {
    bool areUnreadable = false;
    std::unique_ptr<HeapStatsRecord[], FreeMemory> records;
    uint32_t count = 0;
-   HeapTotals totals = {};
 };
 
-void AddToTotals(HeapTotals *totals, const HeapStatsRecord &heap)
+HeapRow RowOf(const HeapStatsRecord &heap)
 {
-   totals->numRanges += static_cast<uint64_t>(int64_t{heap.numRanges});
-   totals->overhead += heap.overhead;
-   totals->size += heap.size;
-   totals->initial += heap.initial;
-   totals->avail += heap.avail;
-   totals->max += heap.max;
-   totals->maxAvail += heap.maxAvail;
-   totals->numGrowthOps += static_cast<uint64_t>(int64_t{heap.numGrowthOps});
-   totals->numShrinkOps += heap.numShrinkOps;
-}
-
-// Bytes in the display unit: exact in bytes, else to whole kilobytes and on to the unit, both rounded up.
-uint64_t ConvertBytes(uint64_t bytes, DisplayUnit unit)
-{
-   switch (unit) {
-   case UNIT_BYTES:
-      return bytes;
-   case UNIT_KB:
-   case UNIT_MB:
-   case UNIT_GB:
-   case UNIT_PAGE:
-      return ConvertKB(BytesToKB(bytes), unit);
-   }
-   return 0;
-}
-
-void PutHeapRow(const HostRun &run, const HeapStatsRecord &heap)
-{
-   const auto inUnit = [&run](uint64_t bytes) { return ConvertBytes(bytes, run.unit); };
-   const CellValue name(heap.name, strnlen(heap.name, sizeof heap.name));
-   const uint32_t used = heap.size - heap.avail;
-   PutRow(*run.output, RowKind::Data, columns, name, uint32_t{heap.dynGrow}, uint32_t{heap.lowerLimit},
-          uint32_t{heap.upperLimit}, uint32_t{heap.reserved}, int32_t{heap.numRanges}, inUnit(heap.overhead),
-          inUnit(used), inUnit(heap.avail), inUnit(heap.size), inUnit(heap.initial), inUnit(heap.max),
-          uint32_t{heap.pctFreeOfCur}, inUnit(heap.maxAvail), uint32_t{heap.pctFreeOfMax},
-          uint32_t{heap.lowPctFreeOfMax}, uint32_t{heap.numSuccAllocs}, uint32_t{heap.numFailAllocs},
-          int32_t{heap.numGrowthOps}, uint32_t{heap.numShrinkOps}, uint32_t{heap.numReqsPerGrowth},
-          inUnit(heap.avgAllocSize));
-}
-
-void PutTotalRow(const HostRun &run, const HeapTotals &totals)
-{
-   const auto inUnit = [&run](uint64_t bytes) { return ConvertBytes(bytes, run.unit); };
-   const CellValue blank = {};
-   PutRow(*run.output, RowKind::Total, columns, "Total", blank, blank, blank, blank, totals.numRanges,
-          inUnit(totals.overhead), inUnit(totals.size - totals.avail), inUnit(totals.avail),
-          inUnit(totals.size), inUnit(totals.initial), inUnit(totals.max), blank, inUnit(totals.maxAvail),
-          blank, blank, blank, blank, totals.numGrowthOps, totals.numShrinkOps, blank, blank);
+   HeapRow row;
+   std::memcpy(row.name, heap.name, sizeof heap.name);
+   row.used = heap.size - heap.avail;
+   row.heap = heap;
+   return row;
 }
 
 // Puts the name of a listed heap into `params`, which is empty before. False ends the report.
@@ -139,8 +113,8 @@ bool AddHeapName(const Nevra_ParamList *heapList, uint32_t index, Nevra_ParamLis
    return true;
 }
 
-// Reads a listed heap into the next free slot and sums it. A heap that is not found any more leaves its slot
-// to the next one. False ends the report.
+// Reads a listed heap into the next free slot. A heap that is not found any more leaves its slot to the next
+// one. False ends the report.
 bool ReadHeap(const Nevra_ParamList *heapList, uint32_t index, Nevra_ParamList *params, Heaps *heaps)
 {
    if (!AddHeapName(heapList, index, params)) {
@@ -157,7 +131,6 @@ bool ReadHeap(const Nevra_ParamList *heapList, uint32_t index, Nevra_ParamList *
       Warning("KelmarHeapGetMemMapStats: Nevra_Get() failure\n");
       return false;
    }
-   AddToTotals(&heaps->totals, *heap);
    heaps->count++;
    return true;
 }
@@ -211,11 +184,17 @@ NevraStatus PrepareHeaps(HostRun *run)
 NevraStatus PutHeaps(HostRun *run)
 {
    const Heaps *heaps = static_cast<Heaps *>(run);
+   auto sums = SumsOf(table);
    for (uint32_t i = 0; i < heaps->count; i++) {
-      PutHeapRow(*run, heaps->records[i]);
+      const HeapRow row = RowOf(heaps->records[i]);
+      AddToSums(table, row, &sums);
+      PutFigures(*run->output, table, row, run->unit);
    }
+   // Of all heaps together, not of the rows, which wrap at 32 bits.
+   sums.values[ColumnIndex(kFigures, "used")] =
+      sums.values[ColumnIndex(kFigures, "size")] - sums.values[ColumnIndex(kFigures, "avail")];
    run->output->Section();
-   PutTotalRow(*run, heaps->totals);
+   PutSums(*run->output, RowKind::Total, table, {.name = "Total"}, sums, run->unit);
    return NEVRA_OK;
 }
 
@@ -227,7 +206,7 @@ constexpr HostReport kReport = {.shortOptions = "s:u:vq",
                                 .longOptions = kLongOptions,
                                 .title = "HEAP STATS",
                                 .ruleLength = 36,
-                                .columns = columns,
+                                .columns = table.columns,
                                 .takesBytes = true,
                                 .prepare = PrepareHeaps,
                                 .putRows = PutHeaps};

@@ -38,6 +38,7 @@ constexpr Figure kFigures[] = {
    {Column("isActive", "c", kNotTotalled, Unit::YesNo, Role::Gauge), ROW_FIELD(record.isActive)},
    {Column("used", "lu", kTotalled, Unit::Memory, Role::Gauge), ROW_FIELD(record.used)},
    {Column("pages", "lu", kTotalled, Unit::Memory, Role::Gauge), ROW_PAGES(record.count)},
+   {Column("bytes", "lu", kTotalled, Unit::Memory, Role::Gauge), ROW_BYTES(record.count)},
    {Column("count", "u", kTotalled, Unit::Count, Role::Counter), ROW_FIELD(record.count)},
    {Column("limit", "ld", kNotTotalled, Unit::Memory, Role::Gauge), ROW_FIELD(record.limit)},
    {Column("shares", "ld", kTotalled, Unit::Shares, Role::Gauge), ROW_FIELD(record.limit)},
@@ -96,6 +97,8 @@ TEST(FigureTable, ConvertsMemoryAndNothingElse)
    EXPECT_EQ(CellOf(row, "used", UNIT_MB).Integer(), 2U);
    EXPECT_EQ(CellOf(row, "pages", UNIT_KB).Integer(), 12U);
    EXPECT_EQ(CellOf(row, "pages", UNIT_PAGE).Integer(), 3U);
+   EXPECT_EQ(CellOf(row, "bytes", UNIT_BYTES).Integer(), 3U);
+   EXPECT_EQ(CellOf(row, "bytes", UNIT_KB).Integer(), 1U);
    EXPECT_EQ(CellOf(row, "count", UNIT_MB).Integer(), 3U);
    EXPECT_EQ(CellOf(row, "limit", UNIT_MB).Kind(), CellKind::Missing); // all ones is no amount
 }
@@ -115,7 +118,7 @@ TEST(FigureSums, AddTotalledFiguresThatAreNoLabelsAndNoShares)
    AddToSums(table, {"b", 8, {1, 20, 5, 6, 7, {}}}, &sums);
    EXPECT_EQ(sums.rows, 2U);
    const std::vector<uint64_t> values(sums.values, sums.values + kColumns);
-   EXPECT_EQ(values, (std::vector<uint64_t>{0, 0, 0, 30, 28, 7, 0, 0, 0, 0}));
+   EXPECT_EQ(values, (std::vector<uint64_t>{0, 0, 0, 30, 28, 7, 7, 0, 0, 0, 0}));
 }
 
 TEST(FigureSums, AddA32BitFigureIn64Bits)
@@ -152,11 +155,14 @@ TEST(FigureSums, ShowSumsAndWhatTheRowHolds)
 TEST(FitsColumn, TellsAFieldThatTheColumnCannotShow)
 {
    const RowField number = ROW_FIELD(record.used);
+   const RowField bytes = ROW_BYTES(record.count);
    const RowField text = ROW_FIELD(record.text);
    const RowField mask = ROW_FIELD(mask); // without names
    EXPECT_TRUE(FitsColumn(Column("", "lu", 0, Unit::Count, Role::Gauge), number));
    EXPECT_FALSE(FitsColumn(Column("", "s", 0, Unit::Count, Role::Gauge), number));
    EXPECT_FALSE(FitsColumn(Column("", "lu", 0, Unit::Count, Role::Gauge), text));
+   EXPECT_TRUE(FitsColumn(Column("", "lu", 0, Unit::Memory, Role::Gauge), bytes));
+   EXPECT_FALSE(FitsColumn(Column("", "lu", 0, Unit::Count, Role::Gauge), bytes));
    EXPECT_FALSE(FitsColumn(Column("", "s", 0, Unit::Text, Role::Label), number));
    EXPECT_FALSE(FitsColumn(Column("", "c", 0, Unit::YesNo, Role::Gauge), number));
    EXPECT_FALSE(FitsColumn(Column("", "s", 0, Unit::FlagList, Role::Label), mask));

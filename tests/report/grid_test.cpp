@@ -2,6 +2,7 @@
 #include "report/grid.h"
 
 #include <cstdio>
+#include <initializer_list>
 #include <random>
 #include <string>
 #include <vector>
@@ -25,6 +26,12 @@ template <typename Print> std::string Printed(Print print)
 ReportColumn Column(const char *name, uint8_t width, const char *format)
 {
    return {name, "", width, format, 1, 0, 1};
+}
+
+void PrintRow(const ReportColumn *table, bool csvMode, bool isTotalRow,
+              std::initializer_list<CellValue> values)
+{
+   PrintReportRow(table, csvMode, isTotalRow, values.begin());
 }
 
 // ---- the carry
@@ -65,8 +72,8 @@ TEST(GridRow, TakesAnOverflowFromTheNextField)
    const ReportColumn table[] = {Column("a", 4, "lu"), Column("b", 6, "lu"), Column("c", 4, "lu"),
                                  kEndOfColumns};
    EXPECT_EQ(Printed([&] {
-                PrintReportRow(table, false, false, {uint64_t{1}, uint64_t{22}, uint64_t{333}});
-                PrintReportRow(table, false, false, {uint64_t{123456}, uint64_t{22}, uint64_t{333}});
+                PrintRow(table, false, false, {uint64_t{1}, uint64_t{22}, uint64_t{333}});
+                PrintRow(table, false, false, {uint64_t{123456}, uint64_t{22}, uint64_t{333}});
              }),
              "   1     22  333\n"
              "123456   22  333\n");
@@ -77,8 +84,8 @@ TEST(GridRow, PassesAnOverflowOnUntilItFits)
    const ReportColumn table[] = {Column("a", 4, "s"), Column("b", 3, "s"), Column("c", 3, "s"),
                                  Column("d", 6, "s"), kEndOfColumns};
    EXPECT_EQ(Printed([&] {
-                PrintReportRow(table, false, false, {"abcdefg", "123", "456", "x"});
-                PrintReportRow(table, false, false, {"abcd", "123", "456", "x"});
+                PrintRow(table, false, false, {"abcdefg", "123", "456", "x"});
+                PrintRow(table, false, false, {"abcd", "123", "456", "x"});
              }),
              "abcdefg 123 456   x\n"
              "abcd 123 456      x\n");
@@ -91,7 +98,7 @@ TEST(GridRow, LeftJustifiesACellThatTheCarryLeavesNoRoomFor)
    const ReportColumn table[] = {Column("a", 2, "s"), Column("b", 3, "u"), Column("c", 10, "u"),
                                  kEndOfColumns};
    EXPECT_EQ(Printed([&] {
-                PrintReportRow(table, false, false, {"abcdefghijkl", 1U, 2U});
+                PrintRow(table, false, false, {"abcdefghijkl", 1U, 2U});
              }),
              // carry 10; field 3 - 10 = -7: "1" and six blanks; carry 10 + 7 - 3 = 14; field 10 - 14 = -4
              "abcdefghijkl 1       2   \n");
@@ -101,7 +108,7 @@ TEST(GridRow, CountsTheCarryInEightBits)
 {
    const std::string text(4 + 256, 'x'); // overflows by 256: no carry at all
    const ReportColumn table[] = {Column("a", 4, "s"), Column("b", 5, "u"), kEndOfColumns};
-   EXPECT_EQ(Printed([&] { PrintReportRow(table, false, false, {text.c_str(), 7U}); }), text + "     7\n");
+   EXPECT_EQ(Printed([&] { PrintRow(table, false, false, {text.c_str(), 7U}); }), text + "     7\n");
 }
 
 // ---- formats
@@ -111,13 +118,12 @@ TEST(GridRow, PrintsEveryFormat)
    const ReportColumn table[] = {Column("u", 11, "u"),   Column("d", 11, "d"),   Column("c", 3, "c"),
                                  Column("lu", 21, "lu"), Column("ld", 21, "ld"), Column("s", 6, "s"),
                                  kEndOfColumns};
-   EXPECT_EQ(
-      Printed([&] {
-         PrintReportRow(table, false, false, {UINT32_MAX, INT32_MIN, 'y', UINT64_MAX, INT64_MIN, "text"});
-         PrintReportRow(table, true, false, {UINT32_MAX, INT32_MIN, 'n', UINT64_MAX, int64_t{-1}, "text"});
-      }),
-      " 4294967295 -2147483648   y  18446744073709551615  -9223372036854775808   text\n"
-      "4294967295,-2147483648,n,18446744073709551615,-1,text\n");
+   EXPECT_EQ(Printed([&] {
+                PrintRow(table, false, false, {UINT32_MAX, INT32_MIN, 'y', UINT64_MAX, INT64_MIN, "text"});
+                PrintRow(table, true, false, {UINT32_MAX, INT32_MIN, 'n', UINT64_MAX, int64_t{-1}, "text"});
+             }),
+             " 4294967295 -2147483648   y  18446744073709551615  -9223372036854775808   text\n"
+             "4294967295,-2147483648,n,18446744073709551615,-1,text\n");
 }
 
 // A 32-bit column takes the low half of a wider value, as a variadic printf does.
@@ -125,7 +131,7 @@ TEST(GridRow, CutsAWiderValueToItsColumn)
 {
    const ReportColumn table[] = {Column("u", 4, "u"), Column("d", 4, "d"), kEndOfColumns};
    EXPECT_EQ(Printed([&] {
-                PrintReportRow(table, true, false, {uint64_t{0x100000005}, uint64_t{0xffffffff}});
+                PrintRow(table, true, false, {uint64_t{0x100000005}, uint64_t{0xffffffff}});
              }),
              "5,-1\n");
 }
@@ -133,7 +139,7 @@ TEST(GridRow, CutsAWiderValueToItsColumn)
 TEST(GridRow, NeitherQuotesNorEscapesTextInCsv)
 {
    const ReportColumn table[] = {Column("a", 2, "s"), Column("b", 2, "s"), kEndOfColumns};
-   EXPECT_EQ(Printed([&] { PrintReportRow(table, true, false, {"a,\"b\"", ""}); }), "a,\"b\",\n");
+   EXPECT_EQ(Printed([&] { PrintRow(table, true, false, {"a,\"b\"", ""}); }), "a,\"b\",\n");
 }
 
 // ---- hidden and blank cells
@@ -145,9 +151,9 @@ TEST(GridRow, GivesAHiddenColumnNoCell)
    EXPECT_EQ(Printed([&] {
                 PrintSeparatorLine(table, false);
                 PrintHeaderLine(table, false);
-                PrintReportRow(table, false, false, {1U, 2U, 3U});
+                PrintRow(table, false, false, {1U, 2U, 3U});
                 PrintHeaderLine(table, true);
-                PrintReportRow(table, true, false, {1U, 2U, 3U});
+                PrintRow(table, true, false, {1U, 2U, 3U});
              }),
              "-------\n"
              "  b   c\n"
@@ -161,9 +167,9 @@ TEST(GridRow, BlanksWhatHasNoTotal)
    ReportColumn table[] = {Column("name", 5, "s"), Column("b", 4, "lu"), Column("c", 4, "lu"), kEndOfColumns};
    table[1].totalled = 0;
    EXPECT_EQ(Printed([&] {
-                PrintReportRow(table, false, true, {"Total", uint64_t{1}, uint64_t{2}});
-                PrintReportRow(table, true, true, {"Total", uint64_t{1}, uint64_t{2}});
-                PrintReportRow(table, true, false, {"row", uint64_t{1}, uint64_t{2}});
+                PrintRow(table, false, true, {"Total", uint64_t{1}, uint64_t{2}});
+                PrintRow(table, true, true, {"Total", uint64_t{1}, uint64_t{2}});
+                PrintRow(table, true, false, {"row", uint64_t{1}, uint64_t{2}});
              }),
              "Total         2\n"
              "Total,,2\n"
@@ -175,8 +181,8 @@ TEST(GridRow, BlanksAFirstCellWithoutABlankBeforeIt)
    ReportColumn table[] = {Column("a", 3, "u"), Column("b", 3, "u"), kEndOfColumns};
    table[0].totalled = 0;
    EXPECT_EQ(Printed([&] {
-                PrintReportRow(table, false, true, {1U, 2U});
-                PrintReportRow(table, true, true, {1U, 2U});
+                PrintRow(table, false, true, {1U, 2U});
+                PrintRow(table, true, true, {1U, 2U});
              }),
              "      2\n"
              ",2\n");
@@ -186,7 +192,7 @@ TEST(GridRow, LetsABlankCellTakeAnOverflow)
 {
    ReportColumn table[] = {Column("a", 3, "s"), Column("b", 6, "u"), Column("c", 3, "u"), kEndOfColumns};
    table[1].totalled = 0;
-   EXPECT_EQ(Printed([&] { PrintReportRow(table, false, true, {"Total", 1U, 2U}); }), "Total        2\n");
+   EXPECT_EQ(Printed([&] { PrintRow(table, false, true, {"Total", 1U, 2U}); }), "Total        2\n");
 }
 
 // ---- lines
@@ -207,7 +213,7 @@ TEST(GridLines, PrintsBareNewlinesForATableWithoutColumns)
    EXPECT_EQ(Printed([&] { PrintSeparatorLine(table, false); }), "\n");
    EXPECT_EQ(Printed([&] { PrintHeaderLine(table, false); }), "\n");
    EXPECT_EQ(Printed([&] { PrintHeaderLine(table, true); }), "\n");
-   EXPECT_EQ(Printed([&] { PrintReportRow(table, false, false, {}); }), "\n");
+   EXPECT_EQ(Printed([&] { PrintRow(table, false, false, {}); }), "\n");
 }
 
 TEST(GridLines, PrintsANullTextAsAnEmptyOne)
@@ -215,8 +221,8 @@ TEST(GridLines, PrintsANullTextAsAnEmptyOne)
    const ReportColumn table[] = {
       {"a", "", 3, "s", 1, 0, 1}, {"b", "", 3, "u", 1, 0, 1}, {nullptr, nullptr, 0, nullptr, 0, 0, 0}};
    const std::string printed = Printed([&] {
-      PrintReportRow(table, false, false, {static_cast<const char *>(nullptr), 7U});
-      PrintReportRow(table, true, false, {static_cast<const char *>(nullptr), 7U});
+      PrintRow(table, false, false, {static_cast<const char *>(nullptr), 7U});
+      PrintRow(table, true, false, {static_cast<const char *>(nullptr), 7U});
    });
    EXPECT_EQ(printed, "      7\n,7\n");
 }
