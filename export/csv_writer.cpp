@@ -14,21 +14,6 @@ template <typename Number> void AppendNumber(std::string *line, Number number)
    line->append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
 }
 
-// The names joined by ':'.
-std::string JoinFlags(const CellValue &value)
-{
-   std::string names;
-   for (const FlagName *flag = value.Flags(); flag->name != nullptr; flag++) {
-      if ((value.Mask() & flag->mask) != 0) {
-         if (!names.empty()) {
-            names += ':';
-         }
-         names += flag->name;
-      }
-   }
-   return names;
-}
-
 void AppendValue(std::string *line, const CellValue &value)
 {
    switch (value.Kind()) {
@@ -39,7 +24,7 @@ void AppendValue(std::string *line, const CellValue &value)
       *line += value.Integer() == 'y' ? "true" : "false";
       break;
    case CellKind::FlagList:
-      AppendCsvText(line, JoinFlags(value));
+      AppendCsvText(line, JoinFlags(value.Mask(), value.Flags()));
       break;
    case CellKind::Signed:
       AppendNumber(line, static_cast<int64_t>(value.Integer()));

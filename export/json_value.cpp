@@ -28,11 +28,7 @@ void WriteEscaped(JsonWriter &out, std::string_view text)
 void WriteFlags(JsonWriter &out, const CellValue &value)
 {
    out.StartArray();
-   for (const FlagName *flag = value.Flags(); flag->name != nullptr; flag++) {
-      if ((value.Mask() & flag->mask) != 0) {
-         out.String(flag->name);
-      }
-   }
+   ForEachFlag(value.Mask(), value.Flags(), [&](const char *name) { out.String(name); });
    out.EndArray();
 }
 

@@ -56,22 +56,27 @@ NevraStatus ParseFlagFilter(char *text, const FlagName *table, uint32_t *mask, b
    return NEVRA_OK;
 }
 
-std::string FormatFlagList(uint32_t mask, const FlagName *table)
+std::string JoinFlags(uint32_t mask, const FlagName *table)
 {
    std::string names;
-   bool allMatch = true;
-   for (const FlagName *flag = table; flag->name != nullptr; flag++) {
-      if ((mask & flag->mask) == 0) {
-         allMatch = false;
-         continue;
-      }
+   ForEachFlag(mask, table, [&](const char *name) {
       if (!names.empty()) {
          names += ':';
       }
-      names += flag->name;
+      names += name;
+   });
+   return names;
+}
+
+std::string FormatFlagList(uint32_t mask, const FlagName *table)
+{
+   const FlagName *flag = table;
+   while (flag->name != nullptr && (mask & flag->mask) != 0) {
+      flag++;
    }
-   if (allMatch) {
+   if (flag->name == nullptr) {
       return "(all)";
    }
+   std::string names = JoinFlags(mask, table);
    return names.empty() ? "(none)" : names;
 }

@@ -27,8 +27,20 @@ inline bool PassesFlagFilter(uint32_t flags, uint32_t inclusionMask, uint32_t ex
    return (flags & inclusionMask) != 0 && (flags & exclusionMask) == 0;
 }
 
-// The names of the rows that share a bit with `mask`, joined by ':'; "(all)" when every row does, "(none)"
-// when none does.
+// Calls visit(name) for each row that shares a bit with `mask`.
+template <typename Visit> void ForEachFlag(uint32_t mask, const FlagName *table, const Visit &visit)
+{
+   for (const FlagName *flag = table; flag->name != nullptr; flag++) {
+      if ((mask & flag->mask) != 0) {
+         visit(flag->name);
+      }
+   }
+}
+
+// The names of those rows joined by ':'.
+std::string JoinFlags(uint32_t mask, const FlagName *table);
+
+// The same, but "(all)" when every row shares a bit, "(none)" when none does.
 std::string FormatFlagList(uint32_t mask, const FlagName *table);
 
 #endif
