@@ -101,12 +101,14 @@ NevraStatus VisitVm(uint64_t groupID, uint32_t, uint8_t, void *context)
    return NEVRA_OK;
 }
 
-// The summary that is the Total row of a table of VMs.
-template <auto *table, typename Row> void PutVmTotals(GroupRun *groupRun)
+// The summary that is the Total row of a table; that of VMs has a name.
+template <auto *table, typename Row> void PutTotals(GroupRun *groupRun)
 {
    const auto *run = static_cast<decltype(MakeRun(*table)) *>(groupRun);
    Row row = {};
-   row.vm = kTotalIdentity;
+   if constexpr (requires { row.vm; }) {
+      row.vm = kTotalIdentity;
+   }
    run->output->Section();
    PutSums(*run->output, RowKind::Total, *table, row, run->sums, run->unit);
 }

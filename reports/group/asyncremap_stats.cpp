@@ -5,7 +5,6 @@
 #include "report/group_report.h"
 #include "reports/report_list.h"
 #include "sysinfo/node_read.h"
-#include "sysinfo/status.h"
 
 namespace {
 
@@ -56,25 +55,11 @@ constexpr Figure kFigures[] = {
 constinit FigureTable<Row, kFigures> table;
 using Run = decltype(MakeRun(table));
 
-// The steps as their messages call them.
-constexpr char kGroupStep[] = "KelmarAsyncRemapReportCallback";
-constexpr char kClientStep[] = "KelmarAsyncRemapReportCallbackInt";
-
-// The number names the failing call, for those who read the messages; it never changes.
-NevraStatus ReportFailure(const char *step, uint32_t number, NevraStatus status)
-{
-   Warning("%s:%u failure: %s\n", step, number, ORSKA_ReturnStatusToString(status));
-   return status;
-}
-
-NevraStatus AddClientID(const ParamListPtr &params, uint32_t clientID)
-{
-   return Nevra_ParamListAddInt(params.get(), static_cast<int32_t>(clientID));
-}
+// The numbers name the failing call, for those who read the messages; they never change.
+constexpr auto kReason = FailureMessage::Reason;
 
 NevraStatus ReadRemapStats(AsyncRemapRow *row)
 {
-   constexpr auto kReason = FailureMessage::Reason;
    return ReadNode(
       {.node = NEVRA_NODE_sched_memClients_remapTypes,
        .capacity = 2,
@@ -104,27 +89,27 @@ NevraStatus KelmarAsyncRemapReportCallbackInt(const GroupNameRecord &name, uint3
    row.name = name;
    row.grpLeader = clientID;
    ParamListPtr types; // outlives the parameters
-   const ParamListPtr params = CreateParamList(1);
+   NevraStatus status;
+   const ParamListPtr params = MakeKeyList(
+      1, kSilent,
+      {{static_cast<int32_t>(clientID), {"KelmarAsyncRemapReportCallbackInt:300 failure: ", kReason}}},
+      &status);
    if (params == nullptr) {
-      return NEVRA_FAILURE;
-   }
-   NevraStatus status = AddClientID(params, clientID);
-   if (status != NEVRA_OK) {
-      return ReportFailure(kClientStep, 300, status);
+      return status;
    }
    status = ListInstances(NEVRA_NODE_sched_memClients_remapTypes, params.get(), &types);
    if (status != NEVRA_OK) {
-      return ReportFailure(kClientStep, 302, status);
+      return Fail({"KelmarAsyncRemapReportCallbackInt:302 failure: ", kReason}, status);
    }
    for (uint32_t j = 0; j < Nevra_ParamListUsedCount(types.get()); j++) {
       row.type = "";
       status = Nevra_ParamListGetString(types.get(), j, &row.type);
       if (status != NEVRA_OK) {
-         return ReportFailure(kClientStep, 305, status);
+         return Fail({"KelmarAsyncRemapReportCallbackInt:305 failure: ", kReason}, status);
       }
       status = KelmarAsyncRemapGetStats(&row, run);
       if (status != NEVRA_OK) {
-         return ReportFailure(kClientStep, 307, status);
+         return Fail({"KelmarAsyncRemapReportCallbackInt:307 failure: ", kReason}, status);
       }
    }
    return NEVRA_OK;
@@ -134,27 +119,26 @@ NevraStatus KelmarAsyncRemapReportCallbackInt(const GroupNameRecord &name, uint3
 NevraStatus PutMemClients(uint64_t groupID, const GroupNameRecord &name, Run *run)
 {
    ParamListPtr clients; // outlives the parameters
-   const ParamListPtr params = CreateParamList(1);
+   NevraStatus status;
+   const ParamListPtr params = MakeKeyList(
+      1, kSilent,
+      {{static_cast<int64_t>(groupID), {"KelmarAsyncRemapReportCallback:391 failure: ", kReason}}}, &status);
    if (params == nullptr) {
-      return NEVRA_FAILURE;
-   }
-   NevraStatus status = Nevra_ParamListAddInt(params.get(), static_cast<int64_t>(groupID));
-   if (status != NEVRA_OK) {
-      return ReportFailure(kGroupStep, 391, status);
+      return status;
    }
    status = ListInstances(NEVRA_NODE_sched_groups_members_memClients, params.get(), &clients);
    if (status != NEVRA_OK) {
-      return ReportFailure(kGroupStep, 393, status);
+      return Fail({"KelmarAsyncRemapReportCallback:393 failure: ", kReason}, status);
    }
    for (uint32_t i = 0; i < Nevra_ParamListUsedCount(clients.get()); i++) {
       uint32_t clientID = 0;
       status = Nevra_ParamListGetUInt32(clients.get(), i, &clientID);
       if (status != NEVRA_OK) {
-         return ReportFailure(kGroupStep, 398, status);
+         return Fail({"KelmarAsyncRemapReportCallback:398 failure: ", kReason}, status);
       }
       status = KelmarAsyncRemapReportCallbackInt(name, clientID, run);
       if (status != NEVRA_OK) {
-         return ReportFailure(kGroupStep, 400, status);
+         return Fail({"KelmarAsyncRemapReportCallback:400 failure: ", kReason}, status);
       }
    }
    return NEVRA_OK;
@@ -175,13 +159,6 @@ NevraStatus KelmarAsyncRemapReportCallback(uint64_t groupID, uint32_t, uint8_t, 
    return PutMemClients(groupID, name, static_cast<Run *>(static_cast<GroupRun *>(context)));
 }
 
-void PutRemapTotals(GroupRun *groupRun)
-{
-   const Run *run = static_cast<Run *>(groupRun);
-   run->output->Section();
-   PutSums(*run->output, RowKind::Total, table, {}, run->sums, run->unit);
-}
-
 constexpr option kLongOptions[] = {kGidOption,     kUnitOption, kSelectionOption,
                                    kVerboseOption, kCsvOption,  kEndOfOptions};
 
@@ -191,7 +168,7 @@ constexpr GroupReport kReport = {.shortOptions = "g:s:u:vq",
                                  .ruleLength = 43,
                                  .columns = table.columns,
                                  .visit = KelmarAsyncRemapReportCallback,
-                                 .putSummary = PutRemapTotals,
+                                 .putSummary = PutTotals<&table, Row>,
                                  .hasLevels = false};
 
 } // namespace

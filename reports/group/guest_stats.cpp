@@ -53,7 +53,7 @@ constexpr GroupReport kReport = {.title = "GUEST STATS",
                                  .ruleLength = 37,
                                  .columns = table.columns,
                                  .visit = VisitVm<&table, Row, ReadGuestRow, AllOnes::LeftOut>,
-                                 .putSummary = PutVmTotals<&table, Row>,
+                                 .putSummary = PutTotals<&table, Row>,
                                  .unitOption = UnitOption::AfterSelection}; // its warning comes first
 
 } // namespace

@@ -74,7 +74,7 @@ constexpr GroupReport kReport = {.title = "VIRTUAL MACHINE LARGE PAGE STATS",
                                  .ruleLength = 58,
                                  .columns = table.columns,
                                  .visit = VisitVm<&table, Row, ReadLPageRow>,
-                                 .putSummary = PutVmTotals<&table, Row>,
+                                 .putSummary = PutTotals<&table, Row>,
                                  .unitName = "LPage (2M)"};
 
 } // namespace

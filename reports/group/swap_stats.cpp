@@ -120,7 +120,7 @@ constexpr GroupReport kReport = {.title = "VIRTUAL MACHINE SWAP STATS",
                                  .ruleLength = 52,
                                  .columns = table.columns,
                                  .visit = VisitVm<&table, Row, ReadSwapRow>,
-                                 .putSummary = PutVmTotals<&table, Row>};
+                                 .putSummary = PutTotals<&table, Row>};
 
 } // namespace
 

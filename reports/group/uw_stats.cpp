@@ -146,13 +146,6 @@ NevraStatus UwStatsVisit(uint64_t groupID, uint32_t, uint8_t, void *context)
    return NEVRA_OK;
 }
 
-void PutUwTotals(GroupRun *groupRun)
-{
-   const auto *run = static_cast<decltype(MakeRun(table)) *>(groupRun);
-   run->output->Section();
-   PutSums(*run->output, RowKind::Total, table, {}, run->sums, run->unit);
-}
-
 constexpr option kLongOptions[] = {kGidOption,       kLevelOption,     kUnitOption,
                                    kInclusionOption, kExclusionOption, kSelectionOption,
                                    kVerboseOption,   kCsvOption,       kEndOfOptions};
@@ -163,7 +156,7 @@ constexpr GroupReport kReport = {.shortOptions = "e:g:i:l:s:u:vq",
                                  .ruleLength = 42,
                                  .columns = table.columns,
                                  .visit = UwStatsVisit,
-                                 .putSummary = PutUwTotals};
+                                 .putSummary = PutTotals<&table, Row>};
 
 constexpr char kUsage[] = USAGE_REPORT_OPTIONS USAGE_GID USAGE_LEVEL USAGE_UNIT USAGE_FILTERS USAGE_UNIT_NOTE
    "      Note 2: A filter mask must be a string comprising of a ':' separated list of UW types.\n"

@@ -202,7 +202,7 @@ constexpr GroupReport kReport = {.shortOptions = "g:l:s:u:vqx",
                                  .ruleLength = 47,
                                  .columns = table.columns,
                                  .visit = VisitVm<&table, Row, ReadVmRow>,
-                                 .putSummary = PutVmTotals<&table, Row>};
+                                 .putSummary = PutTotals<&table, Row>};
 
 constexpr char kUsage[] = USAGE_REPORT_OPTIONS USAGE_GID USAGE_LEVEL USAGE_UNIT USAGE_UNIT_NOTE
    "      -x                        Display extra columns\n";

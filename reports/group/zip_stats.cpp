@@ -67,7 +67,7 @@ void PutZipTotals(GroupRun *groupRun)
       run->sums.values[ColumnIndex(kFigures, "avgZipTime")] /= run->sums.rows;
       run->sums.values[ColumnIndex(kFigures, "avgUnzipTime")] /= run->sums.rows;
    }
-   PutVmTotals<&table, Row>(run);
+   PutTotals<&table, Row>(run);
 }
 
 constexpr GroupReport kReport = {.title = "VIRTUAL MACHINE COMPRESSION STATS",
