@@ -19,11 +19,21 @@
 #include <unistd.h>
 
 #include "bench/process.h"
+#include "reports/report_list.h"
 
 namespace {
 
 constexpr size_t kPageBytes = 4096;
 constexpr int kRuns = 3;
+
+constexpr struct {
+   const char *type;
+   ReportSource source;
+} kReports[] = {
+#define REPORT_ROW(type, Entry, description, source) {type, ReportSource::source},
+   REPORT_LIST(REPORT_ROW)
+#undef REPORT_ROW
+};
 
 // What the process and the benchmark share.
 struct Stalls {
@@ -121,12 +131,12 @@ int main(int argc, char **argv)
    const std::string bin = std::string(argv[1]) + '/';
    std::printf("| | time, ms | longest stall, ms |\n|---|--:|--:|\n");
    PrintRow("nothing, for a second", stalls, {}, "");
-   for (const char *report :
-        {"group-stats", "vm-stats", "uw-stats", "swap-stats", "guest-stats", "zip-stats", "lpage-stats",
-         "asyncremap-stats", "pshare-stats", "pshareHint-stats", "buddy-stats", "comp-stats", "lpool-stats",
-         "heap-stats", "pmem-regionstore-stats", "pmem-region-stats", "pmem-extent-stats",
-         "pmem-region-numa-stats"}) {
-      PrintRow(std::string("`") + report + "`", stalls, {bin + "hostmem", "-r", report, "-q"}, "/dev/null");
+   for (const auto &report : kReports) {
+      if (report.source == ReportSource::LiveOnly) {
+         continue; // it programs the hardware
+      }
+      PrintRow(std::string("`") + report.type + "`", stalls, {bin + "hostmem", "-r", report.type, "-q"},
+               "/dev/null");
    }
    char folder[] = "/tmp/longest-stall-XXXXXX";
    if (mkdtemp(folder) == nullptr) {

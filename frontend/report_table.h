@@ -7,8 +7,7 @@
 #include "nevra/nevra.h"
 #include "report/report_description.h"
 #include "report/report_options.h"
-
-enum class ReportSource : uint8_t { LiveOrCache, LiveOnly };
+#include "reports/report_list.h"
 
 struct ReportEntry {
    const char *name;

@@ -7,9 +7,13 @@
 #ifndef REPORTS_REPORT_LIST_H
 #define REPORTS_REPORT_LIST_H
 
+#include <cstdint>
+
 #include "nevra/nevra.h"
 #include "report/report_description.h"
 #include "report/report_options.h"
+
+enum class ReportSource : uint8_t { LiveOrCache, LiveOnly };
 
 #define REPORT_LIST(ROW)                                                                                     \
    ROW("group-stats", GroupStatsReport, groupStatsDescription, LiveOrCache)                                  \

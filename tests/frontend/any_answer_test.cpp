@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "reports/report_list.h"
 #include "tests/scripted/scenario.h"
 
 using namespace scripted;
@@ -72,17 +73,16 @@ TEST_P(AnyAnswer, IsBorneWithoutItsTexts)
    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Reports, AnyAnswer,
-                         testing::Values("group-stats", "vm-stats", "uw-stats", "pshare-stats",
-                                         "pshareHint-stats", "swap-stats", "buddy-stats", "comp-stats",
-                                         "lpool-stats", "heap-stats", "guest-stats", "zip-stats",
-                                         "lpage-stats", "asyncremap-stats", "pmem-regionstore-stats",
-                                         "pmem-region-stats", "pmem-extent-stats", "pmem-region-numa-stats",
-                                         "dcpmm-stats"),
-                         [](const auto &report) {
-                            std::string name = report.param;
-                            std::replace(name.begin(), name.end(), '-', '_');
-                            return name;
-                         });
+constexpr const char *kReports[] = {
+#define REPORT_TYPE(type, Entry, description, source) type,
+   REPORT_LIST(REPORT_TYPE)
+#undef REPORT_TYPE
+};
+
+INSTANTIATE_TEST_SUITE_P(Reports, AnyAnswer, testing::ValuesIn(kReports), [](const auto &report) {
+   std::string name = report.param;
+   std::replace(name.begin(), name.end(), '-', '_');
+   return name;
+});
 
 } // namespace
