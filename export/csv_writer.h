@@ -1,4 +1,6 @@
-// The rows of reports as CSV, quoted as in RFC 4180.
+// The rows of reports as CSV, quoted as in RFC 4180. It is read by programs, which get names as they are,
+// control characters and all, but for bytes that are no UTF-8; people have the aligned table, and JSON
+// escapes.
 #ifndef EXPORT_CSV_WRITER_H
 #define EXPORT_CSV_WRITER_H
 
