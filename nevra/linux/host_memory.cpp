@@ -40,11 +40,12 @@ KernelFigures ParseKernelDetail(std::string_view text)
 {
    KernelFigures figures;
    while (!text.empty() && figures.size() < kMaxKernelFigures) {
-      KeyedLine line = SplitKeyedLine(TakeLine(text));
-      const std::optional<uint64_t> kb = ParseNumber(TakeWord(line.value));
-      if (kb.has_value() && *kb <= kMaxKernelFigureKB && TakeWord(line.value) == "kB" &&
-          IsKernelFigureName(line.key) && FindKernelFigure(figures, line.key) == nullptr) {
-         figures.push_back({std::string(line.key), *kb});
+      std::string_view line = TakeLine(text);
+      const std::string_view name = TakeUntil(line, ':');
+      const std::optional<uint64_t> kb = ParseNumber(TakeWord(line));
+      if (kb.has_value() && *kb <= kMaxKernelFigureKB && TakeWord(line) == "kB" && IsKernelFigureName(name) &&
+          FindKernelFigure(figures, name) == nullptr) {
+         figures.push_back({std::string(name), *kb});
       }
    }
    return figures;
