@@ -47,7 +47,8 @@ test-packages: packages-deb-test deb ## test the Debian packages and an installa
 # Inside an emulated host nothing else runs, so that figures stand still while they are compared.
 test-host: packages-test-host ## boot Debian kernels in QEMU and compare every figure there with the kernel's files
 	@cmake --preset release -DHOSTMEM_TESTS=ON
-	@cmake --build --preset release -j $(JOBS) --target hostmem hostmem-record nevra test_host_programs
+	@cmake --build --preset release -j $(JOBS) --target hostmem hostmem-exporter hostmem-record nevra \
+	   test_host_programs
 	tests/host/run $(RELEASE)
 
 # Prometheus, VictoriaMetrics and ClickHouse run for the test alone, on loopback.
