@@ -151,12 +151,13 @@ void ReadStatement(const std::string &line, Script *script)
    }
 }
 
-// Read at the first call; never freed, since calls may come while the process ends.
+// Read at the first call, and freed by AtTheEnd: calls may come after this file's variables are destroyed.
+Script *theScript = nullptr;
+
 Script &TheScript()
 {
-   static Script *script = nullptr;
-   if (script == nullptr) {
-      script = new Script;
+   if (theScript == nullptr) {
+      theScript = new Script;
       const char *path = std::getenv(scripted::kScriptVariable);
       if (path == nullptr) {
          std::fprintf(stderr, "the scripted platform has no script\n");
@@ -164,12 +165,12 @@ Script &TheScript()
       }
       std::ifstream file(path);
       for (std::string line; std::getline(file, line);) {
-         ReadStatement(line, script);
+         ReadStatement(line, theScript);
       }
-      script->trace =
+      theScript->trace =
          open((std::string(path) + ".trace").c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0644);
    }
-   return *script;
+   return *theScript;
 }
 
 // ---- the trace
@@ -519,9 +520,13 @@ void TraceTheEnd()
    Trace(scripted::kEndOfTrace);
 }
 
-[[gnu::destructor]] void AtProcessEnd()
+// When the process ends, or unloads this library.
+[[gnu::destructor]] void AtTheEnd()
 {
    TraceTheEnd();
+   close(theScript->trace);
+   delete theScript;
+   theScript = nullptr;
 }
 
 } // namespace
