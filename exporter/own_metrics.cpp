@@ -1,8 +1,9 @@
 #include "exporter/own_metrics.h"
 
-#include <cstdio>
+#include <cstdint>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <system_error>
 
@@ -69,16 +70,12 @@ double ProcessorSeconds()
 
 double ResidentBytes()
 {
-   unsigned long long size = 0;
-   unsigned long long resident = 0;
-   if (FILE *statm = std::fopen("/proc/self/statm", "re"); statm != nullptr) {
-      const int found = std::fscanf(statm, "%llu %llu", &size, &resident);
-      std::fclose(statm);
-      if (found == 2) {
-         return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE));
-      }
-   }
-   return kNoValue;
+   std::ifstream statm("/proc/self/statm");
+   uint64_t size = 0;
+   uint64_t resident = 0;
+   return statm >> size >> resident
+             ? static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE))
+             : kNoValue;
 }
 
 double OpenDescriptors()

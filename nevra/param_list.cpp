@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 struct Nevra_ParamList::TextBlock {
    TextBlock *next;
@@ -18,6 +19,20 @@ Nevra_ParamList *recycled = nullptr;
 uint32_t recycledCount = 0;
 
 } // namespace
+
+void Nevra_ParamList::FreeRecycled() noexcept
+{
+   while (recycled != nullptr) {
+      std::free(std::exchange(recycled, recycled->nextFree));
+   }
+   recycledCount = 0;
+}
+
+// When the process ends, or unloads the library: a recorder does that after each snapshot.
+[[gnu::destructor]] static void AtTheEnd()
+{
+   Nevra_ParamList::FreeRecycled();
+}
 
 Nevra_ParamList *Nevra_ParamList::Create(int kind, uint32_t capacity) noexcept
 {

@@ -24,6 +24,8 @@ struct Nevra_ParamList {
    // Null when memory is short. The caller destroys the list.
    static Nevra_ParamList *Create(int kind, uint32_t capacity) noexcept;
    static void Destroy(Nevra_ParamList *list) noexcept;
+   // Frees the lists that Destroy keeps for Create.
+   static void FreeRecycled() noexcept;
 
    // Reserves room ahead of use: entries and bytes of text. False when memory is short.
    bool Reserve(uint32_t entries, size_t textBytes) noexcept;

@@ -293,7 +293,8 @@ struct Outcome {
 
 Outcome RunCommand(const std::string &arguments)
 {
-   FILE *pipe = popen(("exec 2>&1; " RECORD_PROGRAM " " + arguments).c_str(), "r");
+   FILE *pipe =
+      popen(("exec 2>&1; LD_LIBRARY_PATH=" LIBRARY_FOLDER " " RECORD_PROGRAM " " + arguments).c_str(), "r");
    std::string output;
    char buffer[4096];
    size_t length;
