@@ -73,9 +73,10 @@ double ResidentBytes()
    std::ifstream statm("/proc/self/statm");
    uint64_t size = 0;
    uint64_t resident = 0;
-   return statm >> size >> resident
-             ? static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE))
-             : kNoValue;
+   if (statm >> size >> resident) {
+      return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE));
+   }
+   return kNoValue;
 }
 
 double OpenDescriptors()
