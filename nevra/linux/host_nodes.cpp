@@ -122,12 +122,7 @@ NevraStatus ReadPageSharing(LinuxHost &host, PShareStats &record)
 
 NevraStatus CountVms(LinuxHost &host, NumVMsRecord &record)
 {
-   uint32_t count = 0;
-   for (const ProcessEntry &entry : host.Processes().processes) {
-      const ReportedProcess *process = host.FindProcess(entry.pid);
-      count += process != nullptr && process->isVm ? 1 : 0;
-   }
-   record.numVMs = count;
+   record.numVMs = host.CountVms();
    return NEVRA_OK;
 }
 

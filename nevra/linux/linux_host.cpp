@@ -178,28 +178,32 @@ bool LinuxHost::HoldsOneProcess(CgroupIndex cgroup)
 
 std::optional<ReportedProcess> LinuxHost::ReadReportedProcess(uint32_t pid)
 {
-   const std::optional<CgroupIndex> cgroup = FindCgroupOfProcess(Processes(), pid);
-   if (!cgroup.has_value()) {
+   const ProcessTable &table = Processes();
+   const std::optional<size_t> found = nevra::FindProcess(table, pid);
+   if (!found.has_value()) {
       return std::nullopt;
    }
+   const CgroupIndex cgroup = table.processes[*found].cgroup;
    std::optional<Process> process = ReadProcess(Proc(), pid, HasKernelThreads(), files);
    if (!process.has_value()) {
       return std::nullopt;
    }
    ReportedProcess read;
-   read.cgroup = *cgroup;
-   read.own = *cgroup;
+   read.cgroup = cgroup;
+   read.own = cgroup;
    read.isVm = IsVm(*process, mayRunVms.Get([this] { return MayRunVms(Root(), files); }), files);
    read.process = std::move(*process);
    if (read.isVm) {
-      const CgroupIndex unit = FindUnit(Cgroups(), *cgroup);
-      read.own = HoldsOneProcess(unit) ? unit : *cgroup;
+      const CgroupIndex unit = FindUnit(Cgroups(), cgroup);
+      read.own = HoldsOneProcess(unit) ? unit : cgroup;
       read.command = ReadVmCommand(read.process, files);
       // A VM that ended in between would be listed without its name and with the emulator's memory.
       if (!read.command.memoryKB.has_value() && HasEndedSince(read.process, files)) {
          return std::nullopt;
       }
    }
+   isVmProcess.resize(table.processes.size());
+   isVmProcess[*found] = read.isVm;
    return read;
 }
 
@@ -207,6 +211,20 @@ ReportedProcess *LinuxHost::FindProcess(uint32_t pid)
 {
    std::optional<ReportedProcess> &found = reported.Get(pid, [&] { return ReadReportedProcess(pid); });
    return found.has_value() ? &*found : nullptr;
+}
+
+uint32_t LinuxHost::CountVms()
+{
+   const std::vector<ProcessEntry> &entries = Processes().processes;
+   isVmProcess.resize(entries.size());
+   uint32_t count = 0;
+   for (size_t i = 0; i < entries.size(); i++) {
+      if (!isVmProcess[i].has_value()) {
+         FindProcess(entries[i].pid);
+      }
+      count += isVmProcess[i].value_or(false) ? 1 : 0;
+   }
+   return count;
 }
 
 const MemInfo *LinuxHost::Memory()

@@ -96,6 +96,9 @@ class LinuxHost {
    // Null when there is no such process, or it is gone. Valid until another process is asked for.
    ReportedProcess *FindProcess(uint32_t pid);
 
+   // Processes that have been asked for count as what they were then.
+   uint32_t CountVms();
+
    // Null when /proc/meminfo cannot be read, which makes its text empty.
    const MemInfo *Memory();
    const std::string &MemInfoText();
@@ -143,6 +146,7 @@ class LinuxHost {
    OnceInARow<CgroupIndex, std::optional<CgroupUsage>> usage;
    OnceInARow<CgroupIndex, std::optional<CgroupEvents>> events;
    OnceInARow<uint32_t, std::optional<ReportedProcess>> reported; // by pid
+   std::vector<std::optional<bool>> isVmProcess;                  // by position in the process table
    Once<bool> hasKernelThreadDaemon;
    Once<bool> mayRunVms;
    Once<std::string> memInfoText;

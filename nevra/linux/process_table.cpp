@@ -105,10 +105,4 @@ std::optional<size_t> FindProcess(const ProcessTable &table, uint32_t pid)
    return static_cast<size_t>(found - table.processes.begin());
 }
 
-std::optional<CgroupIndex> FindCgroupOfProcess(const ProcessTable &table, uint32_t pid)
-{
-   const std::optional<size_t> found = FindProcess(table, pid);
-   return found.has_value() ? std::optional(table.processes[*found].cgroup) : std::nullopt;
-}
-
 } // namespace nevra

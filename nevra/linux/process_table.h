@@ -31,9 +31,6 @@ ProcessTable ReadProcessTable(int proc, const CgroupTree &tree, KernelFileReader
 // The process's index; nothing when the table has no such process.
 std::optional<size_t> FindProcess(const ProcessTable &table, uint32_t pid);
 
-// Nothing when the table has no such process.
-std::optional<CgroupIndex> FindCgroupOfProcess(const ProcessTable &table, uint32_t pid);
-
 } // namespace nevra
 
 #endif

@@ -38,7 +38,8 @@ struct Capture {
    const std::function<void(uint64_t)> &progress;
    uint64_t limit;
 
-   std::set<int64_t> known[kDomainCount]; // by domain, the values met so far
+   std::set<int64_t> known[kDomainCount];             // by domain, the values met so far
+   std::vector<std::pair<KeyDomain, int64_t>> unread; // those whose records are still to be read
    std::map<std::pair<NodeId, Words>, Words> lists;
    uint32_t groupFlags = 0; // of the group that is being read
    uint64_t answers = 0;
@@ -109,14 +110,33 @@ NevraStatus WordsOfList(Capture &capture, const Nevra_ParamList &list, bool isTe
    return NEVRA_OK;
 }
 
+// Groups, and what their listings and records lead to, are read as they are met.
+bool IsReadWhenMet(KeyDomain domain)
+{
+   return domain == KeyDomain::Group || domain == KeyDomain::GroupLeader || domain == KeyDomain::VmmLeader ||
+          domain == KeyDomain::MemClient;
+}
+
+// False when the value was met before.
+bool Meet(Capture &capture, KeyDomain domain, int64_t value)
+{
+   const bool isNew = Known(capture, domain).insert(value).second;
+   if (isNew && IsReadWhenMet(domain)) {
+      capture.unread.emplace_back(domain, value);
+   }
+   return isNew;
+}
+
 // Drops what a listing says again. A group or a client that moved while the listings were read is in the old
 // list and in the new one; in a snapshot it is in the list that was read first.
 void DropListed(Capture &capture, KeyDomain domain, Words *words)
 {
    std::set<int64_t> ofThisList;
    const bool isInOneList = domain == KeyDomain::Group || domain == KeyDomain::MemClient;
-   std::set<int64_t> &listed = isInOneList ? Known(capture, domain) : ofThisList;
-   std::erase_if(*words, [&](uint64_t word) { return !listed.insert(static_cast<int64_t>(word)).second; });
+   std::erase_if(*words, [&](uint64_t word) {
+      const int64_t value = static_cast<int64_t>(word);
+      return isInOneList ? !Meet(capture, domain, value) : !ofThisList.insert(value).second;
+   });
 }
 
 // Memory nodes may be known by their buddies' names only: "memmap-NN-...".
@@ -130,7 +150,7 @@ void LearnFromBuddies(Capture &capture, const Words &names)
           std::from_chars(text.data() + kPrefix.size(), text.data() + text.size(), number).ec ==
              std::errc() &&
           number < kMaxMemNodes) {
-         Known(capture, KeyDomain::MemNode).insert(number);
+         Meet(capture, KeyDomain::MemNode, number);
       }
    }
 }
@@ -206,24 +226,6 @@ void ForEachInstance(Capture &capture, Domains domains, Words *keys, const Visit
    }
 }
 
-// ---- the tree of groups
-
-// Every group once, from the root down, however the lists may run in circles.
-void WalkGroups(Capture &capture)
-{
-   const NevraNodeDef &children = Definition(NodeId::sched_groups_members_groups);
-   const NevraNodeDef &clients = Definition(NodeId::sched_groups_members_memClients);
-   Words waiting = {0};
-   Known(capture, KeyDomain::Group).insert(0);
-   while (!waiting.empty() && !IsOver(capture)) {
-      const Words group = {waiting.back()};
-      waiting.pop_back();
-      const Words &found = List(capture, children, group);
-      waiting.insert(waiting.end(), found.begin(), found.end());
-      List(capture, clients, group);
-   }
-}
-
 // ---- records
 
 template <typename Field> Field Leading(const void *record)
@@ -253,16 +255,16 @@ void LearnFromRecord(Capture &capture, NodeId node, const uint8_t *record)
       break;
    case NodeId::sched_groups_groupLeaderID:
       if ((capture.groupFlags & kFlagsWithLeader) != 0) {
-         Known(capture, KeyDomain::GroupLeader).insert(Leading<GroupLeaderIDRecord>(record).leaderID);
+         Meet(capture, KeyDomain::GroupLeader, Leading<GroupLeaderIDRecord>(record).leaderID);
       }
       break;
    case NodeId::worldGroups_vmmLeaderID:
-      Known(capture, KeyDomain::VmmLeader).insert(Leading<VmmLeaderIDRecord>(record).vmmLeaderID);
+      Meet(capture, KeyDomain::VmmLeader, Leading<VmmLeaderIDRecord>(record).vmmLeaderID);
       break;
    case NodeId::memory_memInfo: {
       const uint32_t count = Leading<MemInfoRecord>(record).numMemNodes;
       for (uint32_t i = 0; i < count; i++) {
-         Known(capture, KeyDomain::MemNode).insert(i);
+         Meet(capture, KeyDomain::MemNode, i);
       }
       break;
    }
@@ -301,11 +303,10 @@ bool IsCaptured(const NevraNodeDef &node, Domains keys)
    return node.record != nullptr && !node.settable && std::ranges::equal(node.recordKeys, keys);
 }
 
-// Reads the records of all nodes that have these keys: one instance after the other, so that what is read of
-// one process or group lies close together in time.
-void ReadInstances(Capture &capture, Domains domains)
+// Reads the records of all nodes that have these keys, one instance after the other, given the keys ahead of
+// them.
+void ReadInstances(Capture &capture, Domains domains, Words keys)
 {
-   Words keys;
    ForEachInstance(capture, domains, &keys, [&](const Words &instance) {
       capture.groupFlags = 0;
       for (const NevraNodeDef &node : Definitions()) {
@@ -316,14 +317,10 @@ void ReadInstances(Capture &capture, Domains domains)
    });
 }
 
-// The keys whose records name the instances of others come first.
+// The keys of all nodes, each once. Those of a record that says how many memory nodes there are come first.
 std::vector<Domains> KeysInReadingOrder()
 {
-   std::vector<Domains> order;
-   for (const NodeId first : {NodeId::sched_groups_groupFlags, NodeId::worldGroups_vmmLeaderID,
-                              NodeId::vm_vmmGroupInfo, NodeId::memory_memInfo}) {
-      order.push_back(Definition(first).recordKeys);
-   }
+   std::vector<Domains> order = {Definition(NodeId::memory_memInfo).recordKeys};
    for (const NevraNodeDef &node : Definitions()) {
       const bool isThere =
          std::ranges::any_of(order, [&](Domains keys) { return std::ranges::equal(keys, node.recordKeys); });
@@ -334,16 +331,41 @@ std::vector<Domains> KeysInReadingOrder()
    return order;
 }
 
+// Every group once, from the root down, however the lists may run in circles. What was met last is read
+// first: a group is followed by its leaders and its memory clients, so that what is read of one process lies
+// close together in time, and a source that keeps the process it was asked for last reads it once.
+void ReadGroups(Capture &capture, const std::vector<Domains> &order)
+{
+   Meet(capture, KeyDomain::Group, 0);
+   while (!capture.unread.empty() && !IsOver(capture)) {
+      const auto [domain, value] = capture.unread.back();
+      capture.unread.pop_back();
+      const Words keys = {static_cast<uint64_t>(value)};
+      if (domain == KeyDomain::Group) {
+         List(capture, Definition(NodeId::sched_groups_members_groups), keys);
+         List(capture, Definition(NodeId::sched_groups_members_memClients), keys);
+      }
+      for (const Domains domains : order) {
+         if (!domains.empty() && domains.front() == domain) {
+            ReadInstances(capture, domains, keys);
+         }
+      }
+   }
+}
+
 void CaptureEverything(Capture &capture)
 {
    for (const char *state : std::span(memStateNames).first<kMemStateCount>()) {
-      Known(capture, KeyDomain::MemState).insert(static_cast<int64_t>(InternText(capture.tree, state)));
+      Meet(capture, KeyDomain::MemState, static_cast<int64_t>(InternText(capture.tree, state)));
    }
-   Known(capture, KeyDomain::Cpu).insert(0);
-   WalkGroups(capture);
+   Meet(capture, KeyDomain::Cpu, 0);
+   const std::vector<Domains> order = KeysInReadingOrder();
+   ReadGroups(capture, order);
    LearnFromBuddies(capture, List(capture, Definition(NodeId::system_buddy), {}));
-   for (const Domains domains : KeysInReadingOrder()) {
-      ReadInstances(capture, domains);
+   for (const Domains domains : order) {
+      if (domains.empty() || !IsReadWhenMet(domains.front())) {
+         ReadInstances(capture, domains, {});
+      }
    }
    for (const NevraNodeDef &node : Definitions()) {
       Words keys;
@@ -361,7 +383,7 @@ bool CaptureTree(Source &source, SnapshotTree *tree, const std::function<void(ui
 {
    tree->signature = source.Signature();
    tree->kernelBuild = source.KernelBuildText();
-   Capture capture = {source, tree, progress, limit, {}, {}, 0, 0, false, NEVRA_OK};
+   Capture capture = {source, tree, progress, limit, {}, {}, {}, 0, 0, false, NEVRA_OK};
    CaptureEverything(capture);
    if (capture.shortage != NEVRA_OK) {
       *problem = capture.shortage == NEVRA_OUT_OF_MEMORY ? "out of memory" : "too many open files";

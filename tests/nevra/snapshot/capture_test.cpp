@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <set>
+#include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -134,6 +136,25 @@ TEST(Capture, AsksForClientsStatesAndHardware)
          "hardware/nvd/dimm* []", "hardware/pci/seg/bus/slot/func/pciConfigHeader [0, 3, 4, 1]"}) {
       EXPECT_THAT(source.questions, Contains(question));
    }
+}
+
+// A process is a group, a leader and a memory client: asked about in a row, it is read once.
+TEST(Capture, AsksAboutAGroupItsLeadersAndItsClientsInARow)
+{
+   FakeSource source = SmallHost();
+   Capture(source);
+   std::vector<std::string> ids;
+   for (const std::string &question : source.questions) {
+      const size_t key = question.find('[') + 1;
+      const std::string id = question.substr(key, question.find_first_of(",]") - key);
+      if (question.starts_with("memory/comprehensive")) {
+         break; // of the host
+      }
+      if (!id.empty() && (ids.empty() || ids.back() != id)) {
+         ids.push_back(id);
+      }
+   }
+   EXPECT_THAT(ids, testing::ElementsAre("0", "3", "2", "200", "201", "200", "1", "100", "4000000000"));
 }
 
 TEST(Capture, AsksEveryQuestionOnce)

@@ -5,6 +5,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 
 #include "nevra/linux/linux_source.h"
 #include "nevra/snapshot/capture.h"
@@ -155,6 +157,46 @@ TEST(RecordedCapture, SameTreeGivesTheSameBytes)
    const auto first = nevra::MakeLinuxSource(tree.Root());
    const auto second = nevra::MakeLinuxSource(tree.Root());
    EXPECT_EQ(BytesOfImage(Capture(*first)), BytesOfImage(Capture(*second)));
+}
+
+// How often a file is opened in the meantime. The kernel merges equal events in a row; those of closing keep
+// them apart.
+class OpenCount {
+ public:
+   explicit OpenCount(const std::string &path) : events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+   {
+      EXPECT_GE(inotify_add_watch(events, path.c_str(), IN_OPEN | IN_CLOSE_NOWRITE), 0) << path;
+   }
+   ~OpenCount() { close(events); }
+   OpenCount(const OpenCount &) = delete;
+   OpenCount &operator=(const OpenCount &) = delete;
+
+   size_t Get() const
+   {
+      size_t count = 0;
+      inotify_event event; // without a name, as the file itself is watched
+      while (read(events, &event, sizeof event) == sizeof event) {
+         count += (event.mask & IN_OPEN) != 0 ? 1 : 0;
+      }
+      return count;
+   }
+
+ private:
+   int events;
+};
+
+TEST(RecordedCapture, AProcessIsReadOnce)
+{
+   RecordedTree tree;
+   MakeHost(&tree);
+   tree.V2("system.slice", "memory.current", "4096000\n"); // else its processes are summed up
+   tree.File("proc/400/smaps_rollup", "0-1 ---p 00000000 00:00 0 [rollup]\nRss: 2000 kB\n");
+   const OpenCount status(tree.Root() + "/proc/400/status");
+   const OpenCount mappings(tree.Root() + "/proc/400/smaps_rollup");
+   const auto live = nevra::MakeLinuxSource(tree.Root());
+   Capture(*live);
+   EXPECT_EQ(status.Get(), 1u);
+   EXPECT_EQ(mappings.Get(), 1u);
 }
 
 TEST(RecordedCapture, KernelDetailIsOfTheTree)
