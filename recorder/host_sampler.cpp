@@ -5,11 +5,14 @@
 #include <memory>
 #include <utility>
 
+#include <sys/wait.h>
+
 #include "nevra/linux/linux_source.h"
 #include "nevra/snapshot/capture.h"
 #include "nevra/snapshot/snapshot_format.h"
 #include "nevra/snapshot/snapshot_writer.h"
 #include "recorder/segment_format.h"
+#include "snapshot-tool/capture_notes.h"
 #include "snapshot-tool/held_messages.h"
 #include "snapshot-tool/platform_source.h"
 
@@ -17,9 +20,19 @@ namespace recorder {
 
 namespace {
 
+// A platform may have another message each time, for weeks.
+constexpr size_t kMostSaid = 200;
+
 std::unique_ptr<nevra::Source> OpenSource(const std::string &root, std::string *problem)
 {
    return root.empty() ? OpenPlatformSource(problem) : nevra::MakeLinuxSource(root);
+}
+
+// A library that is unloaded no longer waits for processes that it started, and that ended late.
+void ReapEndedProcesses()
+{
+   while (waitpid(-1, nullptr, WNOHANG) > 0) {
+   }
 }
 
 } // namespace
@@ -49,8 +62,10 @@ bool HostSampler::Capture(nevra::SnapshotTree *tree, const std::function<void()>
       }
       std::ranges::move(held.Take(), std::back_inserter(unreadable));
    }
+   ReapEndedProcesses();
    for (const std::string &line : unreadable) {
-      if (said.insert(line).second) {
+      NoteUnreadable(line, &tree->notes);
+      if (said.size() < kMostSaid && said.insert(line).second) {
          say(line);
       }
    }

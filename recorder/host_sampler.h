@@ -17,7 +17,8 @@ class HostSampler {
    using Say = std::function<void(const std::string &)>;
 
    // `root` is a recorded tree that stands for /; empty: this host, as its platform library shows it. What
-   // cannot be read there is said once in a run.
+   // cannot be read there is said once in a run, and noted in each snapshot. The process has no children but
+   // the library's: those that have ended are reaped.
    HostSampler(std::string root, Say say);
 
    // False when there is nothing to take samples of, a host without a platform library for example:

@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include "nevra/linux/linux_source.h"
-#include "nevra/shown_text.h"
 #include "nevra/snapshot/capture.h"
 #include "nevra/snapshot/snapshot_format.h"
 #include "snapshot-tool/anonymize.h"
@@ -115,9 +114,7 @@ bool Capture(const std::string &root, nevra::SnapshotTree *tree, std::string *pr
    }
    for (const std::string &line : unreadable) {
       Warning("hostmem-snapshot: %s\n", line.c_str());
-      if (tree->notes.size() + line.size() < nevra::kMaxSnapshotNotes / 2) {
-         tree->notes += '\n' + std::string(kNotReadNote) + nevra::ShownText(line);
-      }
+      NoteUnreadable(line, &tree->notes);
    }
    return done;
 }

@@ -124,6 +124,23 @@ TEST_F(RecordProgram, AFrameIsASnapshotOfTheHost)
    EXPECT_EQ(snapshot.kernelDetail, nevra::ReadKernelDetail(tree.Root()));
 }
 
+TEST_F(RecordProgram, EachFrameNotesWhatCouldNotBeReadAndOneMessageSaysIt)
+{
+   tree.Folder("proc/slabinfo");
+   const std::string problem = "/proc/slabinfo: not a regular file; heaps are not shown";
+   Start({"--every", "1s"});
+   ASSERT_TRUE(WaitForFrames(2)) << Messages();
+   for (const size_t frame : {0, 1}) {
+      std::vector<uint8_t> bytes;
+      std::string failure;
+      ASSERT_TRUE(recording.Read(frame, &bytes, &failure)) << failure;
+      nevra::SnapshotFile snapshot;
+      ASSERT_EQ(nevra::OpenSnapshotBytes(bytes, &snapshot, &failure), NEVRA_OK) << failure;
+      EXPECT_EQ(snapshot.notes, "captured by: hostmem-record 1.0.0\nnot read: " + problem);
+   }
+   EXPECT_EQ(Messages(), "hostmem-record: " + problem + "\n");
+}
+
 TEST_F(RecordProgram, SigtermSealsTheSegmentAndEndsWellUnlikeSigkill)
 {
    Start();
