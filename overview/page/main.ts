@@ -105,9 +105,20 @@ class Page {
          cancelAnimationFrame(pending);
          pending = requestAnimationFrame(() => this.refresh());
       });
-      watchSystemTheme(() => this.refresh());
-      window.addEventListener("beforeprint", () => this.tables.print(true));
-      window.addEventListener("afterprint", () => this.tables.print(false));
+      watchSystemTheme(() => this.draw(this.store.state.theme));
+      window.addEventListener("beforeprint", () => this.print(true));
+      window.addEventListener("afterprint", () => this.print(false));
+   }
+
+   // Paper is light.
+   private print(begins: boolean): void {
+      this.draw(begins ? "light" : this.store.state.theme);
+      this.tables.print(begins);
+   }
+
+   private draw(theme: State["theme"]): void {
+      applyTheme(theme);
+      this.refresh();
    }
 
    private refresh(): void {

@@ -1,16 +1,14 @@
-// Light or dark: as the system has it, unless the reader chooses.
+// Light or dark: as the system has it, unless the reader chooses. The element of the document says which in `data-theme`.
 import type { State } from "./state";
 
+const systemIsDark = window.matchMedia("(prefers-color-scheme: dark)");
+
 export function applyTheme(theme: State["theme"]): void {
-   const root = document.documentElement;
-   if (theme === "auto") {
-      root.removeAttribute("data-theme");
-   } else {
-      root.setAttribute("data-theme", theme);
-   }
+   const resolved = theme !== "auto" ? theme : systemIsDark.matches ? "dark" : "light";
+   document.documentElement.setAttribute("data-theme", resolved);
 }
 
-// Calls back when the colours of the page change with the system's.
+// Calls back after the system's theme changed.
 export function watchSystemTheme(onChange: () => void): void {
-   window.matchMedia("(prefers-color-scheme: dark)").addEventListener("change", onChange);
+   systemIsDark.addEventListener("change", onChange);
 }

@@ -288,6 +288,14 @@ test("the theme is the system's until it is chosen", () =>
       assert.notEqual(await ground(), dark);
       await page.getByRole("button", { name: "Dark" }).click();
       assert.equal(await ground(), dark);
+      await page.getByRole("group", { name: "Theme" }).getByRole("button", { name: "Auto" }).click();
+      assert.equal(await ground(), dark);
+      await page.emulateMedia({ colorScheme: "light" });
+      // The page is told with one of its next frames.
+      for (let i = 0; i < 100 && await ground() === dark; i++) {
+         await page.waitForTimeout(50);
+      }
+      assert.notEqual(await ground(), dark);
    }));
 
 test("nothing is cut or beside the page on a screen of 400 pixels", () =>
@@ -296,6 +304,16 @@ test("nothing is cut or beside the page on a screen of 400 pixels", () =>
          await open(page, view);
          assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 400, view);
       }
+   }));
+
+test("a dark page is light on paper, and dark again after", () =>
+   withPage(small, { colorScheme: "dark", hash: "#view=groups" }, async (page) => {
+      const text = () => page.evaluate(() => getComputedStyle(document.body).color);
+      const onScreen = await text();
+      await page.evaluate(() => window.dispatchEvent(new Event("beforeprint")));
+      assert.equal(await text(), "rgb(26, 34, 44)");
+      await page.evaluate(() => window.dispatchEvent(new Event("afterprint")));
+      assert.equal(await text(), onScreen);
    }));
 
 test("a print has every row and no controls", () =>
