@@ -55,9 +55,9 @@ constexpr Figure kFigures[] = {
 constinit FigureTable<Row, kFigures> table;
 using Run = decltype(MakeRun(table));
 
-// The numbers name the failing call, for those who read the messages; they never change.
 constexpr auto kReason = FailureMessage::Reason;
 
+// The numbers in the messages tell which call failed; they never change.
 NevraStatus ReadRemapStats(AsyncRemapRow *row)
 {
    return ReadNode(
