@@ -70,7 +70,7 @@ CLI::App *AddSchema(CLI::App *app, SchemaRequest *request)
 CLI::App *AddOpenMetrics(CLI::App *app, ExportRequest *request, MetricRequest *metrics)
 {
    CLI::App *subcommand =
-      AddFormat(app, "openmetrics", "Metrics, for Prometheus and what stands behind it", request);
+      AddFormat(app, "openmetrics", "Metrics, for Prometheus and what reads its format", request);
    AddMetricOptions(subcommand, &metrics->choices);
    subcommand->add_flag_callback(
       "--text", [metrics] { metrics->format = MetricFormat::Text004; },
