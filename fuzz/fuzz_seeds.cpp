@@ -29,7 +29,7 @@ void WriteFile(const fs::path &path, const std::string &content)
    std::ofstream(path, std::ios::binary) << content;
 }
 
-// Once for each way of mending.
+// Once for each way of fixing it.
 void WriteSnapshotSeeds(const fs::path &folder, const std::string &name, const std::vector<uint8_t> &snapshot)
 {
    for (char repair = 0; repair < 4; repair++) {

@@ -56,6 +56,14 @@ void ParseHostFile(uint8_t kind, std::string_view text)
    }
 }
 
+void RequireHugePageSharers(std::string_view text)
+{
+   constexpr uint64_t kSharedKB = 1 << 20;
+   nevra::HugePageSharers sharers;
+   Require(sharers.Take(text, true) == text.size(), "all of it is taken at the end");
+   Require(sharers.KBOfOthers(kSharedKB) <= kSharedKB, "the others have no more than is shared");
+}
+
 void ParseProcessFile(uint8_t kind, std::string_view text)
 {
    switch (kind) {
@@ -64,7 +72,7 @@ void ParseProcessFile(uint8_t kind, std::string_view text)
       break;
    case 1:
       nevra::ParseGuestMemory(text, {.largestMemoryKB = 1 << 20, .piecesKB = {4096, 1024}});
-      nevra::HugePageSharers().Take(text, true);
+      RequireHugePageSharers(text);
       break;
    default:
       nevra::ParseVmCommand(text);
