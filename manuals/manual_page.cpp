@@ -114,8 +114,8 @@ void PrintOptions(Page *page)
                  "given twice the\n"
                  "last one counts.\n";
    if (!page->isLiveOnly) {
-      page->roff << "The options\n.BR \\-c ,\n.B \\-f\nand\n.B \\-h\nof\n.BR hostmem (8)\nstand before\n.BR "
-                    "\\-r ;\nbehind it they are not read, without a message.\n";
+      page->roff << "The options\n.BR \\-c ,\n.B \\-f\nand\n.B \\-h\nof\n.BR hostmem (8)\ncome before\n.BR "
+                    "\\-r ;\nafter it they are ignored without a message.\n";
    }
 }
 
@@ -178,13 +178,14 @@ void PrintOnLinux(Page *page)
    if (columnsByValue.empty()) {
       page->roff << "every column comes from a figure of the kernel.\n";
    } else {
-      page->roff << "some columns show the same in every row, for want of a figure of the kernel:\n";
+      page->roff << "some columns show the same value in every row, as the kernel has no such figure:\n";
       for (const auto &[value, columns] : columnsByValue) {
          page->roff << ".TP\n.B " << Escape(value) << "\n" << columns << "\n";
       }
       page->roff << ".PP\n";
    }
-   page->roff << "The kernel file that each of the others comes from is in\n.IR linux.md .\n";
+   page->roff
+      << "The kernel file that each of the others comes from is in\n.IR /usr/share/doc/hostmem/linux.md .\n";
 }
 
 void PrintPrivileges(Page *page, const PageLine &block)
@@ -195,7 +196,7 @@ void PrintPrivileges(Page *page, const PageLine &block)
    }
    const bool needsNone = block.lines == std::vector<std::string>{"None."};
    if (page->report != nullptr && !needsNone) {
-      page->roff << "See\n.B PRIVILEGES\nin\n.BR hostmem (8)\nfor what takes the place of root.\n";
+      page->roff << "See\n.B PRIVILEGES\nin\n.BR hostmem (8)\nfor the capabilities that are enough.\n";
    }
 }
 
@@ -270,8 +271,8 @@ void PrintExample(Page *page, const PageLine &block)
 void PrintExitStatus(Page *page)
 {
    page->roff << ".SH EXIT STATUS\n.TP\n.B 0\nThe report came to its end.\n.TP\n.B 1\n"
-                 "It did not: a message on standard error says why, or, where a read answers \\(lqNot "
-                 "found\\(rq, none does.\n"
+                 "It did not: a message on standard error says why, except where a read answers \\(lqNot "
+                 "found\\(rq.\n"
                  "The statuses of what comes before a report are in\n.BR hostmem (8).\n";
 }
 

@@ -32,7 +32,7 @@ constexpr OptionHelp kOptionHelp[] = {
     R"(Start at the scheduler group
 .I ID
 instead of the root group 0: that group and what is below it.
-The decimal number is kept as a signed 32-bit one; a text that is no number means 0.)"},
+The decimal number is kept as a signed 32-bit one; a text that is not a number means 0.)"},
    {nullptr, 'l', "level", "levels", "levels of the hierarchy to show",
     R"(Walk this many levels of the group tree: 1 is the start group alone, 2 its children too, and so on.
 The default, and the most, is 12.)"},
@@ -48,7 +48,7 @@ The default is all groups.)"},
    {"group-stats", 'e', "eFilter", "flags", "groups to exclude, by flag",
     R"(Leave out the groups that have one or more of the
 .IR flags .
-Exclusion is stronger than inclusion.)"},
+Exclusion wins over inclusion.)"},
    {"uw-stats", 'i', "iFilter", "types", "user worlds to include, by type",
     R"(Show only the user worlds of these
 .IR types ,
@@ -60,7 +60,7 @@ The default is all.)"},
    {"uw-stats", 'e', "eFilter", "types", "user worlds to exclude, by type",
     R"(Leave out the user worlds of these
 .IR types .
-Exclusion is stronger than inclusion.)"},
+Exclusion wins over inclusion.)"},
    {"dcpmm-stats", 't', "time", "seconds", "seconds to count in one iteration",
     R"(Let the counters count for this many
 .I seconds
