@@ -97,7 +97,7 @@ std::string MakeColumnReference(const std::map<std::string, std::vector<PageLine
          "Every column of every report: its unit, what it means, and what a Linux host shows in it if that "
          "is\n"
          "always the same. The build makes this page from the tables that the reports run by.\n\n"
-         "The unit *memory* is that of `-u`, KB by default. `hostmem -v -r REPORT` prints the descriptions\n"
+         "The unit *memory* is that of `-u`, KB by default. `hostmem -r REPORT -v` prints the descriptions\n"
          "under a report. [linux.md](linux.md) names the kernel file that a column comes from.\n\n";
    std::ostringstream sections;
    std::string separator;
