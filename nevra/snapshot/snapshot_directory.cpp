@@ -117,9 +117,11 @@ bool IsKernelFigure(Directory &directory, const KernelFigureTable *figure)
 
 bool IsKernelDetail(Directory &directory, const Snapshot *root)
 {
+   if (!TableOf(root).VerifyOffset(directory.verifier, Snapshot::VT_KERNEL_DETAIL)) {
+      return false;
+   }
    const auto *detail = root->kernel_detail();
-   return TableOf(root).VerifyOffset(directory.verifier, Snapshot::VT_KERNEL_DETAIL) &&
-          directory.verifier.VerifyVector(detail) &&
+   return directory.verifier.VerifyVector(detail) &&
           (detail == nullptr ||
            (detail->size() <= kMaxKernelFigures &&
             std::all_of(detail->begin(), detail->end(),

@@ -182,6 +182,32 @@ TEST(SnapshotHostile, InvalidHeaderIsFoundAtOpening)
              "damaged: notes too long");
 }
 
+// The small snapshot, with a field of its header that lies far beyond the directory.
+std::vector<uint8_t> ForgePlaceOfField(flatbuffers::voffset_t field)
+{
+   std::vector<uint8_t> bytes = SmallSnapshot();
+   const auto *root =
+      reinterpret_cast<const flatbuffers::Table *>(nevra::snapshot::GetSnapshot(bytes.data()));
+   const size_t place = static_cast<size_t>(root->GetVTable() - bytes.data()) + field;
+   flatbuffers::WriteScalar<flatbuffers::voffset_t>(bytes.data() + place, 0xfff8);
+   nevra::SnapshotTrailer trailer;
+   nevra::DecodeTrailer(std::span(bytes).last<nevra::kTrailerSize>(), &trailer);
+   bytes.resize(bytes.size() - nevra::kTrailerSize);
+   const auto fixed = nevra::EncodeTrailer(bytes, trailer.directorySize);
+   bytes.insert(bytes.end(), fixed.begin(), fixed.end());
+   return bytes;
+}
+
+// The sanitizers see who reads one before it is checked.
+TEST(SnapshotHostile, FieldBeyondTheDirectoryIsFoundAtOpening)
+{
+   using nevra::snapshot::Snapshot;
+   for (flatbuffers::voffset_t field = Snapshot::VT_FORMAT_VERSION; field <= Snapshot::VT_KERNEL_DETAIL;
+        field += sizeof field) {
+      EXPECT_EQ(OpeningProblem(ForgePlaceOfField(field)), "damaged: malformed directory") << field;
+   }
+}
+
 TEST(SnapshotHostile, InvalidKernelDetailIsFoundAtOpening)
 {
    for (const std::string &name : {std::string(), std::string("a b"), std::string("a:"),
