@@ -35,7 +35,8 @@ bool ReadFile(const std::string &path, std::string *text, std::string *problem)
    return true;
 }
 
-// False, with a problem, for a map with another key, or with one twice. What is not there is an empty map.
+// False, with a problem, for a map with another key, or with one twice; an empty `what` is the whole file.
+// No value is an empty map.
 bool HasOnly(const YAML::Node &map, const std::string &what, std::initializer_list<std::string_view> keys,
              std::string *problem)
 {
@@ -43,7 +44,7 @@ bool HasOnly(const YAML::Node &map, const std::string &what, std::initializer_li
       return true;
    }
    if (!map.IsMap()) {
-      *problem = what + " is not a map";
+      *problem = (what.empty() ? "" : what + " ") + "is not a map";
       return false;
    }
    std::map<std::string, int> seen;
@@ -91,7 +92,12 @@ bool ReadUsers(const YAML::Node &users, WebConfig *config, std::string *problem)
          return false;
       }
       if (!IsPasswordHash(hash)) {
-         *problem = "basic_auth_users: what stands for " + name + " is no bcrypt hash";
+         *problem = "basic_auth_users: the password of " + name + " is not a bcrypt hash";
+         return false;
+      }
+      if (CostOf(hash) > kHighestCost) {
+         *problem = "basic_auth_users: the hash of " + name + " has a cost above " +
+                    std::to_string(kHighestCost) + ": each check would take seconds";
          return false;
       }
       config->users[name] = hash;

@@ -16,6 +16,8 @@ using exporter::WebConfig;
 
 // Of "tea", with the least work.
 constexpr char kTeaHash[] = "$2b$04$p/oB3eJFleJ73j9TjiybT.mfLvvCL1ev3UpxHNubAJnG6rtqXHcye";
+// Of no password, with 256 times that.
+constexpr char kCostlyHash[] = "$2b$12$p/oB3eJFleJ73j9TjiybT.mfLvvCL1ev3UpxHNubAJnG6rtqXHcye";
 
 std::string ProblemOf(const std::string &text)
 {
@@ -48,7 +50,9 @@ TEST(WebConfig, RefusesWhatItDoesNotDo)
       ProblemOf("tls_server_config:\n  cert_file: a\n  client_auth_type: RequireAndVerifyClientCert\n"),
       "tls_server_config: client_auth_type is not supported");
    EXPECT_EQ(ProblemOf("basic_auth_users:\n  ann: tea\n"),
-             "basic_auth_users: what stands for ann is no bcrypt hash");
+             "basic_auth_users: the password of ann is not a bcrypt hash");
+   EXPECT_EQ(ProblemOf(std::string("basic_auth_users:\n  ann: $2b$15") + (kTeaHash + 6)),
+             "basic_auth_users: the hash of ann has a cost above 14: each check would take seconds");
    EXPECT_EQ(ProblemOf("basic_auth_users: {}\n"), "basic_auth_users has no user");
    EXPECT_EQ(ProblemOf("basic_auth_users:\n"), "basic_auth_users has no user");
    EXPECT_EQ(ProblemOf(std::string("basic_auth_users:\n  ann: ") + kTeaHash + "\n  ann: " + kTeaHash + "\n"),
@@ -57,7 +61,7 @@ TEST(WebConfig, RefusesWhatItDoesNotDo)
    EXPECT_EQ(ProblemOf("tls_server_config:\n  cert_file: c\n  key_file: k\n"),
              "/nowhere/c: No such file or directory");
    EXPECT_EQ(ProblemOf("tls_server_config:\n"), "tls_server_config: cert_file is missing");
-   EXPECT_EQ(ProblemOf("- a\n"), " is not a map");
+   EXPECT_EQ(ProblemOf("- a\n"), "is not a map");
    EXPECT_NE(ProblemOf("a: [\n"), "");
    EXPECT_NE(ProblemOf("? [a]\n: b\n"), "");
 }
@@ -74,15 +78,30 @@ TEST(PasswordCheck, KnowsRightFromWrong)
    EXPECT_EQ(check.Check("ann", std::string("tea\0x", 5), later()), PasswordCheck::Answer::Wrong);
 }
 
-TEST(PasswordCheck, LooksAtTenASecondAndAtThoseItKnowsAtAnyTime)
+TEST(PasswordCheck, ChecksTenASecondAndThoseItKnowsAtAnyTime)
 {
    PasswordCheck check(std::map<std::string, std::string>{{"ann", kTeaHash}});
    const auto now = PasswordCheck::Clock::now();
    EXPECT_EQ(check.Check("ann", "tea", now), PasswordCheck::Answer::Right);
    EXPECT_EQ(check.Check("ann", "coffee", now), PasswordCheck::Answer::TooSoon);
+   EXPECT_EQ(check.Check("ann", "coffee", now + std::chrono::milliseconds(99)),
+             PasswordCheck::Answer::TooSoon);
    EXPECT_EQ(check.Check("ann", "tea", now), PasswordCheck::Answer::Right);
-   EXPECT_EQ(check.Check("ann", "coffee", now + std::chrono::milliseconds(100)),
-             PasswordCheck::Answer::Wrong);
+   EXPECT_EQ(check.Check("ann", "coffee", now + std::chrono::minutes(1)), PasswordCheck::Answer::Wrong);
+}
+
+TEST(PasswordCheck, RestsAfterACostlyHashAndDoesSoForANameThatDoesNotExist)
+{
+   for (const char *name : {"ann", "eve"}) {
+      PasswordCheck check({{"ann", kCostlyHash}, {"bob", kTeaHash}});
+      const auto now = PasswordCheck::Clock::now();
+      EXPECT_EQ(check.Check(name, "tea", now), PasswordCheck::Answer::Wrong) << name;
+      EXPECT_EQ(check.Check("bob", "tea", now + std::chrono::milliseconds(200)),
+                PasswordCheck::Answer::TooSoon)
+         << name;
+      EXPECT_EQ(check.Check("bob", "tea", now + std::chrono::minutes(1)), PasswordCheck::Answer::Right)
+         << name;
+   }
 }
 
 TEST(ListenOn, TakesAHostAndAPort)
