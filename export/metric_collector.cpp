@@ -451,10 +451,11 @@ size_t Collection::Run(const TakeMetricRows &takeRows, const TakeReportRun &take
    size_t dropped = 0;
    std::vector<const char *> done;
    for (Collected &subject : subjects) {
+      std::vector<ReportRun> runs;
       for (const MetricFamily &family : subject.rows.subject->families) {
          if (IsWanted(choices, family) && std::ranges::find(done, family.report) == done.end()) {
             done.push_back(family.report);
-            takeRun(RunOne(family.report));
+            runs.push_back(RunOne(family.report));
          }
       }
       if (subject.rows.subject->rows == SubjectRows::Groups) {
@@ -465,6 +466,7 @@ size_t Collection::Run(const TakeMetricRows &takeRows, const TakeReportRun &take
       if (subject.rows.Count() > 0) {
          takeRows(subject.rows);
       }
+      std::ranges::for_each(runs, takeRun);
       subject = {.rows = {.subject = subject.rows.subject}};
    }
    return dropped;

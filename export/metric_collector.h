@@ -37,7 +37,7 @@ struct ReportRun {
 
 // Takes the rows of a kind as soon as all reports that they come from have run.
 using TakeMetricRows = std::function<void(const MetricRows &rows)>;
-// Is told of each report when it has run.
+// Is told of each report that has run, after the first rows that come from it.
 using TakeReportRun = std::function<void(const ReportRun &run)>;
 
 // The names of the reports that are run for the choices.
