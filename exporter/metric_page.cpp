@@ -45,7 +45,7 @@ void MetricPage::Begin(Clock::time_point now)
    start = now;
    deadline = now + longestReading;
    readings++;
-   if (reader.Lingering() >= kMostLingering) {
+   if (reader.Reap() >= kMostLingering) {
       Say("readers hang and cannot be stopped: nothing is read");
       timeouts++;
       Show(now, true);

@@ -38,6 +38,9 @@ class MetricPage {
    Clock::time_point Deadline() const { return deadline; }
    bool Take(Clock::time_point now);
 
+   // To be called when a child of this process has ended: leaves no zombie of it.
+   void Reap() { reader.Reap(); }
+
  private:
    void Finish(Clock::time_point now, bool timedOut);
    void Show(Clock::time_point now, bool timedOut);

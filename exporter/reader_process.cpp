@@ -127,11 +127,11 @@ std::vector<std::string> ReaderProcess::Stop()
    pipe.Close();
    std::vector<std::string> lines = LinesOf(messages.Get());
    messages.Close();
-   Lingering();
+   Reap();
    return lines;
 }
 
-size_t ReaderProcess::Lingering()
+size_t ReaderProcess::Reap()
 {
    std::erase_if(ended, [](pid_t one) { return waitpid(one, nullptr, WNOHANG) != 0; });
    return ended.size();

@@ -34,9 +34,9 @@ class ReaderProcess {
    // Ends it, whatever it does, and takes what it has said on standard error, a line each.
    std::vector<std::string> Stop();
 
-   // Readers that were ended and are not gone yet: the kernel lets go of a process only when the call that it
-   // is in comes back.
-   size_t Lingering();
+   // Waits for nothing: takes leave of the readers that have ended, and returns how many that were stopped
+   // have not. The kernel lets go of a process only when the call that it is in comes back.
+   size_t Reap();
 
  private:
    size_t limit;

@@ -29,16 +29,28 @@ bool Complain(const std::string &subject, const std::string &problem)
    return false;
 }
 
-// Becomes readable for a signal that ends the program.
-FileDescriptor EndingSignals()
+// Becomes readable for a signal that ends the program, and when a reader has ended.
+FileDescriptor OpenSignals()
 {
-   sigset_t ending;
-   sigemptyset(&ending);
-   sigaddset(&ending, SIGTERM);
-   sigaddset(&ending, SIGINT);
-   sigprocmask(SIG_BLOCK, &ending, nullptr);
+   sigset_t awaited;
+   sigemptyset(&awaited);
+   for (const int signal : {SIGTERM, SIGINT, SIGCHLD}) {
+      sigaddset(&awaited, signal);
+   }
+   sigprocmask(SIG_BLOCK, &awaited, nullptr);
    std::signal(SIGPIPE, SIG_IGN);
-   return FileDescriptor(signalfd(-1, &ending, SFD_CLOEXEC | SFD_NONBLOCK));
+   return FileDescriptor(signalfd(-1, &awaited, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+// Takes the signals that have come. Returns whether one of them ends the program.
+bool TakeSignals(int signals)
+{
+   bool isEnding = false;
+   signalfd_siginfo signal;
+   while (read(signals, &signal, sizeof signal) == sizeof signal) {
+      isEnding |= signal.ssi_signo != SIGCHLD;
+   }
+   return isEnding;
 }
 
 bool OpenSockets(const ServeRequest &request, std::vector<FileDescriptor> *sockets)
@@ -86,7 +98,10 @@ void Loop(int signals, MetricPage *page, WebServer *server)
       }
       poll(polled.data(), polled.size(), static_cast<int>(patience.count()));
       if (polled.front().revents != 0) {
-         return;
+         if (TakeSignals(signals)) {
+            return;
+         }
+         page->Reap();
       }
       if (page->Take(Clock::now())) {
          server->AnswerWaiting();
@@ -105,7 +120,7 @@ int Serve(const ServeRequest &request)
       Complain(request.webConfig, problem);
       return EXIT_FAILURE;
    }
-   const FileDescriptor signals = EndingSignals();
+   const FileDescriptor signals = OpenSignals();
    std::vector<FileDescriptor> sockets;
    if (!OpenSockets(request, &sockets)) {
       return EXIT_FAILURE;
