@@ -107,9 +107,10 @@ void MetricPage::Show(Clock::time_point now, bool timedOut)
          runs[run.report].seconds = run.seconds;
       }
    }
-   texts = {std::move(reading.openMetrics), std::move(reading.text004)};
-   const auto append = [this](const MetricRows &rows) {
-      AppendMetrics(rows, MetricFormat::OpenMetrics, &texts.openMetrics, &texts.text004);
+   std::string openMetrics = std::move(reading.openMetrics);
+   std::string text004 = std::move(reading.text004);
+   const auto append = [&](const MetricRows &rows) {
+      AppendMetrics(rows, MetricFormat::OpenMetrics, &openMetrics, &text004);
    };
    if (!reading.host.empty()) {
       append(HostInfoRows({}, reading.host));
@@ -120,8 +121,10 @@ void MetricPage::Show(Clock::time_point now, bool timedOut)
    append(ScrapeRows({seconds, timedOut, readings, timeouts}));
    append(VersionRows());
    append(ProcessRows());
-   FinishMetrics(MetricFormat::OpenMetrics, &texts.openMetrics);
-   FinishMetrics(MetricFormat::Text004, &texts.text004);
+   FinishMetrics(MetricFormat::OpenMetrics, &openMetrics);
+   FinishMetrics(MetricFormat::Text004, &text004);
+   texts = {std::make_shared<const std::string>(std::move(openMetrics)),
+            std::make_shared<const std::string>(std::move(text004))};
    reading = {};
    shown = now;
    hasShown = true;

@@ -4,8 +4,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "export/metric_text.h"
 #include "exporter/reader_process.h"
@@ -14,9 +16,12 @@ namespace exporter {
 
 using Clock = std::chrono::steady_clock;
 
+// Shared with those who are still taking it when a newer one is there.
+using MetricText = std::shared_ptr<const std::string>;
+
 struct MetricTexts {
-   std::string openMetrics;
-   std::string text004;
+   MetricText openMetrics;
+   MetricText text004;
 };
 
 class MetricPage {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include <strings.h>
 #include <sys/socket.h>
@@ -45,15 +46,33 @@ struct ResponseDeleter {
 };
 using Response = std::unique_ptr<MHD_Response, ResponseDeleter>;
 
-// Null when memory is short.
-Response MakeResponse(std::string_view content, const char *type)
+Response WithType(Response response, const char *type)
 {
-   Response response(MHD_create_response_from_buffer(content.size(), const_cast<char *>(content.data()),
-                                                     MHD_RESPMEM_MUST_COPY));
    if (response != nullptr) {
       MHD_add_response_header(response.get(), MHD_HTTP_HEADER_CONTENT_TYPE, type);
    }
    return response;
+}
+
+// Null when memory is short.
+Response MakeResponse(std::string_view content, const char *type)
+{
+   return WithType(Response(MHD_create_response_from_buffer(
+                      content.size(), const_cast<char *>(content.data()), MHD_RESPMEM_MUST_COPY)),
+                   type);
+}
+
+// The same of a text that all clients share: slow ones do not hold a copy each.
+Response MakeResponse(const MetricText &text, const char *type)
+{
+   auto held = std::make_unique<MetricText>(text);
+   Response response(MHD_create_response_from_buffer_with_free_callback_cls(
+      text->size(), const_cast<char *>(text->data()),
+      [](void *holder) { delete static_cast<MetricText *>(holder); }, held.get()));
+   if (response != nullptr) {
+      held.release(); // the response's now
+   }
+   return WithType(std::move(response), type);
 }
 
 MHD_Result Send(MHD_Connection *connection, unsigned status, const Response &response)
