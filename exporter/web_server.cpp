@@ -164,7 +164,9 @@ std::vector<int> WebServer::Descriptors() const
 
 std::chrono::milliseconds WebServer::Patience() const
 {
-   std::chrono::milliseconds patience(connections.empty() ? 60'000 : 1000);
+   // Where descriptors or connections ran out, the library listens again in the run after the one that closed
+   // a connection; no descriptor becomes readable for that.
+   std::chrono::milliseconds patience(hasClosed ? 0 : connections.empty() ? 60'000 : 1000);
    for (MHD_Daemon *daemon : daemons) {
       MHD_UNSIGNED_LONG_LONG milliseconds = 0;
       if (MHD_get_timeout(daemon, &milliseconds) == MHD_YES) {
@@ -176,6 +178,7 @@ std::chrono::milliseconds WebServer::Patience() const
 
 void WebServer::Run(Clock::time_point now)
 {
+   hasClosed = false;
    for (MHD_Daemon *daemon : daemons) {
       MHD_run(daemon);
    }
@@ -230,12 +233,13 @@ void WebServer::Complete(void *, MHD_Connection *connection, void **request, MHD
 void WebServer::Notify(void *server, MHD_Connection *connection, void **context,
                        MHD_ConnectionNotificationCode what)
 {
-   std::list<Connection> &all = static_cast<WebServer *>(server)->connections;
+   WebServer *const self = static_cast<WebServer *>(server);
    if (what == MHD_CONNECTION_NOTIFY_STARTED) {
       const int socket = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
-      *context = &all.emplace_back(Connection{socket, Clock::now()});
+      *context = &self->connections.emplace_back(Connection{socket, Clock::now()});
    } else {
-      all.remove_if([context](const Connection &one) { return &one == *context; });
+      self->connections.remove_if([context](const Connection &one) { return &one == *context; });
+      self->hasClosed = true;
    }
 }
 

@@ -68,6 +68,7 @@ class WebServer {
    std::vector<MHD_Daemon *> daemons;
    std::vector<MHD_Connection *> waiting;
    std::list<Connection> connections;
+   bool hasClosed = false; // in the last run
    Clock::time_point nextSweep{};
 };
 
