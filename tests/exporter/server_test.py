@@ -4,9 +4,12 @@ usage: server_test.py EXPORTER SAMPLES WORK [unittest arguments]
 """
 import base64
 import concurrent.futures
+import contextlib
 import http.client
 import os
 import re
+import resource
+import select
 import shutil
 import signal
 import socket
@@ -56,6 +59,11 @@ class Exporter:
         self.process.wait(20)
         self.log.close()
 
+    def connection(self):
+        """One to keep. Others are closed by the exporter some time after the client has closed them: where descriptors
+        are counted, this is the only one."""
+        return contextlib.closing(http.client.HTTPConnection("127.0.0.1", self.port, timeout=30))
+
     def get(self, path="/metrics", method="GET", headers=None, body=None, timeout=30):
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=timeout)
         try:
@@ -73,17 +81,28 @@ class Exporter:
     def descriptors(self):
         return len(os.listdir(f"/proc/{self.process.pid}/fd"))
 
-    def has_at_most(self, descriptors):
-        """Whether it comes down to as many: it closes a connection some time after its client does."""
-        for _ in range(100):
-            if self.descriptors() <= descriptors:
-                return True
-            time.sleep(0.1)
-        return False
+    def children(self):
+        """The readers, zombies included."""
+        with open(f"/proc/{self.process.pid}/task/{self.process.pid}/children", encoding="ascii") as children:
+            return [int(pid) for pid in children.read().split()]
+
+    def wait_for_children(self, count):
+        for _ in range(400):
+            if len(self.children()) == count:
+                break
+            time.sleep(0.05)
+        return self.children()
 
     def resident(self):
         with open(f"/proc/{self.process.pid}/statm", encoding="ascii") as statm:
             return int(statm.read().split()[1]) * os.sysconf("SC_PAGESIZE")
+
+
+def ask(connection, path="/metrics"):
+    connection.request("GET", path)
+    response = connection.getresponse()
+    assert response.status == 200, response.status
+    return response.read().decode()
 
 
 def recorded_tree():
@@ -153,6 +172,10 @@ class Pages(unittest.TestCase):
             self.assertGreater(exporter.metric("process_resident_memory_bytes", text), 1e6)
             self.assertEqual(exporter.metric('hostmem_host_info{host="aspen"}', text), 1)
 
+    def test_descriptors_are_counted(self):
+        with Exporter("-c", SNAPSHOT) as exporter, exporter.connection() as connection:
+            self.assertEqual(exporter.metric("process_open_fds", ask(connection)), exporter.descriptors())
+
     def test_cap_includes_the_exporter(self):
         with Exporter("-c", SAMPLES + "/hypervisor-host.snapshot", "--processes", "--max-series", "500") as exporter:
             text = exporter.get()[2]
@@ -190,14 +213,7 @@ class Reading(unittest.TestCase):
             self.assertEqual(exporter.metric("hostmem_scrape_timed_out", text), 0)
 
     def test_reading_that_hangs_is_stopped_and_says_so(self):
-        library = tempfile.mkdtemp(dir=WORK)
-        source = library + "/hang.c"
-        with open(source, "w", encoding="ascii") as file:
-            file.write(HANGING_LIBRARY)
-        compiled = subprocess.run(["cc", "-shared", "-fPIC", "-o", library + "/hang.so", source], capture_output=True, check=False)
-        if compiled.returncode != 0:
-            self.skipTest("no C compiler")
-        with Exporter("--scrape-timeout", "1", environment={"LD_PRELOAD": library + "/hang.so"}) as exporter:
+        with self.hanging("--scrape-timeout", "1") as exporter:
             for i in 1, 2:
                 begin = time.monotonic()
                 status, _, text = exporter.get()
@@ -212,24 +228,80 @@ class Reading(unittest.TestCase):
                 time.sleep(1.1)
             self.assertEqual(exporter.messages().count("takes too long"), 1)
 
-    def test_reader_that_dies_is_told_from_one_that_ends(self):
+    def test_reader_that_is_killed_leaves_what_it_has_read(self):
+        with self.hanging("--scrape-timeout", "100") as exporter, concurrent.futures.ThreadPoolExecutor(1) as pool:
+            answer = pool.submit(exporter.get)
+            reader, = exporter.wait_for_children(1)
+            self.wait_until_it_hangs(reader)
+            links = {os.readlink(f"/proc/{reader}/fd/{name}") for name in os.listdir(f"/proc/{reader}/fd")}
+            self.assertEqual([link for link in links if link.startswith(("socket:", "anon_inode:"))], [])
+            os.kill(reader, signal.SIGKILL)
+            status, _, text = answer.result(30)
+            self.assertEqual(status, 200)
+            self.assertEqual(exporter.metric('hostmem_report_success{report="comp-stats"}', text), 1)
+            self.assertEqual(exporter.metric('hostmem_report_success{report="group-stats"}', text), 0)
+            self.assertIsNotNone(exporter.metric("hostmem_memory_free_bytes", text))
+            self.assertEqual(exporter.metric("hostmem_scrape_timed_out", text), 0)
+            self.assertIn("hostmem-exporter: a reader ended before it was done\n", exporter.messages())
+            self.assertEqual(exporter.wait_for_children(0), [])
+
+    def test_end_of_the_exporter_ends_its_reader(self):
+        for number in signal.SIGTERM, signal.SIGKILL:
+            with self.hanging("--scrape-timeout", "100") as exporter:
+                with socket.create_connection(("127.0.0.1", exporter.port)) as client:
+                    client.sendall(b"GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n")
+                    reader, = exporter.wait_for_children(1)
+                    self.wait_until_it_hangs(reader)
+                    ended = os.pidfd_open(reader)
+                    exporter.process.send_signal(number)
+                    has_ended = select.select([ended], [], [], 30)[0] == [ended]
+                    with contextlib.suppress(ProcessLookupError):
+                        signal.pidfd_send_signal(ended, signal.SIGKILL)
+                    os.close(ended)
+                    self.assertTrue(has_ended)
+
+    def hanging(self, *options):
+        """An exporter whose reader never comes back from what the groups are read from."""
+        library = tempfile.mkdtemp(dir=WORK)
+        source = library + "/hang.c"
+        with open(source, "w", encoding="ascii") as file:
+            file.write(HANGING_LIBRARY)
+        compiled = subprocess.run(["cc", "-shared", "-fPIC", "-o", library + "/hang.so", source], capture_output=True, check=False)
+        if compiled.returncode != 0:
+            self.skipTest("no C compiler")
+        return Exporter(*options, environment={"LD_PRELOAD": library + "/hang.so"})
+
+    def wait_until_it_hangs(self, reader):
+        for _ in range(400):
+            with open(f"/proc/{reader}/comm", encoding="ascii") as name:
+                if name.read() == "hanging\n":
+                    return
+            time.sleep(0.05)
+        self.fail("the reader does not hang")
+
+    def test_snapshot_that_is_none_is_told(self):
         with Exporter("-c", "/dev/zero", "--scrape-timeout", "5") as exporter:
             status, _, text = exporter.get()
             self.assertEqual(status, 200)
             self.assertEqual(exporter.metric('hostmem_report_success{report="vm-stats"}', text), 0)
+            self.assertEqual(exporter.metric("hostmem_scrape_timed_out", text), 0)
+            self.assertIn("hostmem-exporter: /dev/zero: ", exporter.messages())
 
 
-# Takes over the opening of files: of /proc/self/mountinfo, which the groups need, it never comes back.
+# Takes over the opening of files: of /proc/self/mountinfo, which the groups need, it never comes back, and the process is
+# called so.
 HANGING_LIBRARY = r"""
 #define _GNU_SOURCE
 #include <fcntl.h>
 #include <stdarg.h>
 #include <string.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 static void hang(const char *path)
 {
    if (strstr(path, "mountinfo") != 0) {
+      prctl(PR_SET_NAME, "hanging");
       for (;;) {
          pause();
       }
@@ -264,7 +336,7 @@ class Clients(unittest.TestCase):
 
     def test_half_open_ones_do_not_keep_others_waiting_and_are_cut_off(self):
         with Exporter("-c", SNAPSHOT, "--web.timeout", "1") as exporter:
-            before = exporter.descriptors()
+            before = exporter.metric("process_open_fds")
             halves = [socket.create_connection(("127.0.0.1", exporter.port)) for _ in range(60)]
             for i, half in enumerate(halves):
                 half.sendall(b"GET /metrics HTTP/1.1\r\nHost: x\r\n"[: i % 30])
@@ -274,28 +346,36 @@ class Clients(unittest.TestCase):
                 half.settimeout(5)
                 self.assertIn(half.recv(1000)[:12], (b"", b"HTTP/1.1 408"))
                 half.close()
-            self.assertEqual(exporter.get()[0], 200)
-            self.assertTrue(exporter.has_at_most(before + 2))
+            self.assertEqual(exporter.metric("process_open_fds"), before)
 
     def test_slow_reader_and_slow_writer_are_cut_off(self):
         with Exporter("-c", SAMPLES + "/hypervisor-host.snapshot", "--web.timeout", "1") as exporter:
+            size = len(exporter.get()[2])
             writer = socket.create_connection(("127.0.0.1", exporter.port))
             reader = socket.socket()
             reader.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 2048)
             reader.connect(("127.0.0.1", exporter.port))
+            reader.settimeout(30)
             reader.sendall(b"GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n" * 100)
-            begin = time.monotonic()
-            written = 0
-            try:
-                for byte in b"GET /metrics HTTP/1.1\r\nHost: " + b"x" * 1000:
+            taken = written = 0
+            is_open = True
+            for byte in (b"GET /metrics HTTP/1.1\r\nHost: " + b"x" * 1000)[:25]:
+                try:
                     writer.sendall(bytes([byte]))
-                    written += 1
-                    time.sleep(0.2)
-            except OSError:
-                pass
-            self.assertLess(time.monotonic() - begin, 30)
+                    written += is_open
+                except OSError:
+                    is_open = False
+                taken += len(reader.recv(1000))
+                time.sleep(0.2)
+            self.assertEqual(exporter.get("/healthz")[0], 200)
+            self.assertFalse(is_open)
             self.assertGreater(written, 2)
-            self.assertEqual(exporter.get()[0], 200)
+            try:
+                while part := reader.recv(1 << 20):
+                    taken += len(part)
+            except ConnectionError:
+                pass
+            self.assertLess(taken, 50 * size)
             writer.close()
             reader.close()
 
@@ -320,36 +400,53 @@ class Clients(unittest.TestCase):
             self.assertLess(exporter.resident(), resident + 20_000_000)
 
     def test_many_requests_leave_nothing_behind(self):
-        with Exporter("-c", SNAPSHOT, environment={"MALLOC_ARENA_MAX": "1"}) as exporter:
-            connection = http.client.HTTPConnection("127.0.0.1", exporter.port)
-
-            def scrape(count):
-                for _ in range(count):
-                    connection.request("GET", "/metrics")
-                    response = connection.getresponse()
-                    self.assertEqual(response.status, 200)
-                    response.read()
-
-            scrape(500)
+        with Exporter("-c", SNAPSHOT, environment={"MALLOC_ARENA_MAX": "1"}) as exporter, exporter.connection() as connection:
+            for _ in range(500):
+                ask(connection)
             resident, descriptors = exporter.resident(), exporter.descriptors()
-            scrape(10_000)
-            self.assertTrue(exporter.has_at_most(descriptors))
+            for _ in range(10_000):
+                ask(connection)
+            self.assertEqual(exporter.descriptors(), descriptors)
             self.assertLess(exporter.resident(), resident + 1_000_000)
 
     def test_readings_leave_nothing_behind(self):
-        with Exporter("-c", SNAPSHOT) as exporter:
-            exporter.get()
-            time.sleep(1.05)
-            exporter.get()
-            resident, descriptors = exporter.resident(), exporter.descriptors()
-            for _ in range(5):
+        with Exporter("-c", SNAPSHOT) as exporter, exporter.connection() as connection:
+            ask(connection)
+            descriptors = exporter.descriptors()
+            for i in range(2, 6):
                 time.sleep(1.05)
-                exporter.get()
-            self.assertEqual(exporter.metric("hostmem_exporter_scrapes_total"), 7)
-            self.assertTrue(exporter.has_at_most(descriptors))
-            self.assertLess(exporter.resident(), resident + 1_000_000)
-            with open(f"/proc/{exporter.process.pid}/task/{exporter.process.pid}/children", encoding="ascii") as children:
-                self.assertLessEqual(len(children.read().split()), 1)
+                self.assertEqual(exporter.metric("hostmem_exporter_scrapes_total", ask(connection)), i)
+                self.assertEqual(exporter.descriptors(), descriptors)
+                self.assertEqual(exporter.wait_for_children(0), [])
+
+    def test_slow_ones_share_a_text(self):
+        with Exporter("-c", SAMPLES + "/hypervisor-host.snapshot", environment={"MALLOC_ARENA_MAX": "1"}) as exporter:
+            size = len(exporter.get()[2])
+            resident = exporter.resident()
+            readers = []
+            for _ in range(100):
+                reader = socket.socket()
+                reader.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 2048)
+                reader.connect(("127.0.0.1", exporter.port))
+                reader.sendall(b"GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n" * 100)
+                readers.append(reader)
+            self.assertEqual(exporter.get("/healthz")[0], 200)
+            self.assertLess(exporter.resident(), resident + 100 * size / 2)
+            for reader in readers:
+                reader.close()
+
+    def test_descriptors_that_ran_out_are_there_again(self):
+        def limit():
+            resource.setrlimit(resource.RLIMIT_NOFILE, (20, 20))
+
+        with Exporter("-c", SNAPSHOT, preexec_fn=limit) as exporter:
+            clients = [socket.create_connection(("127.0.0.1", exporter.port)) for _ in range(60)]
+            time.sleep(0.5)
+            for client in clients:
+                client.close()
+            time.sleep(0.5)
+            self.assertEqual(exporter.get("/healthz")[0], 200)
+            self.assertEqual(exporter.metric('hostmem_report_success{report="vm-stats"}'), 1)
 
 
 class Protection(unittest.TestCase):
