@@ -5,22 +5,12 @@
 
 #include "export/row_writer.h"
 #include "export/run_report.h"
+#include "report/flag_filter.h"
 #include "snapshot-tool/held_messages.h"
 
 namespace overview {
 
 namespace {
-
-std::string FlagNames(const CellValue &cell)
-{
-   std::string names;
-   for (const FlagName *flag = cell.Flags(); flag->name != nullptr; flag++) {
-      if ((flag->mask & cell.Mask()) != 0) {
-         names.append(names.empty() ? "" : ":").append(flag->name);
-      }
-   }
-   return names;
-}
 
 Cell KeepCell(const CellValue &value)
 {
@@ -28,7 +18,8 @@ Cell KeepCell(const CellValue &value)
    case CellKind::Text:
       return {.kind = CellKind::Text, .text = std::string(value.Text())};
    case CellKind::FlagList:
-      return {.kind = CellKind::FlagList, .integer = value.Mask(), .text = FlagNames(value)};
+      return {
+         .kind = CellKind::FlagList, .integer = value.Mask(), .text = JoinFlags(value.Mask(), value.Flags())};
    case CellKind::Blank:
       return {};
    default:
