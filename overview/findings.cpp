@@ -1,7 +1,6 @@
 #include "overview/findings.h"
 
 #include <algorithm>
-#include <array>
 #include <functional>
 #include <iterator>
 #include <limits>
@@ -20,10 +19,22 @@ namespace {
 
 constexpr double kNever = std::numeric_limits<double>::infinity();
 
+class Findings;
+
+// The thresholds are in percent; a value from there on is a finding of that severity.
+struct Rule {
+   const char *name;
+   double note;
+   double warning;
+   double critical;
+   const char *command; // shows more of what it finds
+   void (*judge)(const Evidence &evidence, Findings *findings);
+};
+
 // What a rule finds goes here.
 class Findings {
  public:
-   Findings(const RuleDescription &of, const std::string &command, std::vector<Finding> *where)
+   Findings(const Rule &of, const std::string &command, std::vector<Finding> *where)
        : rule(of), prefix(command), findings(where)
    {
    }
@@ -48,7 +59,7 @@ class Findings {
    }
 
  private:
-   const RuleDescription &rule;
+   const Rule &rule;
    const std::string &prefix;
    std::vector<Finding> *findings;
 };
@@ -64,7 +75,12 @@ double Percent(uint64_t part, uint64_t whole)
 }
 
 // A kernel that can get much memory back from its caches is short of free memory only.
-constexpr double kPlentyAvailable = 10;
+bool IsPlentyAvailable(const Evidence &evidence)
+{
+   constexpr double kPlenty = 10; // % of the host
+   return evidence.detail != nullptr &&
+          Percent(evidence.detail->Of("MemAvailable"), evidence.rows.host->total) >= kPlenty;
+}
 
 void JudgeMemoryState(const Evidence &evidence, Findings *findings)
 {
@@ -76,13 +92,11 @@ void JudgeMemoryState(const Evidence &evidence, Findings *findings)
    }
    std::string text =
       "is " + host.memState + ": " + Amount(host.free) + " of " + Amount(host.total) + " is free";
-   Severity most = Severity::Critical;
    if (evidence.detail != nullptr && evidence.detail->Has("MemAvailable")) {
-      const uint64_t available = evidence.detail->Of("MemAvailable");
-      text += ", " + Amount(available) + " can be had";
-      most = Percent(available, host.total) >= kPlentyAvailable ? Severity::Note : most;
+      text += ", " + Amount(evidence.detail->Of("MemAvailable")) + " can be had";
    }
-   findings->Judge(static_cast<double>(state - kStates), "memory state", text, {}, most);
+   findings->Judge(static_cast<double>(state - kStates), "memory state", text, {},
+                   IsPlentyAvailable(evidence) ? Severity::Note : Severity::Critical);
 }
 
 // The arguments that show one group. Its ID has to fit the option.
@@ -106,25 +120,53 @@ template <typename Visit> void ForEachLimit(const HostRows &rows, Visit visit)
 
 constexpr double kNearLimit = 95;
 
+// Whether the figure of the group has its page cache in it: Linux counts it for a cgroup, not for a process.
+bool HasPageCache(const Evidence &evidence, const GroupRow &group)
+{
+   return evidence.detail != nullptr && KindOf(group) == GroupKind::Group;
+}
+
+// What VMs and processes hold of each group by its ID, in KB. What they share counts once for each of them.
+std::unordered_map<int64_t, uint64_t> HeldByProcesses(const std::vector<GroupRow> &groups)
+{
+   std::unordered_map<int64_t, uint64_t> held;
+   for (auto group = groups.rbegin(); group != groups.rend(); ++group) { // children before their parents
+      const int64_t id = static_cast<int64_t>(group->gid);
+      const uint64_t own = KindOf(*group) == GroupKind::Group ? held[id] : group->consumed;
+      held[group->parent] += own;
+   }
+   return held;
+}
+
 void JudgeLimits(const Evidence &evidence, Findings *findings)
 {
-   ForEachLimit(evidence.rows, [findings](const GroupRow &group, uint64_t limit) {
+   const std::unordered_map<int64_t, uint64_t> held = evidence.detail != nullptr
+                                                         ? HeldByProcesses(evidence.rows.groups)
+                                                         : std::unordered_map<int64_t, uint64_t>();
+   ForEachLimit(evidence.rows, [&](const GroupRow &group, uint64_t limit) {
       const double percent = Percent(group.consumed, limit);
-      findings->Judge(percent, group.name,
-                      "uses " + Amount(group.consumed) + ", " + PercentText(percent) + " of its limit of " +
-                         Amount(limit),
-                      OnlyGroup(group));
+      std::string text =
+         "uses " + Amount(group.consumed) + ", " + PercentText(percent) + " of its limit of " + Amount(limit);
+      Severity most = Severity::Critical;
+      if (HasPageCache(evidence, group)) {
+         const auto found = held.find(static_cast<int64_t>(group.gid));
+         const uint64_t ofProcesses = found != held.end() ? std::min(found->second, group.consumed) : 0;
+         text += ", page cache included; its processes hold " + Amount(ofProcesses);
+         most = Percent(ofProcesses, limit) >= kNearLimit ? most : Severity::Note;
+      }
+      findings->Judge(percent, group.name, text, OnlyGroup(group), most);
    });
 }
 
 // What is near its limit now is said by the rule above.
 void JudgePeaks(const Evidence &evidence, Findings *findings)
 {
-   ForEachLimit(evidence.rows, [findings](const GroupRow &group, uint64_t limit) {
+   ForEachLimit(evidence.rows, [&evidence, findings](const GroupRow &group, uint64_t limit) {
       if (Percent(group.consumed, limit) < kNearLimit) {
          findings->Judge(Percent(group.consumedPeak, limit), group.name,
                          "has reached its limit of " + Amount(limit) + ", and uses " +
-                            Amount(group.consumed) + " now",
+                            Amount(group.consumed) + " now" +
+                            (HasPageCache(evidence, group) ? ", page cache included" : ""),
                          OnlyGroup(group));
       }
    });
@@ -225,9 +267,13 @@ void JudgeNodes(const Evidence &evidence, Findings *findings)
       return;
    }
    for (const MemoryNode &node : nodes) {
+      if (node.free + node.used == 0) {
+         continue; // it has CPUs only
+      }
       findings->Judge(100 - freeOf(node), "NUMA node " + std::to_string(node.numaNode),
                       "has " + Amount(node.free) + " free, " + PercentText(freeOf(node)) + "; node " +
-                         std::to_string(best->numaNode) + " has " + Amount(best->free));
+                         std::to_string(best->numaNode) + " has " + Amount(best->free),
+                      {}, IsPlentyAvailable(evidence) ? Severity::Note : Severity::Critical);
    }
 }
 
@@ -244,63 +290,33 @@ void JudgeGrowth(const Evidence &evidence, Findings *findings)
    for (const HeapRow &heap : evidence.rows.heaps) {
       const auto found = former.find(heap.name);
       if (found == former.end() || found->second->shrinks != heap.shrinks ||
-          heap.size < found->second->size + kWorthALook) {
+          heap.size < found->second->size || heap.size - found->second->size < kWorthALook) {
          continue;
       }
       const uint64_t before = found->second->size;
       findings->Judge(Percent(heap.size - before, std::max<uint64_t>(before, 1)), heap.name,
-                      "grew from " + Amount(before) + " to " + Amount(heap.size) + ", and gave nothing back");
+                      "grew from " + Amount(before) + " to " + Amount(heap.size));
    }
 }
 
-struct Rule {
-   RuleDescription description;
-   void (*judge)(const Evidence &evidence, Findings *findings);
-};
-
 // The order is that of the findings of one severity. A value of 0 is never a finding.
 constexpr Rule kRules[] = {
-   {{"memory-state",
-     "the memory state: 1 is Clear, 2 Soft, 3 Hard, 4 Low; where a tenth of the memory can be had, a note", 1,
-     2, 3, "", "-r comp-stats"},
-    JudgeMemoryState},
-   {{"limit", "what a VM or a group consumes, against its limit", kNearLimit, kNearLimit, 99, "%",
-     "-r group-stats -s name:max:consumed:consumedPeak"},
-    JudgeLimits},
-   {{"vm-swapped", "what is swapped of a VM, against its size", 0, 0, 10, "%", "-r swap-stats"},
-    JudgeSwapped},
-   {{"vm-ballooned", "what a VM gave to its balloon, against its size", 0, 0, 25, "%",
-     "-r vm-stats -s name:memSize:ballooned:balloonTgt"},
-    JudgeBallooned},
-   {{"reservation", "what of a reservation is not in effect, and what all reserve beyond the host's memory",
-     0, 0, kNever, "%", "-r group-stats -s name:min:eMin:conResv:availResv"},
-    JudgeReservations},
-   {{"numa", "what of a NUMA node is used, while a fifth of another is free", 98, 98, kNever, "%",
-     "-r buddy-stats"},
-    JudgeNodes},
-   {{"large-pages",
-     "large pages that are set aside and not used, if half of them are, against the host's memory", 1, 5,
-     kNever, "%", "-r lpool-stats"},
-    JudgeLargePages},
-   {{"page-sharing", "what page sharing takes, 64 bytes a page that it keeps track of, against what it saves",
-     100, 100, kNever, "%", "-r pshare-stats"},
-    JudgePageSharing},
-   {{"slab", "the largest heap, if it has a hundredth of the host, against the kernel's data", 50, 80, kNever,
-     "%", "-r heap-stats -s name:used:size"},
-    JudgeSlab},
-   {{"heap-grows", "what a heap grew by, 16 MB or more, without giving any back, against its size before", 20,
-     50, kNever, "%", "-r heap-stats -s name:used:size"},
-    JudgeGrowth},
-   {{"peak", "the most that a VM or a group has consumed, against its limit", 100, kNever, kNever, "%",
-     "-r group-stats -s name:max:consumed:consumedPeak"},
-    JudgePeaks},
+   // The state: 1 is Clear, 2 Soft, 3 Hard, 4 Low.
+   {"memory-state", 1, 2, 3, "-r comp-stats", JudgeMemoryState},
+   {"limit", kNearLimit, kNearLimit, 99, "-r group-stats -s name:max:consumed:consumedPeak", JudgeLimits},
+   {"vm-swapped", 0, 0, 10, "-r swap-stats", JudgeSwapped},
+   {"vm-ballooned", 0, 0, 25, "-r vm-stats -s name:memSize:ballooned:balloonTgt", JudgeBallooned},
+   {"reservation", 0, 0, kNever, "-r group-stats -s name:min:eMin:conResv:availResv", JudgeReservations},
+   {"numa", 98, 98, kNever, "-r buddy-stats", JudgeNodes},
+   {"large-pages", 1, 5, kNever, "-r lpool-stats", JudgeLargePages},
+   {"page-sharing", 100, 100, kNever, "-r pshare-stats", JudgePageSharing},
+   {"slab", 50, 80, kNever, "-r heap-stats -s name:used:size", JudgeSlab},
+   {"heap-grows", 20, 50, kNever, "-r heap-stats -s name:used:size", JudgeGrowth},
+   {"peak", 100, kNever, kNever, "-r group-stats -s name:max:consumed:consumedPeak", JudgePeaks},
 };
-
-constexpr auto kDescriptions = [] {
-   std::array<RuleDescription, std::size(kRules)> descriptions = {};
-   std::ranges::transform(kRules, descriptions.begin(), &Rule::description);
-   return descriptions;
-}();
+static_assert(std::ranges::all_of(kRules, [](const Rule &rule) {
+   return rule.note <= rule.warning && rule.warning <= rule.critical;
+}));
 
 } // namespace
 
@@ -317,11 +333,6 @@ const char *SeverityWord(Severity severity)
    return "note";
 }
 
-std::span<const RuleDescription> Rules()
-{
-   return kDescriptions;
-}
-
 std::vector<Finding> FindFindings(const Evidence &evidence)
 {
    std::vector<Finding> findings;
@@ -330,7 +341,7 @@ std::vector<Finding> FindFindings(const Evidence &evidence)
    }
    for (const Rule &rule : kRules) {
       const size_t first = findings.size();
-      Findings found(rule.description, evidence.command, &findings);
+      Findings found(rule, evidence.command, &findings);
       rule.judge(evidence, &found);
       std::stable_sort(findings.begin() + static_cast<ptrdiff_t>(first), findings.end(),
                        [](const Finding &a, const Finding &b) { return a.weight > b.weight; });

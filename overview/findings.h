@@ -3,7 +3,6 @@
 #define OVERVIEW_FINDINGS_H
 
 #include <cstdint>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -34,20 +33,6 @@ struct Evidence {
    const HostRows *before = nullptr;
    std::string command = "hostmem"; // by which hostmem shows the same moment, see CommandOf
 };
-
-// A rule as the manual and the page describe it.
-struct RuleDescription {
-   const char *name;
-   const char *compares; // what is compared, in words
-   double note;          // the thresholds, from where on there is a finding of this severity; infinite: never
-   double warning;
-   double critical;
-   const char *unit; // of the thresholds: "%", or empty
-   const char *command;
-};
-
-// The rules, in the order in which their findings come.
-std::span<const RuleDescription> Rules();
 
 // The findings, the most severe first.
 std::vector<Finding> FindFindings(const Evidence &evidence);
