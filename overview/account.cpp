@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <string_view>
 #include <tuple>
 #include <unordered_map>
 #include <utility>
@@ -14,12 +15,6 @@ namespace overview {
 
 namespace {
 
-// Amounts come from files, too: they add up modulo 2^64, whatever they are.
-int64_t Plus(int64_t a, int64_t b)
-{
-   return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
-}
-
 int64_t Minus(int64_t a, int64_t b)
 {
    return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
@@ -29,7 +24,7 @@ int64_t SumOf(const std::vector<AccountItem> &parts)
 {
    int64_t sum = 0;
    for (const AccountItem &part : parts) {
-      sum = Plus(sum, part.kb);
+      sum = SumOfAmounts(sum, part.kb);
    }
    return sum;
 }
@@ -261,11 +256,28 @@ AccountItem MakeByGroup(const std::vector<GroupRow> &groups)
 constexpr Difference kTakenApartOnce = {"not taken apart",
                                         "at one of the moments nothing was said of the parts"};
 
-using PartKey = std::tuple<std::string, bool, std::optional<uint64_t>>;
+using PartKey = std::tuple<std::string_view, bool, std::optional<uint64_t>>;
 
 PartKey KeyOf(const AccountItem &part)
 {
    return {part.name, part.isDifference, part.group};
+}
+
+AccountItem ChangeOfPair(const ItemPair &pair)
+{
+   const AccountItem &any = pair.now != nullptr ? *pair.now : *pair.before;
+   AccountItem change = {
+      .name = any.name,
+      .explanation = any.explanation,
+      .kb = Minus(pair.now != nullptr ? pair.now->kb : 0, pair.before != nullptr ? pair.before->kb : 0),
+      .isDifference = any.isDifference,
+      .parts = {},
+      .group = any.group};
+   for (const ItemPair &part : PairParts(pair)) {
+      change.parts.push_back(ChangeOfPair(part));
+   }
+   Close(&change, kTakenApartOnce, kTakenApartOnce);
+   return change;
 }
 
 } // namespace
@@ -287,31 +299,38 @@ bool AddsUp(const AccountItem &item)
    return item.parts.empty() || (SumOf(item.parts) == item.kb && std::ranges::all_of(item.parts, AddsUp));
 }
 
-AccountItem ChangeOf(const AccountItem &before, const AccountItem &now)
+int64_t SumOfAmounts(int64_t a, int64_t b)
 {
-   AccountItem change = now;
-   change.kb = Minus(now.kb, before.kb);
-   change.parts.clear();
+   return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+}
+
+std::vector<ItemPair> PairParts(const ItemPair &whole)
+{
    std::multimap<PartKey, const AccountItem *> former;
-   for (const AccountItem &part : before.parts) {
-      former.emplace(KeyOf(part), &part);
+   if (whole.before != nullptr) {
+      for (const AccountItem &part : whole.before->parts) {
+         former.emplace(KeyOf(part), &part);
+      }
    }
-   for (const AccountItem &part : now.parts) {
-      const auto found = former.find(KeyOf(part));
-      const AccountItem nothing = {};
-      change.parts.push_back(ChangeOf(found != former.end() ? *found->second : nothing, part));
-      if (found != former.end()) {
-         former.erase(found);
+   std::vector<ItemPair> pairs;
+   if (whole.now != nullptr) {
+      for (const AccountItem &part : whole.now->parts) {
+         const auto found = former.find(KeyOf(part));
+         pairs.push_back({&part, found != former.end() ? found->second : nullptr});
+         if (found != former.end()) {
+            former.erase(found);
+         }
       }
    }
    for (const auto &[key, part] : former) {
-      AccountItem nothing = *part;
-      nothing.kb = 0;
-      nothing.parts.clear();
-      change.parts.push_back(ChangeOf(*part, nothing));
+      pairs.push_back({nullptr, part});
    }
-   Close(&change, kTakenApartOnce, kTakenApartOnce);
-   return change;
+   return pairs;
+}
+
+AccountItem ChangeOf(const AccountItem &before, const AccountItem &now)
+{
+   return ChangeOfPair({&now, &before});
 }
 
 } // namespace overview

@@ -42,8 +42,21 @@ Account MakeAccount(const HostRows &rows, const KernelDetail *detail);
 // Whether the parts of the item, and of all below it, add up to it.
 bool AddsUp(const AccountItem &item);
 
-// The change of each part from one moment to another, as a tree like `now`, with parts that have gone among
-// its others. Parts belong together by their names, groups by names and IDs.
+// The sum; amounts come from files, and wrap whatever they are.
+int64_t SumOfAmounts(int64_t a, int64_t b);
+
+// An item at two moments; null at one of which it was not there.
+struct ItemPair {
+   const AccountItem *now = nullptr;
+   const AccountItem *before = nullptr;
+};
+
+// The parts of an item at two moments: those of now in their order, then those that have gone. They belong
+// together by their names, groups by names and IDs.
+std::vector<ItemPair> PairParts(const ItemPair &whole);
+
+// The change of each part from one moment to another, as a tree like `now`, with parts that have gone after
+// its own.
 AccountItem ChangeOf(const AccountItem &before, const AccountItem &now);
 
 } // namespace overview

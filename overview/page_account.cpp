@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <functional>
-#include <map>
 #include <optional>
 #include <span>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "overview/page_text.h"
@@ -15,60 +13,30 @@ namespace overview {
 
 namespace {
 
-// An item at one moment or both.
-struct Pair {
-   const AccountItem *now = nullptr; // null: it has gone
-   const AccountItem *before = nullptr;
+const AccountItem &AnyOf(const ItemPair &pair)
+{
+   return pair.now != nullptr ? *pair.now : *pair.before;
+}
 
-   const AccountItem &Any() const { return now != nullptr ? *now : *before; }
-   int64_t Kb() const { return now != nullptr ? now->kb : 0; }
-   int64_t KbBefore() const { return before != nullptr ? before->kb : 0; }
-   uint64_t Size() const { return std::max(Magnitude(Kb()), Magnitude(KbBefore())); }
+int64_t KbOf(const AccountItem *item)
+{
+   return item != nullptr ? item->kb : 0;
+}
 
- private:
-   static uint64_t Magnitude(int64_t kb)
-   {
-      return kb < 0 ? uint64_t{0} - static_cast<uint64_t>(kb) : static_cast<uint64_t>(kb);
-   }
-};
+uint64_t Magnitude(int64_t kb)
+{
+   return kb < 0 ? uint64_t{0} - static_cast<uint64_t>(kb) : static_cast<uint64_t>(kb);
+}
+
+uint64_t SizeOf(const ItemPair &pair)
+{
+   return std::max(Magnitude(KbOf(pair.now)), Magnitude(KbOf(pair.before)));
+}
 
 // Whether an amount at one moment has no parts: then those of the other moment do not add up to it.
 bool IsWhole(const AccountItem *item)
 {
    return item != nullptr && item->kb != 0 && item->parts.empty();
-}
-
-// Amounts come from files: sums wrap, whatever they are.
-int64_t Plus(int64_t a, int64_t b)
-{
-   return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
-}
-
-// Parts belong together by their names, groups by names and IDs.
-using PartKey = std::tuple<std::string, bool, std::optional<uint64_t>>;
-
-std::vector<Pair> PartsOf(const Pair &whole)
-{
-   std::multimap<PartKey, const AccountItem *> former;
-   if (whole.before != nullptr) {
-      for (const AccountItem &part : whole.before->parts) {
-         former.emplace(PartKey(part.name, part.isDifference, part.group), &part);
-      }
-   }
-   std::vector<Pair> parts;
-   if (whole.now != nullptr) {
-      for (const AccountItem &part : whole.now->parts) {
-         const auto found = former.find({part.name, part.isDifference, part.group});
-         parts.push_back({&part, found != former.end() ? found->second : nullptr});
-         if (found != former.end()) {
-            former.erase(found);
-         }
-      }
-   }
-   for (const auto &[key, part] : former) {
-      parts.push_back({nullptr, part});
-   }
-   return parts;
 }
 
 class AccountWriter {
@@ -78,7 +46,7 @@ class AccountWriter {
    {
    }
 
-   void WriteRoot(const Pair &pair)
+   void WriteRoot(const ItemPair &pair)
    {
       counted = 1;
       Write(pair, pair.before != nullptr);
@@ -86,11 +54,11 @@ class AccountWriter {
 
  private:
    // `hasBefore`: what was before is known, and written.
-   void Write(const Pair &pair, bool hasBefore)
+   void Write(const ItemPair &pair, bool hasBefore)
    {
-      const AccountItem &item = pair.Any();
-      Begin(item.name, hasExplanations ? item.explanation : std::string(), pair.Kb(),
-            hasBefore ? std::optional(pair.KbBefore()) : std::nullopt);
+      const AccountItem &item = AnyOf(pair);
+      Begin(item.name, hasExplanations ? item.explanation : std::string(), KbOf(pair.now),
+            hasBefore ? std::optional(KbOf(pair.before)) : std::nullopt);
       if (item.isDifference) {
          out.Key("isDifference");
          out.Bool(true);
@@ -101,7 +69,7 @@ class AccountWriter {
       }
       if (!IsWhole(pair.now)) {
          const bool arePartsKnown = hasBefore && !IsWhole(pair.before);
-         WriteParts(PartsOf({pair.now, arePartsKnown ? pair.before : nullptr}), arePartsKnown);
+         WriteParts(PairParts({pair.now, arePartsKnown ? pair.before : nullptr}), arePartsKnown);
       }
       out.EndObject();
    }
@@ -122,7 +90,7 @@ class AccountWriter {
       }
    }
 
-   void WriteParts(std::vector<Pair> parts, bool hasBefore)
+   void WriteParts(std::vector<ItemPair> parts, bool hasBefore)
    {
       const size_t count = std::min(parts.size(), bounds.parts);
       if (parts.empty() || counted + count > bounds.items) {
@@ -132,7 +100,7 @@ class AccountWriter {
       size_t shown = parts.size();
       if (shown > bounds.parts) {
          shown = bounds.parts - 1;
-         std::ranges::stable_sort(parts, std::greater(), &Pair::Size);
+         std::ranges::stable_sort(parts, std::greater(), SizeOf);
       }
       out.Key("parts");
       out.StartArray();
@@ -146,13 +114,13 @@ class AccountWriter {
    }
 
    // One part for many, so that all add up as before.
-   void WriteOthers(std::span<const Pair> parts, bool hasBefore)
+   void WriteOthers(std::span<const ItemPair> parts, bool hasBefore)
    {
       int64_t kb = 0;
       int64_t kbBefore = 0;
-      for (const Pair &part : parts) {
-         kb = Plus(kb, part.Kb());
-         kbBefore = Plus(kbBefore, part.KbBefore());
+      for (const ItemPair &part : parts) {
+         kb = SumOfAmounts(kb, KbOf(part.now));
+         kbBefore = SumOfAmounts(kbBefore, KbOf(part.before));
       }
       Begin(std::to_string(parts.size()) + " others", "the smallest ones together", kb,
             hasBefore ? std::optional(kbBefore) : std::nullopt);
