@@ -125,7 +125,7 @@ class GroupPlaces {
          WriteUnsigned(out, group->gid);
          WriteSigned(out, group->parent);
          WriteText(out, group->name);
-         WriteText(out, FormatFlagList(group->flags, groupFlagNames));
+         WriteText(out, JoinFlags(group->flags, groupFlagNames));
          out.EndArray();
       }
       out.EndArray();
@@ -201,13 +201,13 @@ std::vector<std::string> OptionsOf(const ReportEntry &report)
 }
 
 // The tables of all reports: those that are there already, and the others read now.
-std::vector<CollectedTable> CollectAll(const std::vector<CollectedTable> &known)
+std::vector<CollectedTable> CollectAll(std::vector<CollectedTable> known)
 {
    std::vector<CollectedTable> tables;
    for (const ReportEntry &report : Reports()) {
       const auto found = std::ranges::find(known, report.name, &CollectedTable::report);
       if (found != known.end()) {
-         tables.push_back(*found);
+         tables.push_back(std::move(*found));
       } else if (report.source != ReportSource::LiveOnly) { // the profiler programs the host's counters
          tables.push_back(CollectReport(report.name, OptionsOf(report)));
       }
@@ -224,7 +224,7 @@ bool ReadReports(const MomentChoice &choice, MomentReports *reports)
       return false;
    }
    reports->account = MakeAccount(reports->moment.rows, reports->moment.Detail());
-   reports->tables = CollectAll(reports->moment.rows.tables);
+   reports->tables = CollectAll(std::exchange(reports->moment.rows.tables, {}));
    return true;
 }
 

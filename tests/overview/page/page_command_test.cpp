@@ -99,6 +99,8 @@ TEST_F(OverviewHtml, HasEveryReportThatProgramsNothing)
       reports += JsonAt(table, "/report").GetString() + std::string(" ") +
                  std::to_string(JsonAt(table, "/rows").Size()) + "\n";
    }
+   EXPECT_STREQ(JsonAt(data, "/tables/0/columns/31/name").GetString(), "flags");
+   EXPECT_STREQ(JsonAt(data, "/tables/0/rows/5/31").GetString(), "vm:co");
    EXPECT_EQ(reports, "group-stats 12\nvm-stats 2\nuw-stats 4\nbuddy-stats 3\npshare-stats 1\n"
                       "pshareHint-stats 2\nswap-stats 2\ncomp-stats 1\nlpool-stats 6\nheap-stats 3\n"
                       "guest-stats 2\nzip-stats 2\nlpage-stats 2\nasyncremap-stats 4\n"
@@ -184,6 +186,7 @@ TEST_F(OverviewHtml, OfARecordingHasATimeline)
    EXPECT_EQ(JsonAt(timeline, "/frames").Size(), 3u);
    EXPECT_EQ(JsonAt(timeline, "/frames/1/groups").Size(), 12u);
    EXPECT_EQ(JsonAt(timeline, "/groups").Size(), 12u);
+   EXPECT_STREQ(JsonAt(timeline, "/groups/5/3").GetString(), "vm:co");
    bool hasBirch = false;
    for (const rapidjson::Value &series : JsonAt(timeline, "/series").GetArray()) {
       ASSERT_EQ(JsonAt(series, "/kb").Size(), 3u);
