@@ -8,7 +8,7 @@ namespace overview {
 
 namespace {
 
-constexpr const char *kStatusWords[] = {"OK", "WARNING", "CRITICAL"};
+constexpr const char *kStatusWords[] = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
 
 // A bar would begin what is for graphs.
 std::string WithoutBars(std::string text)
@@ -33,9 +33,10 @@ int CheckStatus(const Overview &overview)
 {
    // The most severe stand first.
    const Severity worst = overview.findings.empty() ? Severity::Note : overview.findings.front().severity;
-   return worst == Severity::Critical  ? kCheckCritical
-          : worst == Severity::Warning ? kCheckWarning
-                                       : kCheckOk;
+   return worst == Severity::Critical     ? kCheckCritical
+          : worst == Severity::Warning    ? kCheckWarning
+          : overview.now->rows.hasFailure ? kCheckUnknown
+                                          : kCheckOk;
 }
 
 std::string CheckLine(const Overview &overview, Charset charset)
@@ -46,6 +47,8 @@ std::string CheckLine(const Overview &overview, Charset charset)
    if (status == kCheckOk) {
       text += AmountText(static_cast<int64_t>(overview.now->rows.host->free)) + " of " +
               AmountText(overview.account.byUse.kb) + " free";
+   } else if (status == kCheckUnknown) {
+      text += "not read: " + WithoutBars(TerminalText(overview.now->rows.notRead.front(), charset));
    } else {
       const Finding &first = overview.findings.front();
       const auto others = std::ranges::count_if(

@@ -14,7 +14,8 @@ inline constexpr int kCheckWarning = 1;
 inline constexpr int kCheckCritical = 2;
 inline constexpr int kCheckUnknown = 3;
 
-// The status of the most severe finding; notes are none.
+// The status of the most severe finding; notes are none. Without any, unknown if a report failed: what it
+// would have shown was not judged.
 int CheckStatus(const Overview &overview);
 
 // "HOSTMEM WARNING - app-05 has ... (+3) | free=...", without a newline. What follows the bar is for graphs.

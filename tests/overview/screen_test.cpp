@@ -250,6 +250,20 @@ TEST_F(Screen, SaysThatNothingWasFound)
    EXPECT_EQ(MakeFindingList(MakeOverview(now, nullptr, {}), {}), "no findings\n");
 }
 
+TEST(CheckLine, IsUnknownWhereAReportFailedAndTheOthersGiveNoWarning)
+{
+   HostMoment now = {.of = {.moment = {"host", 0}, .source = "file", .notRead = {}, .detail = {}},
+                     .rows = PlainRows()};
+   now.rows.notRead = {"a|b: not read"};
+   EXPECT_EQ(CheckStatus(MakeOverview(now, nullptr, {})), 0) << "the host does not show it to all";
+   now.rows.hasFailure = true;
+   EXPECT_EQ(CheckLine(MakeOverview(now, nullptr, {}), Charset::Ascii),
+             "HOSTMEM UNKNOWN - not read: a?b: not read | free=4194304KB;;;0;8388608");
+   EXPECT_EQ(CheckStatus(MakeOverview(now, nullptr, {})), 3);
+   now.rows.host->memState = "Soft";
+   EXPECT_EQ(CheckStatus(MakeOverview(now, nullptr, {})), 1);
+}
+
 TEST(CheckLine, SaysTheWorstAndHowManyOthersThereAre)
 {
    HostMoment now = {.of = {.moment = {"host", 0}, .source = "file", .notRead = {}, .detail = {}},
