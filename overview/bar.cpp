@@ -14,7 +14,7 @@ constexpr std::array<const char *, 9> kEighths = {"", "▏", "▎", "▍", "▌"
 
 std::string Bar(int64_t part, int64_t whole, size_t columns, Charset charset)
 {
-   if (part <= 0 || whole <= 0) {
+   if (part <= 0 || whole <= 0 || columns == 0) {
       return std::string(columns, ' ');
    }
    const size_t steps = charset == Charset::Utf8 ? 8 : 1;

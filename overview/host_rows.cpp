@@ -189,17 +189,19 @@ uint64_t BuffersOf(const CollectedTable &table, const CollectedRow &row, std::st
 
 void TakeNodes(const CollectedTable &table, HostRows *rows)
 {
+   std::unordered_map<uint32_t, size_t> positions;
    for (const CollectedRow &row : table.rows) {
       if (row.kind != RowKind::Data) {
          continue;
       }
       const uint32_t numaNode = static_cast<uint32_t>(Fields(table, row).Number("numaNode"));
-      auto node = std::ranges::find(rows->nodes, numaNode, &MemoryNode::numaNode);
-      if (node == rows->nodes.end()) {
-         node = rows->nodes.insert(node, {.numaNode = numaNode});
+      const auto [found, isNew] = positions.emplace(numaNode, rows->nodes.size());
+      if (isNew) {
+         rows->nodes.push_back({.numaNode = numaNode});
       }
-      node->free += BuffersOf(table, row, "free");
-      node->used += BuffersOf(table, row, "used");
+      MemoryNode &node = rows->nodes[found->second];
+      node.free += BuffersOf(table, row, "free");
+      node.used += BuffersOf(table, row, "used");
    }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -19,11 +20,19 @@ namespace {
 using recorder::kExitDone;
 using recorder::kExitFailed;
 
-ScreenStyle StyleOf(const OverviewRequest &request)
+// Whether the terminal knows colours, and its user wants them.
+bool AreColoursWanted()
 {
    const char *noColour = std::getenv("NO_COLOR");
+   const char *terminal = std::getenv("TERM");
+   return (noColour == nullptr || *noColour == '\0') && terminal != nullptr && *terminal != '\0' &&
+          std::strcmp(terminal, "dumb") != 0;
+}
+
+ScreenStyle StyleOf(const OverviewRequest &request)
+{
    const bool isTerminal = isatty(STDOUT_FILENO) != 0;
-   ScreenStyle style = {.hasColours = isTerminal && (noColour == nullptr || *noColour == '\0'),
+   ScreenStyle style = {.hasColours = isTerminal && AreColoursWanted(),
                         .charset = UseLocaleOfEnvironment(),
                         .unit = request.unit};
    winsize size = {};

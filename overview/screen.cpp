@@ -4,6 +4,7 @@
 #include <array>
 #include <functional>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "overview/account_rows.h"
@@ -108,9 +109,15 @@ struct FigureColumns {
    }
 };
 
-constexpr size_t kTimeColumns = 20;
 constexpr size_t kHighScreen = 45; // lines
+constexpr size_t kLowScreen = 23;
 constexpr size_t kLeastForAccount = 6;
+
+// What is left of the columns; none where there are not as many.
+size_t Less(size_t columns, size_t taken)
+{
+   return columns - std::min(columns, taken);
+}
 
 // " (+3)"; nothing for no others.
 std::string AndOthers(size_t others)
@@ -128,7 +135,7 @@ class Screen {
    std::string Make()
    {
       const size_t most = std::max(style.lines, kFewestLines) - 1;
-      const Lists lists = MakeLists(most >= kHighScreen ? 10 : 5);
+      const Lists lists = MakeLists(most >= kHighScreen ? 10 : most < kLowScreen ? 3 : 5);
       PutHeader();
       lines.End();
       // An empty line, the lists with their headings, an empty line, who swaps, an empty line.
@@ -154,13 +161,16 @@ class Screen {
       const HostMoment &now = *overview.now;
       const std::string_view state = now.rows.host->memState;
       constexpr std::string_view kState = "memory state ";
-      const size_t right = kState.size() + state.size();
-      const size_t host = std::min<size_t>(ColumnsOf(TerminalText(now.of.moment.host, style.charset)), 24);
+      constexpr size_t kHost = 24;
+      constexpr size_t kGaps = 6;
+      const std::string time = FormatCaptureTime(now.of.moment.seconds);
+      const size_t room = Less(style.columns, time.size() + kState.size() + state.size() + kGaps);
+      const size_t host = std::min({ColumnsOf(TerminalText(now.of.moment.host, style.charset)), kHost, room});
       lines.PutName(now.of.moment.host, host, Colour::Heading)
          .Put("  ")
-         .Put(FormatCaptureTime(now.of.moment.seconds))
+         .Put(time)
          .Put("  ")
-         .PutName(now.of.source, style.columns - host - kTimeColumns - right - 6)
+         .PutName(now.of.source, room - host)
          .Put("  ")
          .Put(kState)
          .Put(state, ColourOfState(state));
@@ -198,63 +208,64 @@ class Screen {
 
    // ---- the account
 
+   // Of each item now, in KB.
+   using Changes = std::unordered_map<const AccountItem *, int64_t>;
+
    void PutAccount(size_t most)
    {
-      const std::optional<AccountItem> change =
-         overview.accountBefore.has_value()
-            ? std::optional(ChangeOf(overview.accountBefore->byUse, overview.account.byUse))
-            : std::nullopt;
+      std::optional<Changes> changes;
+      if (overview.accountBefore.has_value()) {
+         changes.emplace();
+         NoteChanges(overview.account.byUse, ChangeOf(overview.accountBefore->byUse, overview.account.byUse),
+                     &*changes);
+      }
       const std::vector<AccountRow> rows = ChooseRows(overview.account.byUse, most);
       size_t widest = figures.amount;
       for (const AccountRow &row : rows) {
          widest = std::max(widest, Amount(row.kb).size());
       }
       for (const AccountRow &row : rows) {
-         PutAccountRow(row, widest, change);
+         PutAccountRow(row, widest, changes);
       }
    }
 
-   void PutAccountRow(const AccountRow &row, size_t amount, const std::optional<AccountItem> &change)
+   void PutAccountRow(const AccountRow &row, size_t amount, const std::optional<Changes> &changes)
    {
       constexpr size_t kName = 24;
       constexpr size_t kPercent = 7;
-      const size_t forChange = change.has_value() ? figures.change + 1 : 0;
-      const size_t bar = style.columns - kName - 1 - amount - kPercent - forChange;
+      const size_t forChange = changes.has_value() ? figures.change + 1 : 0;
+      const size_t room = Less(style.columns, 1 + amount + kPercent + forChange);
+      const size_t name = std::min(kName, room);
+      const size_t indent = std::min(2 * row.depth, name);
+      const size_t bar = room - name;
       const int64_t whole = overview.account.byUse.kb;
-      lines.Put(std::string(2 * row.depth, ' ')).PutName(row.name, kName - 2 * row.depth);
+      lines.Put(std::string(indent, ' ')).PutName(row.name, name - indent);
       lines.Put(Bar(row.kb, whole, bar, style.charset), row.isDifference ? Colour::Faint : Colour::Bar);
       lines.Put(" ").Put(Amount(row.kb), amount, Colour::Plain, Align::Right);
       const double percent = PercentOf(static_cast<double>(row.kb), static_cast<double>(whole));
       lines.Put(PercentText(percent), kPercent, Colour::Faint, Align::Right);
-      if (change.has_value()) {
-         lines.Put(ChangeOfRow(*change, row), forChange, Colour::Plain, Align::Right);
+      if (changes.has_value()) {
+         lines.Put(ChangeOfRow(*changes, row), forChange, Colour::Plain, Align::Right);
       }
       lines.End();
    }
 
    // "+1.5 GB"; nothing where it did not change.
-   std::string ChangeOfRow(const AccountItem &change, const AccountRow &row) const
+   std::string ChangeOfRow(const Changes &changes, const AccountRow &row) const
    {
       uint64_t sum = 0;
       for (const AccountItem *item : row.items) {
-         const AccountItem *found = nullptr;
-         FindChange(overview.account.byUse, change, *item, &found);
-         sum += found != nullptr ? static_cast<uint64_t>(found->kb) : 0;
+         sum += static_cast<uint64_t>(changes.at(item));
       }
       return sum != 0 ? Change(static_cast<int64_t>(sum)) : std::string();
    }
 
-   // Looks for the change of an item, which has the same place: the parts of a change begin with those of
-   // now, in their order.
-   static void FindChange(const AccountItem &now, const AccountItem &change, const AccountItem &item,
-                          const AccountItem **found)
+   // An item's change has the same place: the parts of a change begin with those of now, in their order.
+   static void NoteChanges(const AccountItem &now, const AccountItem &change, Changes *changes)
    {
-      if (&now == &item) {
-         *found = &change;
-         return;
-      }
-      for (size_t i = 0; i < now.parts.size() && *found == nullptr; i++) {
-         FindChange(now.parts[i], change.parts[i], item, found);
+      changes->emplace(&now, change.kb);
+      for (size_t i = 0; i < now.parts.size(); i++) {
+         NoteChanges(now.parts[i], change.parts[i], changes);
       }
    }
 
@@ -322,8 +333,8 @@ class Screen {
          return;
       }
       const TopEntry &entry = entries[position];
-      const size_t amount = column.areChanges ? figures.change : figures.amount;
-      lines.PutName(entry.name, width - amount - 1).Put(" ");
+      const size_t amount = std::min(column.areChanges ? figures.change : figures.amount, width - 1);
+      lines.PutName(entry.name, width - 1 - amount).Put(" ");
       lines.Put(column.areChanges ? Change(entry.kb) : Amount(entry.kb), amount, Colour::Plain, Align::Right);
    }
 
@@ -382,7 +393,7 @@ class Screen {
    // Findings to show, and how many others of the same rule each stands for.
    using FindingLines = std::vector<std::pair<const Finding *, size_t>>;
 
-   // All, or where they are too many the first of each rule.
+   // All, or where they are too many the first of each rule, and the last for all that have no line.
    FindingLines ChooseFindings(size_t most) const
    {
       FindingLines chosen;
@@ -396,7 +407,11 @@ class Screen {
             chosen.emplace_back(&finding, 0);
          }
       }
-      chosen.resize(std::min(chosen.size(), most));
+      while (chosen.size() > std::max<size_t>(most, 1)) {
+         const size_t left = chosen.back().second + 1;
+         chosen.pop_back();
+         chosen.back().second += left;
+      }
       return chosen;
    }
 
@@ -448,7 +463,7 @@ std::string MakeFindingList(const Overview &overview, const ScreenStyle &style)
    Lines lines(style);
    for (const Finding &finding : overview.findings) {
       lines.Put(SeverityWord(finding.severity), 10, ColourOf(finding.severity));
-      lines.Put(finding.subject + " " + finding.text, style.columns - 10);
+      lines.Put(TerminalText(finding.subject + " " + finding.text, style.charset));
       lines.End();
       lines.Put("          ").Put(TerminalText(finding.command, style.charset), Colour::Faint);
       lines.End();

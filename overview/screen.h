@@ -40,8 +40,8 @@ Overview MakeOverview(const HostMoment &now, const HostMoment *before, const Mom
 // Lines with newlines: as many columns and lines as the terminal has, at most.
 std::string MakeScreen(const Overview &overview, const ScreenStyle &style);
 
-// Every finding with the command that shows more, and all that could not be read. As long as it takes, but no
-// wider than the style; a command is not cut.
+// Every finding with the command that shows more, and all that could not be read. Nothing of it is cut: the
+// list is as long and as wide as it takes.
 std::string MakeFindingList(const Overview &overview, const ScreenStyle &style);
 
 } // namespace overview

@@ -97,6 +97,7 @@ TEST_F(DisplayText, OfABarIsAsLongAsThePartIs)
    EXPECT_EQ(Bar(0, 10, 3, Charset::Utf8), "   ");
    EXPECT_EQ(Bar(-5, 10, 3, Charset::Utf8), "   ");
    EXPECT_EQ(Bar(5, 0, 3, Charset::Utf8), "   ");
+   EXPECT_EQ(Bar(5, 10, 0, Charset::Utf8), "");
    EXPECT_EQ(Bar(50, 10, 3, Charset::Utf8), "███");
    EXPECT_EQ(Bar(1, 2, 4, Charset::Ascii), "##  ");
    EXPECT_EQ(Bar(1, 1000000, 4, Charset::Ascii), "#   ");

@@ -313,6 +313,13 @@ TEST_F(OnATerminal, TheScreenFitsWithThePromptBelowIt)
    }
 }
 
+TEST_F(OnATerminal, ThereAreNoColoursWhereItKnowsNone)
+{
+   const std::string shown = OnTerminal(kSmallHost, 80, 24, "TERM=dumb");
+   EXPECT_THAT(shown, HasSubstr("memory state Clear"));
+   EXPECT_THAT(shown, Not(HasSubstr("\033")));
+}
+
 TEST_F(OnATerminal, NamesOfStrangersDoNotMoveTheScreen)
 {
    MadeRecording recording;

@@ -118,6 +118,32 @@ TEST_F(Screen, HasTheLinesAndColumnsOfTheTerminal)
    }
 }
 
+TEST_F(Screen, ShowsTheWorstOnALowAndNarrowTerminal)
+{
+   HostMoment now = SampleMoment("small-host");
+   now.of.moment.host = "a-host-whose-name-is-long-01";
+   EXPECT_EQ(ScreenOf(now, {.columns = 60, .lines = 20}),
+             R"(a-host-..long-01  2026-01-15T12:00:00Z    memory state Clear
+8.0 GB of memory, 1.0 GB free
+
+in use                  ################       6.5 GB   81 %
+free                    ###                    1.0 GB   12 %
+kernel                  #                    244.0 MB  3.0 %
+firmware                #                      2.0 MB  0.0 %
+unaccounted             #                    266.0 MB  3.2 %
+
+VMs 2, 5.5 GB        groups 2             processes 2, 112..
+birch       3.8 GB   machine     5.5 GB   logger     96.0 MB
+rowan       1.8 GB   system    640.0 MB   shell      16.0 MB
+
+swapped  12.0 MB of 1 VM, 1 swapping now: rowan 12.0 MB
+
+CRIT  emu.birch uses 128.0 MB, 100 % of its limit of 128.0..
+warn  rowan has 12.0 MB swapped, 0.6 % of its memory, and ..
+warn  rowan gave 64.0 MB to its balloon, 3.1 % of its.. (+3)
+)");
+}
+
 TEST_F(Screen, HasThemForAnyHostAndAnyNames)
 {
    std::mt19937_64 random(11);
@@ -134,9 +160,15 @@ TEST_F(Screen, HasThemForAnyHostAndAnyNames)
       for (const Charset charset : {Charset::Ascii, Charset::Utf8}) {
          for (const std::optional<DisplayUnit> unit :
               {std::optional<DisplayUnit>(), std::optional(UNIT_KB)}) {
-            const ScreenStyle style = {.hasColours = run % 2 == 0, .charset = charset, .unit = unit};
-            ExpectToFit(ScreenOf(now, style), style);
-            ExpectToFit(ScreenOf(now, style, &before), style);
+            for (const size_t columns : {60, 80, 200}) {
+               const ScreenStyle style = {.columns = columns,
+                                          .lines = columns == 60 ? size_t{20} : size_t{24},
+                                          .hasColours = run % 2 == 0,
+                                          .charset = charset,
+                                          .unit = unit};
+               ExpectToFit(ScreenOf(now, style), style);
+               ExpectToFit(ScreenOf(now, style, &before), style);
+            }
             const std::string list = MakeFindingList(MakeOverview(now, &before, {}), {});
             for (const std::string &line : SplitLines(list)) {
                ASSERT_TRUE(nevra::IsShownText(line)) << line;
@@ -222,11 +254,25 @@ TEST_F(Screen, ShowsWhatCouldNotBeRead)
 
 TEST_F(Screen, TakesTheUnitThatIsAskedFor)
 {
-   const std::string screen = ScreenOf(SampleMoment("hypervisor-host"), {.unit = UNIT_KB});
-   EXPECT_NE(screen.find(" 805306368 KB of memory") == std::string::npos &&
-                screen.find("805306368 KB of memory, 166208628 KB free") == std::string::npos,
-             true)
-      << screen;
+   const std::vector<std::string> lines =
+      SplitLines(ScreenOf(SampleMoment("hypervisor-host"), {.unit = UNIT_KB}));
+   EXPECT_EQ(lines[1], "805306368 KB of memory, 166208628 KB free");
+   EXPECT_EQ(lines[3], "in use                  ############################         623213452 KB   77 %");
+}
+
+// The heaps come from a file, and there may be as many as it has room for.
+TEST_F(Screen, SumsTheChangesOfManyHeapsInOneRow)
+{
+   HostMoment now = {.of = {.moment = {"host", 0}, .source = "file", .notRead = {}, .detail = {}},
+                     .rows = PlainRows()};
+   for (int i = 0; i < 100'000; i++) {
+      now.rows.heaps.push_back({.name = std::to_string(i), .size = 1});
+   }
+   HostMoment before = now;
+   now.rows.heaps.back().size = 8;
+   const std::string screen = ScreenOf(now, {.lines = 60}, &before);
+   EXPECT_NE(screen.find("\n    99996 others "), std::string::npos) << screen;
+   EXPECT_NE(screen.find(" +7 KB\n"), std::string::npos) << screen;
 }
 
 TEST_F(Screen, ShowsWhatIsBeyondTheTotalInFull)
@@ -248,6 +294,37 @@ TEST_F(Screen, SaysThatNothingWasFound)
    const std::vector<std::string> lines = SplitLines(ScreenOf(now, {}));
    EXPECT_EQ(lines.back(), "no findings");
    EXPECT_EQ(MakeFindingList(MakeOverview(now, nullptr, {}), {}), "no findings\n");
+}
+
+TEST_F(Screen, CountsTheFindingsThatHaveNoLine)
+{
+   HostMoment now = {.of = {.moment = {"host", 0}, .source = "file", .notRead = {}, .detail = {}},
+                     .rows = PlainRows()};
+   now.of.notRead = {"one line less for findings"};
+   now.rows.host->memState = "Clear";
+   for (const uint64_t gid : {1, 2, 3}) {
+      now.rows.vms.push_back({.gid = gid, .name = "vm", .memSize = 1 << 20, .swapped = 1 << 10});
+   }
+   now.rows.vms.front().ballooned = 1 << 10;
+   now.rows.groups.front().conResv = 9 << 20;
+   now.rows.pools = {{.name = "pool", .node = 0, .size = 1 << 20, .free = 1 << 20}};
+   const std::vector<std::string> lines = SplitLines(ScreenOf(now, {.lines = 20}));
+   EXPECT_EQ(lines[lines.size() - 3],
+             "warn  vm has 1.0 MB swapped, 0.1 % of its memory                            (+2)");
+   EXPECT_EQ(lines[lines.size() - 2], "warn  vm gave 1.0 MB to its balloon, 0.1 % of its memory");
+   EXPECT_EQ(lines.back(),
+             "warn  host its groups reserve 9.0 GB of 8.0 GB                              (+2)");
+}
+
+TEST_F(Screen, ListsFindingsUncut)
+{
+   HostMoment now = {.of = {.moment = {"host", 0}, .source = "file", .notRead = {}, .detail = {}},
+                     .rows = PlainRows()};
+   const std::string name(63, 'n');
+   now.rows.vms.push_back({.gid = 1, .name = name, .memSize = 1 << 20, .swapped = 1 << 10});
+   EXPECT_EQ(MakeFindingList(MakeOverview(now, nullptr, {}), {.columns = 60}),
+             "warning   " + name +
+                " has 1.0 MB swapped, 0.1 % of its memory\n          hostmem -r swap-stats\n");
 }
 
 TEST(CheckLine, IsUnknownWhereAReportFailedAndTheOthersGiveNoWarning)
