@@ -249,6 +249,8 @@ std::string MakePageData(const PageContent &content)
    WriteAccounts(out, content);
    out.Key("findings");
    WriteFindings(out, content.findings);
+   out.Key("findingsLeftOut");
+   out.Uint64(content.findings.size() - std::min(content.findings.size(), kMostFindings));
    out.Key("tables");
    WriteTables(out, content);
    out.Key("timeline");

@@ -34,7 +34,9 @@ function shownItems(root: AccountItem, open: readonly string[]): ShownItem[] {
    const visit = (item: AccountItem, path: string, level: number, base: number, inherited: string): void => {
       let start = base;
       partsOf(item).forEach((part, i, parts) => {
-         const partPath = path === "" ? part.name : `${path}/${part.name}`;
+         // Groups have IDs: several may have one name, and a name may have any character.
+         const key = part.group === undefined || part.group === null ? part.name : String(part.group);
+         const partPath = path === "" ? key : `${path}/${key}`;
          const colour = level === 1 ? partColour(part, i) : inherited;
          items.push({ item: part, path: partPath, level, position: i + 1, siblings: parts.length, start, colour });
          if (open.includes(partPath)) {

@@ -18,10 +18,10 @@ export function formatNumber(value: number, digits = 0): string {
    return value < 0 && /[1-9]/.test(text) ? MINUS + text : text;
 }
 
-// The unit in which an amount has at least one digit before the point, of those that people compare by.
+// The unit in which an amount has at most three digits before the point, as in the texts of the findings; GB for more.
 function fittingUnit(kb: number): Exclude<UnitChoice, "auto"> {
    const size = Math.abs(kb);
-   return size >= 0.95 * KB_PER.gb ? "gb" : size >= 0.95 * KB_PER.mb ? "mb" : "kb";
+   return size >= 999.95 * KB_PER.mb ? "gb" : size >= 999.95 ? "mb" : "kb";
 }
 
 // "12.3 GB"
@@ -42,7 +42,7 @@ export function formatChange(kb: number, choice: UnitChoice): string {
    return (kb > 0 ? "+" : "") + formatAmount(kb, choice);
 }
 
-// Columns are comparable only in one unit, so a table has no unit of its own choice: KB stand for it.
+// Columns are comparable only in one unit, so that those of a table do not choose theirs: by default they are in KB.
 export function tableUnit(choice: UnitChoice): { name: string; kb: number; digits: number } {
    const unit = choice === "auto" ? "kb" : choice;
    return { name: NAMES[unit], kb: KB_PER[unit], digits: unit === "kb" ? 0 : unit === "mb" ? 1 : 2 };

@@ -8,9 +8,7 @@ declare module "d3-hierarchy" {
       children?: HierarchyNode<Datum>[];
       value: number;
       eachAfter(visit: (node: HierarchyNode<Datum>) => void): this;
-      eachBefore(visit: (node: HierarchyNode<Datum>) => void): this;
       sort(compare: (a: HierarchyNode<Datum>, b: HierarchyNode<Datum>) => number): this;
-      descendants(): HierarchyNode<Datum>[];
    }
    export interface RectangularNode<Datum> extends HierarchyNode<Datum> {
       readonly parent: RectangularNode<Datum> | null;
@@ -19,6 +17,7 @@ declare module "d3-hierarchy" {
       y0: number;
       x1: number;
       y1: number;
+      eachBefore(visit: (node: RectangularNode<Datum>) => void): this;
    }
    export function hierarchy<Datum>(
       root: Datum,

@@ -91,9 +91,9 @@ export class GroupsView {
                this.hits,
             ),
          ),
-         make("nav", { "aria-label": "Way to the group in view" }, this.crumbs),
+         make("nav", { "aria-label": "Path to the group in view" }, this.crumbs),
          this.picture,
-         make("p", { id: "picture-help", class: "help" }, `A click zooms in, a second on the top box zooms out. ${HELP}`),
+         make("p", { id: "picture-help", class: "help" }, `Click a group to zoom in, and the top one to zoom out. ${HELP}`),
          this.legend,
          this.list,
          this.tooltip.element,
@@ -160,7 +160,7 @@ export class GroupsView {
    private layOut(): void {
       const { layout } = this.store.state;
       const width = Math.max(this.picture.clientWidth, 100);
-      const available = Math.max(220, Math.min(560, window.innerHeight * 0.55));
+      const available = Math.max(220, Math.min(800, window.innerHeight * 0.6));
       const height = layout === "icicle" ? icicleHeight(this.zoomed, available) : Math.round(available);
       const ratio = window.devicePixelRatio || 1;
       if (this.canvas.width !== Math.round(width * ratio) || this.canvas.height !== Math.round(height * ratio)) {

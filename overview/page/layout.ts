@@ -19,7 +19,8 @@ export interface Area {
 }
 
 const LEVELS_SHOWN = 8;
-const ROW_HEIGHT = { least: 24, most: 64 };
+const ROW_HEIGHT = { least: 24, most: 120 };
+const HEAD_HEIGHT = 40; // of the group in view, which is as wide as the picture: room for its name and amount
 const LEAST_SIZE = 1; // pixels; what is smaller is not drawn
 
 // A parent is as large as its figure, or as its children where they have more in sum, which happens where
@@ -39,17 +40,21 @@ function levelsOf(node: HierarchyNode<Group>): number {
 
 // The height that suits the icicle of a group in an area that has at most `available`.
 export function icicleHeight(root: Group, available: number): number {
-   const levels = levelsOf(hierarchy(root, (group) => group.children));
-   const row = Math.max(ROW_HEIGHT.least, Math.min(ROW_HEIGHT.most, available / levels));
-   return Math.round(row * levels);
+   const below = levelsOf(hierarchy(root, (group) => group.children)) - 1;
+   const row = Math.max(ROW_HEIGHT.least, Math.min(ROW_HEIGHT.most, (available - HEAD_HEIGHT) / Math.max(below, 1)));
+   return Math.round(HEAD_HEIGHT + row * below);
 }
 
 // A row for each level, the root on top; the width is the figure.
 export function icicle(root: Group, figure: string, area: Area): Box[] {
    const node = sized(root, figure);
    const levels = levelsOf(node);
-   const rowHeight = area.height / levels;
-   const placed = partition().size([area.width, (node.height + 1) * rowHeight])(node);
+   const rowHeight = (area.height - HEAD_HEIGHT) / Math.max(levels - 1, 1);
+   const topOf = (depth: number): number => (depth === 0 ? 0 : HEAD_HEIGHT + (depth - 1) * rowHeight);
+   const placed = partition().size([area.width, 1])(node).eachBefore((each) => {
+      each.y0 = topOf(each.depth);
+      each.y1 = topOf(each.depth + 1);
+   });
    const boxes: Box[] = [];
    const visit = (each: RectangularNode<Group>): void => {
       boxes.push(boxOf(each, false));

@@ -25,11 +25,19 @@ const VIEW_NAMES: readonly (readonly [view: View, text: string])[] = [
    ["reports", "Reports"],
 ];
 
+const SOURCE_LENGTH = 40; // characters
+
+// Of a path, the end says most.
+function endOf(text: string): string {
+   const characters = [...text];
+   return characters.length > SOURCE_LENGTH ? `…${characters.slice(1 - SOURCE_LENGTH).join("")}` : text;
+}
+
 function momentLine(moment: Moment, word: string): HTMLElement {
    return make("p", { class: "moment-line" },
       word !== "" && make("span", { class: "dim" }, `${word} `),
       make("time", { datetime: moment.time }, formatTime(moment.time)),
-      " ", make("span", { class: "source", title: moment.source }, moment.source));
+      " ", make("span", { class: "source", title: moment.source }, endOf(moment.source)));
 }
 
 function unreadNotes(moment: Moment): HTMLElement | null {

@@ -1,4 +1,4 @@
-// The data that the page shows, as it stands in the page. Amounts of memory are in KB.
+// The data that the page shows, as it is in the page. Amounts of memory are in KB.
 
 // A number; a number too large to be exact, as text; a text; null for what the host does not have. A text is
 // empty where a row has no value.
@@ -100,7 +100,8 @@ export interface PageData {
    readonly now: Moment;
    readonly before: Moment | null;
    readonly accounts: readonly Account[];
-   readonly findings: readonly Finding[];
+   readonly findings: readonly Finding[]; // the most severe first
+   readonly findingsLeftOut: number; // that did not go into the page
    readonly tables: readonly Table[];
    readonly timeline: Timeline | null;
 }

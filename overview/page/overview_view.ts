@@ -9,28 +9,55 @@ import type { Finding, PageData, Severity } from "./model";
 import type { State, Store } from "./state";
 
 const LISTED = 8;
-const FINDINGS_LISTED = 6;
+const FINDINGS_LISTED = 6; // of more, one for each rule
 const FIGURE = "consumed";
 
 const SEVERITY_MARKS: Record<Severity, string> = { critical: "!!", warning: "!", note: "i" };
 
-function renderFinding(finding: Finding): HTMLElement {
+function renderFinding(finding: Finding, ...more: (HTMLElement | null)[]): HTMLElement {
    return make(
       "li",
       { class: `finding ${finding.severity}` },
       make("span", { class: "mark", "aria-hidden": "true" }, SEVERITY_MARKS[finding.severity]),
       make(
-         "div",
-         {},
+         "span",
+         { class: "what" },
          make("span", { class: "severity" }, finding.severity),
          " ",
          finding.subject !== "" && make("strong", {}, finding.subject),
          " ",
          finding.text,
-         " ",
-         finding.command !== "" && make("code", { class: "command" }, finding.command),
       ),
+      " ",
+      make("code", { class: "command", title: finding.command }, finding.command),
+      ...more,
    );
+}
+
+// The worst finding of a rule, and a button that shows the others below it.
+function renderRule([first, ...others]: readonly Finding[]): HTMLElement[] {
+   const below = others.map((finding) => renderFinding(finding));
+   const show = (isOpen: boolean): void => {
+      below.forEach((each) => {
+         each.hidden = !isOpen;
+      });
+      more.setAttribute("aria-expanded", String(isOpen));
+   };
+   const more = button(
+      `+${others.length}`,
+      { class: "small more", "aria-label": `${others.length} more: ${first.rule}`, title: `${others.length} more of ${first.rule}` },
+      () => show(more.getAttribute("aria-expanded") === "false"),
+   );
+   show(false);
+   return [renderFinding(first, others.length > 0 ? more : null), ...below];
+}
+
+function byRule(findings: readonly Finding[]): Finding[][] {
+   const rules = new Map<string, Finding[]>();
+   for (const finding of findings) {
+      rules.set(finding.rule, [...(rules.get(finding.rule) ?? []), finding]);
+   }
+   return [...rules.values()];
 }
 
 export class OverviewView {
@@ -65,18 +92,19 @@ export class OverviewView {
    }
 
    private findings(): HTMLElement {
-      const { findings } = this.data;
+      const { findings, findingsLeftOut } = this.data;
+      const rows =
+         findings.length > FINDINGS_LISTED
+            ? byRule(findings).flatMap(renderRule)
+            : findings.map((finding) => renderFinding(finding));
       return make(
          "section",
          { class: "panel findings", "aria-labelledby": "findings-title" },
          make("h2", { id: "findings-title" }, "Worth a look"),
          findings.length === 0
-            ? make("p", { class: "empty calm" }, "Nothing: no figure is beyond its threshold.")
-            : make("ul", {}, ...findings.slice(0, FINDINGS_LISTED).map(renderFinding)),
-         findings.length > FINDINGS_LISTED &&
-            make("details", { class: "more" },
-               make("summary", {}, `${findings.length - FINDINGS_LISTED} more`),
-               make("ul", {}, ...findings.slice(FINDINGS_LISTED).map(renderFinding))),
+            ? make("p", { class: "empty" }, "Nothing: all figures are within their thresholds.")
+            : make("ul", {}, ...rows),
+         findingsLeftOut > 0 && make("p", { class: "dim" }, `${findingsLeftOut} less severe ones are not in this page.`),
       );
    }
 

@@ -1,4 +1,4 @@
-// What of the data is seen. It stands in the location's hash, so that a link shows the same.
+// What of the data is seen. It is in the location's hash, so that a link shows the same.
 import type { UnitChoice } from "./amounts";
 
 export type View = "overview" | "groups" | "reports";
@@ -113,11 +113,15 @@ export function hashOfState(state: State): string {
    return text === "" ? "" : `#${text}`;
 }
 
+// A slider that is dragged changes the state all the time; browsers refuse to change the location as often.
+const WRITING_INTERVAL = 300; // milliseconds
+
 type Listener = (state: Readonly<State>) => void;
 
 // The state that all parts of the page share. They change it here, and draw what it says when told.
 export class Store {
    private current: State;
+   private pending = 0; // the timer after which the location gets the state; 0: it has it
    private readonly listeners: Listener[] = [];
 
    constructor() {
@@ -136,14 +140,28 @@ export class Store {
 
    change(changes: Partial<State>): void {
       const isStep = STEPS.some((name) => name in changes && changes[name] !== this.current[name]);
-      this.current = { ...this.current, ...changes };
-      const url = hashOfState(this.current) || location.href.replace(/#.*$/s, "");
       if (isStep) {
-         history.pushState(null, "", url);
+         this.write(); // what Back leads to
+      }
+      this.current = { ...this.current, ...changes };
+      if (isStep) {
+         history.pushState(null, "", this.address());
       } else {
-         history.replaceState(null, "", url);
+         this.pending = this.pending || window.setTimeout(() => this.write(), WRITING_INTERVAL);
       }
       this.tell();
+   }
+
+   private address(): string {
+      return hashOfState(this.current) || location.href.replace(/#.*$/s, "");
+   }
+
+   private write(): void {
+      if (this.pending !== 0) {
+         clearTimeout(this.pending);
+         this.pending = 0;
+         history.replaceState(null, "", this.address());
+      }
    }
 
    tell(): void {
@@ -152,6 +170,8 @@ export class Store {
 
    // The location has changed: a link, Back, Forward.
    private follow(): void {
+      clearTimeout(this.pending);
+      this.pending = 0;
       if (hashOfState(this.current) !== location.hash) {
          this.current = stateOfHash(location.hash);
          this.tell();

@@ -143,7 +143,7 @@ export class TableView {
       const lines = [
          ...(state.at === null ? [] : [`Reports are of the last moment, ${formatTime(this.data.now.time)}.`]),
          ...table.notes,
-         ...(table.complete ? [] : ["The report did not come to its end; rows may be missing."]),
+         ...(table.complete ? [] : ["The report ended early; rows may be missing."]),
          ...(table.leftOut > 0 ? [`${formatNumber(table.leftOut)} more rows are not in this page.`] : []),
       ];
       this.notes.replaceChildren(...lines.map((line) => make("p", {}, line)));
@@ -279,9 +279,12 @@ export class TableView {
       const rows = this.chosen.slice(start, end).map((row, i) => this.rowElement(row, start + i));
       this.grid.setAttribute("aria-rowcount", String(all + 2));
       this.body.replaceChildren(spacer(start, this.shown.length), ...rows, spacer(this.isPrinting ? 0 : all - end, this.shown.length));
+      if (this.isPrinting && end < all) {
+         this.body.append(make("tr", {}, make("td", { colspan: this.shown.length, class: "empty" }, `${formatNumber(all - end)} more rows are not printed.`)));
+      }
       if (all === 0) {
          this.body.replaceChildren(make("tr", {}, make("td", { colspan: this.shown.length, class: "empty" },
-            (this.prepared?.rows.length ?? 0) === 0 ? "This report has no rows on this host." : "No row passes the filters.")));
+            (this.prepared?.rows.length ?? 0) === 0 ? "This report has no rows on this host." : "No row matches the filters.")));
       }
    }
 

@@ -46,8 +46,9 @@ export async function withPage(file, { hash = "", expected = [], ...options }, w
    assert.deepEqual([...new Set(asked.map((each) => each.replace(/#.*/s, "")))], [url]);
 }
 
-// The hash without its "#", as an object.
+// The hash without its "#", as an object. It follows what is seen after a moment.
 export async function hashOf(page) {
+   await page.waitForTimeout(400);
    return Object.fromEntries(new URLSearchParams((await page.evaluate(() => location.hash)).slice(1)));
 }
 

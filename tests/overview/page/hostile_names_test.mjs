@@ -81,6 +81,9 @@ test("of ten thousand groups the page has the largest in view, and all in the ta
       assert.ok((await page.locator(".rows tbody tr").count()) < 200);
       await page.locator(".scroll").evaluate((element) => { element.scrollTop = element.scrollHeight; });
       await page.waitForSelector('.rows tr[aria-rowindex="10002"]');
+      await page.evaluate(() => window.dispatchEvent(new Event("beforeprint")));
+      assert.deepEqual((await texts(page, ".rows tbody tr")).at(-1), "9,000 more rows are not printed.");
+      await page.evaluate(() => window.dispatchEvent(new Event("afterprint")));
       await page.getByRole("button", { name: "Groups" }).click();
       await page.getByRole("button", { name: "Treemap" }).click();
       await page.getByRole("button", { name: "Icicle" }).click();

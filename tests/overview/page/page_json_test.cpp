@@ -9,6 +9,7 @@
 #include <rapidjson/document.h>
 
 #include "overview/page_account.h"
+#include "overview/page_data.h"
 #include "overview/page_table.h"
 #include "overview/page_text.h"
 #include "overview/page_timeline.h"
@@ -277,7 +278,34 @@ TEST(PageTable, AReportWithoutATableBeforeIsNotCompared)
    EXPECT_EQ(TableWritten(MadeTable({{"elm", 5}}), &before), TableWritten(MadeTable({{"elm", 5}})));
 }
 
+// The findings
+
+TEST(PageData, SaysHowManyFindingsAreLeftOut)
+{
+   const overview::MomentReports now;
+   const std::vector<overview::Finding> findings(overview::kMostFindings + 2);
+   rapidjson::Document data;
+   data.Parse(overview::MakePageData({.program = "test", .now = now, .findings = findings}).c_str());
+   ASSERT_FALSE(data.HasParseError());
+   EXPECT_EQ(JsonAt(data, "/findings").Size(), overview::kMostFindings);
+   EXPECT_EQ(JsonAt(data, "/findingsLeftOut").GetUint64(), 2u);
+}
+
 // The positions of a timeline
+
+TEST(PageTimeline, LaterFramesOfManyGroupsAreFewer)
+{
+   std::vector<overview::TimelineFrame> frames(60);
+   for (size_t i = 0; i < frames.size(); i++) {
+      frames[i].at = i;
+      frames[i].groups.resize(i < 30 ? 1 : 25'000);
+   }
+   overview::BoundFrames(&frames);
+   ASSERT_EQ(frames.size(), 4u);
+   EXPECT_EQ(frames.front().at, 0u);
+   EXPECT_EQ(frames.back().at, 59u);
+   EXPECT_EQ(frames.back().groups.size(), 25'000u);
+}
 
 TEST(PageTimeline, PositionsAreSpreadFromTheFirstToTheLast)
 {

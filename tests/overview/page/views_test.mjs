@@ -2,13 +2,18 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import { hashOf, texts, useBrowser, withPage } from "./browser.mjs";
-import { makePage, recording, sample, twoMoments } from "./hosts.mjs";
+import { changedSample, makePage, recording, sample, twoMoments } from "./hosts.mjs";
 
 useBrowser();
 const small = makePage("small.html", "-c", sample("small-host"));
 const large = makePage("large.html", "-c", sample("hypervisor-host"));
 const two = twoMoments();
 const recorded = recording();
+const sameNames = makePage("names.html", "-c", changedSample("hypervisor-host", "names", (host) => {
+   for (const record of host.nodes["sched/groups/groupName"].records) {
+      record.name = /^web-0[12]$/.test(record.name) ? "a/b" : record.name;
+   }
+}));
 
 const open = (page, view) => page.getByRole("navigation", { name: "Views" }).getByRole("button", { name: view }).click();
 
@@ -24,8 +29,31 @@ test("findings come first, each with its command", () =>
       assert.equal((await texts(page, "#main h2"))[0], "Worth a look");
       assert.match(
          (await texts(page, ".finding"))[0],
-         /^! warning vdi-03 has 178\.1 MB swapped, 4\.3 % of its memory, and is swapping hostmem -c .* -r swap-stats$/,
+         /^! warning vdi-03 has 178\.1 MB swapped, 4\.3 % of its memory, and is swapping hostmem -c .* -r swap-stats/,
       );
+   }));
+
+test("of many findings each rule has one line, and opens", () =>
+   withPage(large, {}, async (page) => {
+      const shown = async () => (await texts(page, ".finding:visible .what")).map((text) => text.replace(/ (has|gave|is) .*/, ""));
+      assert.deepEqual(await shown(), ["warning vdi-03", "warning app-02", "note memory state"]);
+      const more = page.getByRole("button", { name: "5 more: vm-ballooned" });
+      assert.equal(await more.innerText(), "+5");
+      await more.click();
+      assert.equal(await more.getAttribute("aria-expanded"), "true");
+      assert.deepEqual(await shown(), [
+         "warning vdi-03",
+         ...["app-02", "build-02", "app-05", "app-08", "vdi-03", "vdi-06"].map((name) => `warning ${name}`),
+         "note memory state",
+      ]);
+      await more.click();
+      assert.equal((await shown()).length, 3);
+   }));
+
+test("few findings are all there", () =>
+   withPage(small, {}, async (page) => {
+      assert.equal(await page.locator(".finding:visible").count(), 6);
+      assert.equal(await page.locator(".finding button").count(), 0);
    }));
 
 test("the parts of the account add up on the page, level by level", () =>
@@ -55,6 +83,23 @@ test("the account by group is the other one", () =>
       await page.getByRole("button", { name: "By group" }).click();
       assert.equal((await texts(page, ".total"))[0], "7,340,032 KB host");
       assert.equal((await hashOf(page)).account, "1");
+   }));
+
+test("groups of one name, with any characters, open by themselves", () =>
+   withPage(sameNames, { hash: "#account=1&open=2" }, async (page) => {
+      const rows = page.locator('.account tbody tr[aria-level="2"]', { hasText: "a/b" });
+      assert.equal(await rows.count(), 2);
+      await rows.nth(1).click();
+      assert.deepEqual(await texts(page, '.account tbody tr[aria-level="3"] .part-name'), ["vmm.10100", "emu.10100", "counted more than once"]);
+      await page.keyboard.press("ArrowRight");
+      await page.keyboard.press("ArrowLeft");
+      assert.equal(await page.evaluate(() => document.activeElement === document.querySelectorAll('.account tr[aria-level="2"]')[1]), true);
+   }));
+
+test("amounts have the unit that the findings have", () =>
+   withPage(small, {}, async (page) => {
+      assert.deepEqual(await texts(page, '.account tr[data-path="free"] td.figure'), ["1.0 GB", "12.5 %"]);
+      assert.deepEqual(await texts(page, '.account tr[data-path="unaccounted"] td.figure'), ["266.0 MB", "3.2 %"]);
    }));
 
 test("the largest lead to the group in the picture", () =>
@@ -169,7 +214,7 @@ test("columns are filtered by comparison and by text, and all are searched", () 
       assert.deepEqual(await valuesOf(page, "name", 9), ["birch", "vmm.birch"]);
       assert.deepEqual(await texts(page, ".count"), ["2 of 12 rows"]);
       await page.getByLabel("Search all columns").fill("no such text");
-      assert.deepEqual(await texts(page, ".rows tbody"), ["No row passes the filters."]);
+      assert.deepEqual(await texts(page, ".rows tbody"), ["No row matches the filters."]);
       await page.getByRole("button", { name: "Clear" }).click();
       assert.deepEqual(await texts(page, ".count"), ["12 rows"]);
       await page.getByLabel("Filter consumed", { exact: true }).fill("98304..131072");
@@ -241,6 +286,27 @@ test("the slider shows account and groups of the moment that it is at", () =>
       await slider.fill("6");
       assert.notDeepEqual(await texts(page, ".inside h2"), consumed);
       assert.equal((await hashOf(page)).at, undefined);
+   }));
+
+test("a slider that is dragged does not change the location all the time", () =>
+   withPage(recorded, {}, async (page) => {
+      const changes = await page.evaluate(async () => {
+         let count = 0;
+         const replaceState = history.replaceState.bind(history);
+         history.replaceState = (...values) => {
+            count++;
+            replaceState(...values);
+         };
+         const slider = document.querySelector('input[type="range"]');
+         for (let i = 0; i <= 300; i++) {
+            slider.value = String(i % 6);
+            slider.dispatchEvent(new Event("input"));
+         }
+         await new Promise((done) => setTimeout(done, 1000));
+         return count;
+      });
+      assert.equal(changes, 1);
+      assert.equal((await hashOf(page)).at, "0");
    }));
 
 test("the plot shows the account or the largest groups, and takes clicks", () =>
