@@ -169,7 +169,7 @@ AccountItem CachesItem(const HostFigures &host, const KernelDetail &detail)
    Add(&item, Item("swap cache", "memory that is in swap as well", detail.Of("SwapCached")));
    const uint64_t mapped = detail.Of("VmallocUsed");
    const uint64_t stacks = detail.Of("KernelStack");
-   Add(&item, Item("mapped by page", "memory that the kernel maps page by page, but for its stacks",
+   Add(&item, Item("mapped by page", "memory that the kernel maps page by page, except its stacks",
                    mapped > stacks ? mapped - stacks : 0));
    Close(&item, {kUnaccounted, "drivers, the network, free pages on the lists of the CPUs"}, kTwice);
    return item;

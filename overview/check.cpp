@@ -31,7 +31,7 @@ std::string Figures(const Overview &overview)
 
 int CheckStatus(const Overview &overview)
 {
-   // The most severe stand first.
+   // The most severe come first.
    const Severity worst = overview.findings.empty() ? Severity::Note : overview.findings.front().severity;
    return worst == Severity::Critical     ? kCheckCritical
           : worst == Severity::Warning    ? kCheckWarning

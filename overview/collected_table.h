@@ -51,7 +51,7 @@ struct CollectedTable {
    size_t Find(std::string_view column) const;
 };
 
-// Runs a report of hostmem on the source that answers the process, with options as they stand after its name.
+// Runs a report of hostmem on the source that answers the process, with the options that come after its name.
 // What the run says on standard error is held and becomes the table's messages.
 CollectedTable CollectReport(const char *report, const std::vector<std::string> &options);
 

@@ -93,7 +93,7 @@ void JudgeMemoryState(const Evidence &evidence, Findings *findings)
    std::string text =
       "is " + host.memState + ": " + Amount(host.free) + " of " + Amount(host.total) + " is free";
    if (evidence.detail != nullptr && evidence.detail->Has("MemAvailable")) {
-      text += ", " + Amount(evidence.detail->Of("MemAvailable")) + " can be had";
+      text += ", " + Amount(evidence.detail->Of("MemAvailable")) + " available";
    }
    findings->Judge(static_cast<double>(state - kStates), "memory state", text, {},
                    IsPlentyAvailable(evidence) ? Severity::Note : Severity::Critical);

@@ -106,7 +106,7 @@ struct HostRows {
    std::optional<PageSharing> sharing;
    std::vector<MemoryNode> nodes;
 
-   // What could not be read, a line each: the messages of the reports, but for those of reports about what
+   // What could not be read, a line each: the messages of the reports, except those of reports about what
    // this host does not have.
    std::vector<std::string> notRead;
    // Whether a report failed for another reason than that.

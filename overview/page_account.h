@@ -15,8 +15,8 @@ struct AccountBounds {
 };
 
 // Writes the tree as AccountItem of overview/page/model.ts: each item with what it was before, unless
-// `before` is null or has no such parts, and with parts that have gone. With `isExplained` the explanations
-// stand in it.
+// `before` is null or has no such parts, and with parts that have gone. With `isExplained` it has the
+// explanations.
 void WriteAccount(JsonWriter &out, const AccountItem &now, const AccountItem *before, AccountBounds bounds,
                   bool isExplained);
 

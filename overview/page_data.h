@@ -2,7 +2,7 @@
 //
 // overview/page/model.ts has its types. Amounts of memory are in KB. Rows are arrays without names, so that
 // ten thousand groups stay small. Names come from strangers: they pass nevra/shown_text.h, and nothing in the
-// JSON can end the script element that it stands in.
+// JSON can end the script element that it is in.
 #ifndef OVERVIEW_PAGE_DATA_H
 #define OVERVIEW_PAGE_DATA_H
 
@@ -45,7 +45,7 @@ struct PageContent {
    const PageTimeline *timeline = nullptr;
 };
 
-// The JSON, fit to stand in a script element.
+// The JSON, fit for a script element.
 std::string MakePageData(const PageContent &content);
 
 } // namespace overview

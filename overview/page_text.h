@@ -25,7 +25,7 @@ void WriteUnsigned(JsonWriter &out, uint64_t value);
 void WriteSigned(JsonWriter &out, int64_t value);
 
 // A text of JSON in which "<", ">", "&" and the line separators of JavaScript are escaped, so that it cannot
-// end the script element that it stands in. They occur in its strings only.
+// end the script element that it is in. They occur in its strings only.
 std::string EscapeForScript(std::string_view json);
 
 } // namespace overview

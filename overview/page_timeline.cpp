@@ -161,15 +161,33 @@ Account ReadAccount(const AnsweringMoment &answering, HostMoment *moment)
    return MakeAccount(moment->rows, moment->Detail());
 }
 
-// Which moments are kept with their groups, now that it is known how many groups there are.
+// How many moments are kept with their groups, if each has so many.
+size_t MostFramesOf(size_t groups)
+{
+   return std::clamp(kMostFrameGroups / std::max<size_t>(groups, 1), size_t{2}, kMostFrames);
+}
+
+// Which moments are kept with their groups, as far as the first one tells how many they have.
 std::set<size_t> FramePositions(size_t moments, size_t groups)
 {
-   const size_t most = std::clamp(kMostFrameGroups / std::max<size_t>(groups, 1), size_t{2}, kMostFrames);
-   const std::vector<size_t> positions = SpreadPositions(moments, most);
+   const std::vector<size_t> positions = SpreadPositions(moments, MostFramesOf(groups));
    return {positions.begin(), positions.end()};
 }
 
 } // namespace
+
+void BoundFrames(std::vector<TimelineFrame> *frames)
+{
+   size_t largest = 1;
+   for (const TimelineFrame &frame : *frames) {
+      largest = std::max(largest, frame.groups.size());
+   }
+   std::vector<TimelineFrame> kept;
+   for (const size_t position : SpreadPositions(frames->size(), MostFramesOf(largest))) {
+      kept.push_back(std::move((*frames)[position]));
+   }
+   *frames = std::move(kept);
+}
 
 std::vector<size_t> SpreadPositions(size_t total, size_t count)
 {
@@ -218,6 +236,7 @@ bool ReadTimeline(const Stretch &stretch, PageTimeline *timeline, std::string *f
          timeline->frames.push_back({i, std::move(account), std::move(moment.rows.groups)});
       }
    }
+   BoundFrames(&timeline->frames); // later moments may have had more groups than the first
    AddAccountSeries(moments, &timeline->series);
    AddGroupSeries(moments, numbers.Names(), &timeline->series);
    return true;

@@ -51,6 +51,10 @@ struct Stretch {
 // damaged.
 bool ReadTimeline(const Stretch &stretch, PageTimeline *timeline, std::string *first, std::string *last);
 
+// Leaves out frames, evenly spread, until their groups are no more than kMostFrameGroups. The first and the
+// last stay.
+void BoundFrames(std::vector<TimelineFrame> *frames);
+
 // `count` positions of `total`, evenly spread, the first and the last included.
 std::vector<size_t> SpreadPositions(size_t total, size_t count);
 

@@ -186,7 +186,7 @@ class Screen {
       std::string text = Amount(overview.account.byUse.kb) + " of memory, " +
                          Amount(static_cast<int64_t>(host.free)) + " free";
       if (overview.account.available.has_value()) {
-         text += ", " + Amount(*overview.account.available) + " can be had without swapping";
+         text += ", " + Amount(*overview.account.available) + " available without swapping";
       }
       if (overview.before != nullptr) {
          text += "; changes since " + FormatCaptureTime(overview.before->of.moment.seconds);

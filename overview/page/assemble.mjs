@@ -24,7 +24,7 @@ execFileSync(
       "--target=es2020",
       "--log-level=warning",
       "--loader:.txt=text",
-      "--legal-comments=none", // the licences stand in the page, see licences.ts
+      "--legal-comments=none", // the licences are in the page, see licences.ts
       `--outfile=${join(folder, "bundle.js")}`,
    ],
    {
@@ -33,7 +33,7 @@ execFileSync(
    },
 );
 
-// Neither may end the element that it stands in.
+// Neither may end the element that it is in.
 function safeInside(text, element) {
    if (new RegExp(`</${element}|<!--`, "i").test(text)) {
       throw new Error(`the ${element} element would end early`);

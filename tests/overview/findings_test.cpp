@@ -68,7 +68,7 @@ TEST(Findings, TakeAStateForANoteWhereMuchCanBeHad)
    detail.Set("MemAvailable", 4 * kGB);
    EXPECT_THAT(
       Find(rows, nullptr, &detail),
-      ElementsAre("note memory-state: memory state is Hard: 50.0 MB of 8.0 GB is free, 4.0 GB can be had "
+      ElementsAre("note memory-state: memory state is Hard: 50.0 MB of 8.0 GB is free, 4.0 GB available "
                   "(hostmem -r comp-stats)"));
    detail.Set("MemAvailable", 500 * kMB);
    EXPECT_EQ(FindFindings({.rows = rows, .detail = &detail})[0].severity, Severity::Critical);
@@ -211,7 +211,7 @@ TEST(Findings, HaveANodeThatIsShortWhileAnotherIsNot)
    overview::KernelDetail detail;
    detail.Set("MemAvailable", kGB);
    EXPECT_EQ(FindFindings({.rows = rows, .detail = &detail})[0].severity, Severity::Note)
-      << "its page cache can be had";
+      << "much of it is available";
    rows.nodes[1].free = 20 * kMB; // both are
    EXPECT_THAT(Find(rows), IsEmpty());
 }

@@ -63,7 +63,7 @@ TEST(OverviewProgram, ShowsThisHost)
    EXPECT_EQ(ended.exitStatus, 0) << ended.output;
    EXPECT_THAT(ended.output, HasSubstr("  this host  "));
    EXPECT_THAT(ended.output, HasSubstr("caches and drivers"));
-   EXPECT_THAT(ended.output, HasSubstr(" can be had without swapping\n"));
+   EXPECT_THAT(ended.output, HasSubstr(" available without swapping\n"));
    EXPECT_LT(CountOfLines(ended.output), 24u);
 }
 
@@ -102,7 +102,7 @@ TEST(OverviewProgram, ShowsASnapshotOfThisHostAsItShowsTheHost)
    const Ended ended = Overview("-c " + path);
    EXPECT_EQ(ended.exitStatus, 0) << ended.output;
    EXPECT_THAT(ended.output, HasSubstr("\ncaches and drivers "));
-   EXPECT_THAT(ended.output, HasSubstr(" can be had without swapping\n"));
+   EXPECT_THAT(ended.output, HasSubstr(" available without swapping\n"));
 }
 
 TEST(OverviewProgram, ShowsASnapshot)
