@@ -271,6 +271,21 @@ TEST(LinuxGroups, AProcessWithAVmDescriptorIsAVm)
    EXPECT_EQ(FlagsOf(busy, kProcess + 72), kPre | kUw | kLf) << "its descriptors may not be read";
 }
 
+TEST(LinuxGroups, VmsAreCountedWhetherTheyHaveBeenAskedForOrNot)
+{
+   RecordedTree tree;
+   tree.MountV2();
+   for (const uint32_t pid : {70, 71, 72}) {
+      tree.Process(pid, {.name = "qemu-system-x86", .vmSize = 5000, .vmRss = 100, .threads = 4});
+   }
+   LiveSource source(tree.Root());
+   EXPECT_EQ(NameOf(source, kProcess + 71), "qemu-system-x86");
+   tree.Remove("proc/71");
+   tree.Remove("proc/72");
+   EXPECT_EQ(+source.Read<NumVMsRecord>(NodeId::sched_globalStats_numVMs).numVMs, 2u)
+      << "71 counts as what it was, 72 has gone unseen";
+}
+
 TEST(LinuxGroups, AProcessThatRunsAnEmulatorIsAVmWhateverItCallsItself)
 {
    RecordedTree tree;
