@@ -1,52 +1,28 @@
 #include "nevra/linux/hardware_nodes.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include "nevra/linux/kernel_text.h"
+#include "nevra/linux/pci_devices.h"
 
 namespace nevra {
 
 namespace {
 
-constexpr char kPciDevices[] = "sys/bus/pci/devices";
-constexpr size_t kMostPciDevices = size_t{1} << 16;
 constexpr int64_t kConfigBytes = 4096;
-constexpr size_t kAddressParts = 4;
-
-// Segment, bus, slot, function.
-using PciAddress = std::array<uint32_t, kAddressParts>;
-
-// "0000:3f:0a.2"
-std::optional<PciAddress> ParsePciAddress(std::string_view name)
-{
-   const std::string_view parts[] = {TakeUntil(name, ':'), TakeUntil(name, ':'), TakeUntil(name, '.'), name};
-   PciAddress address{};
-   for (size_t i = 0; i < kAddressParts; i++) {
-      const std::optional<uint64_t> number = ParseHexNumber(parts[i]);
-      if (!number.has_value() || *number > INT32_MAX) {
-         return std::nullopt;
-      }
-      address[i] = static_cast<uint32_t>(*number);
-   }
-   return address;
-}
-
 // The path of the function's configuration space; empty for keys that address none.
 std::string ConfigPath(const Nevra_ParamList &keys)
 {
-   for (uint32_t i = 0; i < kAddressParts; i++) {
+   for (uint32_t i = 0; i < kPciAddressParts; i++) {
       if (keys[i].integer < 0 || keys[i].integer > INT32_MAX) {
          return {};
       }
@@ -96,27 +72,25 @@ NevraStatus ReadCpuModel(LinuxHost &host, int64_t cpu, CpuInfoRecord &record)
    return isTheOne ? NEVRA_OK : NEVRA_NOT_FOUND;
 }
 
+// The addresses are in order: equal numbers follow one another.
 NevraStatus ListPci(LinuxHost &host, const Nevra_ParamList &keys, Nevra_ParamList &instances)
 {
-   std::set<uint32_t> numbers;
-   for (const std::string &name :
-        host.Files().ListNames(host.Root(), kPciDevices, EntryKind::Any, kMostPciDevices)) {
-      const std::optional<PciAddress> address = ParsePciAddress(name);
-      bool isBelow = address.has_value() && keys.Used() < kAddressParts;
+   std::optional<uint32_t> last;
+   for (const PciAddress &address : host.PciAddresses()) {
+      bool isBelow = keys.Used() < kPciAddressParts;
       for (uint32_t i = 0; isBelow && i < keys.Used(); i++) {
-         isBelow = keys[i].integer == (*address)[i];
+         isBelow = keys[i].integer == address[i];
       }
-      if (isBelow) {
-         numbers.insert((*address)[keys.Used()]);
+      if (!isBelow || address[keys.Used()] == last) {
+         continue;
       }
-   }
-   for (const uint32_t number : numbers) {
-      const NevraStatus status = instances.IsFull() ? NEVRA_OK : instances.AddInt(number);
+      last = address[keys.Used()];
+      const NevraStatus status = instances.IsFull() ? NEVRA_OK : instances.AddInt(*last);
       if (status != NEVRA_OK) {
          return status;
       }
    }
-   return numbers.empty() ? NEVRA_NOT_FOUND : NEVRA_OK;
+   return last.has_value() ? NEVRA_OK : NEVRA_NOT_FOUND;
 }
 
 NevraStatus ReadPciHeader(LinuxHost &host, const Nevra_ParamList &keys, PciConfigHeaderRecord &record)

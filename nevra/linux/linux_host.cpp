@@ -277,6 +277,11 @@ const PmemVolumes &LinuxHost::Volumes()
    return volumes.Get([this] { return ReadPmemVolumes(Root(), files); });
 }
 
+const std::vector<PciAddress> &LinuxHost::PciAddresses()
+{
+   return pciAddresses.Get([this] { return ReadPciAddresses(Root(), files); });
+}
+
 const ZswapSettings *LinuxHost::Zswap()
 {
    return OrNull(zswap.Get([this]() -> std::optional<ZswapSettings> {

@@ -15,6 +15,7 @@
 #include "nevra/linux/host_memory.h"
 #include "nevra/linux/kernel_file.h"
 #include "nevra/linux/once.h"
+#include "nevra/linux/pci_devices.h"
 #include "nevra/linux/pmem_volumes.h"
 #include "nevra/linux/process.h"
 #include "nevra/linux/process_memory.h"
@@ -112,6 +113,7 @@ class LinuxHost {
    std::vector<const SlabCache *> SlabCachesNamed(std::string_view name);
 
    const PmemVolumes &Volumes();
+   const std::vector<PciAddress> &PciAddresses();
 
    // Null where swapped memory is not compressed.
    const ZswapSettings *Zswap();
@@ -156,6 +158,7 @@ class LinuxHost {
    Once<std::vector<SlabCache>> slabCaches;
    Once<std::unordered_multimap<std::string_view, const SlabCache *>> slabCachesByName;
    Once<PmemVolumes> volumes;
+   Once<std::vector<PciAddress>> pciAddresses;
    Once<std::optional<ZswapSettings>> zswap;
    Once<HostMergedPages> mergedPages;
    std::vector<Once<MergedMemory>> mergedOfProcess; // by position in the process table

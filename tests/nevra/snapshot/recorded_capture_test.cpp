@@ -199,6 +199,18 @@ TEST(RecordedCapture, AProcessIsReadOnce)
    EXPECT_EQ(mappings.Get(), 1u);
 }
 
+TEST(RecordedCapture, PciDevicesAreListedOnce)
+{
+   RecordedTree tree;
+   MakeHost(&tree);
+   tree.File("sys/bus/pci/devices/0000:00:01.0/config", "header");
+   tree.File("sys/bus/pci/devices/0000:3f:0a.2/config", "header");
+   const OpenCount devices(tree.Root() + "/sys/bus/pci/devices");
+   const auto live = nevra::MakeLinuxSource(tree.Root());
+   Capture(*live);
+   EXPECT_EQ(devices.Get(), 1u);
+}
+
 TEST(RecordedCapture, KernelDetailIsOfTheTree)
 {
    RecordedTree tree;
