@@ -42,7 +42,7 @@ test: packages-test ## build and run every test
 	tests/run release -j $(JOBS)
 
 test-packages: packages-deb-test deb ## test the Debian packages and an installation; some tests need root
-	tests/packaging/run build/package build/packages
+	tests/packaging/run build/packages
 
 # Inside an emulated host nothing else runs, so that figures stand still while they are compared.
 test-host: packages-test-host ## boot Debian kernels in QEMU and compare every figure there with the kernel's files
@@ -73,11 +73,10 @@ uninstall: ## remove what make install installed
 	   echo 'make uninstall: no installed file is left' >&2; \
 	fi
 
-# The date of the packages' files is that of the newest entry of the changelog.
-deb: packages-deb ## make the Debian packages, in build/packages
-	@cmake --preset package -DHOSTMEM_PAGE=$(PAGE)
-	@cmake --build --preset package -j $(JOBS)
-	packaging/make-packages build/package build/packages
+# The date of the packages' files is that of the newest entry of debian/changelog.
+deb: packages-deb ## make the Debian packages and their source package, in build/packages
+	@echo 'Building the packages in a copy of the sources, for several minutes'
+	JOBS=$(JOBS) PAGE=$(PAGE) packaging/make-packages build/packages
 
 sanitizers: packages-test ## every test under the address, undefined-behaviour and leak sanitizers
 	@cmake --preset sanitizers

@@ -221,9 +221,10 @@ TEST_P(EveryPage, HasHeadsThatDoNotMeetOnATerminal)
 
 TEST_P(EveryPage, IsAsOldAsTheNewestEntryOfTheChangelog)
 {
-   const std::string date = RunCommand("date -u -d \"$(sed -n 's/^ -- .*>  //p' " SOURCE_FOLDER
-                                       "/packaging/debian/changelog | head -n 1)\" +%F | tr -d '\\n'")
+   const std::string date = RunCommand("sed -n 's/^## .* (\\(.*\\))$/\\1/p' " SOURCE_FOLDER
+                                       "/CHANGELOG.md | head -n 1 | tr -d '\\n'")
                                .output;
+   EXPECT_THAT(date, ::testing::MatchesRegex("[0-9]+-[0-9]+-[0-9]+"));
    EXPECT_THAT(ReadFile(BuiltPath()), HasSubstr(" 8 " + date + " \"hostmem "));
 }
 

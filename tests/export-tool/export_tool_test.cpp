@@ -248,7 +248,7 @@ TEST(ExportTool, PrintsItsVersion)
 {
    const Ended ended = Export("--version");
    EXPECT_EQ(ended.exitStatus, 0);
-   EXPECT_EQ(ended.output, "hostmem-export 1.0.0\n");
+   EXPECT_EQ(ended.output, "hostmem-export " HOSTMEM_VERSION "\n");
 }
 
 TEST(ExportTool, RefusesWhatCannotBeMeant)

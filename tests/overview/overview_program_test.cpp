@@ -259,7 +259,7 @@ TEST(OverviewProgram, SaysWhenItsOutputIsNotTaken)
 
 TEST(OverviewProgram, PrintsItsVersion)
 {
-   EXPECT_EQ(Overview("--version").output, "hostmem-overview 1.0.0\n");
+   EXPECT_EQ(Overview("--version").output, "hostmem-overview " HOSTMEM_VERSION "\n");
 }
 
 TEST(OverviewProgram, IsAsciiWhereTheLocaleIs)

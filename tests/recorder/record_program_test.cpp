@@ -136,7 +136,7 @@ TEST_F(RecordProgram, EachFrameNotesWhatCouldNotBeReadAndOneMessageSaysIt)
       ASSERT_TRUE(recording.Read(frame, &bytes, &failure)) << failure;
       nevra::SnapshotFile snapshot;
       ASSERT_EQ(nevra::OpenSnapshotBytes(bytes, &snapshot, &failure), NEVRA_OK) << failure;
-      EXPECT_EQ(snapshot.notes, "captured by: hostmem-record 1.0.0\nnot read: " + problem);
+      EXPECT_EQ(snapshot.notes, "captured by: hostmem-record " HOSTMEM_VERSION "\nnot read: " + problem);
    }
    EXPECT_EQ(Messages(), "hostmem-record: " + problem + "\n");
 }
@@ -342,7 +342,7 @@ TEST(RecordCommandLine, VersionIsPrinted)
 {
    const Outcome outcome = RunCommand("--version");
    EXPECT_EQ(outcome.status, 0);
-   EXPECT_EQ(outcome.output, "hostmem-record 1.0.0\n");
+   EXPECT_EQ(outcome.output, "hostmem-record " HOSTMEM_VERSION "\n");
 }
 
 TEST(RecordCommandLine, AFolderThatCannotBeMadeEndsIt)

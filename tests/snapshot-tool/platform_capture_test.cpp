@@ -86,7 +86,7 @@ TEST_F(PlatformCapture, NotesSayWhoCapturedWhat)
    const RunResult info = RunHostmem(Scenario(), {"info", "a"}, options);
    for (const std::string &line :
         {std::string("host                   ") + system.nodename,
-         std::string("captured by            hostmem-snapshot 1.0.0"),
+         std::string("captured by            hostmem-snapshot " HOSTMEM_VERSION),
          std::string("kernel release         ") + system.release,
          "user ID                " + std::to_string(geteuid()), std::string("VMs                    3"),
          std::string("refused answers        1 (no permission)")}) {

@@ -397,7 +397,7 @@ TEST_F(SnapshotTool, WrongCommandLineIsTwoAndHelpIsZero)
    EXPECT_EQ(Run("info a $(printf 'b\\033')").output,
              "hostmem-snapshot: The following argument was not expected: b?\n"
              "Run with --help for more information.\n");
-   EXPECT_EQ(Run("--version").output, "hostmem-snapshot 1.0.0\n");
+   EXPECT_EQ(Run("--version").output, "hostmem-snapshot " HOSTMEM_VERSION "\n");
    EXPECT_EQ(Run("--version").status, 0);
    const Outcome outcome = Run("--help");
    EXPECT_EQ(outcome.status, 0);
@@ -419,10 +419,10 @@ TEST_F(SnapshotTool, CaptureOfAnEmptyTreeCanBeRepeated)
    EXPECT_NE(Read("a"), "");
    EXPECT_EQ(Read("a"), Read("b"));
    EXPECT_THAT(Run("info a").output, testing::HasSubstr("host                   elm/7\n"));
-   EXPECT_THAT(
-      Run("info a").output,
-      testing::HasSubstr("captured by            hostmem-snapshot 1.0.0\nnot read               /proc: not "
-                         "mounted; processes, VMs and the host's memory are not shown\n"));
+   EXPECT_THAT(Run("info a").output,
+               testing::HasSubstr("captured by            hostmem-snapshot " HOSTMEM_VERSION
+                                  "\nnot read               /proc: not "
+                                  "mounted; processes, VMs and the host's memory are not shown\n"));
    const Outcome outcome = RunCommand(
       "cd " + folder.string() + " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root");
    EXPECT_EQ(outcome.output, kNothingIsThere + "elm_7-20231114T221320Z.snapshot\n");
