@@ -1,44 +1,67 @@
 #!/bin/sh
-# The packages are installed with their dependencies into a fresh Debian, work there, and leave nothing behind.
+# In a fresh Debian the packages install with their dependencies, take over from the packages of 1.0.0, make room
+# for a platform's own library, run, and leave nothing behind.
 set -eu
-source=$1 packages=$3 work=$4
+source=$1 packages=$2 work=$3
 skip()
 {
    echo "$*"
    exit 77
 }
-[ "$(id -u)" -eq 0 ] || skip "not root"
-command -v debootstrap >/dev/null || skip "no debootstrap here"
-# shellcheck source=/dev/null
-. /etc/os-release
 root=$work/root
-mirror=${DEBIAN_MIRROR:-http://deb.debian.org/debian}
-debootstrap --variant=minbase "${VERSION_CODENAME:-bookworm}" "$root" "$mirror" >"$work/debootstrap.log" 2>&1 ||
-   skip "debootstrap: $(tail -n 1 "$work/debootstrap.log")"
-unshare --mount true 2>/dev/null || skip "no mount name space of one's own"
+# shellcheck source=tests/packaging/fresh_debian.sh
+. "$source/tests/packaging/fresh_debian.sh"
 
-# Runs a command inside; its /proc goes with it.
-inside()
-{
-   # shellcheck disable=SC2016 # the shell inside expands them
-   unshare --mount sh -c 'mount -t proc proc "$0/proc" && exec chroot "$0" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin \
-      DEBIAN_FRONTEND=noninteractive LC_ALL=C "$@"' "$root" "$@"
-}
 # Everything but what the package manager and the dynamic linker keep for themselves.
-list() { (cd "$root" && find . -xdev -path ./var -prune -o -path ./proc -prune -o -path ./etc/ld.so.cache -o -print | sort); }
+list()
+{
+   (cd "$root" && find . -xdev \( -path ./var/cache -o -path ./var/lib/apt -o -path ./var/lib/dpkg -o -path ./var/log \
+      -o -path ./var/packages -o -path ./proc -o -path ./sys -o -path ./dev -o -path ./tmp -o -path ./etc/ld.so.cache \) \
+      -prune -o -print | sort)
+}
+same_as_before()
+{
+   list >"$work/after"
+   diff "$work/before" "$work/after"
+   if inside ldconfig -p | grep libnevra; then
+      echo "the dynamic linker still knows the library"
+      exit 1
+   fi
+}
+# make_package FOLDER NAME VERSION [FIELD]...: from the files in the folder
+make_package()
+{
+   folder=$1 name=$2 version=$3
+   shift 3
+   mkdir -p "$folder/DEBIAN"
+   printf '%s\n' "Package: $name" "Version: $version" "Architecture: $(dpkg --print-architecture)" \
+      "Maintainer: nobody <nobody@example.org>" "Description: test" "$@" >"$folder/DEBIAN/control"
+   dpkg-deb --root-owner-group --build "$folder" "$root/var/packages/other/${name}_$version.deb" >/dev/null
+}
 
 list >"$work/before"
-mkdir "$root/var/packages"
-cp "$packages"/*.deb "$root/var/packages"
+mkdir -p "$root/var/packages/other"
+for package in "$packages"/*.deb; do
+   case $package in
+   *-dbgsym_*) ;;
+   *) cp "$package" "$root/var/packages" ;;
+   esac
+done
+names=$(for package in "$root"/var/packages/*.deb; do dpkg-deb -f "$package" Package; done | tr '\n' ' ')
+cp "$source/samples/small-host.json" "$root/var/packages"
+
+echo "-- installed: $names"
 inside sh -c 'apt-get install -y --no-install-recommends /var/packages/*.deb'
 inside dpkg --audit
-inside dpkg --verify hostmem hostmem-exporter libnevra-dev
+# shellcheck disable=SC2086 # words are meant to be split
+inside dpkg --verify $names
+# No unit is enabled by the installation.
+test -z "$(find "$root/etc/systemd" -name '*hostmem*' 2>/dev/null)"
 
 echo "-- live"
 inside hostmem -r comp-stats
 inside hostmem -r group-stats -l 2
 echo "-- snapshot"
-cp "$source/samples/small-host.json" "$root/var/packages"
 inside hostmem-snapshot import /var/packages/small-host.json -o /var/packages/host.snapshot
 inside hostmem -c /var/packages/host.snapshot -r vm-stats
 echo "-- library"
@@ -54,11 +77,73 @@ for program in hostmem hostmem-export hostmem-overview hostmem-record hostmem-sn
 done
 inside hostmem-exporter --version
 
-inside apt-get purge -y hostmem hostmem-exporter libnevra-dev
+echo "-- the platform's own library instead"
+folder=$work/platform
+library_folder=$(dirname "$(inside dpkg -L libnevra1 | grep 'libnevra\.so\.1$')")
+mkdir -p "$folder/$library_folder"
+c++ -std=c++20 -O1 -shared -fPIC -static-libstdc++ -static-libgcc -I"$source" -I"$source/nevra/include" \
+   -Wl,-soname,libnevra.so.1 -Wl,--version-script="$source/tests/scripted/exports.map" \
+   -o "$folder/$library_folder/libnevra.so.1" "$source/tests/scripted/scripted_platform.cpp"
+make_package "$folder" platform-nevra 7.0 'Provides: libnevra-platform1' 'Conflicts: libnevra-platform1' \
+   'Replaces: libnevra-platform1'
+inside apt-get purge -y libnevra-dev
+inside apt-get install -y /var/packages/other/platform-nevra_7.0.deb
+inside dpkg --audit
+echo 'list system_heaps 0 = sof-the-platform' >"$root/var/packages/script"
+printf 'record system_heaps_stats 0 %s%0*d sof-the-platform\n' "$(printf of-the-platform | od -An -tx1 | tr -d ' \n')" 264 0 \
+   >>"$root/var/packages/script"
+inside env NEVRA_SCRIPT=/var/packages/script hostmem -r heap-stats -q -s name | grep -x of-the-platform
+if inside dpkg --status libnevra1 | grep -x 'Status: install ok installed'; then
+   echo "two packages that are the platform's library"
+   exit 1
+fi
+inside sh -c 'apt-get install -y /var/packages/libnevra1_*.deb'
+inside hostmem -r comp-stats
+
+echo "-- removed"
+# shellcheck disable=SC2086 # words are meant to be split
+inside dpkg --purge $names platform-nevra
 inside apt-get autoremove -y --purge
-list >"$work/after"
-diff "$work/before" "$work/after"
-if inside ldconfig -p | grep libnevra; then
-   echo "the dynamic linker still knows the library"
+same_as_before
+
+echo "-- an upgrade from 1.0.0, which was two packages"
+folder=$work/old
+for name in hostmem hostmem-record libnevra1; do
+   dpkg-deb -x "$packages/${name}"_*.deb "$folder"
+done
+rm -rf "$folder"/usr/share/doc/hostmem-record "$folder"/usr/share/doc/libnevra1
+make_package "$folder" hostmem 1.0.0-1
+rm -rf "$folder"
+dpkg-deb -x "$packages"/libnevra-dev_*.deb "$folder"
+make_package "$folder" libnevra-dev 1.0.0-1 'Depends: hostmem (= 1.0.0-1)'
+# The recorder is enabled, and has recorded.
+mkdir -p "$root/etc/systemd/system/multi-user.target.wants"
+list >"$work/before"
+inside dpkg --install /var/packages/other/hostmem_1.0.0-1.deb /var/packages/other/libnevra-dev_1.0.0-1.deb
+ln -s /lib/systemd/system/hostmem-record.service "$root/etc/systemd/system/multi-user.target.wants"
+mkdir "$root/var/lib/hostmem"
+: >"$root/var/lib/hostmem/kept"
+inside sh -c 'apt-get install -y --no-install-recommends /var/packages/*.deb'
+inside dpkg --audit
+# shellcheck disable=SC2086 # words are meant to be split
+inside dpkg --verify $names
+inside hostmem -r comp-stats
+test -e "$root/var/lib/hostmem/kept"
+inside test -e /etc/systemd/system/multi-user.target.wants/hostmem-record.service
+# shellcheck disable=SC2086 # words are meant to be split
+inside dpkg --purge $names
+inside apt-get autoremove -y --purge
+rm -f "$root/etc/systemd/system/multi-user.target.wants/hostmem-record.service"
+same_as_before
+
+echo "-- the tests of the source package"
+if command -v autopkgtest >/dev/null; then
+   status=0
+   with_its_proc autopkgtest --no-built-binaries --timeout-factor=10 --output-dir="$work/autopkgtest" "$root"/var/packages/*.deb \
+      "$packages"/hostmem_*.dsc -- chroot "$root" || status=$?
+   cat "$work/autopkgtest/summary"
+   test "$status" -eq 0
+else
+   echo "no autopkgtest here"
    exit 1
 fi

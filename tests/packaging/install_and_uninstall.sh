@@ -2,7 +2,7 @@
 # `make install` puts everything below the prefix, where it works and can be built against; `make uninstall`
 # takes it away.
 set -eu
-source=$1 work=$4
+source=$1 work=$3
 copy=$work/hostmem
 root=$work/root
 mkdir -p "$copy" "$root"

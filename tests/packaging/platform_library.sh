@@ -1,7 +1,7 @@
 #!/bin/sh
 # hostmem is built against another platform library, one that answers as a script says, and runs on it.
 set -eu
-source=$1 work=$4
+source=$1 packages=$2 work=$3
 platform=$work/platform/lib
 mkdir -p "$platform"
 c++ -std=c++20 -O1 -shared -fPIC -I"$source" -I"$source/nevra/include" -Wl,-soname,libnevra.so.1 \
@@ -40,5 +40,6 @@ cmake --build "$work/build" -j 2
 DESTDIR=$work/root cmake --install "$work/build"
 run "$installed"
 
-echo "-- the executable of the stand-in, by way of the environment"
-run env LD_LIBRARY_PATH="$platform" "$2/bin/hostmem"
+echo "-- the executable of the packages, by way of the environment"
+dpkg-deb -x "$packages"/hostmem_*.deb "$work/package"
+run env LD_LIBRARY_PATH="$platform" "$work/package/usr/bin/hostmem"
