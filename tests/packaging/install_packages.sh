@@ -91,6 +91,39 @@ expect "old lists: calls" "apt-get install -y -q --no-install-recommends clang-f
 apt-get update -q
 apt-get install -y -q --no-install-recommends clang-format" "$(cat "$work/calls")"
 
+# Packages that start services, of which one has several: none starts, and none is enabled. Where a policy is in place
+# already, it stays.
+machine 0
+stand_in dpkg-query <<QUERY
+for package; do :; done
+case \$1 in
+-L)
+   echo "dpkg-query \$*" >>'$work/calls'
+   printf '/lib/systemd/system/%s\n' '' node.service atop.service atop.service.d/local.conf atop-rotate.timer
+   ;;
+*) case \$package in strace | atop | prometheus-node-exporter) exit 1 ;; *) printf installed ;; esac ;;
+esac
+QUERY
+echo "exec $(command -v sed) \"\$@\"" | stand_in sed
+for name in tee chmod rm systemctl; do
+   echo "echo \"$name \$*\" >>'$work/calls'" | stand_in "$name"
+done
+run bench
+expect "services: status" 0 "$status"
+expect "services: output" "Installing strace atop prometheus-node-exporter: this may take some minutes" "$(cat "$work/out")"
+policy=/usr/sbin/policy-rc.d
+if [ -e "$policy" ]; then
+   before='' after=''
+else
+   before="tee $policy
+chmod 755 $policy
+" after="
+rm -f $policy"
+fi
+expect "services: calls" "${before}apt-get install -y -q --no-install-recommends strace atop prometheus-node-exporter (noninteractive)
+dpkg-query -L prometheus-node-exporter atop
+systemctl disable --quiet node.service atop.service atop-rotate.timer$after" "$(cat "$work/calls")"
+
 machine 0
 run nonsense
 expect "unknown purpose: status" 2 "$status"
