@@ -317,6 +317,19 @@ std::string ZshHostmemTables()
    return "_hostmem_tables()\n{\n   reports=(" + names + ")\n   case ${(L)1} in\n" + cases + "   esac\n}\n";
 }
 
+// What the actions of the other programs' options choose from: the units that all of them take, and the
+// reports that can be read of a snapshot.
+std::string ZshSharedTables()
+{
+   std::string names;
+   for (const ReportEntry &report : Reports()) {
+      if (report.source == ReportSource::LiveOrCache) {
+         names += (names.empty() ? "" : " ") + std::string(report.name);
+      }
+   }
+   return "   units=(kb mb gb)\n   reports=(" + names + ")\n";
+}
+
 std::string ZshSubcommandTables(const ProgramHelp &program)
 {
    std::string names;
@@ -325,8 +338,8 @@ std::string ZshSubcommandTables(const ProgramHelp &program)
       names += "      " + Quote(subcommand.name + ":" + subcommand.text) + "\n";
       cases += "   " + subcommand.name + ")\n" + ZshOptions("arguments", subcommand.options) + "      ;;\n";
    }
-   return TablePrefix(program) + "_tables()\n{\n   subcommands=(\n" + names + "   )\n   case $1 in\n" +
-          cases + "   esac\n}\n";
+   return TablePrefix(program) + "_tables()\n{\n" + ZshSharedTables() + "   subcommands=(\n" + names +
+          "   )\n   case $1 in\n" + cases + "   esac\n}\n";
 }
 
 // ---- fish

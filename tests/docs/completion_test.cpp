@@ -277,6 +277,23 @@ TEST_F(ZshCompletion, DescribesTheSubcommandsOfHostmemSnapshot)
    EXPECT_THAT(Zsh("hostmem-snapshot i", "info"), HasSubstr("import  -- Make a snapshot of JSON"));
 }
 
+TEST_F(ZshCompletion, OffersUnitsOfTheOtherPrograms)
+{
+   for (const char *line :
+        {"hostmem-record grow -u ", "hostmem-snapshot diff a b --unit=", "hostmem-overview -u "}) {
+      EXPECT_THAT(Zsh(line, "mb"), AllOf(HasSubstr("gb  kb  mb"), Not(HasSubstr("_values")))) << line;
+   }
+}
+
+TEST_F(ZshCompletion, OffersReportsOfTheOtherPrograms)
+{
+   EXPECT_THAT(Zsh("hostmem-export json -r guest", "guest-stats"), HasSubstr("-r guest-stats"));
+   EXPECT_THAT(Zsh("hostmem-record series -r swap", "swap-stats"), HasSubstr("-r swap-stats"));
+   EXPECT_THAT(
+      Zsh("hostmem-export jsonl --report=", "zip-stats"),
+      AllOf(HasSubstr("comp-stats"), Not(HasSubstr("dcpmm-stats")))); // which only a running host has
+}
+
 TEST_F(ZshCompletion, OffersOptionsOfHostmemOverview)
 {
    EXPECT_THAT(Zsh("hostmem-overview --ag", "against"), HasSubstr("hostmem-overview --against"));
