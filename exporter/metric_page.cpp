@@ -5,6 +5,8 @@
 #include <cstring>
 #include <string_view>
 
+#include <malloc.h>
+
 #include "export/metric_self.h"
 #include "exporter/own_metrics.h"
 #include "nevra/nevra.h"
@@ -128,6 +130,7 @@ void MetricPage::Show(Clock::time_point now, bool timedOut)
    reading = {};
    shown = now;
    hasShown = true;
+   malloc_trim(0); // or the heap keeps several times the size of the texts
 }
 
 } // namespace exporter

@@ -85,7 +85,6 @@ bool ReaderProcess::Start(const ReadingChoices &choices)
    const FileDescriptor writeEnd(ends[1]);
    fcntl(pipe.Get(), F_SETFL, O_NONBLOCK);
    received = 0;
-   parser = {};
    pid = fork();
    if (pid == 0) {
       BecomeReader(choices, writeEnd.Get(), messages.Get());
@@ -125,6 +124,7 @@ std::vector<std::string> ReaderProcess::Stop()
    ended.push_back(pid);
    pid = -1;
    pipe.Close();
+   parser = {}; // with what it holds of a message as large as the text
    std::vector<std::string> lines = LinesOf(messages.Get());
    messages.Close();
    Reap();
