@@ -1,6 +1,6 @@
 """hostmem-exporter as a server.
 
-usage: server_test.py EXPORTER SAMPLES WORK [unittest arguments]
+usage: server_test.py EXPORTER MAKE_LARGE_HOST SAMPLES WORK [unittest arguments]
 """
 import base64
 import concurrent.futures
@@ -20,7 +20,7 @@ import tempfile
 import time
 import unittest
 
-EXPORTER, SAMPLES, WORK = sys.argv[1:4]
+EXPORTER, MAKE_LARGE_HOST, SAMPLES, WORK = sys.argv[1:5]
 SNAPSHOT = SAMPLES + "/small-host.snapshot"
 TEA_HASH = "$2b$04$p/oB3eJFleJ73j9TjiybT.mfLvvCL1ev3UpxHNubAJnG6rtqXHcye"  # of "tea", with the least work
 OPENMETRICS = "application/openmetrics-text; version=1.0.0"
@@ -449,6 +449,36 @@ class Clients(unittest.TestCase):
             self.assertEqual(exporter.metric('hostmem_report_success{report="vm-stats"}'), 1)
 
 
+class Sizes(unittest.TestCase):
+    def memory_of(self, groups):
+        """What the exporter holds after three readings of a host with so many groups, what its largest reader took of
+        memory of its own, and the size of its two texts: bytes."""
+        with tempfile.TemporaryDirectory(dir=WORK) as folder:
+            snapshot = folder + "/host.snapshot"
+            subprocess.run([MAKE_LARGE_HOST, str(groups), "shuffled", snapshot], check=True)
+            # Which has ended when the block does.
+            with Exporter("-c", snapshot, "--group-depth", "11", "--scrape-timeout", "100") as exporter:
+                before = exporter.resident()
+                for _ in range(3):
+                    texts = [exporter.get(headers=headers, timeout=120)[2] for headers in ({}, {"Accept": OPENMETRICS})]
+                    time.sleep(1.05)
+                self.assertEqual(exporter.metric('hostmem_report_success{report="group-stats"}', texts[0]), 1)
+                self.assertGreater(exporter.metric("hostmem_series_dropped", texts[0]), 0)
+                held = exporter.resident() - before
+                exporter.process.terminate()
+                _, status, usage = os.wait4(exporter.process.pid, 0)
+                exporter.process.returncode = os.waitstatus_to_exitcode(status)
+            reader = usage.ru_maxrss * 1024 - before - os.path.getsize(snapshot)
+            return held, reader, sum(map(len, texts))
+
+    def test_memory_of_many_groups_is_bounded(self):
+        few, many = self.memory_of(10_000), self.memory_of(100_000)
+        for held, _, texts in few, many:
+            self.assertLess(held, 2.5 * texts)
+        self.assertLess(many[0], few[0] + 2_000_000)
+        self.assertLess(many[1], 100_000 * 1500)
+
+
 class Protection(unittest.TestCase):
     def config(self, text):
         folder = tempfile.mkdtemp(dir=WORK)
@@ -567,4 +597,4 @@ class Service(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0], *sys.argv[4:]])
+    unittest.main(argv=[sys.argv[0], *sys.argv[5:]])
