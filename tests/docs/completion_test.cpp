@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "frontend/report_table.h"
-#include "tests/docs/run_command.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 

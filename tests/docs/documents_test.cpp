@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/docs/document.h"
-#include "tests/docs/run_command.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/docs/run_command.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 

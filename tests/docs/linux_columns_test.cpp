@@ -14,7 +14,7 @@
 #include "fuzz/linux_tree.h"
 #include "manuals/column_meaning.h"
 #include "manuals/source_folder.h"
-#include "tests/docs/run_command.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 

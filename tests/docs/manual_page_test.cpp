@@ -16,7 +16,7 @@
 #include "manuals/option_help.h"
 #include "sysinfo/status.h"
 #include "tests/docs/document.h"
-#include "tests/docs/run_command.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 

@@ -1,16 +1,15 @@
 // hostmem-export as a program.
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
 #include "tests/recorder/reading/made_recording.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 
@@ -23,23 +22,9 @@ constexpr char kEnvironment[] = "TZ=UTC LD_LIBRARY_PATH=" LIBRARY_FOLDER " ";
 constexpr char kEnvironment[] = "TZ=UTC ";
 #endif
 
-struct Ended {
-   std::string output; // standard output and standard error
-   int exitStatus = -1;
-};
-
-Ended Export(const std::string &arguments)
+CommandResult Export(const std::string &arguments)
 {
-   FILE *pipe =
-      popen((std::string("{ ") + kEnvironment + HOSTMEM_EXPORT " " + arguments + "\n} 2>&1").c_str(), "r");
-   Ended ended;
-   char part[4096];
-   for (size_t count; (count = fread(part, 1, sizeof part, pipe)) > 0;) {
-      ended.output.append(part, count);
-   }
-   const int status = pclose(pipe);
-   ended.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-   return ended;
+   return RunCommand(std::string(kEnvironment) + HOSTMEM_EXPORT " " + arguments);
 }
 
 std::string Contents(const std::string &path)
@@ -60,7 +45,8 @@ size_t CountOf(const std::string &text, const std::string &part)
 
 TEST(ExportTool, WritesTheRowsOfASnapshotAsCsv)
 {
-   const Ended ended = Export(std::string("csv -c ") + kSmallHost + " -r vm-stats -s name:swapped -u mb");
+   const CommandResult ended =
+      Export(std::string("csv -c ") + kSmallHost + " -r vm-stats -s name:swapped -u mb");
    EXPECT_EQ(ended.output, "time,host,report,row,name,swapped (MB)\n"
                            "2026-01-15T12:00:00Z,aspen,vm-stats,data,birch,0\n"
                            "2026-01-15T12:00:00Z,aspen,vm-stats,data,rowan,12\n"
@@ -72,13 +58,13 @@ TEST(ExportTool, TakesSeveralReportsWithTheirOwnOptions)
 {
    const std::string arguments =
       std::string(" -c ") + kSmallHost + " -r vm-stats -s name -r comp-stats -s free:memState -u mb";
-   const Ended lines = Export("jsonl" + arguments);
+   const CommandResult lines = Export("jsonl" + arguments);
    EXPECT_EQ(CountOf(lines.output, "\n"), 6u) << lines.output;
    EXPECT_NE(lines.output.find(R"({"row":"data","report":"comp-stats","host":"aspen",)"
                                R"("time":"2026-01-15T12:00:00Z","free":)"),
              std::string::npos)
       << lines.output;
-   const Ended document = Export("json" + arguments);
+   const CommandResult document = Export("json" + arguments);
    EXPECT_EQ(CountOf(document.output, "\"complete\":true"), 2u) << document.output;
    EXPECT_EQ(Export("csv" + arguments).output,
              "hostmem-export: csv: takes one report: each has columns of its own\n");
@@ -87,8 +73,8 @@ TEST(ExportTool, TakesSeveralReportsWithTheirOwnOptions)
 
 TEST(ExportTool, ReadsSeveralSnapshots)
 {
-   const Ended ended = Export("csv -c " + std::string(kSmallHost) +
-                              " " SAMPLES "/hypervisor-host.snapshot -r comp-stats -s free");
+   const CommandResult ended = Export("csv -c " + std::string(kSmallHost) +
+                                      " " SAMPLES "/hypervisor-host.snapshot -r comp-stats -s free");
    EXPECT_EQ(CountOf(ended.output, ",aspen,comp-stats,data,"), 1u) << ended.output;
    EXPECT_EQ(CountOf(ended.output, ",hazel,comp-stats,data,"), 1u) << ended.output;
    EXPECT_EQ(CountOf(ended.output, "time,host"), 1u) << ended.output;
@@ -96,7 +82,8 @@ TEST(ExportTool, ReadsSeveralSnapshots)
 
 TEST(ExportTool, ShowsWhatItCanReadAndFails)
 {
-   const Ended ended = Export("csv -c /nowhere " + std::string(kSmallHost) + " -r comp-stats -s free");
+   const CommandResult ended =
+      Export("csv -c /nowhere " + std::string(kSmallHost) + " -r comp-stats -s free");
    EXPECT_NE(ended.output.find("hostmem-export: /nowhere: "), std::string::npos) << ended.output;
    EXPECT_EQ(CountOf(ended.output, ",aspen,comp-stats,data,"), 1u) << ended.output;
    EXPECT_EQ(ended.exitStatus, 1);
@@ -104,7 +91,7 @@ TEST(ExportTool, ShowsWhatItCanReadAndFails)
 
 TEST(ExportTool, ReadsThisHost)
 {
-   const Ended ended = Export("csv -r comp-stats -s total 2>/dev/null");
+   const CommandResult ended = Export("csv -r comp-stats -s total 2>/dev/null");
    EXPECT_EQ(ended.exitStatus, 0);
    EXPECT_EQ(CountOf(ended.output, "\n"), 2u) << ended.output;
    EXPECT_NE(ended.output.find(",comp-stats,data,"), std::string::npos) << ended.output;
@@ -117,8 +104,9 @@ TEST(ExportTool, ReadsAStretchOfARecording)
    for (int i = 0; i < 4; i++) {
       recording.Add(kNoon + i * 60);
    }
-   const Ended ended = Export("csv --dir " + recording.Folder() +
-                              " --from '2026-01-15 12:01' --to 2026-01-15T12:02:30Z -r vm-stats -s name");
+   const CommandResult ended =
+      Export("csv --dir " + recording.Folder() +
+             " --from '2026-01-15 12:01' --to 2026-01-15T12:02:30Z -r vm-stats -s name");
    EXPECT_EQ(CountOf(ended.output, "2026-01-15T12:01:00Z,aspen,vm-stats,data,"), 2u) << ended.output;
    EXPECT_EQ(CountOf(ended.output, "2026-01-15T12:02:00Z,aspen,vm-stats,data,"), 2u) << ended.output;
    EXPECT_EQ(CountOf(ended.output, "\n"), 7u) << ended.output; // with two Total rows
@@ -127,7 +115,7 @@ TEST(ExportTool, ReadsAStretchOfARecording)
 
 TEST(ExportTool, WritesMetricsOfASnapshotWithItsHostAndTime)
 {
-   const Ended ended = Export(std::string("openmetrics -c ") + kSmallHost + " -r pshareHint-stats");
+   const CommandResult ended = Export(std::string("openmetrics -c ") + kSmallHost + " -r pshareHint-stats");
    EXPECT_EQ(
       ended.output,
       "# HELP hostmem_host The host that the figures are of.\n"
@@ -163,7 +151,7 @@ TEST(ExportTool, WritesMetricsOfARecordingSeriesBySeries)
    MadeRecording recording;
    recording.Add(kNoon);
    recording.Add(kNoon + 60);
-   const Ended ended = Export("openmetrics --dir " + recording.Folder() + " -r comp-stats");
+   const CommandResult ended = Export("openmetrics --dir " + recording.Folder() + " -r comp-stats");
    const std::string free = "hostmem_memory_free_bytes{host=\"aspen\"} ";
    const size_t first = ended.output.find('\n' + free);
    ASSERT_NE(first, std::string::npos) << ended.output;
@@ -199,7 +187,7 @@ TEST(ExportTool, RefusesReportsWithoutMetricsAndTheirOptions)
              "hostmem-export: nosuch-stats: no such report\n");
    EXPECT_EQ(Export("openmetrics" + snapshot + " -r dcpmm-stats").output,
              "hostmem-export: dcpmm-stats: has no metrics\n");
-   const Ended ended = Export("openmetrics" + snapshot + " -r vm-stats -u mb");
+   const CommandResult ended = Export("openmetrics" + snapshot + " -r vm-stats -u mb");
    EXPECT_EQ(ended.output, "hostmem-export: -r: a report has no options of its own here: -u\n");
    EXPECT_EQ(ended.exitStatus, 2);
 }
@@ -226,19 +214,20 @@ TEST(ExportTool, WritesAFileWholeOrNotAtAll)
 
 TEST(ExportTool, MakesATableForEachReportThatIsExported)
 {
-   const Ended ended = Export("schema --engine clickhouse");
+   const CommandResult ended = Export("schema --engine clickhouse");
    EXPECT_EQ(ended.exitStatus, 0);
    EXPECT_EQ(ended.output.find("CREATE DATABASE IF NOT EXISTS hostmem;\n\nCREATE TABLE "), 0u)
       << ended.output;
    EXPECT_EQ(CountOf(ended.output, "\nENGINE = MergeTree\n"), 18u);
    EXPECT_EQ(CountOf(ended.output, "dcpmm"), 0u) << "which is not exported";
-   const Ended spread = Export("schema --engine clickhouse --cluster fleet");
+   const CommandResult spread = Export("schema --engine clickhouse --cluster fleet");
    EXPECT_EQ(CountOf(spread.output, "\nENGINE = Distributed('fleet', hostmem, "), 18u);
 }
 
 TEST(ExportTool, LeavesOutWhatIsNoRow)
 {
-   const Ended ended = Export(std::string("jsonl --rows-only -c ") + kSmallHost + " -r vm-stats -s name -v");
+   const CommandResult ended =
+      Export(std::string("jsonl --rows-only -c ") + kSmallHost + " -r vm-stats -s name -v");
    EXPECT_EQ(CountOf(ended.output, "\n"), 3u) << ended.output;
    EXPECT_EQ(CountOf(ended.output, "{\"row\":\"data\","), 2u) << ended.output;
    EXPECT_EQ(CountOf(ended.output, "{\"row\":\"total\","), 1u) << ended.output;
@@ -246,7 +235,7 @@ TEST(ExportTool, LeavesOutWhatIsNoRow)
 
 TEST(ExportTool, PrintsItsVersion)
 {
-   const Ended ended = Export("--version");
+   const CommandResult ended = Export("--version");
    EXPECT_EQ(ended.exitStatus, 0);
    EXPECT_EQ(ended.output, "hostmem-export " HOSTMEM_VERSION "\n");
 }
@@ -268,7 +257,7 @@ TEST(ExportTool, RefusesWhatCannotBeMeant)
          {"schema --engine clickhouse -r vm-stats", "schema takes no report"},
          {"xml" + source + " -r vm-stats", "hostmem-export: unknown subcommand xml\n"},
          {"json --dir /tmp" + source + " -r vm-stats", "excludes"}}) {
-      const Ended ended = Export(arguments);
+      const CommandResult ended = Export(arguments);
       EXPECT_EQ(ended.exitStatus, 2) << arguments;
       EXPECT_NE(ended.output.find(message), std::string::npos) << ended.output;
    }

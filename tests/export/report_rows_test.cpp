@@ -14,6 +14,7 @@
 #include "export/row_writer.h"
 #include "export/run_report.h"
 #include "nevra/nevra.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 
@@ -27,14 +28,9 @@ std::string PrintedCsv(const std::string &snapshot, const std::string &report,
    for (const std::string &option : options) {
       command += " '" + option + "'";
    }
-   FILE *pipe = popen(command.c_str(), "r");
-   std::string text;
-   char part[4096];
-   for (size_t count; (count = fread(part, 1, sizeof part, pipe)) > 0;) {
-      text.append(part, count);
-   }
-   EXPECT_EQ(pclose(pipe), 0) << command;
-   return text;
+   const CommandResult result = RunCommand(command + " 2>/dev/null");
+   EXPECT_EQ(result.exitStatus, 0) << command;
+   return result.output;
 }
 
 // ---- a recording output

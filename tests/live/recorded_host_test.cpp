@@ -20,6 +20,7 @@
 
 #include "recorder/recording.h"
 #include "tests/nevra/linux/own_cgroup.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 
@@ -101,12 +102,7 @@ class RecordedHost : public testing::Test {
    // What a report shows of the last frame.
    std::string Reported(const std::string &report) const
    {
-      const std::string command = RECORD_PROGRAM " report now --dir " + folder + " -r " + report + " 2>&1";
-      FILE *pipe = popen(command.c_str(), "r");
-      std::string text(1 << 20, '\0');
-      text.resize(std::fread(text.data(), 1, text.size(), pipe));
-      pclose(pipe);
-      return text;
+      return RunCommand(RECORD_PROGRAM " report now --dir " + folder + " -r " + report).output;
    }
 
    std::string folder;

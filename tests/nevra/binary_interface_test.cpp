@@ -2,17 +2,15 @@
 // else, and hostmem gets it, and nothing but the C library besides, from shared libraries.
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <memory>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "nevra/definitions.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 
@@ -21,14 +19,7 @@ using Names = std::set<std::string>;
 // The lines that a command prints.
 std::vector<std::string> Output(const std::string &command)
 {
-   std::vector<std::string> lines;
-   const std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen(command.c_str(), "r"), pclose);
-   if (pipe != nullptr) {
-      char line[8192];
-      while (std::fgets(line, sizeof line, pipe.get()) != nullptr) {
-         lines.emplace_back(line, std::char_traits<char>::length(line) - 1);
-      }
-   }
+   const std::vector<std::string> lines = SplitLines(RunCommand(command).output);
    EXPECT_FALSE(lines.empty()) << command;
    return lines;
 }

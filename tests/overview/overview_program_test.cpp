@@ -1,17 +1,17 @@
 // hostmem-overview as a program.
-#include <cstdio>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <thread>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 
 #include "tests/recorder/reading/made_recording.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 
@@ -29,27 +29,9 @@ constexpr char kEnvironment[] = "TZ=UTC LC_ALL=C.UTF-8 LD_LIBRARY_PATH=" LIBRARY
 constexpr char kEnvironment[] = "TZ=UTC LC_ALL=C.UTF-8 ";
 #endif
 
-struct Ended {
-   std::string output; // standard output and standard error
-   int exitStatus = -1;
-};
-
-Ended RunShell(const std::string &command)
+CommandResult Overview(const std::string &arguments)
 {
-   FILE *pipe = popen(("{ " + command + "\n} 2>&1").c_str(), "r");
-   Ended ended;
-   char part[4096];
-   for (size_t count; (count = fread(part, 1, sizeof part, pipe)) > 0;) {
-      ended.output.append(part, count);
-   }
-   const int status = pclose(pipe);
-   ended.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-   return ended;
-}
-
-Ended Overview(const std::string &arguments)
-{
-   return RunShell(std::string(kEnvironment) + HOSTMEM_OVERVIEW " " + arguments);
+   return RunCommand(std::string(kEnvironment) + HOSTMEM_OVERVIEW " " + arguments);
 }
 
 size_t CountOfLines(const std::string &text)
@@ -59,7 +41,7 @@ size_t CountOfLines(const std::string &text)
 
 TEST(OverviewProgram, ShowsThisHost)
 {
-   const Ended ended = Overview("2>/dev/null");
+   const CommandResult ended = Overview("2>/dev/null");
    EXPECT_EQ(ended.exitStatus, 0) << ended.output;
    EXPECT_THAT(ended.output, HasSubstr("  this host  "));
    EXPECT_THAT(ended.output, HasSubstr("caches and drivers"));
@@ -78,15 +60,15 @@ TEST(OverviewProgram, ShowsThisHostToOneWhoIsNotRoot)
    std::filesystem::create_directory(folder);
    std::filesystem::copy_file(HOSTMEM_OVERVIEW, folder + "/overview");
    std::filesystem::copy_file(LIBRARY_FOLDER "/libnevra.so.1", folder + "/libnevra.so.1");
-   const Ended ended =
-      RunShell("LD_LIBRARY_PATH=" + folder + " setpriv --reuid nobody --regid nogroup --clear-groups " +
-               folder + "/overview");
+   const CommandResult ended =
+      RunCommand("LD_LIBRARY_PATH=" + folder + " setpriv --reuid nobody --regid nogroup --clear-groups " +
+                 folder + "/overview");
    EXPECT_EQ(ended.exitStatus, 0) << ended.output;
    EXPECT_THAT(ended.output, HasSubstr("\nnot read: "));
    EXPECT_LT(CountOfLines(ended.output), 24u);
-   const Ended list =
-      RunShell("LD_LIBRARY_PATH=" + folder + " setpriv --reuid nobody --regid nogroup --clear-groups " +
-               folder + "/overview --findings");
+   const CommandResult list =
+      RunCommand("LD_LIBRARY_PATH=" + folder + " setpriv --reuid nobody --regid nogroup --clear-groups " +
+                 folder + "/overview --findings");
    EXPECT_THAT(list.output, HasSubstr("not read  /proc/slabinfo: Permission denied; heaps are not shown\n"));
    EXPECT_THAT(list.output, Not(HasSubstr("Kelmar")));
    std::filesystem::remove_all(folder);
@@ -96,10 +78,10 @@ TEST(OverviewProgram, ShowsASnapshotOfThisHostAsItShowsTheHost)
 {
    MadeRecording folder; // to write to
    const std::string path = folder.Folder() + "/host.snapshot";
-   ASSERT_EQ(RunShell(std::string(kEnvironment) + HOSTMEM_SNAPSHOT " capture -o " + path + " 2>/dev/null")
+   ASSERT_EQ(RunCommand(std::string(kEnvironment) + HOSTMEM_SNAPSHOT " capture -o " + path + " 2>/dev/null")
                 .exitStatus,
              0);
-   const Ended ended = Overview("-c " + path);
+   const CommandResult ended = Overview("-c " + path);
    EXPECT_EQ(ended.exitStatus, 0) << ended.output;
    EXPECT_THAT(ended.output, HasSubstr("\ncaches and drivers "));
    EXPECT_THAT(ended.output, HasSubstr(" available without swapping\n"));
@@ -107,7 +89,7 @@ TEST(OverviewProgram, ShowsASnapshotOfThisHostAsItShowsTheHost)
 
 TEST(OverviewProgram, ShowsASnapshot)
 {
-   const Ended ended = Overview(kSmallHost);
+   const CommandResult ended = Overview(kSmallHost);
    EXPECT_EQ(ended.exitStatus, 0);
    EXPECT_THAT(ended.output, StartsWith("aspen  2026-01-15T12:00:00Z  "));
    EXPECT_THAT(ended.output,
@@ -116,7 +98,8 @@ TEST(OverviewProgram, ShowsASnapshot)
 
 TEST(OverviewProgram, ComparesSnapshots)
 {
-   const Ended ended = Overview(std::string(kLargeHost) + " --against " SAMPLES "/small-host.snapshot");
+   const CommandResult ended =
+      Overview(std::string(kLargeHost) + " --against " SAMPLES "/small-host.snapshot");
    EXPECT_EQ(ended.exitStatus, 0);
    EXPECT_THAT(ended.output, HasSubstr("; changes since 2026-01-15T12:00:00Z\n"));
    EXPECT_THAT(ended.output, HasSubstr("+157.5 GB\n"));
@@ -131,14 +114,14 @@ TEST(OverviewProgram, ShowsMomentsOfARecording)
    EXPECT_THAT(Overview(folder).output, StartsWith("aspen  2026-01-15T12:01:00Z  "));
    EXPECT_THAT(Overview(folder + " --at 2026-01-15T12:00:30Z").output,
                StartsWith("aspen  2026-01-15T12:00:00Z  "));
-   const Ended ended =
+   const CommandResult ended =
       Overview(folder + " --against 12:00 --at '2026-01-15 12:01' --against '2026-01-15 12:00'");
    EXPECT_NE(ended.exitStatus, 0) << "two moments to compare with";
-   const Ended compared = Overview(folder + " --against '2026-01-15 12:00'");
+   const CommandResult compared = Overview(folder + " --against '2026-01-15 12:00'");
    EXPECT_THAT(compared.output, HasSubstr("; changes since 2026-01-15T12:00:00Z\n"));
    EXPECT_THAT(compared.output, HasSubstr("\nbirch          +256.0 MB"));
    EXPECT_EQ(compared.exitStatus, 0);
-   const Ended early = Overview(folder + " --at @5");
+   const CommandResult early = Overview(folder + " --at @5");
    EXPECT_EQ(early.exitStatus, 1);
    EXPECT_THAT(early.output, HasSubstr("nothing is recorded at or before @5"));
    EXPECT_THAT(Overview(folder + " --findings --at now").output,
@@ -147,7 +130,7 @@ TEST(OverviewProgram, ShowsMomentsOfARecording)
 
 TEST(OverviewProgram, ListsFindingsWithTheirCommands)
 {
-   const Ended ended = Overview(std::string(kSmallHost) + " --findings");
+   const CommandResult ended = Overview(std::string(kSmallHost) + " --findings");
    EXPECT_EQ(ended.exitStatus, 0);
    EXPECT_THAT(ended.output, HasSubstr("warning   rowan gave 64.0 MB to its balloon, 3.1 % of its memory\n"
                                        "          hostmem -c " SAMPLES "/small-host.snapshot -r vm-stats -s "
@@ -156,17 +139,17 @@ TEST(OverviewProgram, ListsFindingsWithTheirCommands)
 
 TEST(OverviewProgram, ChecksAsPluginsOfMonitoringSystemsDo)
 {
-   const Ended critical = Overview(std::string(kSmallHost) + " --check");
+   const CommandResult critical = Overview(std::string(kSmallHost) + " --check");
    EXPECT_EQ(critical.output,
              "HOSTMEM CRITICAL - emu.birch uses 128.0 MB, 100 % of its limit of 128.0 MB (+2) | "
              "free=1048576KB;;;0;8388608\n");
    EXPECT_EQ(critical.exitStatus, 2);
-   const Ended warning = Overview(std::string(kLargeHost) + " --check");
+   const CommandResult warning = Overview(std::string(kLargeHost) + " --check");
    EXPECT_EQ(warning.output,
              "HOSTMEM WARNING - vdi-03 has 178.1 MB swapped, 4.3 % of its memory, and is swapping (+7) "
              "| free=166208628KB;;;0;805306368\n");
    EXPECT_EQ(warning.exitStatus, 1);
-   const Ended unknown = Overview("--check -c /nowhere");
+   const CommandResult unknown = Overview("--check -c /nowhere");
    EXPECT_EQ(unknown.output, "hostmem-overview: /nowhere: cannot be read: No such file or directory\n"
                              "HOSTMEM UNKNOWN - the memory of the host could not be read\n");
    EXPECT_EQ(unknown.exitStatus, 3);
@@ -190,7 +173,7 @@ TEST_F(ChangedFile, ThatIsCutShortIsAnError)
    for (const size_t size : {0, 7, 1000, 20000}) {
       std::filesystem::resize_file(path, std::min<size_t>(size, std::filesystem::file_size(path)));
       for (const char *form : {"", " --findings", " --check"}) {
-         const Ended ended = Overview("-c " + path + form);
+         const CommandResult ended = Overview("-c " + path + form);
          EXPECT_EQ(ended.exitStatus, *form != '\0' && std::string(form) == " --check" ? 3 : 1)
             << ended.output;
          EXPECT_THAT(ended.output, StartsWith("hostmem-overview: " + path + ": "));
@@ -212,7 +195,7 @@ TEST_F(ChangedFile, WithAFlippedBitGivesNoWrongFigure)
       file.seekp(static_cast<std::streamoff>(at));
       file.put(static_cast<char>(former ^ 0x10));
       file.close();
-      const Ended ended = Overview("--width 200 -c " + path);
+      const CommandResult ended = Overview("--width 200 -c " + path);
       ASSERT_GE(ended.exitStatus, 0) << "at " << at;
       refused += ended.exitStatus != 0 ? 1 : 0;
       // What is shown in spite of the damage is right: the same lines, or fewer.
@@ -228,7 +211,7 @@ TEST_F(ChangedFile, WithAFlippedBitGivesNoWrongFigure)
 TEST(OverviewProgram, FailsWhereNothingIsRecorded)
 {
    MadeRecording recording; // not begun
-   const Ended ended = Overview("--dir " + recording.Folder());
+   const CommandResult ended = Overview("--dir " + recording.Folder());
    EXPECT_EQ(ended.output, "hostmem-overview: " + recording.Folder() + ": nothing is recorded here\n");
    EXPECT_EQ(ended.exitStatus, 1);
    EXPECT_EQ(Overview("--dir /nowhere").exitStatus, 1);
@@ -243,7 +226,7 @@ TEST(OverviewProgram, RefusesWhatCannotBeMeant)
          {"--width 10", "--width"},
          {"--height 5", "--height"},
          {"surplus", "surplus"}}) {
-      const Ended ended = Overview(arguments);
+      const CommandResult ended = Overview(arguments);
       EXPECT_EQ(ended.exitStatus, 2) << arguments;
       EXPECT_THAT(ended.output, HasSubstr(message));
       EXPECT_THAT(ended.output, HasSubstr("Run with --help for more information.\n"));
@@ -252,7 +235,7 @@ TEST(OverviewProgram, RefusesWhatCannotBeMeant)
 
 TEST(OverviewProgram, SaysWhenItsOutputIsNotTaken)
 {
-   const Ended ended = Overview(std::string(kSmallHost) + " >/dev/full");
+   const CommandResult ended = Overview(std::string(kSmallHost) + " >/dev/full");
    EXPECT_EQ(ended.exitStatus, 1);
    EXPECT_THAT(ended.output, HasSubstr("standard output: cannot be written: No space left on device"));
 }
@@ -264,7 +247,7 @@ TEST(OverviewProgram, PrintsItsVersion)
 
 TEST(OverviewProgram, IsAsciiWhereTheLocaleIs)
 {
-   const Ended ended = RunShell(std::string("LC_ALL=C " HOSTMEM_OVERVIEW) + kSmallHost);
+   const CommandResult ended = RunCommand(std::string("LC_ALL=C " HOSTMEM_OVERVIEW) + kSmallHost);
    EXPECT_THAT(ended.output, HasSubstr("in use                  #####"));
    EXPECT_TRUE(
       std::ranges::all_of(ended.output, [](char c) { return static_cast<unsigned char>(c) < 0x80; }));
@@ -282,13 +265,13 @@ std::string OnTerminal(const std::string &arguments, int columns, int lines,
    const std::string size = " -x " + std::to_string(columns) + " -y " + std::to_string(lines);
    const std::string command =
       environment + " " + kEnvironment + HOSTMEM_OVERVIEW " " + arguments + "; printf 'done>'; exec sleep 20";
-   RunShell("LC_ALL=C.UTF-8 " + tmux + "new-session -d" + size + " \"" + command + "\"");
+   RunCommand("LC_ALL=C.UTF-8 " + tmux + "new-session -d" + size + " \"" + command + "\"");
    std::string shown;
    for (int attempt = 0; attempt < 200 && shown.find("done>") == std::string::npos; attempt++) {
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
-      shown = RunShell(tmux + "capture-pane -p -e -S -").output; // from the start of what scrolled away
+      shown = RunCommand(tmux + "capture-pane -p -e -S -").output; // from the start of what scrolled away
    }
-   RunShell(tmux + "kill-server");
+   RunCommand(tmux + "kill-server");
    return shown;
 }
 
@@ -296,7 +279,7 @@ class OnATerminal : public ::testing::Test {
  protected:
    void SetUp() override
    {
-      if (RunShell("command -v tmux").exitStatus != 0) {
+      if (RunCommand("command -v tmux").exitStatus != 0) {
          GTEST_SKIP() << "tmux is not installed";
       }
    }

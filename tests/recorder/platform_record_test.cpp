@@ -1,5 +1,4 @@
 // Records through a libnevra.so.1 that is not this project's: the scripted platform.
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -11,6 +10,7 @@
 #include "nevra/records.h"
 #include "tests/recorder/recording_kit.h"
 #include "tests/scripted/scenario.h"
+#include "tests/shell/run_command.h"
 
 using namespace scripted;
 
@@ -34,11 +34,7 @@ class PlatformRecording : public testing::Test {
    {
       const std::string command =
          RECORD_PROGRAM " report now --dir " + folder.Path() + " -r " + report + " -q 2> /dev/null";
-      FILE *pipe = popen(command.c_str(), "r");
-      std::string text(1 << 16, '\0');
-      text.resize(std::fread(text.data(), 1, text.size(), pipe));
-      pclose(pipe);
-      return text;
+      return RunCommand(command).output;
    }
    size_t FrameCount()
    {

@@ -19,6 +19,7 @@
 #include "nevra/snapshot/snapshot_verify.h"
 #include "tests/nevra/linux/recorded_tree.h"
 #include "tests/recorder/recording_kit.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 
@@ -303,31 +304,17 @@ TEST_F(RecordProgram, ItStaysWithinItsFootprint)
    EXPECT_EQ(End(SIGTERM), 0);
 }
 
-struct Outcome {
-   int status;
-   std::string output;
-};
-
-Outcome RunCommand(const std::string &arguments)
+CommandResult Record(const std::string &arguments)
 {
-   FILE *pipe =
-      popen(("exec 2>&1; LD_LIBRARY_PATH=" LIBRARY_FOLDER " " RECORD_PROGRAM " " + arguments).c_str(), "r");
-   std::string output;
-   char buffer[4096];
-   size_t length;
-   while ((length = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-      output.append(buffer, length);
-   }
-   const int status = pclose(pipe);
-   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+   return RunCommand("LD_LIBRARY_PATH=" LIBRARY_FOLDER " " RECORD_PROGRAM " " + arguments);
 }
 
 TEST(RecordCommandLine, WhatCannotBeIsRefused)
 {
    const std::string hint = "\nRun with --help for more information.\n";
    const auto expect = [&](const std::string &arguments, const std::string &problem) {
-      const Outcome outcome = RunCommand(arguments);
-      EXPECT_EQ(outcome.status, 2) << arguments;
+      const CommandResult outcome = Record(arguments);
+      EXPECT_EQ(outcome.exitStatus, 2) << arguments;
       EXPECT_EQ(outcome.output, "hostmem-record: " + problem + hint);
    };
    expect("start", "unknown subcommand start");
@@ -340,15 +327,15 @@ TEST(RecordCommandLine, WhatCannotBeIsRefused)
 
 TEST(RecordCommandLine, VersionIsPrinted)
 {
-   const Outcome outcome = RunCommand("--version");
-   EXPECT_EQ(outcome.status, 0);
+   const CommandResult outcome = Record("--version");
+   EXPECT_EQ(outcome.exitStatus, 0);
    EXPECT_EQ(outcome.output, "hostmem-record " HOSTMEM_VERSION "\n");
 }
 
 TEST(RecordCommandLine, AFolderThatCannotBeMadeEndsIt)
 {
-   const Outcome outcome = RunCommand("run --dir /proc/none");
-   EXPECT_EQ(outcome.status, 1);
+   const CommandResult outcome = Record("run --dir /proc/none");
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_THAT(outcome.output, HasSubstr("hostmem-record: /proc/none: cannot be written to: "));
 }
 

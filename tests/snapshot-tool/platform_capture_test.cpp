@@ -14,6 +14,7 @@
 #include "nevra/records.h"
 #include "nevra/snapshot/snapshot_file.h"
 #include "tests/scripted/scenario.h"
+#include "tests/shell/run_command.h"
 #include "tests/snapshot-tool/json_kit.h"
 
 using namespace scripted;
@@ -120,11 +121,7 @@ TEST_F(PlatformCapture, GivesTheReportsOfThePlatform)
       const RunResult live = RunHostmem(host, {"-r", report, "-q"});
       const std::string command =
          HOSTMEM " -c " + (folder / "a").string() + " -r " + report + " -q 2> " + (folder / "err").string();
-      FILE *pipe = popen(command.c_str(), "r");
-      std::string captured(1 << 16, '\0');
-      captured.resize(std::fread(captured.data(), 1, captured.size(), pipe));
-      pclose(pipe);
-      EXPECT_EQ(captured, live.out) << report;
+      EXPECT_EQ(RunCommand(command).output, live.out) << report;
    }
 }
 

@@ -1,6 +1,5 @@
 // hostmem-snapshot as it is run.
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -8,34 +7,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include "nevra/definitions.h"
 #include "tests/nevra/snapshot/forged_snapshot.h"
 #include "tests/nevra/snapshot/small_tree.h"
+#include "tests/shell/run_command.h"
 #include "tests/snapshot-tool/json_kit.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Outcome {
-   int status;
-   std::string output; // standard output and standard error
-};
-
-Outcome RunCommand(const std::string &command)
-{
-   FILE *pipe = popen(("exec 2>&1; " + command).c_str(), "r");
-   std::string output;
-   char buffer[4096];
-   size_t length;
-   while ((length = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) {
-      output.append(buffer, length);
-   }
-   const int status = pclose(pipe);
-   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
-}
 
 // What a capture of an empty tree says.
 const std::string kNothingIsThere =
@@ -55,7 +36,7 @@ class SnapshotTool : public testing::Test {
    ~SnapshotTool() override { fs::remove_all(folder); }
 
    std::string Path(const char *name) const { return folder / name; }
-   Outcome Run(const std::string &arguments) const
+   CommandResult Run(const std::string &arguments) const
    {
       return RunCommand("cd " + folder.string() + " && " SNAPSHOT_TOOL " " + arguments);
    }
@@ -85,12 +66,12 @@ class SnapshotTool : public testing::Test {
 TEST_F(SnapshotTool, ExportThenImportGivesTheSameBytes)
 {
    WriteSmallSnapshot("a");
-   EXPECT_EQ(Run("export a > a.json").status, 0);
-   const Outcome outcome = Run("import a.json -o b");
-   EXPECT_EQ(outcome.status, 0);
+   EXPECT_EQ(Run("export a > a.json").exitStatus, 0);
+   const CommandResult outcome = Run("import a.json -o b");
+   EXPECT_EQ(outcome.exitStatus, 0);
    EXPECT_EQ(outcome.output, "");
    EXPECT_EQ(Read("a"), Read("b"));
-   EXPECT_EQ(Run("import - -o c < a.json").status, 0);
+   EXPECT_EQ(Run("import - -o c < a.json").exitStatus, 0);
    EXPECT_EQ(Read("a"), Read("c"));
 }
 
@@ -98,8 +79,8 @@ TEST_F(SnapshotTool, ImportThatFailsNamesThePlaceAndLeavesNothing)
 {
    Write("bad.json",
          "{\n\"nodes\": {\"sched/groups/groupName\": {\"records\": [\n{\"keys\": [0], \"nam\": 1}]}}}");
-   const Outcome outcome = Run("import bad.json -o b");
-   EXPECT_EQ(outcome.status, 1);
+   const CommandResult outcome = Run("import bad.json -o b");
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_EQ(outcome.output, "hostmem-snapshot: bad.json: line 3: sched/groups/groupName, records[0]: "
                              "unknown field \"nam\" of GroupNameRecord\n");
    EXPECT_THAT(Names(), testing::ElementsAre("bad.json"));
@@ -110,18 +91,18 @@ TEST_F(SnapshotTool, ImportThatFailsLeavesTheOldFile)
    WriteSmallSnapshot("b");
    Write("bad.json", "[");
    const std::string old = Read("b");
-   EXPECT_EQ(Run("import bad.json -o b").status, 1);
+   EXPECT_EQ(Run("import bad.json -o b").exitStatus, 1);
    EXPECT_EQ(Read("b"), old);
 }
 
 TEST_F(SnapshotTool, TargetThatCannotBeWrittenIsAFailure)
 {
    Write("a.json", "{}");
-   Outcome outcome = Run("import a.json -o missing/b");
-   EXPECT_EQ(outcome.status, 1);
+   CommandResult outcome = Run("import a.json -o missing/b");
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_EQ(outcome.output, "hostmem-snapshot: missing/b: cannot be written: No such file or directory\n");
    outcome = Run("import a.json -o .");
-   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_EQ(outcome.output, "hostmem-snapshot: .: cannot be written: not a regular file\n");
    EXPECT_THAT(Names(), testing::ElementsAre("a.json"));
 }
@@ -133,14 +114,14 @@ TEST_F(SnapshotTool, AFileThatIsThereStaysUnlessForced)
    Write("a.json", "{}");
    Write("b", "old");
    for (const char *command : {"import a.json -o b", "capture --root root -o b"}) {
-      const Outcome outcome = Run(command);
-      EXPECT_EQ(outcome.status, 1);
+      const CommandResult outcome = Run(command);
+      EXPECT_EQ(outcome.exitStatus, 1);
       EXPECT_EQ(outcome.output, "hostmem-snapshot: b: already exists; --force replaces it\n");
       EXPECT_EQ(Read("b"), "old");
    }
    for (const char *command : {"import a.json --force -o b", "capture --root root -f -o b"}) {
-      EXPECT_EQ(Run(command).status, 0);
-      EXPECT_EQ(Run("verify b").status, 0);
+      EXPECT_EQ(Run(command).exitStatus, 0);
+      EXPECT_EQ(Run("verify b").exitStatus, 0);
       EXPECT_EQ(fs::status(Path("b")).permissions(), fs::perms(0600));
    }
    EXPECT_THAT(Names(), testing::UnorderedElementsAre("root", "a.json", "b"));
@@ -154,10 +135,10 @@ TEST_F(SnapshotTool, CaptureFollowsNoLink)
    for (const char *target : {"victim", "missing"}) {
       fs::create_symlink(target, Path("host-20231114T221320Z.snapshot"));
       for (const char *options : {"", " --force"}) {
-         const Outcome outcome =
+         const CommandResult outcome =
             RunCommand("cd " + folder.string() +
                        " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root" + options);
-         EXPECT_EQ(outcome.status, 1);
+         EXPECT_EQ(outcome.exitStatus, 1);
          EXPECT_EQ(
             outcome.output,
             "hostmem-snapshot: host-20231114T221320Z.snapshot: cannot be written: not a regular file\n");
@@ -171,10 +152,10 @@ TEST_F(SnapshotTool, CaptureFollowsNoLink)
 TEST_F(SnapshotTool, OutputWithoutANameIsAWrongCommandLine)
 {
    Write("a.json", "{}");
-   EXPECT_EQ(Run("capture --output=").status, 2);
+   EXPECT_EQ(Run("capture --output=").exitStatus, 2);
    for (const char *command : {"import a.json -o ''", "capture -o ''"}) {
-      const Outcome outcome = Run(command);
-      EXPECT_EQ(outcome.status, 2) << command;
+      const CommandResult outcome = Run(command);
+      EXPECT_EQ(outcome.exitStatus, 2) << command;
       EXPECT_EQ(outcome.output, "hostmem-snapshot: --output: the name is empty\n"
                                 "Run with --help for more information.\n");
    }
@@ -192,8 +173,8 @@ TEST_F(SnapshotTool, SourceThatCannotBeReadIsAFailure)
              "hostmem-snapshot: standard input: line 1: expected an object, found the end\n");
    Write("twice.json",
          R"({"nodes": {"sched/groups/groupName": {"records": [{"keys": [5]}, {"keys": [5]}]}}})");
-   const Outcome outcome = Run("import twice.json -o b");
-   EXPECT_EQ(outcome.status, 1);
+   const CommandResult outcome = Run("import twice.json -o b");
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_EQ(outcome.output,
              "hostmem-snapshot: twice.json: sched/groups/groupName: duplicate instance [5]\n");
    EXPECT_THAT(Names(), testing::UnorderedElementsAre("folder", "twice.json"));
@@ -208,12 +189,12 @@ TEST_F(SnapshotTool, DiskThatIsFullIsAFailure)
 {
    WriteSmallSnapshot("a");
    Run("export a > a.json");
-   const Outcome outcome = Run("import a.json -o b > /dev/null; exit $?");
-   EXPECT_EQ(outcome.status, 0);
+   const CommandResult outcome = Run("import a.json -o b > /dev/null; exit $?");
+   EXPECT_EQ(outcome.exitStatus, 0);
    // A limit of one kilobyte stands for the disk.
-   const Outcome limited =
+   const CommandResult limited =
       RunCommand("cd " + folder.string() + " && ulimit -f 1 && " SNAPSHOT_TOOL " import a.json -o c");
-   EXPECT_EQ(limited.status, 1);
+   EXPECT_EQ(limited.exitStatus, 1);
    EXPECT_THAT(limited.output,
                testing::StartsWith("hostmem-snapshot: c: cannot be written: File too large\n"));
    EXPECT_THAT(Names(), testing::UnorderedElementsAre("a", "a.json", "b"));
@@ -223,25 +204,25 @@ TEST_F(SnapshotTool, OutputThatCannotBeWrittenIsAFailure)
 {
    WriteSmallSnapshot("a");
    for (const char *command : {"export a > /dev/full", "info a > /dev/full", "verify a > /dev/full"}) {
-      EXPECT_EQ(Run(command).status, 1) << command;
+      EXPECT_EQ(Run(command).exitStatus, 1) << command;
    }
    Write("b.json", R"({"host": "other"})");
-   ASSERT_EQ(Run("import b.json -o b").status, 0);
-   EXPECT_EQ(Run("diff a b > /dev/full").status, 2);
-   EXPECT_EQ(Run("--help > /dev/full").status, 2);
+   ASSERT_EQ(Run("import b.json -o b").exitStatus, 0);
+   EXPECT_EQ(Run("diff a b > /dev/full").exitStatus, 2);
+   EXPECT_EQ(Run("--help > /dev/full").exitStatus, 2);
 }
 
 TEST_F(SnapshotTool, VerifyTellsSoundFromDamaged)
 {
    WriteSmallSnapshot("a");
-   Outcome outcome = Run("verify a");
-   EXPECT_EQ(outcome.status, 0);
+   CommandResult outcome = Run("verify a");
+   EXPECT_EQ(outcome.exitStatus, 0);
    EXPECT_EQ(outcome.output, "a: sound, 7 nodes, " + std::to_string(Read("a").size()) + " bytes\n");
    std::string bytes = Read("a");
    bytes[bytes.find("seven")] = 'S';
    Write("b", bytes);
    outcome = Run("verify b");
-   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_EQ(outcome.output, "hostmem-snapshot: b: damaged: sched/groups/groupName: checksum mismatch\n");
    EXPECT_EQ(Run("export b").output, outcome.output);
    EXPECT_EQ(Run("verify missing").output,
@@ -251,8 +232,8 @@ TEST_F(SnapshotTool, VerifyTellsSoundFromDamaged)
 TEST_F(SnapshotTool, InfoShowsHeaderAndNodes)
 {
    WriteSmallSnapshot("a");
-   const Outcome outcome = Run("info a");
-   EXPECT_EQ(outcome.status, 0);
+   const CommandResult outcome = Run("info a");
+   EXPECT_EQ(outcome.exitStatus, 0);
    for (const char *line :
         {"host                   elm\n", "captured               2023-11-14T22:13:20Z\n",
          "kernel build           build 17\n", "format version         2\n",
@@ -275,8 +256,8 @@ TEST_F(SnapshotTool, InfoTellsWhatThisBuildDoesNotKnowAndShowsNoControlBytes)
       NodeOf(root, "sched/groups/groupFlags")->definition++;
    });
    Write("a", {bytes.begin(), bytes.end()});
-   const Outcome outcome = Run("info a");
-   EXPECT_EQ(outcome.status, 0);
+   const CommandResult outcome = Run("info a");
+   EXPECT_EQ(outcome.exitStatus, 0);
    for (const char *line : {"host                   el?[2Jm?\n", "kernel build           build?17\n",
                             "definition signature   0123456789abcdef0123456789abcdef (another build's)\n",
                             "  sched/new  (unknown to this build)\n",
@@ -305,8 +286,8 @@ TEST_F(SnapshotTool, ImportShowsNoControlCharactersOfWhatItRefuses)
             std::string("{\"nodes\": {\"system/heaps/stats\": {\"records\": [{\"keys\": [\"") + name +
                "\"]}, {\"keys\": [\"" + name + "\"]}]}}}"}) {
          Write("bad.json", json);
-         const Outcome outcome = Run("import bad.json -o b");
-         EXPECT_EQ(outcome.status, 1) << json;
+         const CommandResult outcome = Run("import bad.json -o b");
+         EXPECT_EQ(outcome.exitStatus, 1) << json;
          EXPECT_THAT(outcome.output, testing::StartsWith("hostmem-snapshot: bad.json: ")) << json;
          EXPECT_THAT(outcome.output, testing::EndsWith("\n"));
          EXPECT_EQ(std::count(outcome.output.begin(), outcome.output.end(), '\n'), 1) << outcome.output;
@@ -326,10 +307,10 @@ TEST_F(SnapshotTool, NamesInASnapshotNeverSteerTheTerminal)
    };
    write("a", 1);
    write("b", 2);
-   const Outcome info = Run("info a");
+   const CommandResult info = Run("info a");
    EXPECT_THAT(info.output, testing::HasSubstr("host                   el??2Jm????1\n"));
    ExpectShown(info.output);
-   const Outcome diff = Run("diff a b");
+   const CommandResult diff = Run("diff a b");
    EXPECT_THAT(diff.output, testing::HasSubstr("\"el\\u009B2Jm\\u202E\\u007f1\" -> "));
    ExpectShown(diff.output);
    ExpectShown(Run("export a").output);
@@ -344,7 +325,7 @@ TEST_F(SnapshotTool, ExportEscapesWhatSteersATerminalAndImportTakesItBack)
 {
    Write("a.json", "{\"host\": \"caf\u00e9 \u009b2J \u202e \x7f\", \"kernelBuild\": \"\u00e9\u20ac\"}");
    ASSERT_EQ(Run("import a.json -o a").output, "");
-   const Outcome json = Run("export a");
+   const CommandResult json = Run("export a");
    EXPECT_THAT(json.output, testing::HasSubstr(R"("host": "caf\u00E9 \u009B2J \u202E \u007f",)"));
    EXPECT_THAT(json.output, testing::HasSubstr("\"kernelBuild\": \"\u00e9\u20ac\","));
    Write("b.json", json.output);
@@ -355,14 +336,15 @@ TEST_F(SnapshotTool, ExportEscapesWhatSteersATerminalAndImportTakesItBack)
 TEST_F(SnapshotTool, DiffTellsByItsExitStatus)
 {
    WriteSmallSnapshot("a");
-   ASSERT_EQ(Run("export a | sed s/seven/eight/ > b.json; " SNAPSHOT_TOOL " import b.json -o b").status, 0);
-   Outcome outcome = Run("diff a a");
-   EXPECT_EQ(outcome.status, 0);
+   ASSERT_EQ(Run("export a | sed s/seven/eight/ > b.json; " SNAPSHOT_TOOL " import b.json -o b").exitStatus,
+             0);
+   CommandResult outcome = Run("diff a a");
+   EXPECT_EQ(outcome.exitStatus, 0);
    EXPECT_EQ(outcome.output, "");
    outcome = Run("diff a b");
-   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_EQ(outcome.output, "sched/groups/groupName [7] name: \"seven\" -> \"eight\"\n");
-   EXPECT_EQ(Run("diff a missing").status, 2);
+   EXPECT_EQ(Run("diff a missing").exitStatus, 2);
    EXPECT_EQ(Run("diff a b.json").output, "hostmem-snapshot: b.json: not a snapshot\n");
 }
 
@@ -371,24 +353,24 @@ TEST_F(SnapshotTool, DiffByShowsWhoGrew)
    const std::string sample = SAMPLES "/small-host.snapshot";
    ASSERT_EQ(
       Run("export " + sample + " | sed 's/1736704/1941504/g' > b.json; " SNAPSHOT_TOOL " import b.json -o b")
-         .status,
+         .exitStatus,
       0);
-   Outcome outcome = Run("diff " + sample + " b --by vm");
+   CommandResult outcome = Run("diff " + sample + " b --by vm");
    EXPECT_EQ(outcome.output,
              "host aspen, 2026-01-15T12:00:00Z to 2026-01-15T12:00:00Z\n"
              "\n"
              "vm                                   before          now       grew MB   number\n"
              "rowan                                1643.0       1843.0        +200.0        1\n");
-   EXPECT_EQ(outcome.status, 1);
-   EXPECT_EQ(Run("diff " + sample + " b --by heap").status, 0);
-   EXPECT_EQ(Run("diff " + sample + " missing --by vm").status, 2);
-   EXPECT_EQ(Run("diff " + sample + " b --top 3").status, 2);
+   EXPECT_EQ(outcome.exitStatus, 1);
+   EXPECT_EQ(Run("diff " + sample + " b --by heap").exitStatus, 0);
+   EXPECT_EQ(Run("diff " + sample + " missing --by vm").exitStatus, 2);
+   EXPECT_EQ(Run("diff " + sample + " b --top 3").exitStatus, 2);
 }
 
 TEST_F(SnapshotTool, WrongCommandLineIsTwoAndHelpIsZero)
 {
    for (const char *arguments : {"", "info", "frobnicate", "import a.json", "info a b", "--unknown"}) {
-      EXPECT_EQ(Run(arguments).status, 2) << arguments;
+      EXPECT_EQ(Run(arguments).exitStatus, 2) << arguments;
    }
    EXPECT_EQ(Run("$(printf 'frob\\033')").output, "hostmem-snapshot: unknown subcommand frob?\n"
                                                   "Run with --help for more information.\n");
@@ -398,9 +380,9 @@ TEST_F(SnapshotTool, WrongCommandLineIsTwoAndHelpIsZero)
              "hostmem-snapshot: The following argument was not expected: b?\n"
              "Run with --help for more information.\n");
    EXPECT_EQ(Run("--version").output, "hostmem-snapshot " HOSTMEM_VERSION "\n");
-   EXPECT_EQ(Run("--version").status, 0);
-   const Outcome outcome = Run("--help");
-   EXPECT_EQ(outcome.status, 0);
+   EXPECT_EQ(Run("--version").exitStatus, 0);
+   const CommandResult outcome = Run("--help");
+   EXPECT_EQ(outcome.exitStatus, 0);
    EXPECT_THAT(outcome.output,
                testing::HasSubstr("Exit status: 0 when done, 1 when it failed, 2 for a wrong"));
 }
@@ -423,7 +405,7 @@ TEST_F(SnapshotTool, CaptureOfAnEmptyTreeCanBeRepeated)
                testing::HasSubstr("captured by            hostmem-snapshot " HOSTMEM_VERSION
                                   "\nnot read               /proc: not "
                                   "mounted; processes, VMs and the host's memory are not shown\n"));
-   const Outcome outcome = RunCommand(
+   const CommandResult outcome = RunCommand(
       "cd " + folder.string() + " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root");
    EXPECT_EQ(outcome.output, kNothingIsThere + "elm_7-20231114T221320Z.snapshot\n");
    EXPECT_EQ(Read("elm_7-20231114T221320Z.snapshot"), Read("a"));
@@ -452,7 +434,7 @@ TEST_F(SnapshotTool, CaptureWithoutAFixedTimeIsOfNow)
 TEST_F(SnapshotTool, CaptureOfAHostWithoutANameIsNamedHost)
 {
    fs::create_directories(folder / "root/proc");
-   const Outcome outcome = RunCommand(
+   const CommandResult outcome = RunCommand(
       "cd " + folder.string() + " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL " capture --root root");
    EXPECT_EQ(outcome.output, kNothingIsThere + "host-20231114T221320Z.snapshot\n");
    fs::create_directories(folder / "root/proc/sys/kernel");
@@ -468,12 +450,12 @@ TEST_F(SnapshotTool, CaptureThatCannotBeKeptOrNamedIsAFailure)
    fs::create_directories(folder / "root/proc");
    Write("file", "");
    EXPECT_EQ(Run("capture --root file -o a").output, "hostmem-snapshot: file: not a folder\n");
-   Outcome outcome = Run("capture --root root -o missing/a");
-   EXPECT_EQ(outcome.status, 1);
+   CommandResult outcome = Run("capture --root root -o missing/a");
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_EQ(outcome.output,
              kNothingIsThere + "hostmem-snapshot: missing/a: cannot be written: No such file or directory\n");
    outcome = Run("capture --root root > /dev/full");
-   EXPECT_EQ(outcome.status, 1);
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_EQ(outcome.output,
              kNothingIsThere +
                 "hostmem-snapshot: standard output: cannot be written: No space left on device\n");
@@ -486,12 +468,12 @@ TEST_F(SnapshotTool, CaptureTakesNoHostNameFromOutsideOfTheTree)
    for (const char *target : {"/dev/zero", "../../../../secret", "missing"}) {
       fs::remove(folder / "root/proc/sys/kernel/hostname");
       fs::create_symlink(target, folder / "root/proc/sys/kernel/hostname");
-      EXPECT_EQ(Run("capture --root root --force -o a").status, 0) << target;
+      EXPECT_EQ(Run("capture --root root --force -o a").exitStatus, 0) << target;
       EXPECT_THAT(Run("info a").output, testing::Not(testing::HasSubstr("secret"))) << target;
    }
    fs::remove(folder / "root/proc/sys/kernel/hostname");
    ASSERT_EQ(mkfifo((folder / "root/proc/sys/kernel/hostname").c_str(), 0600), 0);
-   EXPECT_EQ(Run("capture --root root --force -o a").status, 0)
+   EXPECT_EQ(Run("capture --root root --force -o a").exitStatus, 0)
       << "and nobody waits for one who writes to the pipe";
 }
 
@@ -503,14 +485,14 @@ TEST_F(SnapshotTool, CaptureWithTooFewDescriptorsIsWholeOrNone)
    Write("root/proc/7/status", "Name:\tbirch\nPid:\t7\nVmRSS:\t40 kB\n");
    const std::string capture = "SOURCE_DATE_EPOCH=1 " SNAPSHOT_TOOL " capture --root root -o ";
    const std::string inFolder = "cd " + folder.string() + " && ";
-   ASSERT_EQ(RunCommand(inFolder + capture + "whole").status, 0);
+   ASSERT_EQ(RunCommand(inFolder + capture + "whole").exitStatus, 0);
    for (int limit = 5; limit <= 16; limit++) {
-      const Outcome outcome =
+      const CommandResult outcome =
          RunCommand(inFolder + "ulimit -n " + std::to_string(limit) + " && " + capture + "a");
-      if (outcome.status == 0) {
+      if (outcome.exitStatus == 0) {
          EXPECT_EQ(Read("a"), Read("whole")) << limit;
       } else {
-         EXPECT_EQ(outcome.status, 1) << limit;
+         EXPECT_EQ(outcome.exitStatus, 1) << limit;
          EXPECT_THAT(outcome.output, testing::ContainsRegex("[Tt]oo many open files")) << limit;
          EXPECT_FALSE(fs::exists(folder / "a")) << limit;
       }
@@ -520,8 +502,8 @@ TEST_F(SnapshotTool, CaptureWithTooFewDescriptorsIsWholeOrNone)
 
 TEST_F(SnapshotTool, CaptureOfAMissingTreeIsAFailure)
 {
-   const Outcome outcome = Run("capture --root missing -o a");
-   EXPECT_EQ(outcome.status, 1);
+   const CommandResult outcome = Run("capture --root missing -o a");
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_EQ(outcome.output, "hostmem-snapshot: missing: No such file or directory\n");
    EXPECT_THAT(Names(), testing::IsEmpty());
 }
@@ -541,11 +523,11 @@ TEST_F(SnapshotTool, ExportWithoutNamesKeepsThemAtHome)
    EXPECT_EQ(RunCommand(HOSTMEM " -c " + Path("a") + figures).output,
              RunCommand(HOSTMEM " -c " SAMPLES "/small-host.snapshot" + figures).output);
    Write("other", "{}");
-   const Outcome outcome = Run("export a --anonymize --names other");
-   EXPECT_EQ(outcome.status, 1);
+   const CommandResult outcome = Run("export a --anonymize --names other");
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_EQ(outcome.output, "hostmem-snapshot: other: already exists; --force replaces it\n");
    EXPECT_EQ(Run("export a --anonymize --names other --force > b.json").output, "");
-   EXPECT_EQ(Run("export a --names other.json").status, 2);
+   EXPECT_EQ(Run("export a --names other.json").exitStatus, 2);
 }
 
 TEST_F(SnapshotTool, PseudonymsAreThoseOfTheNamesFile)
@@ -576,8 +558,8 @@ TEST_F(SnapshotTool, TheSnapshotTakesNotThePlaceOfItsNames)
 {
    fs::create_directories(folder / "root/proc");
    for (const char *paths : {"-o x --names x", "-o x --names ./x --force", "-o root/../x --names x -f"}) {
-      const Outcome outcome = Run(std::string("capture --root root --anonymize ") + paths);
-      EXPECT_EQ(outcome.status, 2) << paths;
+      const CommandResult outcome = Run(std::string("capture --root root --anonymize ") + paths);
+      EXPECT_EQ(outcome.exitStatus, 2) << paths;
       EXPECT_THAT(outcome.output, testing::HasSubstr(" is the snapshot\n"));
    }
    EXPECT_THAT(Names(), testing::ElementsAre("root"));
@@ -587,9 +569,9 @@ TEST_F(SnapshotTool, CaptureWithoutNamesHidesTheHostToo)
 {
    fs::create_directories(folder / "root/proc/sys/kernel");
    Write("root/proc/sys/kernel/hostname", "secret\n");
-   const Outcome outcome = RunCommand("cd " + folder.string() +
-                                      " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL
-                                      " capture --root root --anonymize --names names 2> /dev/null");
+   const CommandResult outcome = RunCommand("cd " + folder.string() +
+                                            " && SOURCE_DATE_EPOCH=1700000000 " SNAPSHOT_TOOL
+                                            " capture --root root --anonymize --names names 2> /dev/null");
    const std::string file = outcome.output.substr(0, outcome.output.find('\n'));
    EXPECT_THAT(file, testing::MatchesRegex("n[a-z2-7]{6}-20231114T221320Z.snapshot"));
    EXPECT_EQ(Read(file.c_str()).find("secret"), std::string::npos);
@@ -604,9 +586,9 @@ TEST_F(SnapshotTool, ReportIsThatOfHostmemAndSaysWhichMomentItShows)
 {
    const std::string sample = SAMPLES "/small-host.snapshot";
    const std::string options = " -r group-stats -q -s gid:name:memSize";
-   const Outcome direct = RunCommand(HOSTMEM " -c " + sample + options);
-   const Outcome report = Run("report " + sample + options + " 2> err");
-   EXPECT_EQ(report.status, 0);
+   const CommandResult direct = RunCommand(HOSTMEM " -c " + sample + options);
+   const CommandResult report = Run("report " + sample + options + " 2> err");
+   EXPECT_EQ(report.exitStatus, 0);
    EXPECT_EQ(report.output, direct.output);
    EXPECT_THAT(report.output, testing::HasSubstr("\n211,vmm.birch,4194304\n"));
    EXPECT_EQ(Read("err"), "hostmem-snapshot: " + sample + ": host aspen, captured 2026-01-15T12:00:00Z\n");
@@ -616,14 +598,14 @@ TEST_F(SnapshotTool, ReportGivesHostmemItsOptionsAndItsStatus)
 {
    const std::string sample = SAMPLES "/small-host.snapshot";
    EXPECT_THAT(Run("report " + sample + " --force -r comp-stats").output, testing::HasSubstr("8126464"));
-   const Outcome wrong = Run("report " + sample + " -r none-stats 2>&1");
-   EXPECT_EQ(wrong.status, 1);
+   const CommandResult wrong = Run("report " + sample + " -r none-stats 2>&1");
+   EXPECT_EQ(wrong.exitStatus, 1);
    EXPECT_THAT(wrong.output, testing::HasSubstr("Invalid report none-stats\nUsage: hostmem "));
-   const Outcome help = Run("report " + sample + " -h 2>&1");
+   const CommandResult help = Run("report " + sample + " -h 2>&1");
    EXPECT_THAT(help.output, testing::HasSubstr("What follows FILE is for hostmem"));
    EXPECT_EQ(Run("report missing -r comp-stats").output,
              "hostmem-snapshot: missing: cannot be read: No such file or directory\n");
-   EXPECT_EQ(Run("report").status, 2);
+   EXPECT_EQ(Run("report").exitStatus, 2);
 }
 
 // The tool alone in a folder finds hostmem in PATH, or nowhere.
@@ -636,8 +618,8 @@ TEST_F(SnapshotTool, ReportFindsHostmemInThePathToo)
       return RunCommand(std::string(report).replace(report.find("%s"), 2, path));
    };
    EXPECT_THAT(run(fs::path(HOSTMEM).parent_path()).output, testing::HasSubstr("8126464"));
-   const Outcome none = run("/nowhere");
-   EXPECT_EQ(none.status, 1);
+   const CommandResult none = run("/nowhere");
+   EXPECT_EQ(none.exitStatus, 1);
    EXPECT_THAT(none.output,
                testing::EndsWith("\nhostmem-snapshot: hostmem: cannot be run: No such file or directory\n"));
 }
@@ -646,17 +628,17 @@ TEST_F(SnapshotTool, ReportFindsHostmemInThePathToo)
 
 TEST_F(SnapshotTool, ReportsReadTheSample)
 {
-   const Outcome outcome =
+   const CommandResult outcome =
       RunCommand(HOSTMEM " -c " SAMPLES "/small-host.snapshot -r group-stats -q -s gid:name:memSize");
-   EXPECT_EQ(outcome.status, 0);
+   EXPECT_EQ(outcome.exitStatus, 0);
    EXPECT_THAT(outcome.output, testing::HasSubstr("\n211,vmm.birch,4194304\n"));
 }
 
 TEST_F(SnapshotTool, ReportOnWhatIsNoSnapshotSaysWhy)
 {
    Write("a", "no snapshot");
-   const Outcome outcome = RunCommand(HOSTMEM " -c " + Path("a") + " -r comp-stats");
-   EXPECT_EQ(outcome.status, 1);
+   const CommandResult outcome = RunCommand(HOSTMEM " -c " + Path("a") + " -r comp-stats");
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_EQ(outcome.output, Path("a") + ": not a snapshot\nCouldn't open cache file " + Path("a") +
                                 ", error code: 195887112\n");
 }
@@ -670,14 +652,14 @@ TEST_F(SnapshotTool, ReportOnAForeignKernelsSnapshotNeedsForce)
                         " import a.json -o a")
                 .output,
              "");
-   Outcome outcome = RunCommand(HOSTMEM " -c " + Path("a") + " -r comp-stats");
-   EXPECT_EQ(outcome.status, 1);
+   CommandResult outcome = RunCommand(HOSTMEM " -c " + Path("a") + " -r comp-stats");
+   EXPECT_EQ(outcome.exitStatus, 1);
    EXPECT_THAT(outcome.output,
                testing::StartsWith("0xbad0018: md5 signature mismatch with running tarvos built on "
                                    "small-host 1. (vs " +
                                    std::string(nevra::DefinitionBuildText()) + " for app sysinfo)\n"));
    outcome = RunCommand(HOSTMEM " --force -c " + Path("a") + " -r comp-stats");
-   EXPECT_EQ(outcome.status, 0);
+   EXPECT_EQ(outcome.exitStatus, 0);
    EXPECT_THAT(outcome.output, testing::HasSubstr("   8388608       1024         8126464"));
 }
 

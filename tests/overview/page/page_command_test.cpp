@@ -1,5 +1,4 @@
 // hostmem-overview --html as a program: the file that it writes, or leaves as it was.
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -7,13 +6,13 @@
 
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
 #include "tests/overview/page/json_at.h"
 #include "tests/recorder/reading/made_recording.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 
@@ -44,11 +43,10 @@ class OverviewHtml : public testing::Test {
    // The exit status; what it says is left in `said`.
    int Run(const std::string &words)
    {
-      const std::string command = "LD_LIBRARY_PATH=" LIBRARY_FOLDER " TZ=UTC " HOSTMEM_OVERVIEW " " + words +
-                                  " >" + folder + "/said 2>&1";
-      const int status = std::system(command.c_str());
-      said = ReadText(folder + "/said");
-      return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+      const CommandResult result =
+         RunCommand("LD_LIBRARY_PATH=" LIBRARY_FOLDER " TZ=UTC " HOSTMEM_OVERVIEW " " + words);
+      said = result.output;
+      return result.exitStatus;
    }
 
    int RunSample(const std::string &words)

@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/docs/document.h"
-#include "tests/docs/run_command.h"
 #include "tests/recorder/reading/made_recording.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 

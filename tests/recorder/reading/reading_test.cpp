@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/recorder/reading/made_recording.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 
@@ -39,15 +40,8 @@ Ended RunShell(const std::string &command)
 {
    char errors[] = "/tmp/reading-XXXXXX";
    close(mkstemp(errors));
-   FILE *pipe = popen(("{ TZ=UTC " + command + "\n} 2>" + errors).c_str(), "r");
-   Ended run;
-   char part[4096];
-   for (size_t count; (count = fread(part, 1, sizeof part, pipe)) > 0;) {
-      run.out.append(part, count);
-   }
-   const int status = pclose(pipe);
-   run.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-   run.err = Contents(errors);
+   const CommandResult result = RunCommand("{ TZ=UTC " + command + "\n} 2>" + errors);
+   const Ended run = {.out = result.output, .err = Contents(errors), .exitStatus = result.exitStatus};
    std::filesystem::remove(errors);
    return run;
 }

@@ -1,4 +1,4 @@
-#include "tests/docs/run_command.h"
+#include "tests/shell/run_command.h"
 
 #include <cstdio>
 #include <sstream>
@@ -7,7 +7,7 @@
 
 CommandResult RunCommand(const std::string &command)
 {
-   CommandResult result = {"", -1};
+   CommandResult result;
    FILE *pipe = popen(("{ " + command + "\n} 2>&1").c_str(), "r");
    if (pipe == nullptr) {
       return result;
