@@ -113,10 +113,10 @@ constexpr size_t kHighScreen = 45; // lines
 constexpr size_t kLowScreen = 23;
 constexpr size_t kLeastForAccount = 6;
 
-// What is left of the columns; none where there are not as many.
-size_t Less(size_t columns, size_t taken)
+// What is left of the columns or lines; none where there are not as many.
+size_t Less(size_t room, size_t taken)
 {
-   return columns - std::min(columns, taken);
+   return room - std::min(room, taken);
 }
 
 // " (+3)"; nothing for no others.
@@ -141,8 +141,9 @@ class Screen {
       // An empty line, the lists with their headings, an empty line, who swaps, an empty line.
       const size_t below = lists.entries + 5;
       const size_t room = most - std::min(lines.Count() + below, most);
-      const FindingLines findings = ChooseFindings(room - std::min(room, kLeastForAccount));
-      PutAccount(room - std::min(room, std::max<size_t>(findings.size(), 1)));
+      const size_t least = std::min(kLeastForAccount, overview.account.byUse.parts.size());
+      const FindingLines findings = ChooseFindings(Less(room, least));
+      PutAccount(Less(room, std::max<size_t>(findings.size(), 1)));
       lines.End();
       PutLists(lists);
       lines.End();

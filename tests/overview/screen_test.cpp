@@ -140,14 +140,15 @@ swapped  12.0 MB of 1 VM, 1 swapping now: rowan 12.0 MB
 
 CRIT  emu.birch uses 128.0 MB, 100 % of its limit of 128.0..
 warn  rowan has 12.0 MB swapped, 0.6 % of its memory, and ..
-warn  rowan gave 64.0 MB to its balloon, 3.1 % of its.. (+3)
+warn  rowan gave 64.0 MB to its balloon, 3.1 % of its memory
+note  memory state is Clear: 1.0 GB of 8.0 GB is free   (+2)
 )");
 }
 
 TEST_F(Screen, HasThemForAnyHostAndAnyNames)
 {
    std::mt19937_64 random(11);
-   for (int run = 0; run < 100; run++) {
+   for (int run = 0; run < 40; run++) {
       HostMoment before = {.of = {.moment = {"former", 0}, .source = "file", .notRead = {}, .detail = {}},
                            .rows = MakeUpRows(&random)};
       HostMoment now = {
@@ -308,12 +309,15 @@ TEST_F(Screen, CountsTheFindingsThatHaveNoLine)
    now.rows.vms.front().ballooned = 1 << 10;
    now.rows.groups.front().conResv = 9 << 20;
    now.rows.pools = {{.name = "pool", .node = 0, .size = 1 << 20, .free = 1 << 20}};
+   now.rows.heaps = {{.name = "heap", .size = 400 << 10}};
+   now.rows.groups.push_back(
+      {.gid = 9, .parent = 0, .name = "group", .max = 1 << 20, .consumedPeak = 1 << 20});
    const std::vector<std::string> lines = SplitLines(ScreenOf(now, {.lines = 20}));
-   EXPECT_EQ(lines[lines.size() - 3],
+   EXPECT_EQ(lines[lines.size() - 5],
              "warn  vm has 1.0 MB swapped, 0.1 % of its memory                            (+2)");
-   EXPECT_EQ(lines[lines.size() - 2], "warn  vm gave 1.0 MB to its balloon, 0.1 % of its memory");
+   EXPECT_EQ(lines[lines.size() - 4], "warn  vm gave 1.0 MB to its balloon, 0.1 % of its memory");
    EXPECT_EQ(lines.back(),
-             "warn  host its groups reserve 9.0 GB of 8.0 GB                              (+2)");
+             "note  memory state is Clear: 4.0 GB of 8.0 GB is free                       (+2)");
 }
 
 TEST_F(Screen, ListsFindingsUncut)
