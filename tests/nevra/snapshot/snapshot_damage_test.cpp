@@ -334,19 +334,26 @@ void PassBusErrorOn(int signal, siginfo_t *info, void *context)
    }
 }
 
+// The source of a file that is opened, closed and opened again, with that handler set in between.
+std::unique_ptr<nevra::Source> OpenAroundAnotherHandler(const std::string &path)
+{
+   std::unique_ptr<nevra::Source> source;
+   nevra::OpenSnapshotSource(path.c_str(), &source);
+   struct sigaction between = {};
+   between.sa_sigaction = PassBusErrorOn;
+   between.sa_flags = SA_SIGINFO;
+   sigaction(SIGBUS, &between, &actionBelow);
+   source.reset();
+   nevra::OpenSnapshotSource(path.c_str(), &source);
+   return source;
+}
+
 TEST_F(ChangedSnapshotFiles, HandlerBetweenTwoOpenedFilesIsNotCalledForEver)
 {
    EXPECT_EXIT(
       {
          std::signal(SIGBUS, [](int) { _exit(7); });
-         std::unique_ptr<nevra::Source> source;
-         nevra::OpenSnapshotSource(path.c_str(), &source);
-         struct sigaction between = {};
-         between.sa_sigaction = PassBusErrorOn;
-         between.sa_flags = SA_SIGINFO;
-         sigaction(SIGBUS, &between, &actionBelow);
-         source.reset();
-         nevra::OpenSnapshotSource(path.c_str(), &source);
+         const std::unique_ptr<nevra::Source> source = OpenAroundAnotherHandler(path);
          std::raise(SIGBUS);
          _exit(0);
       },
@@ -357,14 +364,7 @@ TEST_F(ChangedSnapshotFiles, FileThatIsCutBelowAnotherHandlerEndsTheProcessWithA
 {
    EXPECT_EXIT(
       {
-         std::unique_ptr<nevra::Source> source;
-         nevra::OpenSnapshotSource(path.c_str(), &source);
-         struct sigaction between = {};
-         between.sa_sigaction = PassBusErrorOn;
-         between.sa_flags = SA_SIGINFO;
-         sigaction(SIGBUS, &between, &actionBelow);
-         source.reset();
-         nevra::OpenSnapshotSource(path.c_str(), &source);
+         const std::unique_ptr<nevra::Source> source = OpenAroundAnotherHandler(path);
          std::filesystem::resize_file(path, 0);
          AskEverything(*source);
          _exit(0);
