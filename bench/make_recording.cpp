@@ -1,10 +1,12 @@
 // usage: make_recording FOLDER FRAMES SNAPSHOT...
 // Records the snapshots in turn, a frame a minute, the last one now: a recording to read against the clock.
+#include <charconv>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <fstream>
 #include <iterator>
+#include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "recorder/folder_storage.h"
@@ -28,7 +30,12 @@ int main(int argc, char **argv)
       std::fputs("usage: make_recording FOLDER FRAMES SNAPSHOT...\n", stderr);
       return 2;
    }
-   const int frames = std::atoi(argv[2]);
+   int frames = 0;
+   const std::string_view count = argv[2];
+   if (std::from_chars(count.data(), count.data() + count.size(), frames).ec != std::errc()) {
+      std::fprintf(stderr, "%s: not a number of frames\n", argv[2]);
+      return 2;
+   }
    std::vector<std::vector<uint8_t>> snapshots;
    for (int i = 3; i < argc; i++) {
       snapshots.push_back(ReadFile(argv[i]));

@@ -127,11 +127,8 @@ rusage Run(std::vector<std::string> command, int seconds, double *residentMB = n
 {
    const pid_t pid = fork();
    if (pid == 0) {
-      std::vector<char *> arguments;
-      for (std::string &argument : command) {
-         arguments.push_back(argument.data());
-      }
-      arguments.push_back(nullptr);
+      std::vector<char *> arguments(command.size() + 1); // the last one is null
+      std::ranges::transform(command, arguments.begin(), [](std::string &word) { return word.data(); });
       const int nowhere = open("/dev/null", O_RDWR);
       dup2(nowhere, STDIN_FILENO);
       dup2(nowhere, STDOUT_FILENO);

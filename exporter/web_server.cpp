@@ -70,7 +70,7 @@ Response MakeResponse(const MetricText &text, const char *type)
       text->size(), const_cast<char *>(text->data()),
       [](void *holder) { delete static_cast<MetricText *>(holder); }, held.get()));
    if (response != nullptr) {
-      held.release(); // the response's now
+      static_cast<void>(held.release()); // the response's now
    }
    return WithType(std::move(response), type);
 }

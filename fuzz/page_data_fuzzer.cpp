@@ -104,6 +104,7 @@ overview::PageTimeline MakeTimeline(const std::vector<std::string> &names)
 std::vector<overview::Finding> MakeFindings(const std::vector<std::string> &names)
 {
    std::vector<overview::Finding> findings;
+   findings.reserve(names.size());
    for (const std::string &name : names) {
       findings.push_back({.rule = "rule", .subject = name, .text = name, .command = name});
    }

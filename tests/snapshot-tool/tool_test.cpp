@@ -240,8 +240,8 @@ TEST_F(SnapshotTool, InfoShowsHeaderAndNodes)
          "   records   failures      lists   listFail        bytes  node\n",
          "         4          1          0          0          316  sched/groups/groupName\n",
          "         0          0          2          1           56  sched/groups/members/groups\n",
-         "\n          KB  the kernel's detail\n    16000000  MemTotal\n      123456  Active(anon)\n"
-         "           0  Bounce\n"}) {
+         "\n          KB  the kernel's detail\n    16000000  MemTotal\n",
+         "    16000000  MemTotal\n      123456  Active(anon)\n           0  Bounce\n"}) {
       EXPECT_THAT(outcome.output, testing::HasSubstr(line));
    }
 }
