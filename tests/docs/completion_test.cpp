@@ -173,7 +173,8 @@ std::vector<std::string> Fish(const std::string &program, const std::string &lin
 {
    const std::string script =
       "source " COMPLETIONS_FOLDER "/" + program + ".fish; complete -C " + ShellWord(line);
-   const CommandResult run = RunCommand("HOME=/nonexistent fish --no-config -c " + ShellWord(script));
+   // As root, fish would make the folders of a home that is not there.
+   const CommandResult run = RunCommand("HOME=/dev/null fish --no-config -c " + ShellWord(script));
    EXPECT_EQ(run.exitStatus, 0) << run.output;
    std::vector<std::string> words = SplitLines(run.output);
    for (std::string &word : words) {
@@ -244,7 +245,7 @@ std::string Zsh(const std::string &line, const std::string &last)
                               "*'\n"
                               "print -rn -- $text\n"
                               "zpty -d shell";
-   const CommandResult run = RunCommand("HOME=/nonexistent timeout 30 zsh -f -c " + ShellWord(script));
+   const CommandResult run = RunCommand("HOME=/dev/null timeout 30 zsh -f -c " + ShellWord(script));
    EXPECT_EQ(run.exitStatus, 0) << run.output;
    return run.output;
 }

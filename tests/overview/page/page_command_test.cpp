@@ -118,9 +118,13 @@ TEST_F(OverviewHtml, AFileThatIsThereIsKeptUnlessForced)
 
 TEST_F(OverviewHtml, WritesNothingWhenThereIsNoOverview)
 {
-   EXPECT_EQ(Run("-c /nonexistent --html " + page), 1);
-   EXPECT_EQ(said, "hostmem-overview: /nonexistent: not a snapshot: not a regular file\n");
-   EXPECT_EQ(Run("-c " SAMPLES "/small-host.snapshot --against /nonexistent --html " + page), 1);
+   const std::string nowhere = folder + "/nowhere";
+   const std::string notThere =
+      "hostmem-overview: " + nowhere + ": cannot be read: No such file or directory\n";
+   EXPECT_EQ(Run("-c " + nowhere + " --html " + page), 1);
+   EXPECT_EQ(said, notThere);
+   EXPECT_EQ(Run("-c " SAMPLES "/small-host.snapshot --against " + nowhere + " --html " + page), 1);
+   EXPECT_EQ(said, notThere);
    std::ofstream(folder + "/damaged") << "no snapshot";
    EXPECT_EQ(Run("-c " + folder + "/damaged --html " + page), 1);
    EXPECT_FALSE(std::filesystem::exists(page));
