@@ -19,7 +19,14 @@ namespace {
 using exporter::Clock;
 using exporter::MetricPage;
 
+// The address sanitizer makes a reading slow, and keeps what was freed.
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kReadings = 400;
+constexpr bool kIsMemoryMeasured = false;
+#else
 constexpr int kReadings = 2000;
+constexpr bool kIsMemoryMeasured = true;
+#endif
 constexpr int kFirst = 200; // in which memory comes to its usual size
 
 // One reading, from its start until its reader is gone.
@@ -76,10 +83,12 @@ TEST(MetricPage, HoldsNoMoreAfterThousandsOfReadings)
    EXPECT_EQ(ValueIn(*page.Last().text004, "hostmem_exporter_scrapes_total"), kReadings);
    EXPECT_EQ(ValueIn(*page.Last().text004, "hostmem_report_success{report=\"vm-stats\"}"), 1);
    EXPECT_EQ(after.descriptors, before.descriptors);
-   // Less than a byte a reading: the figures in the text get longer.
-   EXPECT_LT(after.allocated, before.allocated + 1024);
-   EXPECT_LT(after.resident, before.resident + (256 << 10));
-   EXPECT_LT(after.readers, before.readers + 1024);
+   if (kIsMemoryMeasured) {
+      // Less than a byte a reading: the figures in the text get longer.
+      EXPECT_LT(after.allocated, before.allocated + 1024);
+      EXPECT_LT(after.resident, before.resident + (256 << 10));
+      EXPECT_LT(after.readers, before.readers + 1024);
+   }
 }
 
 } // namespace
