@@ -41,8 +41,9 @@ test: packages-test ## build and run every test
 	@cmake --build --preset release -j $(JOBS)
 	tests/run release -j $(JOBS)
 
+# PACKAGE_TESTS names some of the scripts in tests/packaging; without it all run.
 test-packages: packages-deb-test deb ## test the Debian packages and an installation; some tests need root
-	tests/packaging/run build/packages
+	tests/packaging/run build/packages $(PACKAGE_TESTS)
 
 # Inside an emulated host nothing else runs, so that figures stand still while they are compared.
 test-host: packages-test-host ## boot Debian kernels in QEMU and compare every figure there with the kernel's files
