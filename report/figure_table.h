@@ -14,6 +14,7 @@
 #ifndef REPORT_FIGURE_TABLE_H
 #define REPORT_FIGURE_TABLE_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -113,18 +114,21 @@ constexpr bool FitsColumn(const ReportColumn &column, const RowField &field)
    }
 }
 
+constexpr bool FitsFigure(const Figure &figure)
+{
+   return FitsColumn(figure.column, figure.field);
+}
+
 // The columns of a report's figures, which the selection changes. Row and figures are part of the type, so
 // that reading a row is straight-line code.
 template <typename Row, const auto &figures> struct FigureTable {
    static_assert(std::is_standard_layout_v<Row>);
+   static_assert(std::ranges::all_of(figures, FitsFigure), "a column and its field do not fit each other");
    static constexpr size_t kCount = std::size(figures);
 
    consteval FigureTable()
    {
       for (size_t i = 0; i < kCount; i++) {
-         if (!FitsColumn(figures[i].column, figures[i].field)) {
-            throw "a column and its field do not fit each other";
-         }
          columns[i] = figures[i].column;
       }
       columns[kCount] = kEndOfColumns;
