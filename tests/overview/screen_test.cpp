@@ -1,7 +1,6 @@
 // The screen: what it shows, and that it stays within its lines and columns.
 #include <clocale>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -12,6 +11,7 @@
 #include "overview/check.h"
 #include "overview/screen.h"
 #include "tests/overview/made_up_rows.h"
+#include "tests/shell/run_command.h"
 
 namespace {
 
@@ -24,16 +24,6 @@ class Screen : public ::testing::Test {
  protected:
    void SetUp() override { ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr); }
 };
-
-std::vector<std::string> SplitLines(const std::string &text)
-{
-   std::vector<std::string> lines;
-   std::istringstream input(text);
-   for (std::string line; std::getline(input, line);) {
-      lines.push_back(line);
-   }
-   return lines;
-}
 
 std::string WithoutColours(const std::string &line)
 {
