@@ -34,8 +34,8 @@ class ReaderProcess {
    // Ends it, whatever it does, and takes what it has said on standard error, a line each.
    std::vector<std::string> Stop();
 
-   // Waits for nothing: takes leave of the readers that have ended, and returns how many that were stopped
-   // have not. The kernel lets go of a process only when the call that it is in comes back.
+   // Without waiting, reaps the readers that have ended. Returns how many that were stopped have not ended
+   // yet. The kernel lets go of a process only when the call that it is in comes back.
    size_t Reap();
 
  private:

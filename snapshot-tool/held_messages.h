@@ -9,7 +9,7 @@
 
 class HeldMessages {
  public:
-   // `name` is the program's, which stands in front of what nobody took. Holds nothing where the system has
+   // `name` is the program's, which comes before what nobody took. Holds nothing where the system has
    // no memory for it.
    explicit HeldMessages(const char *name);
    ~HeldMessages();
