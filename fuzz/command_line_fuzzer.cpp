@@ -21,6 +21,7 @@
 #include "fuzz/made_up_host.h"
 #include "fuzz/memory_folder.h"
 #include "nevra/snapshot/snapshot_writer.h"
+#include "report/table_output.h"
 #include "snapshot-tool/json_import.h"
 
 // The tool's main function, compiled under this name.
@@ -100,6 +101,7 @@ RunResult Run(Input input, size_t outputCapacity)
       CapturedOutput output(outputCapacity);
       result.exitStatus = HostmemMain(static_cast<int>(argv.size()) - 1, argv.data());
       result.output = output.Text();
+      kAlignedTable.End(); // a report that failed midway leaves its table open
    }
    result.hasWildTexts = HasWildAnswers();
    EndRun();
