@@ -3,10 +3,19 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <unistd.h>
+
+namespace {
+
+// Before the fuzzer closes standard error, where the code under test tells its failures.
+const int errorOutput = dup(STDERR_FILENO);
+
+} // namespace
+
 void Require(bool condition, const std::string &text)
 {
    if (!condition) {
-      std::fprintf(stderr, "%s\n", text.c_str());
+      dprintf(errorOutput, "ERROR: %s\n", text.c_str());
       std::abort();
    }
 }
