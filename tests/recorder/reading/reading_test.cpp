@@ -170,6 +170,8 @@ TEST_F(Reading, ReadsWhileARecorderWrites)
    const std::jthread writer([this](const std::stop_token &stop) {
       for (int minute = 1; !stop.stop_requested(); minute++) {
          recording.Add(kNoon + minute * 60); // a segment an hour
+         // With a pause, or a slow reader has ever more to read.
+         std::this_thread::sleep_for(std::chrono::milliseconds(2));
       }
    });
    for (int i = 0; i < 20; i++) {
