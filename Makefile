@@ -7,6 +7,8 @@ FUZZ_SECONDS ?= 60
 FUZZ_JOBS ?= $(shell nproc)
 PAGE ?= ON
 RELEASE := build/release
+# Tests wait for half of their time.
+TEST_JOBS = $$((2 * $(JOBS)))
 
 .PHONY: all help run test test-host test-fleet test-packages install uninstall deb sanitizers bench newcomer fuzz \
    fuzz-targets coverage format lint lint-quick clean
@@ -39,7 +41,7 @@ run: packages-build ## build, then report on this host, live
 test: packages-test ## build and run every test
 	@cmake --preset release -DHOSTMEM_TESTS=ON -DHOSTMEM_PAGE=$(PAGE)
 	@cmake --build --preset release -j $(JOBS)
-	tests/run release -j $(JOBS)
+	tests/run release -j $(TEST_JOBS)
 
 # PACKAGE_TESTS names some of the scripts in tests/packaging; without it all run.
 test-packages: packages-deb-test deb ## test the Debian packages and an installation; some tests need root
@@ -82,7 +84,7 @@ deb: packages-deb ## make the Debian packages and their source package, in build
 sanitizers: packages-test ## every test under the address, undefined-behaviour and leak sanitizers
 	@cmake --preset sanitizers
 	@cmake --build --preset sanitizers -j $(JOBS)
-	tests/run sanitizers -j $(JOBS)
+	tests/run sanitizers -j $(TEST_JOBS)
 
 # The figures go to build/release/bench.md and build/release/performance-growth.svg; bench/update-docs copies them
 # into docs/.
@@ -112,7 +114,7 @@ coverage: packages-coverage ## line and branch coverage per file; fails below th
 	@find build/coverage -name '*.gcda' -delete
 	@ninja -C build/coverage -t clean -r CUSTOM_COMMAND >/dev/null
 	@cmake --build --preset coverage -j $(JOBS)
-	tests/run coverage -j $(JOBS)
+	tests/run coverage -j $(TEST_JOBS)
 	@echo 'Counting the lines and branches that ran, for about half a minute'
 	tests/coverage build/coverage
 
