@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <initializer_list>
 #include <sstream>
 
+#include "export/metric_options.h"
 #include "frontend/report_table.h"
 #include "frontend/tool_options.h"
 #include "manuals/option_help.h"
@@ -139,6 +141,41 @@ std::vector<CommandOption> AsCommandOptions(const std::vector<OptionChoice> &cho
    return options;
 }
 
+// What the argument of an option is.
+enum class ArgumentKind { Text, Columns, Unit, Flags, Report, File, Folder };
+
+ArgumentKind KindOfArgument(const CommandOption &option)
+{
+   const std::string &form = option.shortForm.empty() ? option.longForm : option.shortForm;
+   const auto isAnyOf = [&form](std::initializer_list<const char *> forms) {
+      return std::ranges::find(forms, form) != forms.end();
+   };
+   return form == "-s"                                                   ? ArgumentKind::Columns
+          : form == "-u"                                                 ? ArgumentKind::Unit
+          : isAnyOf({"-i", "-e"}) && option.longForm.ends_with("Filter") ? ArgumentKind::Flags
+          : form == "-r"                                                 ? ArgumentKind::Report
+          : isAnyOf({"--root", "--dir"})                                 ? ArgumentKind::Folder
+          : isAnyOf({"-c", "-o", "--names", "--against", "--html", "--web.config.file"}) ? ArgumentKind::File
+                                                                                         : ArgumentKind::Text;
+}
+
+// The units that every program but hostmem takes.
+constexpr char kUnits[] = "kb mb gb";
+
+// The reports that a program but hostmem takes: those that can be read of a snapshot, or those with metrics.
+std::string ReportsOf(const ProgramHelp &program, const std::string &subcommand)
+{
+   const bool ofMetrics = program.name == "hostmem-exporter" || subcommand == "openmetrics";
+   std::string names;
+   for (const ReportEntry &report : Reports()) {
+      std::string name = report.name;
+      if (ofMetrics ? ProblemOfReport(&name).empty() : report.source == ReportSource::LiveOrCache) {
+         names += (names.empty() ? "" : " ") + name;
+      }
+   }
+   return names;
+}
+
 std::string Words(const std::vector<Choice> &choices)
 {
    std::string words;
@@ -207,23 +244,60 @@ std::string BashHostmemTables()
 }
 
 // What the names of a program's own tables begin with: "_hostmem_snapshot".
-std::string TablePrefix(const ProgramHelp &program)
+std::string ProgramId(const ProgramHelp &program)
 {
-   std::string prefix = '_' + program.name;
-   std::ranges::replace(prefix, '-', '_');
-   return prefix;
+   std::string id = '_' + program.name;
+   std::ranges::replace(id, '-', '_');
+   return id;
+}
+
+// What bash is to offer as the argument of an option: words, or what of them the script knows.
+std::string BashOffer(const CommandOption &option, const std::string &reports)
+{
+   switch (KindOfArgument(option)) {
+   case ArgumentKind::Unit:
+      return kUnits;
+   case ArgumentKind::Report:
+      return reports;
+   case ArgumentKind::File:
+      return "file";
+   case ArgumentKind::Folder:
+      return "folder";
+   default:
+      return "text";
+   }
+}
+
+void AddBashArguments(const std::string &subcommand, const std::vector<CommandOption> &options,
+                      const std::string &reports, std::vector<BashCase> *arguments)
+{
+   for (const CommandOption &option : options) {
+      std::string pattern;
+      for (const std::string &form : {option.shortForm, option.longForm}) {
+         if (!form.empty()) {
+            pattern += (pattern.empty() ? "'" : " | '") + subcommand + " " + form + "'";
+         }
+      }
+      if (option.takesArgument) {
+         arguments->push_back({pattern, BashOffer(option, reports)});
+      }
+   }
 }
 
 std::string BashSubcommandTables(const ProgramHelp &program)
 {
    std::vector<Choice> names;
    std::vector<BashCase> options = {{"''", OptionWords(program.options, false)}};
+   std::vector<BashCase> arguments;
+   AddBashArguments("", program.options, ReportsOf(program, ""), &arguments);
    for (const CommandHelp &subcommand : program.subcommands) {
       names.push_back({subcommand.name, ""});
       options.push_back({subcommand.name, OptionWords(subcommand.options, false)});
+      AddBashArguments(subcommand.name, subcommand.options, ReportsOf(program, subcommand.name), &arguments);
    }
-   return TablePrefix(program) + "_subcommands='" + Words(names) + "'\n" +
-          BashFunction(TablePrefix(program) + "_options", options);
+   return ProgramId(program) + "_subcommands='" + Words(names) + "'\n" +
+          BashFunction(ProgramId(program) + "_options", options) +
+          BashFunction(ProgramId(program) + "_argument", arguments);
 }
 
 // ---- zsh
@@ -260,26 +334,22 @@ std::string ZshArray(const std::string &name, const std::vector<Choice> &choices
 // Names the action that completes the argument of an option.
 std::string ZshAction(const CommandOption &option)
 {
-   const std::string form = option.shortForm.empty() ? option.longForm : option.shortForm;
-   if (form == "-s") {
+   switch (KindOfArgument(option)) {
+   case ArgumentKind::Columns:
       return ":column:_values -s \\: column $columns";
-   }
-   if (form == "-u") {
+   case ArgumentKind::Unit:
       return ":unit:_values unit $units";
-   }
-   if ((form == "-i" || form == "-e") && option.longForm.ends_with("Filter")) {
+   case ArgumentKind::Flags:
       return ":flag:_values -s \\: flag $flags";
-   }
-   if (form == "-c" || form == "-o" || form == "--names" || form == "--against" || form == "--html") {
-      return ":file:_files";
-   }
-   if (form == "--root" || form == "--dir") {
-      return ":folder:_files -/";
-   }
-   if (form == "-r") {
+   case ArgumentKind::Report:
       return ":report:($reports)";
+   case ArgumentKind::File:
+      return ":file:_files";
+   case ArgumentKind::Folder:
+      return ":folder:_files -/";
+   default:
+      return ":" + (option.longForm.empty() ? "argument" : option.longForm.substr(2)) + ":";
    }
-   return ":" + (option.longForm.empty() ? "argument" : option.longForm.substr(2)) + ":";
 }
 
 std::string ZshOptions(const std::string &name, const std::vector<CommandOption> &options)
@@ -317,28 +387,19 @@ std::string ZshHostmemTables()
    return "_hostmem_tables()\n{\n   reports=(" + names + ")\n   case ${(L)1} in\n" + cases + "   esac\n}\n";
 }
 
-// What the actions of the other programs' options choose from: the units that all of them take, and the
-// reports that can be read of a snapshot.
-std::string ZshSharedTables()
-{
-   std::string names;
-   for (const ReportEntry &report : Reports()) {
-      if (report.source == ReportSource::LiveOrCache) {
-         names += (names.empty() ? "" : " ") + std::string(report.name);
-      }
-   }
-   return "   units=(kb mb gb)\n   reports=(" + names + ")\n";
-}
-
 std::string ZshSubcommandTables(const ProgramHelp &program)
 {
+   const auto tables = [&program](const std::string &subcommand, const std::vector<CommandOption> &options) {
+      return ZshOptions("arguments", options) + "      reports=(" + ReportsOf(program, subcommand) +
+             ")\n      ;;\n";
+   };
    std::string names;
-   std::string cases = "   '')\n" + ZshOptions("arguments", program.options) + "      ;;\n";
+   std::string cases = "   '')\n" + tables("", program.options);
    for (const CommandHelp &subcommand : program.subcommands) {
       names += "      " + Quote(subcommand.name + ":" + subcommand.text) + "\n";
-      cases += "   " + subcommand.name + ")\n" + ZshOptions("arguments", subcommand.options) + "      ;;\n";
+      cases += "   " + subcommand.name + ")\n" + tables(subcommand.name, subcommand.options);
    }
-   return TablePrefix(program) + "_tables()\n{\n" + ZshSharedTables() + "   subcommands=(\n" + names +
+   return ProgramId(program) + "_tables()\n{\n   units=(" + kUnits + ")\n   subcommands=(\n" + names +
           "   )\n   case $1 in\n" + cases + "   esac\n}\n";
 }
 
@@ -356,49 +417,31 @@ std::string FishOption(const std::string &start, const CommandOption &option, co
    return text + (option.takesArgument ? " " + arguments : "") + " -d " + Quote(option.text) + "\n";
 }
 
-std::string FishArguments(const CommandOption &option)
+// `units` and `reports` are what -u and -r offer: words, or a command that prints them.
+std::string FishOptions(const std::string &start, const std::vector<CommandOption> &options,
+                        const std::string &units, const std::string &reports)
 {
-   const std::string form = option.shortForm.empty() ? option.longForm : option.shortForm;
-   if (form == "-s") {
-      return "-x -a '(__hostmem_list columns)'";
-   }
-   if (form == "-u") {
-      return "-x -a '(__hostmem_words units)'";
-   }
-   if ((form == "-i" || form == "-e") && option.longForm.ends_with("Filter")) {
-      return "-x -a '(__hostmem_list flags)'";
-   }
-   if (form == "-c" || form == "-o" || form == "--names" || form == "--against" || form == "--html") {
-      return "-r -F";
-   }
-   if (form == "--root" || form == "--dir") {
-      return "-x -a '(__fish_complete_directories)'";
-   }
-   if (form == "-r") {
-      return "-x -a '(__hostmem_words reports)'";
-   }
-   return "-x";
-}
-
-std::string FishOptions(const std::string &start, const std::vector<CommandOption> &options)
-{
+   const auto arguments = [&units, &reports](const CommandOption &option) -> std::string {
+      switch (KindOfArgument(option)) {
+      case ArgumentKind::Columns:
+         return "-x -a '(__hostmem_list columns)'";
+      case ArgumentKind::Unit:
+         return "-x -a '" + units + "'";
+      case ArgumentKind::Flags:
+         return "-x -a '(__hostmem_list flags)'";
+      case ArgumentKind::Report:
+         return "-x -a '" + reports + "'";
+      case ArgumentKind::File:
+         return "-r -F";
+      case ArgumentKind::Folder:
+         return "-x -a '(__fish_complete_directories)'";
+      default:
+         return "-x";
+      }
+   };
    std::string text;
    for (const CommandOption &option : options) {
-      text += FishOption(start, option, FishArguments(option));
-   }
-   return text;
-}
-
-// Of a program without tables of units and reports.
-std::string FishOptionsOfOther(const std::string &start, const std::vector<CommandOption> &options)
-{
-   std::string text;
-   for (const CommandOption &option : options) {
-      const bool isUnit = option.shortForm == "-u";
-      text += FishOption(start, option,
-                         isUnit                     ? "-x -a 'kb mb gb'"
-                         : option.shortForm == "-r" ? "-x"
-                                                    : FishArguments(option));
+      text += FishOption(start, option, arguments(option));
    }
    return text;
 }
@@ -418,17 +461,19 @@ std::string FishCase(const std::string &name, const std::vector<Choice> &choices
 
 std::string FishHostmemTables()
 {
+   constexpr char kUnitsOfReport[] = "(__hostmem_words units)";
+   constexpr char kReports[] = "(__hostmem_words reports)";
    std::vector<Choice> names;
    std::string cases;
-   std::string options =
-      FishOptions("complete -c hostmem -n __hostmem_report_is", AsCommandOptions(ToolOptions()));
+   std::string options = FishOptions("complete -c hostmem -n __hostmem_report_is",
+                                     AsCommandOptions(ToolOptions()), kUnitsOfReport, kReports);
    for (const ReportChoices &report : AllReports()) {
       names.push_back({report.name, ""});
       const std::string lower = LowerCase(report.name);
       cases += FishCase(lower + " columns", report.columns) + FishCase(lower + " units", report.units) +
                FishCase(lower + " flags", report.flags);
       options += FishOptions("complete -c hostmem -n '__hostmem_report_is " + lower + "'",
-                             AsCommandOptions(report.options));
+                             AsCommandOptions(report.options), kUnitsOfReport, kReports);
    }
    return "function __hostmem_table\n   switch \"$argv\"\n" + FishCase(" reports", names) + cases +
           "   end\nend\n" + options;
@@ -437,13 +482,15 @@ std::string FishHostmemTables()
 std::string FishSubcommandTables(const ProgramHelp &program)
 {
    const std::string start = "complete -c " + program.name;
-   const std::string whenAlone = program.subcommands.empty() ? "" : " -n __fish_use_subcommand";
-   std::string text = FishOptionsOfOther(start + whenAlone, program.options);
+   if (program.subcommands.empty()) {
+      return start + " -f\n" + FishOptions(start, program.options, kUnits, ReportsOf(program, ""));
+   }
+   const std::string first = start + " -n __fish_use_subcommand";
+   std::string text = FishOptions(first, program.options, kUnits, ReportsOf(program, ""));
    for (const CommandHelp &subcommand : program.subcommands) {
-      text += start + " -n __fish_use_subcommand -f -a " + subcommand.name + " -d " + Quote(subcommand.text) +
-              "\n" +
-              FishOptionsOfOther(start + " -n '__fish_seen_subcommand_from " + subcommand.name + "'",
-                                 subcommand.options);
+      text += first + " -f -a " + subcommand.name + " -d " + Quote(subcommand.text) + "\n" +
+              FishOptions(start + " -n '__fish_seen_subcommand_from " + subcommand.name + "'",
+                          subcommand.options, kUnits, ReportsOf(program, subcommand.name));
    }
    return text;
 }

@@ -1,5 +1,8 @@
 // The completions of the three shells, asked as the shells ask them.
 #include <algorithm>
+#include <string>
+#include <tuple>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -123,7 +126,7 @@ TEST_F(BashCompletion, OffersFilesAsCache)
    EXPECT_THAT(Bash("hostmem --cache=hostmem.ba", "cd " COMPLETIONS_FOLDER), ElementsAre("hostmem.bash"));
 }
 
-// Of a program with subcommands: "snapshot" or "record".
+// Of another program than hostmem: "snapshot", "record".
 std::vector<std::string> BashOf(const std::string &program, const std::string &words, int index)
 {
    const std::string script = "source " COMPLETIONS_FOLDER "/hostmem-" + program + ".bash\nCOMP_WORDS=(" +
@@ -164,6 +167,38 @@ TEST_F(BashCompletion, OffersOptionsUnitsAndFilesOfHostmemOverview)
    EXPECT_THAT(BashOf("overview", "hostmem-overview --check -u ''", 3), ElementsAre("kb", "mb", "gb"));
    EXPECT_THAT(BashOf("overview", "hostmem-overview -c " COMPLETIONS_FOLDER "/hostmem.ba", 2),
                ElementsAre(COMPLETIONS_FOLDER "/hostmem.bash"));
+}
+
+TEST_F(BashCompletion, OffersWhatTheOptionsOfTheOtherProgramsTake)
+{
+   EXPECT_THAT(BashOf("record", "hostmem-record grow -u ''", 3), ElementsAre("kb", "mb", "gb"));
+   EXPECT_THAT(BashOf("record", "hostmem-record grow --unit = m", 4), ElementsAre("mb"));
+   EXPECT_THAT(BashOf("record", "hostmem-record grow --unit =", 3), ElementsAre("kb", "mb", "gb"));
+   EXPECT_THAT(BashOf("record", "hostmem-record series -r swap", 3), ElementsAre("swap-stats"));
+   EXPECT_THAT(BashOf("export", "hostmem-export jsonl --report = pshare", 4),
+               ElementsAre("pshare-stats", "pshareHint-stats"));
+   EXPECT_THAT(BashOf("export", "hostmem-export jsonl -r ''", 3), Not(Contains("dcpmm-stats")));
+   EXPECT_THAT(BashOf("export", "hostmem-export openmetrics -o " COMPLETIONS_FOLDER "/hostmem.ba", 3),
+               ElementsAre(COMPLETIONS_FOLDER "/hostmem.bash"));
+   EXPECT_THAT(BashOf("export", "hostmem-export csv --dir " COMPLETIONS_FOLDER "/CM", 3),
+               ElementsAre(COMPLETIONS_FOLDER "/CMakeFiles"));
+}
+
+TEST_F(BashCompletion, OffersReportsThatHaveMetricsWhereMetricsAreAskedFor)
+{
+   for (const auto &[program, words, index] : {std::tuple{"export", "hostmem-export openmetrics -r ''", 3},
+                                               std::tuple{"exporter", "hostmem-exporter -r ''", 2}}) {
+      EXPECT_THAT(BashOf(program, words, index),
+                  AllOf(Contains("swap-stats"), Not(Contains("asyncremap-stats"))))
+         << program;
+   }
+}
+
+TEST_F(BashCompletion, OffersOptionsOfHostmemExporter)
+{
+   EXPECT_THAT(BashOf("exporter", "hostmem-exporter --web.c", 1), ElementsAre("--web.config.file"));
+   EXPECT_THAT(BashOf("exporter", "hostmem-exporter ''", 1), Contains("--max-series"));
+   EXPECT_THAT(BashOf("exporter", "hostmem-exporter --max-series ''", 2), ElementsAre("")) << "any number";
 }
 
 // ---- fish
@@ -221,6 +256,13 @@ TEST_F(FishCompletion, OffersOptionsAndUnitsOfHostmemOverview)
    EXPECT_THAT(Fish("hostmem-overview", "hostmem-overview -c x --ag"), ElementsAre("--against"));
    EXPECT_THAT(Fish("hostmem-overview", "hostmem-overview -u "), UnorderedElementsAre("kb", "mb", "gb"));
    EXPECT_THAT(Fish("hostmem-overview", "hostmem-overview --findings --wi"), ElementsAre("--width"));
+}
+
+TEST_F(FishCompletion, OffersReportsOfTheOtherPrograms)
+{
+   EXPECT_THAT(Fish("hostmem-record", "hostmem-record series -r swap"), ElementsAre("swap-stats"));
+   EXPECT_THAT(Fish("hostmem-exporter", "hostmem-exporter -r "),
+               AllOf(Contains("swap-stats"), Not(Contains("asyncremap-stats"))));
 }
 
 // ---- zsh
@@ -293,6 +335,12 @@ TEST_F(ZshCompletion, OffersReportsOfTheOtherPrograms)
    EXPECT_THAT(
       Zsh("hostmem-export jsonl --report=", "zip-stats"),
       AllOf(HasSubstr("comp-stats"), Not(HasSubstr("dcpmm-stats")))); // which only a running host has
+}
+
+TEST_F(ZshCompletion, OffersReportsThatHaveMetricsOfHostmemExporter)
+{
+   EXPECT_THAT(Zsh("hostmem-exporter -r ", "zip-stats"),
+               AllOf(HasSubstr("comp-stats"), Not(HasSubstr("asyncremap-stats"))));
 }
 
 TEST_F(ZshCompletion, OffersOptionsOfHostmemOverview)
