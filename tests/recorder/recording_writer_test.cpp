@@ -429,8 +429,12 @@ TEST_F(RecordingWriterTest, ReadersWorkWhileItWrites)
 {
    constexpr uint64_t kFrames = 400;
    std::atomic<uint64_t> written = 0;
+   std::atomic<bool> hasReader = false;
    std::thread recorder([&] {
       for (uint64_t i = 1; i <= kFrames; i++) {
+         while (i > kFrames / 2 && !hasReader) {
+            std::this_thread::yield();
+         }
          Append();
          written = i;
          Pass(20 * kSecondNs);
@@ -454,7 +458,9 @@ TEST_F(RecordingWriterTest, ReadersWorkWhileItWrites)
       }
       growths += found.size() > last ? 1 : 0;
       last = std::max<uint64_t>(last, found.size());
+      hasReader = last > 0;
    }
+   hasReader = true;
    recorder.join();
    EXPECT_EQ(last, kFrames);
    EXPECT_GE(growths, 2u);
