@@ -98,7 +98,8 @@ std::string MakeColumnReference(const std::map<std::string, std::vector<PageLine
          "is\n"
          "always the same. The build makes this page from the tables that the reports run by.\n\n"
          "The unit *memory* is that of `-u`, KB by default. `hostmem -r REPORT -v` prints the descriptions\n"
-         "under a report. [linux.md](linux.md) names the kernel file that a column comes from.\n\n";
+         "under a report. [linux.md](linux.md) names the kernel file that a column comes from. Words in\n"
+         "capitals, such as `FLAGS`, are sections of the report's manual.\n\n";
    std::ostringstream sections;
    std::string separator;
    for (const ReportEntry &report : Reports()) {
