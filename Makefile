@@ -111,13 +111,15 @@ fuzz-targets: packages-fuzz ## build the fuzz targets
 	@cmake --build --preset fuzz -j $(JOBS)
 
 # The counts start anew, and the build repeats what it makes with its own programs: the manuals, the completions,
-# the samples.
+# the samples. Two tests are left out: counters can be written neither where files may have one kilobyte, nor by another
+# user.
 coverage: packages-coverage ## line and branch coverage per file; fails below the limits in tests/coverage
 	@cmake --preset coverage
 	@find build/coverage -name '*.gcda' -delete
 	@ninja -C build/coverage -t clean -r CUSTOM_COMMAND >/dev/null
 	@cmake --build --preset coverage -j $(JOBS)
-	tests/run coverage -j $(TEST_JOBS)
+	tests/run coverage -j $(TEST_JOBS) \
+	   --exclude-regex 'SnapshotTool.DiskThatIsFullIsAFailure|OverviewProgram.ShowsThisHostToOneWhoIsNotRoot'
 	@echo 'Counting the lines and branches that ran, for about half a minute'
 	tests/coverage build/coverage
 
