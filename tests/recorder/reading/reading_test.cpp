@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>
@@ -167,18 +166,19 @@ TEST_F(Reading, ReadsWhatAKilledRecorderLeft)
 TEST_F(Reading, ReadsWhileARecorderWrites)
 {
    recording.Add(kNoon);
-   const std::jthread writer([this](const std::stop_token &stop) {
-      for (int minute = 1; !stop.stop_requested(); minute++) {
-         recording.Add(kNoon + minute * 60); // a segment an hour
-         // With a pause, or a slow reader has ever more to read.
-         std::this_thread::sleep_for(std::chrono::milliseconds(2));
-      }
-   });
-   for (int i = 0; i < 20; i++) {
-      for (const char *command : {"list --all", "info", "verify", "series -r comp-stats -s free"}) {
-         const Ended run = Record(command);
-         EXPECT_EQ(run.exitStatus, 0) << command;
-         EXPECT_EQ(run.err, "") << command;
+   for (int hour = 0; hour < 10; hour++) { // a segment each
+      const std::jthread writer([this, hour] {
+         for (int minute = 1; minute <= 60; minute++) {
+            recording.Add(kNoon + (hour * 60 + minute) * 60);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+         }
+      });
+      for (int i = 0; i < 2; i++) {
+         for (const char *command : {"list --all", "info", "verify", "series -r comp-stats -s free"}) {
+            const Ended run = Record(command);
+            EXPECT_EQ(run.exitStatus, 0) << command;
+            EXPECT_EQ(run.err, "") << command;
+         }
       }
    }
 }
