@@ -1,5 +1,6 @@
 #include "packaging/completions/command_help.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <sstream>
 
@@ -25,11 +26,22 @@ bool ReadOutput(const std::string &command, std::string *output)
    return pclose(pipe) == 0;
 }
 
-// A line of a section: a term, two blanks or more, and its text.
+// A line of a section: a term, two blanks or more, and its text; one blank where the term reaches to the
+// text.
 struct HelpLine {
    std::string term;
    std::string text;
 };
+
+constexpr size_t kTextColumn = 30;
+
+HelpLine SplitTerm(const std::string &line)
+{
+   const size_t gap = line.find("  ", line.find_first_not_of(' '));
+   const bool isFull = line.size() > kTextColumn && line[kTextColumn - 1] == ' ';
+   const size_t end = gap == std::string::npos && isFull ? kTextColumn : std::min(gap, line.size());
+   return {Trim(line.substr(0, end)), Trim(line.substr(end))};
+}
 
 // The lines below the heading "NAME:". A line without a term goes on with the text of the one before.
 std::vector<HelpLine> Section(const std::string &help, const std::string &name)
@@ -45,12 +57,23 @@ std::vector<HelpLine> Section(const std::string &help, const std::string &name)
       } else if (inside && line.starts_with("   ") && !lines.empty()) {
          lines.back().text.append(" ").append(Trim(line));
       } else if (inside) {
-         line = Trim(line);
-         const size_t gap = line.find("  ");
-         lines.push_back({line.substr(0, gap), gap == std::string::npos ? "" : Trim(line.substr(gap))});
+         lines.push_back(SplitTerm(line));
       }
    }
    return lines;
+}
+
+// The words of "TEXT:{csv,jsonl}=csv", with blanks between.
+std::string WordsOf(const std::string &term)
+{
+   const size_t begin = term.find('{');
+   const size_t end = term.find('}');
+   if (begin == std::string::npos || end == std::string::npos || end < begin) {
+      return "";
+   }
+   std::string words = term.substr(begin + 1, end - begin - 1);
+   std::ranges::replace(words, ',', ' ');
+   return words;
 }
 
 // "-o,--output TEXT REQUIRED", "-f,--force Needs: --output"
@@ -60,7 +83,13 @@ CommandOption ParseOption(const HelpLine &line)
    std::string formsOfOption;
    std::string next;
    words >> formsOfOption >> next;
-   CommandOption option = {"", "", !next.empty() && !next.ends_with(':'), Trim(line.text)};
+   CommandOption option = {.shortForm = "",
+                           .longForm = "",
+                           .takesArgument = !next.empty() && !next.ends_with(':'),
+                           .text = line.text,
+                           .repeats = line.term.find(" ...") != std::string::npos ||
+                                      line.text.find("may be repeated") != std::string::npos,
+                           .words = WordsOf(line.term)};
    std::istringstream forms(formsOfOption);
    for (std::string form; std::getline(forms, form, ',');) {
       (form.starts_with("--") ? option.longForm : option.shortForm) = form;
@@ -73,6 +102,24 @@ std::vector<CommandOption> Options(const std::string &help)
    std::vector<CommandOption> options;
    for (const HelpLine &line : Section(help, "Options")) {
       options.push_back(ParseOption(line));
+   }
+   return options;
+}
+
+// Those of `help`, and where it says that a report takes what follows, those that say which report and in
+// which unit.
+std::vector<CommandOption> OptionsOfSubcommand(const std::string &help)
+{
+   std::vector<CommandOption> options = Options(help);
+   if (help.find("of the report.") == std::string::npos &&
+       help.find("the report's own") == std::string::npos) {
+      return options;
+   }
+   for (const CommandOption &option : {CommandOption{"-r", "--report", true, "report to print"},
+                                       CommandOption{"-u", "--unit", true, "unit of memory"}}) {
+      if (std::ranges::find(options, option.shortForm, &CommandOption::shortForm) == options.end()) {
+         options.push_back(option);
+      }
    }
    return options;
 }
@@ -92,7 +139,7 @@ bool AskForHelp(const std::string &path, ProgramHelp *program)
       if (!ReadOutput("'" + path + "' " + line.term + " --help", &ofSubcommand)) {
          return false;
       }
-      program->subcommands.push_back({line.term, line.text, Options(ofSubcommand)});
+      program->subcommands.push_back({line.term, line.text, OptionsOfSubcommand(ofSubcommand)});
    }
    return !program->options.empty() || !program->subcommands.empty();
 }

@@ -10,6 +10,8 @@ struct CommandOption {
    std::string longForm;  // "--output"; empty: none
    bool takesArgument;
    std::string text;
+   bool repeats = false;   // may be given more than once
+   std::string words = {}; // that the argument is one of, with blanks between; empty: any
 };
 
 struct CommandHelp {

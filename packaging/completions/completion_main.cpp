@@ -2,7 +2,6 @@
 // Makes a completion script: the template, with the tables in place of its line @TABLES@, and the name of the
 // program in place of PROGRAM_NAME, with "_" for "-" in place of PROGRAM_ID. PROGRAM is "hostmem", or the
 // path of another program, which is asked for its help.
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -45,8 +44,7 @@ int main(int argc, char **argv)
       return 1;
    }
    const std::string name = std::filesystem::path(argv[2]).filename();
-   std::string id = name;
-   std::ranges::replace(id, '-', '_');
+   const std::string id = ProgramId(name);
    std::ofstream output(argv[4]);
    for (std::string line; std::getline(input, line);) {
       output << (line == "@TABLES@"

@@ -142,7 +142,7 @@ std::vector<CommandOption> AsCommandOptions(const std::vector<OptionChoice> &cho
 }
 
 // What the argument of an option is.
-enum class ArgumentKind { Text, Columns, Unit, Flags, Report, File, Folder };
+enum class ArgumentKind { Text, Words, Columns, Unit, Flags, Report, File, Folder };
 
 ArgumentKind KindOfArgument(const CommandOption &option)
 {
@@ -150,13 +150,21 @@ ArgumentKind KindOfArgument(const CommandOption &option)
    const auto isAnyOf = [&form](std::initializer_list<const char *> forms) {
       return std::ranges::find(forms, form) != forms.end();
    };
-   return form == "-s"                                                   ? ArgumentKind::Columns
-          : form == "-u"                                                 ? ArgumentKind::Unit
-          : isAnyOf({"-i", "-e"}) && option.longForm.ends_with("Filter") ? ArgumentKind::Flags
-          : form == "-r"                                                 ? ArgumentKind::Report
-          : isAnyOf({"--root", "--dir"})                                 ? ArgumentKind::Folder
-          : isAnyOf({"-c", "-o", "--names", "--against", "--html", "--web.config.file"}) ? ArgumentKind::File
-                                                                                         : ArgumentKind::Text;
+   if (!option.words.empty()) {
+      return ArgumentKind::Words;
+   }
+   if (isAnyOf({"-c", "-o", "--names", "--against", "--html", "--web.config.file"}) ||
+       (form == "--dir" && option.text.find("segment") != std::string::npos)) { // a file of the folder
+      return ArgumentKind::File;
+   }
+   if (isAnyOf({"-i", "-e"})) {
+      return option.longForm.ends_with("Filter") ? ArgumentKind::Flags : ArgumentKind::Text;
+   }
+   return form == "-s"                   ? ArgumentKind::Columns
+          : form == "-u"                 ? ArgumentKind::Unit
+          : form == "-r"                 ? ArgumentKind::Report
+          : isAnyOf({"--root", "--dir"}) ? ArgumentKind::Folder
+                                         : ArgumentKind::Text;
 }
 
 // The units that every program but hostmem takes.
@@ -243,18 +251,12 @@ std::string BashHostmemTables()
           BashFunction("_hostmem_flags", flags);
 }
 
-// What the names of a program's own tables begin with: "_hostmem_snapshot".
-std::string ProgramId(const ProgramHelp &program)
-{
-   std::string id = '_' + program.name;
-   std::ranges::replace(id, '-', '_');
-   return id;
-}
-
 // What bash is to offer as the argument of an option: words, or what of them the script knows.
 std::string BashOffer(const CommandOption &option, const std::string &reports)
 {
    switch (KindOfArgument(option)) {
+   case ArgumentKind::Words:
+      return option.words;
    case ArgumentKind::Unit:
       return kUnits;
    case ArgumentKind::Report:
@@ -295,9 +297,9 @@ std::string BashSubcommandTables(const ProgramHelp &program)
       options.push_back({subcommand.name, OptionWords(subcommand.options, false)});
       AddBashArguments(subcommand.name, subcommand.options, ReportsOf(program, subcommand.name), &arguments);
    }
-   return ProgramId(program) + "_subcommands='" + Words(names) + "'\n" +
-          BashFunction(ProgramId(program) + "_options", options) +
-          BashFunction(ProgramId(program) + "_argument", arguments);
+   return '_' + ProgramId(program.name) + "_subcommands='" + Words(names) + "'\n" +
+          BashFunction('_' + ProgramId(program.name) + "_options", options) +
+          BashFunction('_' + ProgramId(program.name) + "_argument", arguments);
 }
 
 // ---- zsh
@@ -335,6 +337,8 @@ std::string ZshArray(const std::string &name, const std::vector<Choice> &choices
 std::string ZshAction(const CommandOption &option)
 {
    switch (KindOfArgument(option)) {
+   case ArgumentKind::Words:
+      return ":word:(" + option.words + ")";
    case ArgumentKind::Columns:
       return ":column:_values -s \\: column $columns";
    case ArgumentKind::Unit:
@@ -359,7 +363,9 @@ std::string ZshOptions(const std::string &name, const std::vector<CommandOption>
       const std::string meaning =
          "[" + Escape(option.text, "\\[]:") + "]" + (option.takesArgument ? ZshAction(option) : "");
       const bool both = !option.shortForm.empty() && !option.longForm.empty();
-      const std::string exclusion = both ? "(" + option.shortForm + " " + option.longForm + ")" : "";
+      const std::string exclusion = option.repeats ? "*"
+                                    : both         ? "(" + option.shortForm + " " + option.longForm + ")"
+                                                   : "";
       if (!option.shortForm.empty()) {
          text += "         ";
          text += Quote(exclusion + option.shortForm + (option.takesArgument ? "+" : "") + meaning) + "\n";
@@ -389,9 +395,11 @@ std::string ZshHostmemTables()
 
 std::string ZshSubcommandTables(const ProgramHelp &program)
 {
-   const auto tables = [&program](const std::string &subcommand, const std::vector<CommandOption> &options) {
-      return ZshOptions("arguments", options) + "      reports=(" + ReportsOf(program, subcommand) +
-             ")\n      ;;\n";
+   const std::string reports = ReportsOf(program, "");
+   const auto tables = [&](const std::string &subcommand, const std::vector<CommandOption> &options) {
+      const std::string own = ReportsOf(program, subcommand);
+      return ZshOptions("arguments", options) + (own != reports ? "      reports=(" + own + ")\n" : "") +
+             "      ;;\n";
    };
    std::string names;
    std::string cases = "   '')\n" + tables("", program.options);
@@ -399,8 +407,8 @@ std::string ZshSubcommandTables(const ProgramHelp &program)
       names += "      " + Quote(subcommand.name + ":" + subcommand.text) + "\n";
       cases += "   " + subcommand.name + ")\n" + tables(subcommand.name, subcommand.options);
    }
-   return ProgramId(program) + "_tables()\n{\n   units=(" + kUnits + ")\n   subcommands=(\n" + names +
-          "   )\n   case $1 in\n" + cases + "   esac\n}\n";
+   return '_' + ProgramId(program.name) + "_tables()\n{\n   units=(" + kUnits + ")\n   reports=(" + reports +
+          ")\n   subcommands=(\n" + names + "   )\n   case $1 in\n" + cases + "   esac\n}\n";
 }
 
 // ---- fish
@@ -423,6 +431,8 @@ std::string FishOptions(const std::string &start, const std::vector<CommandOptio
 {
    const auto arguments = [&units, &reports](const CommandOption &option) -> std::string {
       switch (KindOfArgument(option)) {
+      case ArgumentKind::Words:
+         return "-x -a '" + option.words + "'";
       case ArgumentKind::Columns:
          return "-x -a '(__hostmem_list columns)'";
       case ArgumentKind::Unit:
@@ -496,6 +506,13 @@ std::string FishSubcommandTables(const ProgramHelp &program)
 }
 
 } // namespace
+
+std::string ProgramId(const std::string &program)
+{
+   std::string id = program;
+   std::ranges::replace(id, '-', '_');
+   return id;
+}
 
 std::string HostmemTables(const std::string &shell)
 {

@@ -7,6 +7,9 @@
 
 #include "packaging/completions/command_help.h"
 
+// What the names of a program's tables and functions begin with, after an underscore: "hostmem_record".
+std::string ProgramId(const std::string &program);
+
 // The tables of hostmem: its options, the reports, and the options, columns, units and flags of each report.
 // Empty for a shell that is none of "bash", "zsh" and "fish".
 std::string HostmemTables(const std::string &shell);

@@ -177,7 +177,16 @@ TEST_F(BashCompletion, OffersWhatTheOptionsOfTheOtherProgramsTake)
    EXPECT_THAT(BashOf("record", "hostmem-record series -r swap", 3), ElementsAre("swap-stats"));
    EXPECT_THAT(BashOf("export", "hostmem-export jsonl --report = pshare", 4),
                ElementsAre("pshare-stats", "pshareHint-stats"));
-   EXPECT_THAT(BashOf("export", "hostmem-export jsonl -r ''", 3), Not(Contains("dcpmm-stats")));
+   EXPECT_THAT(BashOf("export", "hostmem-export jsonl -r ''", 3),
+               AllOf(Contains("asyncremap-stats"), Not(Contains("dcpmm-stats"))));
+   EXPECT_THAT(BashOf("record", "hostmem-record report now -r zip", 4), ElementsAre("zip-stats"));
+   EXPECT_THAT(BashOf("record", "hostmem-record grow --by ''", 3),
+               ElementsAre("vm", "group", "process", "heap"));
+   EXPECT_THAT(BashOf("record", "hostmem-record series --format = ''", 4), ElementsAre("csv", "jsonl"));
+   EXPECT_THAT(BashOf("record", "hostmem-record series --from 03 : ''", 5), ElementsAre("")) << "any time";
+   EXPECT_THAT(BashOf("record", "hostmem-record list --dir " COMPLETIONS_FOLDER "/hostmem.ba", 3),
+               ElementsAre(COMPLETIONS_FOLDER "/hostmem.bash"))
+      << "a single segment";
    EXPECT_THAT(BashOf("export", "hostmem-export openmetrics -o " COMPLETIONS_FOLDER "/hostmem.ba", 3),
                ElementsAre(COMPLETIONS_FOLDER "/hostmem.bash"));
    EXPECT_THAT(BashOf("export", "hostmem-export csv --dir " COMPLETIONS_FOLDER "/CM", 3),
@@ -261,6 +270,8 @@ TEST_F(FishCompletion, OffersOptionsAndUnitsOfHostmemOverview)
 TEST_F(FishCompletion, OffersReportsOfTheOtherPrograms)
 {
    EXPECT_THAT(Fish("hostmem-record", "hostmem-record series -r swap"), ElementsAre("swap-stats"));
+   EXPECT_THAT(Fish("hostmem-snapshot", "hostmem-snapshot report x -r swap"), ElementsAre("swap-stats"));
+   EXPECT_THAT(Fish("hostmem-record", "hostmem-record grow --by p"), ElementsAre("process"));
    EXPECT_THAT(Fish("hostmem-exporter", "hostmem-exporter -r "),
                AllOf(Contains("swap-stats"), Not(Contains("asyncremap-stats"))));
 }
@@ -335,6 +346,19 @@ TEST_F(ZshCompletion, OffersReportsOfTheOtherPrograms)
    EXPECT_THAT(
       Zsh("hostmem-export jsonl --report=", "zip-stats"),
       AllOf(HasSubstr("comp-stats"), Not(HasSubstr("dcpmm-stats")))); // which only a running host has
+}
+
+TEST_F(ZshCompletion, OffersReportsAgainWhereMayBeSeveral)
+{
+   EXPECT_THAT(Zsh("hostmem-export json -r comp-stats -r guest", "guest-stats"), HasSubstr("-r guest-stats"));
+   EXPECT_THAT(Zsh("hostmem-exporter -r comp-stats --report=guest", "guest-stats"),
+               HasSubstr("--report=guest-stats"));
+}
+
+TEST_F(ZshCompletion, DescribesAnOptionWhoseTermReachesToItsText)
+{
+   EXPECT_THAT(Zsh("hostmem-record list --", "segment"),
+               HasSubstr("--dir   -- Folder of the recording, or a single segment"));
 }
 
 TEST_F(ZshCompletion, OffersReportsThatHaveMetricsOfHostmemExporter)
