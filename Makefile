@@ -63,16 +63,19 @@ test-fleet: packages-test-fleet ## ask real engines about a fleet of made-up hos
 install: packages-build ## install to $(DESTDIR)$(PREFIX)
 	@DESTDIR=$(DESTDIR) packaging/install $(PREFIX) $(JOBS)
 
-# The manifest ends without a newline, which sed adds. Of the folders, hostmem's own go too when
-# they are empty.
+# What is installed into no other project's folder, the innermost first.
+OWN_FOLDERS := share/hostmem/prometheus/consoles share/hostmem/prometheus share/hostmem \
+   share/doc/hostmem/examples share/doc/hostmem/manuals share/doc/hostmem include/nevra
+
+# The manifest ends without a newline, which sed adds. Of the folders, hostmem's own go too when they are empty.
 uninstall: ## remove what make install installed
 	@if [ ! -f build/install_manifest.txt ]; then \
 	   echo 'make uninstall: nothing has been installed from this folder' >&2; \
 	   exit 1; \
 	fi
 	@removed=$$(sed 's,^,$(DESTDIR),' build/install_manifest.txt | xargs -d '\n' rm -fv) || exit 1; \
-	sed -nE 's,^(.*/(share|share/doc|include)/(hostmem|nevra))/.*,\1,p' build/install_manifest.txt | sort -u | sed 's,^,$(DESTDIR),' | \
-	   xargs -rd '\n' -I '{}' find '{}' -depth -type d -empty -delete 2>/dev/null; \
+	(cd "$(DESTDIR)$$(sed -n 's,/bin/hostmem$$,,p' build/install_manifest.txt)" && \
+	   rmdir --ignore-fail-on-non-empty $(OWN_FOLDERS)) 2>/dev/null; \
 	if [ -n "$$removed" ]; then \
 	   echo "$$removed"; \
 	else \

@@ -7,7 +7,7 @@
 
 namespace {
 
-// Before the fuzzer closes standard error, where the code under test tells its failures.
+// The fuzzer closes standard error, to silence the code under test; this copy stays open.
 const int errorOutput = dup(STDERR_FILENO);
 
 } // namespace

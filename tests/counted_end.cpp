@@ -13,13 +13,14 @@ int __real_execvp(const char *name, char *const *words);
 
 namespace {
 
-// Another process writes them, which nobody ends halfway, waits for or hears from.
+// Another process writes them, in a session of its own: who ends the process and its group does not end that one
+// halfway, and nobody waits for it or hears from it.
 void WriteCounters()
 {
    const pid_t child = fork();
    if (child == 0) {
+      setsid();
       if (fork() == 0) {
-         setsid();
          close_range(0, ~0U, 0);
          __gcov_dump();
       }

@@ -86,7 +86,7 @@ c++ -std=c++20 -o "$work/cxx-program" "$work/program.cpp" $(pkg-config --cflags 
 
 make uninstall
 test -z "$(find "$root" ! -type d)"
-test -z "$(find "$root" -name '*hostmem*' -o -name nevra)"
+test -z "$(find "$root" ! -path "$installed" \( -name '*hostmem*' -o -name nevra \))"
 make uninstall 2>&1 | grep -Fx 'make uninstall: no installed file is left'
 rm -rf "$root"
 
