@@ -13,8 +13,8 @@ int __real_execvp(const char *name, char *const *words);
 
 namespace {
 
-// Another process writes them, in a session of its own: who ends the process and its group does not end that one
-// halfway, and nobody waits for it or hears from it.
+// Another process writes them, in a session of its own: who ends the process and its group does not end that
+// one halfway, and nobody waits for it or hears from it.
 void WriteCounters()
 {
    const pid_t child = fork();
