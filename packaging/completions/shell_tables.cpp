@@ -6,10 +6,10 @@
 #include <initializer_list>
 #include <sstream>
 
-#include "export/metric_options.h"
 #include "frontend/report_table.h"
 #include "frontend/tool_options.h"
 #include "manuals/option_help.h"
+#include "packaging/completions/metric_reports.h"
 #include "report/display_unit.h"
 
 namespace {
@@ -176,9 +176,8 @@ std::string ReportsOf(const ProgramHelp &program, const std::string &subcommand)
    const bool ofMetrics = program.name == "hostmem-exporter" || subcommand == "openmetrics";
    std::string names;
    for (const ReportEntry &report : Reports()) {
-      std::string name = report.name;
-      if (ofMetrics ? ProblemOfReport(&name).empty() : report.source == ReportSource::LiveOrCache) {
-         names += (names.empty() ? "" : " ") + name;
+      if (ofMetrics ? HasMetrics(report.name) : report.source == ReportSource::LiveOrCache) {
+         names += (names.empty() ? "" : " ") + std::string(report.name);
       }
    }
    return names;
